@@ -1,0 +1,63 @@
+# libQuorvelStabilizer, shared and static, from one set of objects.
+set(QUORVEL_SOURCES
+  src/api/chroma.cpp
+  src/api/frame.cpp
+  src/api/handle.cpp
+  src/api/road.cpp
+  src/api/separate.cpp
+  src/api/splitter.cpp
+  src/pipeline/modes.cpp
+  src/motion/block_drivers.cpp
+  src/motion/block_search.cpp
+  src/motion/coarse_shift.cpp
+  src/motion/cost_kernels.cpp
+  src/model/agreement.cpp
+  src/model/global_motion.cpp
+  src/model/rotation.cpp
+  src/model/translation.cpp
+  src/smooth/kalman_state.cpp
+  src/smooth/kalman_step.cpp
+  src/smooth/queue.cpp
+  src/warp/block_warp.cpp
+  src/warp/large_warp.cpp
+  src/warp/map.cpp
+  src/warp/mapping_kernels.cpp
+  src/warp/rotation_warp.cpp
+  src/warp/shift.cpp
+  src/platform/event.cpp
+  src/platform/memory.cpp
+  src/platform/participants.cpp
+  src/platform/thread.cpp)
+
+add_library(quorvel_objects OBJECT ${QUORVEL_SOURCES})
+set_target_properties(quorvel_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+target_include_directories(quorvel_objects PUBLIC include PRIVATE src)
+target_link_libraries(quorvel_objects PRIVATE quorvel_library_flags)
+
+# The exported names, one a line: the linker hides all others, and a test compares both ways.
+set(QUORVEL_EXPORTS ${CMAKE_CURRENT_SOURCE_DIR}/src/exports.txt)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${QUORVEL_EXPORTS})
+file(STRINGS ${QUORVEL_EXPORTS} exports REGEX "^[A-Za-z_]")
+list(JOIN exports ";\n    " exports)
+set(version_script ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
+file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local: *;\n};\n" @ONLY)
+
+add_library(quorvel_shared SHARED $<TARGET_OBJECTS:quorvel_objects>)
+target_link_libraries(quorvel_shared PRIVATE quorvel_library_flags Threads::Threads)
+# --as-needed: no C++ runtime at load time. 16384: loads on kernels with 16 KB pages too.
+target_link_options(quorvel_shared PRIVATE
+  -Wl,--version-script=${version_script} -Wl,--as-needed -Wl,-Bsymbolic-functions
+  -Wl,-z,max-page-size=16384 -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+if(NOT QUORVEL_SANITIZE)
+  target_link_options(quorvel_shared PRIVATE -Wl,-z,defs)
+endif()
+set_target_properties(quorvel_shared PROPERTIES
+  LINK_DEPENDS "${version_script}" SOVERSION 1 VERSION ${PROJECT_VERSION})
+
+add_library(quorvel_static STATIC $<TARGET_OBJECTS:quorvel_objects>)
+target_link_libraries(quorvel_static PUBLIC Threads::Threads)
+
+foreach(target quorvel_shared quorvel_static)
+  set_target_properties(${target} PROPERTIES OUTPUT_NAME QuorvelStabilizer)
+  target_include_directories(${target} PUBLIC include)
+endforeach()

@@ -1,0 +1,23 @@
+// What the rooms of the public interface share; the exported calls are in include/quorvel/.
+#pragma once
+
+#include "context.h"
+
+// One frame on its road through the stabilizer. The chroma pointers name planes of V,U pairs that go through
+// the planar scratch planes; they are null for planar frames, and where the warp takes the pairs from behind
+// the luma itself.
+struct FrameCall {
+    const uint8_t *pIn;
+    const uint8_t *pInVU;
+    uint8_t *pOut;
+    uint8_t *pOutVU;
+    int32_t lSplit; // left columns that show the unstabilized frame, 0: none
+};
+
+// In place (pIn equals pOut), or from one buffer into another. Both return with the caller's frames
+// untouched when the handle's own frames cannot be allocated.
+void StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall);
+void StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall);
+
+// Runs the driver of the handle's mode; none for an unknown mode.
+void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput);

@@ -1,0 +1,77 @@
+// The road of one frame: keep what the next frame needs, bring the chroma where the stages expect it.
+#include "api/api.h"
+
+#include "pipeline/pipeline.h"
+#include "quorvel/memory.h"
+
+namespace {
+
+// A frame of the handle's own, zeroed when it is allocated.
+bool NeedFrame(const MVS_Context *pCtx, uint8_t **ppFrame) {
+    if (*ppFrame) return true;
+    *ppFrame = (uint8_t *)MMemAlloc(nullptr, pCtx->lInFrameSize);
+    if (!*ppFrame) return false;
+    MMemSet(*ppFrame, 0, pCtx->lInFrameSize);
+    return true;
+}
+
+void ShowSplit(MVS_Context *pCtx, const FrameCall *pCall) {
+    if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return;
+    const uint8_t *pSrc = pCtx->pCurFrame, *pSrcU = pCtx->pScratchInU, *pSrcV = pCtx->pScratchInV;
+    uint8_t *pDst = pCall->pOut, *pDstU = pCtx->pScratchOutU, *pDstV = pCtx->pScratchOutV;
+    if (!pCall->pInVU) {
+        pSrcU = pSrc + pCtx->lInLumaSize;
+        pSrcV = pSrcU + (pCtx->lInLumaSize >> 2);
+        pDstU = pDst + pCtx->lOutLumaSize;
+        pDstV = pDstU + (pCtx->lOutLumaSize >> 2);
+    }
+    QEL_MVS_SplitterShow(pSrc, pSrcU, pSrcV, pDst, pDstU, pDstV, pCtx->lInWidth, pCtx->lInHeight,
+                         pCall->lSplit, 0);
+}
+
+void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
+    pCtx->pOutFrame = pCall->pOut;
+    if (pCall->pInVU) {
+        UV_NV21_to_I420(pCtx->pScratchInU, pCtx->pScratchInV, pCall->pInVU, InChromaWidth(pCtx),
+                        InChromaHeight(pCtx));
+        pCtx->bChromaInScratch = 1;
+    }
+    RunDriver(pCtx, pCtx->pCurFrame, pCtx->pPrevFrame, pCall->pOut);
+    ShowSplit(pCtx, pCall);
+    if (pCall->pInVU) {
+        pCtx->bChromaInScratch = 0;
+        UV_I420_to_NV21(pCtx->pScratchOutU, pCtx->pScratchOutV, pCall->pOutVU, OutChromaWidth(pCtx),
+                        OutChromaHeight(pCtx));
+    }
+}
+
+} // namespace
+
+void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+    switch (pCtx->lMode) {
+    case 1: DeshakerM1(pCtx, pCurrent, pPrevious, pOutput); break;
+    case 2: DeshakerM2(pCtx, pCurrent, pPrevious, pOutput); break;
+    case 3: DeshakerM3(pCtx, pCurrent, pPrevious, pOutput); break;
+    default: break;
+    }
+}
+
+void StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
+    if (!NeedFrame(pCtx, &pCtx->pPrevFrame) || !NeedFrame(pCtx, &pCtx->pOwnFrame)) return;
+    pCtx->pCurFrame = pCtx->pOwnFrame;
+    // The warp reads the chroma from the copy, unless it has gone to the scratch planes.
+    MMemCpy(pCtx->pOwnFrame, pCall->pIn, pCall->pInVU ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
+    StabilizeCurrent(pCtx, pCall);
+    uint8_t *pFormer = pCtx->pPrevFrame;
+    pCtx->pPrevFrame = pCtx->pOwnFrame;
+    pCtx->pOwnFrame = pFormer;
+    pCtx->pCurFrame = pFormer;
+}
+
+void StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall) {
+    if (!NeedFrame(pCtx, &pCtx->pPrevFrame)) return;
+    pCtx->pCurFrame = pCall->pIn;
+    StabilizeCurrent(pCtx, pCall);
+    MMemCpy(pCtx->pPrevFrame, pCall->pIn,
+            IsSemiPlanar(pCtx->lInFormat) ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
+}

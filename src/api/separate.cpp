@@ -1,0 +1,47 @@
+// Frame calls whose luma and chroma come by separate pointers.
+#include "api/api.h"
+
+namespace {
+
+// NV21 chroma always goes through the scratch planes here, wherever its pairs lie.
+bool SeparatePlanes(const MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV, uint8_t *pOutY,
+                    uint8_t *pOutUV, FrameCall *pCall) {
+    if (!pCtx || !pInY || !pOutY) return false;
+    switch (pCtx->lInFormat) {
+    case QEL_MVS_FORMAT_I420:
+        *pCall = {pInY, nullptr, pOutY, nullptr, 0};
+        return true;
+    case QEL_MVS_FORMAT_NV21:
+        *pCall = {pInY, pInY + pCtx->lInLumaSize, pOutY, pOutY + pCtx->lOutLumaSize, 0};
+        return true;
+    case QEL_MVS_FORMAT_NV21_SEPARATE:
+        *pCall = {pInY, pInUV, pOutY, pOutUV, 0};
+        return pInUV && pOutUV;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV,
+                                          uint8_t *pOutY, uint8_t *pOutUV) {
+    if (!pCtx || !pInY || !pOutY) return;
+    if (pInY == pOutY && pInUV == pOutUV) {
+        pCtx->bSameBuffer = 1;
+        QEL_MVS_StabilizeFrame_Separate_SameBuffer(pCtx, pOutY, pOutUV);
+    } else {
+        QEL_MVS_StabilizeFrame_Separate_DiffBuffer(pCtx, pInY, pInUV, pOutY, pOutUV);
+    }
+}
+
+void QEL_MVS_StabilizeFrame_Separate_SameBuffer(MVS_Context *pCtx, uint8_t *pY, uint8_t *pUV) {
+    FrameCall st;
+    if (SeparatePlanes(pCtx, pY, pUV, pY, pUV, &st)) StabilizeInPlace(pCtx, &st);
+}
+
+void QEL_MVS_StabilizeFrame_Separate_DiffBuffer(MVS_Context *pCtx, const uint8_t *pInY,
+                                                const uint8_t *pInUV, uint8_t *pOutY, uint8_t *pOutUV) {
+    FrameCall st;
+    if (SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &st)) StabilizeApart(pCtx, &st);
+}

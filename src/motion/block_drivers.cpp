@@ -1,0 +1,161 @@
+// All blocks of a frame: the 32-pixel grid shared out by rows, the 16-pixel grid on the calling thread.
+#include "motion/motion.h"
+
+#include <pthread.h>
+#include <sched.h>
+
+#include "platform/fixed.h"
+#include "platform/participants.h"
+#include "quorvel/memory.h"
+#include "quorvel/threads.h"
+
+namespace {
+
+const int32_t kBlock = 32;
+const int32_t kMaxRows = 16384 / kBlock;
+const int32_t kSpins = 64;
+
+} // namespace
+
+// A block's predictors come from the row above, so each row publishes how far it is and the row below
+// keeps behind it. The records are then those of one thread working row after row, with any number of
+// participants. Rows are taken in order and finished before the next is asked for: the lowest unfinished
+// row never waits, so the job always completes.
+struct BlockSearchJob {
+    MVS_Context *pCtx;
+    const uint8_t *pCurFrame;
+    const uint8_t *pPrevFrame;
+    int32_t lX0, lX1; // searched block origins in pixels, both ends included
+    int32_t lY0, lY1;
+    void *pEvent;     // lock of lNextRow
+    int32_t lNextRow;
+    int32_t lDone[kMaxRows]; // finished blocks of each row, read and written atomically
+    int32_t lWaiters;
+    pthread_mutex_t stMutex; // of the sleepers
+    pthread_cond_t stCondition;
+};
+
+namespace {
+
+// The sleeper counts itself before it looks and the publisher writes before it looks at the count, so one
+// of the two always sees the other.
+void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount) {
+    __atomic_store_n(pDone, lCount, __ATOMIC_SEQ_CST);
+    if (!__atomic_load_n(&pJob->lWaiters, __ATOMIC_SEQ_CST)) return;
+    pthread_mutex_lock(&pJob->stMutex);
+    pthread_cond_broadcast(&pJob->stCondition);
+    pthread_mutex_unlock(&pJob->stMutex);
+}
+
+void AwaitCount(BlockSearchJob *pJob, const int32_t *pDone, int32_t lCount) {
+    for (int32_t i = 0; i < kSpins; i++)
+        if (__atomic_load_n(pDone, __ATOMIC_ACQUIRE) >= lCount) return;
+    pthread_mutex_lock(&pJob->stMutex);
+    __atomic_add_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
+    while (__atomic_load_n(pDone, __ATOMIC_SEQ_CST) < lCount) {
+        if (!pthread_cond_wait(&pJob->stCondition, &pJob->stMutex)) continue;
+        pthread_mutex_unlock(&pJob->stMutex); // no sleep to be had: give way instead
+        sched_yield();
+        pthread_mutex_lock(&pJob->stMutex);
+    }
+    __atomic_sub_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
+    pthread_mutex_unlock(&pJob->stMutex);
+}
+
+// First and last searched origin along one axis: the outermost blocks are left out, one at the start and
+// two at the end, and more on the side that the frame moved to.
+void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast) {
+    const int64_t lFirst = lShift < kBlock ? kBlock : ((int64_t)lShift & ~31) + kBlock;
+    const int64_t lLimit = (lSize & ~31) - 2 * kBlock;
+    const int64_t lReach = ((int64_t)lSize + lShift - kBlock) & ~31;
+    const int64_t lLast = lReach < lLimit ? lReach : lLimit;
+    *pFirst = lFirst > lSize ? lSize : (int32_t)lFirst;
+    *pLast = lLast < -kBlock ? -kBlock : (int32_t)lLast;
+}
+
+int32_t CountValid(const BlockSearchJob *pJob) {
+    const int32_t lColumns = pJob->pCtx->lInWidth >> 5;
+    int32_t lCount = 0;
+    for (int32_t y = pJob->lY0 >> 5; y <= pJob->lY1 >> 5; y++)
+        for (int32_t x = pJob->lX0 >> 5; x <= pJob->lX1 >> 5; x++)
+            lCount += pJob->pCtx->pBlockMV[(ptrdiff_t)y * lColumns + x].bValid != 0;
+    return lCount;
+}
+
+} // namespace
+
+void BlockME32F0_BlockMT(BlockSearchJob *pJob, int32_t lYStart, int32_t lYEnd) {
+    MVS_Context *pCtx = pJob->pCtx;
+    const int32_t lWidth = pCtx->lInWidth, lColumns = lWidth >> 5;
+    const int32_t lBlocks = pJob->lX1 < pJob->lX0 ? 0 : ((pJob->lX1 - pJob->lX0) >> 5) + 1;
+    for (int32_t y = lYStart; y < lYEnd; y += kBlock) {
+        const int32_t lRow = y >> 5;
+        for (int32_t i = 0; i < lBlocks; i++) {
+            const int32_t x = pJob->lX0 + i * kBlock;
+            if (y > pJob->lY0) AwaitCount(pJob, &pJob->lDone[lRow - 1], Min32(i + 2, lBlocks));
+            const ptrdiff_t lOffset = (ptrdiff_t)y * lWidth + x;
+            pCtx->pBlockMV[(ptrdiff_t)lRow * lColumns + (x >> 5)] = BlockLDME32(
+                pCtx, pJob->pCurFrame + lOffset, pJob->pPrevFrame + lOffset, lRow, x >> 5, kBlock);
+            Publish(pJob, &pJob->lDone[lRow], i + 1);
+        }
+    }
+}
+
+void *thread_BlockME32F0(void *pArgument) {
+    BlockSearchJob *pJob = (BlockSearchJob *)pArgument;
+    const int32_t lEnd = pJob->lY1 + kBlock;
+    for (;;) {
+        const int32_t lY = TakeWork(pJob->pEvent, &pJob->lNextRow, lEnd, kBlock);
+        if (lY >= lEnd) return nullptr;
+        BlockME32F0_BlockMT(pJob, lY, lY + kBlock);
+    }
+}
+
+int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame) {
+    BlockSearchJob stJob = {};
+    stJob.pEvent = zekMEventCreate(nullptr);
+    if (!stJob.pEvent) return 0;
+    zekMEventSignal(stJob.pEvent);
+    MMemSet(pCtx->pBlockMV, 0, (uint32_t)(Max32(pCtx->lBlockNum, 0) * (int32_t)sizeof(MVS_BlockMV)));
+
+    stJob.pCtx = pCtx;
+    stJob.pCurFrame = pCurFrame;
+    stJob.pPrevFrame = pPrevFrame;
+    SearchedSpan(pCtx->lInHeight, pCtx->lCurMotionRow, &stJob.lY0, &stJob.lY1);
+    SearchedSpan(pCtx->lInWidth, pCtx->lCurMotionCol, &stJob.lX0, &stJob.lX1);
+    stJob.lNextRow = stJob.lY0;
+    int32_t lResult = 0;
+    if (stJob.lY0 <= stJob.lY1 && stJob.lX0 <= stJob.lX1) {
+        pthread_mutex_init(&stJob.stMutex, nullptr);
+        pthread_cond_init(&stJob.stCondition, nullptr);
+        RunParticipants(thread_BlockME32F0, &stJob);
+        pthread_cond_destroy(&stJob.stCondition);
+        pthread_mutex_destroy(&stJob.stMutex);
+        lResult = CountValid(&stJob) > pCtx->lBlockNum / 20;
+    }
+    zekMEventDestroy(nullptr, stJob.pEvent);
+    return lResult;
+}
+
+int32_t BlockME16F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame) {
+    const int32_t lWidth = pCtx->lInWidth, lHeight = pCtx->lInHeight;
+    const int32_t lColumns = lWidth >> 4, lRows = lHeight >> 4;
+    if (lRows < 1 || (int64_t)lColumns * lRows > pCtx->lBlockNum) return 0;
+    const int32_t lStartRow = WrapSub32(0, pCtx->lCurMotionRow);
+    const int32_t lStartCol = WrapSub32(0, pCtx->lCurMotionCol);
+    MVS_BlockMV *pRecord = pCtx->pBlockMV;
+    int32_t lCount = 0;
+    for (int32_t y = 0; y < 16 * lRows; y += 16)
+        for (int32_t x = 0; x < 16 * lColumns; x += 16, pRecord++) {
+            const int64_t lTop = (int64_t)y + lStartRow, lLeft = (int64_t)x + lStartCol;
+            if (lLeft < 0 || lLeft > lWidth - 16 || lTop < 0 || lTop > lHeight - 16) {
+                pRecord->bValid = 0; // the vector keeps what the frame before left
+                continue;
+            }
+            *pRecord = BlockLDME16F0(pCtx, pCurFrame + (ptrdiff_t)y * lWidth + x,
+                                     pPrevFrame + (ptrdiff_t)(lTop * lWidth + lLeft), y, x, lStartRow,
+                                     lStartCol, lWidth, lHeight);
+            lCount += pRecord->bValid != 0;
+        }
+    return lCount > pCtx->lBlockNum / 20;
+}

@@ -1,0 +1,226 @@
+// One whole-pixel shift for the whole frame, by descent over a sparse grid of luma samples.
+#include "motion/motion.h"
+
+#include "platform/fixed.h"
+#include "quorvel/memory.h"
+
+namespace {
+
+const int32_t kGroup = 64;        // columns a group of samples covers
+const int32_t kGroupSamples = 16; // every fourth of them
+const int32_t kRowStep = 10;
+const int32_t kMinAreaW = kGroup - 3; // a lone group reads columns 0 .. 60
+
+enum Move { kNone, kLeft, kRight, kUp, kDown };
+
+struct Grid {
+    int32_t lAreaW;
+    int32_t lAreaH;
+    int32_t lRowSkip;
+};
+
+struct Search {
+    const MVS_Context *pCtx;
+    const uint8_t *pSamples;
+    const uint8_t *pPrevArea; // the area at shift (0, 0)
+    Grid stGrid;
+    int32_t lRow;
+    int32_t lCol;
+    uint32_t lCost;
+};
+
+int32_t Groups(int32_t lAreaW) { return Max32(lAreaW >> 6, 1); }
+int32_t Rows(int32_t lAreaH) { return Max32(lAreaH / kRowStep, 1); }
+
+// The end of the last group to the next sampled row, 10 rows further down.
+int32_t RowSkip(const MVS_Context *pCtx, int32_t lAreaW) {
+    return lAreaW - kGroup * Groups(lAreaW) + 2 * pCtx->lShiftRangeX + (kRowStep - 1) * pCtx->lInWidth;
+}
+
+int32_t FirstStep(int32_t lSizeLevel) {
+    if (lSizeLevel <= 2) return 4;
+    return lSizeLevel == 3 ? 8 : lSizeLevel == 4 ? 16 : 32;
+}
+
+// The previous frame's motion in whole pixels. Mode 1 takes the word as it stands.
+int32_t PredictedShift(int32_t lMode, int32_t lPrevMotion, int32_t lRange) {
+    int64_t v = lPrevMotion;
+    if (lMode != 1) v = v >= 0 ? (v + 512) >> 10 : -((512 - v) >> 10);
+    return v < -lRange ? -lRange : v > lRange ? lRange : (int32_t)v;
+}
+
+uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol) {
+    const ptrdiff_t lOffset = (ptrdiff_t)lRow * pSearch->pCtx->lInWidth + lCol;
+    const Grid *pGrid = &pSearch->stGrid;
+    return GetGlobalSADAlignF0(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW,
+                               pGrid->lAreaH, pGrid->lRowSkip);
+}
+
+int32_t MeanDiff(const Search *pSearch) {
+    const ptrdiff_t lOffset = (ptrdiff_t)pSearch->lRow * pSearch->pCtx->lInWidth + pSearch->lCol;
+    const Grid *pGrid = &pSearch->stGrid;
+    return GetBigMeanF0(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW, pGrid->lAreaH,
+                        pGrid->lRowSkip);
+}
+
+// Starts at no shift, or at the predicted one where that is strictly cheaper.
+void ChooseStart(Search *pSearch) {
+    const MVS_Context *pCtx = pSearch->pCtx;
+    const int32_t lRow = PredictedShift(pCtx->lMode, pCtx->lPrevRow, pCtx->lShiftRangeY);
+    const int32_t lCol = PredictedShift(pCtx->lMode, pCtx->lPrevCol, pCtx->lShiftRangeX);
+    pSearch->lRow = 0;
+    pSearch->lCol = 0;
+    pSearch->lCost = CostAt(pSearch, 0, 0);
+    if (lRow == 0 && lCol == 0) return;
+    const uint32_t lCost = CostAt(pSearch, lRow, lCol);
+    if (lCost >= pSearch->lCost) return;
+    pSearch->lRow = lRow;
+    pSearch->lCol = lCol;
+    pSearch->lCost = lCost;
+}
+
+// One step to the best of the four neighbours that beats the current cost; the way back is not tried.
+Move StepOnce(Search *pSearch, int32_t lStep, Move eLast) {
+    const int32_t lRangeX = pSearch->pCtx->lShiftRangeX, lRangeY = pSearch->pCtx->lShiftRangeY;
+    const int32_t lRow = pSearch->lRow, lCol = pSearch->lCol;
+    const struct {
+        Move eMove, eReverse;
+        int32_t lRow, lCol;
+    } stTry[4] = {{kLeft, kRight, lRow, lCol - lStep},
+                  {kRight, kLeft, lRow, lCol + lStep},
+                  {kUp, kDown, lRow - lStep, lCol},
+                  {kDown, kUp, lRow + lStep, lCol}};
+    Move eBest = kNone;
+    for (int32_t i = 0; i < 4; i++) {
+        if (eLast == stTry[i].eReverse) continue;
+        if (stTry[i].lCol < -lRangeX || stTry[i].lCol > lRangeX) continue;
+        if (stTry[i].lRow < -lRangeY || stTry[i].lRow > lRangeY) continue;
+        const uint32_t lCost = CostAt(pSearch, stTry[i].lRow, stTry[i].lCol);
+        if (lCost >= pSearch->lCost) continue;
+        pSearch->lCost = lCost;
+        pSearch->lRow = stTry[i].lRow;
+        pSearch->lCol = stTry[i].lCol;
+        eBest = stTry[i].eMove;
+    }
+    return eBest;
+}
+
+// Down to a minimum at step 1. The steps are 32, 16, 8, 4, 1: two is left out on purpose.
+void Descend(Search *pSearch, int32_t lStep, Move *pLast) {
+    for (;;) {
+        const Move eMove = StepOnce(pSearch, lStep, *pLast);
+        if (eMove != kNone) {
+            *pLast = eMove;
+            continue;
+        }
+        if (lStep <= 1) return;
+        lStep = lStep >= 5 ? lStep >> 1 : 1;
+        *pLast = kNone;
+    }
+}
+
+// Up to three descents: from the start, then from (0, 0) with a coarser step, then from (0, 0) with step 1.
+// A later one moves only to positions that beat the cost reached before.
+int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
+    const int32_t lFirstStep = FirstStep(pCtx->lSizeLevel);
+    const uint32_t lN = (uint32_t)pCtx->lShiftSampleNum;
+    uint32_t lBestEver = 0xFFFFFF;
+    Move eLast = kNone;
+    for (int32_t lRound = 1;; lRound++) {
+        Descend(pSearch, lRound == 1 ? lFirstStep : lRound == 2 ? 4 * lFirstStep : 1, &eLast);
+        const uint32_t lCost = pSearch->lCost;
+        if (lCost < lBestEver) {
+            pCtx->lCurMotionRow = -pSearch->lRow;
+            pCtx->lCurMotionCol = -pSearch->lCol;
+            pCtx->lCurMotionTheta = 0;
+            lBestEver = lCost;
+        }
+        if (lCost <= 6 * lN) {
+            pCtx->bShiftReliable = 1;
+            return 1;
+        }
+        // A change of brightness raises the cost of every position, so it raises the bar too.
+        if (lRound == 1) pCtx->lShiftMeanDiff = MeanDiff(pSearch);
+        const uint32_t lBar = 6 * lN + (uint32_t)pCtx->lShiftMeanDiff;
+        if (lCost < lBar) {
+            pCtx->bShiftReliable = WrapAbs32(pCtx->lShiftMeanDiff) <= WrapMul32(11, (int32_t)lN);
+            return 1;
+        }
+        if (lRound == 3) {
+            if (3 * lBar > lCost) return 1;
+            pCtx->bShiftReliable = 0;
+            return 0;
+        }
+        pSearch->lRow = 0;
+        pSearch->lCol = 0;
+        if (lRound == 1) eLast = kNone; // round 3 still refuses the way back of round 2's last move
+    }
+}
+
+} // namespace
+
+uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
+                      int32_t lRows) {
+    const int32_t lGroups = Groups(lAreaW), lWalked = Rows(lAreaH);
+    const uint32_t lSize = (uint32_t)lGroups * kGroupSamples * (uint32_t)Max32(lWalked, lRows);
+    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, lSize);
+    if (!pBuffer) return nullptr;
+    uint8_t *pOut = pBuffer;
+    for (int32_t r = 0; r < lWalked; r++) {
+        for (int32_t g = 0; g < lGroups; g++, pArea += kGroup)
+            for (int32_t k = 0; k < kGroup; k += 4) *pOut++ = pArea[k];
+        pArea += lRowSkip;
+    }
+    return pBuffer;
+}
+
+uint32_t GetGlobalSADAlignF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
+                             int32_t lAreaH, int32_t lRowSkip) {
+    const int32_t lGroups = Groups(lAreaW), lRows = Rows(lAreaH);
+    uint32_t lSum = 0;
+    for (int32_t r = 0; r < lRows; r++) {
+        for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
+            for (int32_t k = 0; k < kGroup; k += 4) {
+                const int32_t d = *pSamples++ - pPrevArea[k];
+                lSum += (uint32_t)(d < 0 ? -d : d);
+            }
+        pPrevArea += lRowSkip;
+    }
+    return lSum;
+}
+
+int32_t GetBigMeanF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW, int32_t lAreaH,
+                     int32_t lRowSkip) {
+    const int32_t lGroups = Groups(lAreaW), lRows = Rows(lAreaH);
+    int64_t llDiff = 0;
+    for (int32_t r = 0; r < lRows; r++) {
+        for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
+            for (int32_t k = 0; k < kGroup; k += 4) llDiff += *pSamples++ - pPrevArea[k];
+        pPrevArea += lRowSkip;
+    }
+    return Low32(llDiff < 0 ? -llDiff : llDiff);
+}
+
+int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame) {
+    const int32_t lRangeX = pCtx->lShiftRangeX, lRangeY = pCtx->lShiftRangeY;
+    const int32_t lAreaW = pCtx->lInWidth - 2 * lRangeX, lAreaH = pCtx->lInHeight - 2 * lRangeY;
+    pCtx->pShiftPrevFrame = pPrevFrame;
+    pCtx->lShiftSampleNum = WrapMul32(lAreaW >> 2, lAreaH / kRowStep); // nominal: the bars scale with it
+    if (lAreaW < kMinAreaW || lAreaH < 1 || lRangeX < 0 || lRangeY < 0) {
+        pCtx->bShiftReliable = 0;
+        return 0;
+    }
+
+    const Grid stGrid = {lAreaW, lAreaH, RowSkip(pCtx, lAreaW)};
+    const ptrdiff_t lOrigin = (ptrdiff_t)lRangeY * pCtx->lInWidth + lRangeX;
+    uint8_t *pSamples = GetCurBuffer(pCurFrame + lOrigin, lAreaW, lAreaH, stGrid.lRowSkip, lAreaH / kRowStep);
+    if (!pSamples) {
+        pCtx->bShiftReliable = 0;
+        return 0;
+    }
+    Search stSearch = {pCtx, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0, 0};
+    ChooseStart(&stSearch);
+    const int32_t lResult = SearchRounds(pCtx, &stSearch);
+    MMemFree(nullptr, pSamples);
+    return lResult;
+}

@@ -1,0 +1,83 @@
+// From the measured motion to a compensation that keeps the crop inside the frame.
+#include "smooth/smooth.h"
+
+#include "platform/fixed.h"
+
+namespace {
+
+const float kMinBound = 5716.0f; // 5 degrees, Q16 radians
+
+// The rotation is bounded by what the margins allow, but never below 5 degrees: there the scale of all
+// three components keeps the crop inside.
+float ThetaBound(const MVS_Context *pCtx) {
+    const float fByCol = (float)Quotient32(WrapMul32(pCtx->lCropX, 65536), pCtx->lOutHeight >> 1);
+    const float fByRow = (float)Quotient32(WrapMul32(pCtx->lCropY, 65536), pCtx->lOutWidth >> 1);
+    const float fLimit = fByRow < fByCol ? fByRow : fByCol;
+    return fLimit < kMinBound ? kMinBound : fLimit;
+}
+
+// Reach of the turned output's corner beyond the centred crop, Q10 pixels.
+float Reach(int32_t lOutSize, int32_t lMargin, float fAbsTheta, int32_t lShift) {
+    const float fSweep = (0.5f * (float)lOutSize - (float)lMargin) * fAbsTheta * 0.015625f;
+    return fSweep + (float)(lShift < 0 ? -(int64_t)lShift : (int64_t)lShift);
+}
+
+// Factor at which no corner reaches beyond the margins, at most 1.
+float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple st, float fTheta) {
+    const float fAbsTheta = fTheta < 0 ? -fTheta : fTheta;
+    const float fReachCol = Reach(pCtx->lOutWidth, pCtx->lCropX, fAbsTheta, st.lCol);
+    float fScale = 1.0f;
+    if (fReachCol != 0) {
+        fScale = (float)pCtx->lCropX * 1024.0f / fReachCol;
+        if (!(fScale < 1.0f)) fScale = 1.0f;
+    }
+    const float fReachRow = Reach(pCtx->lOutHeight, pCtx->lCropY, fAbsTheta, st.lRow);
+    if (fReachRow != 0) {
+        const float fScaleRow = (float)pCtx->lCropY * 1024.0f / fReachRow;
+        if (fScaleRow < fScale) fScale = fScaleRow;
+    }
+    return fScale;
+}
+
+// Moves a filter to where the limited compensation puts it; the velocity follows as the covariance has it.
+void ReviseAxis(KalmanState *pState, int32_t lNew, int32_t lOld) {
+    const int32_t d = WrapSub32(lNew, lOld);
+    if (d == 0) return;
+    pState->llPos = WrapAdd64(pState->llPos, d);
+    if (pState->llP00 == 0) return;
+    pState->llVel = WrapAdd64(pState->llVel, Quotient64(WrapMul64(d, pState->llP10), pState->llP00));
+}
+
+} // namespace
+
+MVS_MotionTriple AddGmvQueueM3(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta) {
+    const MVS_MotionTriple stRaw = KalmanFilterOnePos(pCtx, lRow, lCol, lTheta);
+    const float fBound = ThetaBound(pCtx);
+    float fTheta = (float)stRaw.lTheta;
+    if (fTheta > fBound) fTheta = (float)TruncateFloat(fBound);
+    if (fTheta < -fBound) fTheta = (float)TruncateFloat(-fBound);
+    const float fScale = MarginScale(pCtx, stRaw, fTheta);
+    const MVS_MotionTriple st = {TruncateFloat((float)stRaw.lRow * fScale),
+                                 TruncateFloat((float)stRaw.lCol * fScale),
+                                 TruncateFloat(fTheta * fScale)};
+    ReviseKFCurPos(st.lRow, st.lCol, st.lTheta, stRaw.lRow, stRaw.lCol, stRaw.lTheta, pCtx);
+    return st;
+}
+
+void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t lOldRow, int32_t lOldCol,
+                    int32_t lOldTheta, MVS_Context *pCtx) {
+    KalmanSideBlock *pSide = pCtx->pSideBlock;
+    ReviseAxis(&pSide->stAxisRow.st, lNewRow, lOldRow);
+    ReviseAxis(&pSide->stAxisCol.st, lNewCol, lOldCol);
+    ReviseAxis(&pSide->stAxisTheta.st, lNewTheta, lOldTheta);
+}
+
+int32_t SmoothGlobalMotionM3(MVS_Context *pCtx, int32_t bValid) {
+    const MVS_MotionTriple st =
+        bValid == 1 ? AddGmvQueueM3(pCtx, pCtx->lCurMotionRow, pCtx->lCurMotionCol, pCtx->lCurMotionTheta)
+                    : ResetGmvQueue(pCtx);
+    pCtx->lCompRow = st.lRow;
+    pCtx->lCompCol = st.lCol;
+    pCtx->lCompTheta = st.lTheta;
+    return 1;
+}

@@ -1,0 +1,26 @@
+// Rows of 4x4 blocks of one plane: each block's corner is mapped, its samples come from a fixed kernel.
+#pragma once
+
+#include "context.h"
+#include "warp/map.h"
+#include "warp/mapping_kernels.h"
+
+struct BlockPlane {
+    const uint8_t *pIn;
+    uint8_t *pOut;
+    int32_t lWidth, lHeight; // samples of one component, the same for input and output
+    int32_t lStride;         // bytes, the same for both
+    int32_t lStep;           // bytes from sample to sample: 1, or 2 for pairs, whose components go together
+    const MappingKernel *pKernels;
+};
+
+static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
+
+// The kernels need room for a phase-3 block, and input rows of the output's length.
+static inline bool FitsBlockWarp(const MVS_Context *pCtx, int32_t lWidth, int32_t lHeight) {
+    return pCtx->lInWidth == pCtx->lOutWidth && pCtx->lInHeight == pCtx->lOutHeight && lWidth >= 5 &&
+           lHeight >= 5;
+}
+
+// Rows lFirst .. lEnd - 1 of blocks; the steps of the map are those of a block.
+void WarpBlockRows(const BlockPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd);

@@ -1,0 +1,29 @@
+#include "warp/map.h"
+
+// Products with the angle are shifted as magnitudes, so that an angle and its negative mirror each other.
+WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
+    const int32_t lTheta = pCtx->lCompTheta;
+    const int32_t lTurnRow = ShiftToZero32(WrapMul32(pCtx->lOutWidth, lTheta), 7);
+    const int32_t lTurnCol = ShiftToZero32(WrapMul32(pCtx->lOutHeight, lTheta), 7);
+    const int32_t lCentreRow = WrapMul32(pCtx->lInHeight - pCtx->lOutHeight, 512);
+    const int32_t lCentreCol = WrapMul32(pCtx->lInWidth - pCtx->lOutWidth, 512);
+    return {WrapSub32(WrapAdd32(pCtx->lCompRow, lCentreRow), lTurnRow),
+            WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, ShiftToZero32(lTheta, 6)};
+}
+
+// What lies between the centre and the first sample: half of (1024 - Z) * size for the zoom, and half the
+// zoomed size of the other axis times the angle.
+WarpMap MapWithZoom(const MVS_Context *pCtx) {
+    const int32_t lZ = pCtx->lZoomStep, lTheta = pCtx->lCompTheta;
+    const int32_t lW = pCtx->lOutWidth, lH = pCtx->lOutHeight;
+    const int32_t lTurnCol = WrapMul32(WrapMul32(lH, lZ) >> 10, lTheta) / 64;
+    const int32_t lTurnRow = WrapMul32(WrapMul32(lW, lZ) >> 10, lTheta) / 64;
+    const int32_t lRest = WrapSub32(1024, lZ);
+    const int32_t lCentreRow = WrapMul32(pCtx->lInHeight - lH, 512);
+    const int32_t lCentreCol = WrapMul32(pCtx->lInWidth - lW, 512);
+    return {WrapAdd32(WrapAdd32(pCtx->lCompRow, lCentreRow),
+                      WrapSub32(WrapMul32(lRest, lH), lTurnRow) >> 1),
+            WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol),
+                      WrapAdd32(lTurnCol, WrapMul32(lW, lRest)) >> 1),
+            lZ, ShiftToZero32(WrapMul32(lZ, lTheta), 16)};
+}

@@ -1,0 +1,42 @@
+// Where output samples come from: the affine map of a frame, and positions kept inside a plane.
+#pragma once
+
+#include "context.h"
+#include "platform/fixed.h"
+
+// The Q10 map of warp.h.
+struct WarpMap {
+    int32_t lR0, lC0; // input position of output pixel (0, 0)
+    int32_t lZ;       // zoom step, 0 .. 1024
+    int32_t lS;       // rotation step
+};
+
+// Rotation about the centre of the output without a zoom, and with the handle's zoom.
+WarpMap MapWithoutZoom(const MVS_Context *pCtx);
+WarpMap MapWithZoom(const MVS_Context *pCtx);
+
+// A sampling position along one axis: whole pixel and quarters, 0 .. 3.
+struct Position {
+    int32_t lBase;
+    int32_t lPhase;
+};
+
+// Beyond the plane the first or the last base is repeated, without a fraction.
+static inline Position PositionOf(int32_t lQ10, int32_t lLastBase) {
+    if (lQ10 < 0) return {0, 0};
+    if (lQ10 > lLastBase << 10) return {lLastBase, 0};
+    return {lQ10 >> 10, (lQ10 >> 8) & 3};
+}
+
+// The two planes that planar chroma is moved between: the frame's own, from the U planes on, or the scratch
+// planes that NV21 chroma is split into.
+struct PlanarChroma {
+    const uint8_t *pIn[2];
+    uint8_t *pOut[2];
+};
+
+static inline PlanarChroma ChromaPlanes(const MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU) {
+    if (IsSemiPlanar(pCtx->lInFormat))
+        return {{pCtx->pScratchInU, pCtx->pScratchInV}, {pCtx->pScratchOutU, pCtx->pScratchOutV}};
+    return {{pInU, pInU + (pCtx->lInLumaSize >> 2)}, {pOutU, pOutU + (pCtx->lOutLumaSize >> 2)}};
+}

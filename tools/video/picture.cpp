@@ -1,0 +1,35 @@
+#include "video/picture.h"
+
+bool ParseNumber(const std::string &text, int limit, int &value) {
+    if (text.empty()) return false;
+    int64_t sum = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return false;
+        sum = sum * 10 + (c - '0');
+        if (sum > limit) return false;
+    }
+    value = (int)sum;
+    return sum > 0;
+}
+
+bool ParseSize(const std::string &text, PictureSize &size) {
+    size_t cross = text.find('x');
+    if (cross == std::string::npos) return false;
+    PictureSize parsed;
+    if (!ParseNumber(text.substr(0, cross), kMaxSide, parsed.width)) return false;
+    if (!ParseNumber(text.substr(cross + 1), kMaxSide, parsed.height)) return false;
+    size = parsed;
+    return true;
+}
+
+std::string SizeText(PictureSize size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+size_t LumaBytes(PictureSize size) { return (size_t)size.width * (size_t)size.height; }
+
+size_t ChromaPlaneBytes(PictureSize size) {
+    return (size_t)((size.width + 1) / 2) * (size_t)((size.height + 1) / 2);
+}
+
+size_t FrameBytes(PictureSize size) { return LumaBytes(size) + 2 * ChromaPlaneBytes(size); }

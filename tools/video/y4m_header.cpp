@@ -1,0 +1,110 @@
+#include "video/y4m_header.h"
+
+#include <stdio.h>
+
+#include <algorithm>
+#include <sstream>
+
+const char kY4mMagic[] = "YUV4MPEG2";
+
+namespace {
+
+const char kFrameMagic[] = "FRAME";
+
+[[noreturn]] void Refuse(const std::string &name, const std::string &why) { throw VideoError(name + ": " + why); }
+
+// Text of a foreign file for a message: short, and nothing that moves a terminal's cursor.
+std::string Quoted(const std::string &text) {
+    std::string shown = text.substr(0, 24);
+    for (char &c : shown)
+        if (c < ' ' || c > '~') c = '?';
+    return "'" + shown + (text.size() > 24 ? "...'" : "'");
+}
+
+int ParseSide(const std::string &tag, const std::string &name) {
+    int side = 0;
+    if (!ParseNumber(tag.substr(1), kMaxSide, side))
+        Refuse(name, "bad picture size " + Quoted(tag) + " in the Y4M header (sides are 1 to " +
+                         std::to_string(kMaxSide) + ")");
+    return side;
+}
+
+// The spellings differ in where chroma samples sit, which the tools need not know.
+bool IsEightBit420(const std::string &colour) {
+    static const char *const kKnown[] = {"420", "420jpeg", "420mpeg2", "420paldv"};
+    return std::find(std::begin(kKnown), std::end(kKnown), colour) != std::end(kKnown);
+}
+
+// Some writers leave out C and put the layout, in capitals, into an extension tag.
+bool IsOtherExtension(const std::string &tag) {
+    const std::string prefix = "XYSCSS=";
+    if (tag.compare(0, prefix.size(), prefix) != 0) return false;
+    std::string colour = tag.substr(prefix.size());
+    for (char &c : colour)
+        if (c >= 'A' && c <= 'Z') c = (char)(c - 'A' + 'a');
+    return !IsEightBit420(colour);
+}
+
+void CheckColour(const std::vector<std::string> &tags, const std::string &name) {
+    bool named = false;
+    for (const std::string &tag : tags) {
+        if (tag[0] != 'C') continue;
+        named = true;
+        if (!IsEightBit420(tag.substr(1)))
+            Refuse(name, "pixels are " + Quoted(tag) + ", only 8-bit 4:2:0 is supported; convert them, e.g. with "
+                             "ffmpeg -pix_fmt yuv420p");
+    }
+    if (!named && std::any_of(tags.begin(), tags.end(), IsOtherExtension))
+        Refuse(name, "pixels are not 8-bit 4:2:0; convert them, e.g. with ffmpeg -pix_fmt yuv420p");
+}
+
+double ParseRate(const std::string &tag) {
+    const int limit = 1 << 30;
+    size_t colon = tag.find(':');
+    int count = 0;
+    int seconds = 0;
+    if (colon == std::string::npos || !ParseNumber(tag.substr(1, colon - 1), limit, count)) return 0;
+    if (!ParseNumber(tag.substr(colon + 1), limit, seconds)) return 0;
+    return (double)count / seconds;
+}
+
+void TakeTag(Y4mHeader &header, const std::string &tag, const std::string &name) {
+    if (tag[0] == 'W') {
+        header.size.width = ParseSide(tag, name);
+    } else if (tag[0] == 'H') {
+        header.size.height = ParseSide(tag, name);
+    } else {
+        if (tag[0] == 'F') header.framesPerSecond = ParseRate(tag);
+        if (tag[0] == 'I') header.interlaced = tag == "It" || tag == "Ib" || tag == "Im";
+        header.tags.push_back(tag);
+    }
+}
+
+} // namespace
+
+Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name) {
+    std::istringstream words(line);
+    std::string word;
+    if (!(words >> word) || word != kY4mMagic) Refuse(name, "not a Y4M stream");
+    Y4mHeader header;
+    while (words >> word) TakeTag(header, word, name);
+    if (header.size.width == 0) Refuse(name, "the Y4M header has no width (W)");
+    if (header.size.height == 0) Refuse(name, "the Y4M header has no height (H)");
+    CheckColour(header.tags, name);
+    return header;
+}
+
+std::string Y4mHeaderLine(const Y4mHeader &header) {
+    std::string line = std::string(kY4mMagic) + " W" + std::to_string(header.size.width) + " H" +
+                       std::to_string(header.size.height);
+    for (const std::string &tag : header.tags) line += " " + tag;
+    return line + "\n";
+}
+
+bool ParseY4mFrameLine(const std::string &line, std::string &parameters) {
+    const std::string magic = kFrameMagic;
+    if (line.compare(0, magic.size(), magic) != 0) return false;
+    if (line.size() > magic.size() && line[magic.size()] != ' ') return false;
+    parameters = line.substr(magic.size());
+    return true;
+}

@@ -1,0 +1,30 @@
+// The text of Y4M streams: the header of the stream and the line before each frame.
+//
+//     YUV4MPEG2 W640 H480 F30:1 Ip A1:1 C420jpeg
+//     FRAME
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "video/picture.h"
+
+// The magic word at the start of every stream.
+extern const char kY4mMagic[];
+
+struct Y4mHeader {
+    PictureSize size;
+    bool interlaced = false;
+    double framesPerSecond = 0;    // 0 when the stream does not say
+    std::vector<std::string> tags; // all of them but W and H, in the order of the stream
+};
+
+// `line` is the first line without its newline. Throws VideoError, for `name`, unless it describes
+// 8-bit 4:2:0 pictures of a size up to kMaxSide.
+Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name);
+
+// The line for pictures of header.size, with its newline.
+std::string Y4mHeaderLine(const Y4mHeader &header);
+
+// Splits off what follows the word FRAME; false when it is no frame line.
+bool ParseY4mFrameLine(const std::string &line, std::string &parameters);

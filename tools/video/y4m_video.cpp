@@ -1,0 +1,92 @@
+#include "video/y4m_video.h"
+
+#include <string.h>
+
+#include "video/y4m_header.h"
+
+namespace {
+
+// Far beyond any real header; keeps a file without newlines from being read as one line.
+const size_t kMaxLine = 4096;
+
+PictureSize ChromaSize(PictureSize size) { return {(size.width + 1) / 2, (size.height + 1) / 2}; }
+
+} // namespace
+
+Y4mSource::Y4mSource(const std::string &path) : mInput(path) {
+    mName = mInput.Name();
+    ReadHeader();
+    if (!IsEven(mInfo.codedSize)) mCodedRow = ByteBuffer((size_t)mInfo.codedSize.width);
+}
+
+void Y4mSource::ReadHeader() {
+    // Looked at before the line is read: a binary file may have no line end for gigabytes.
+    std::string start = mInput.Peek(strlen(kY4mMagic));
+    if (start.empty()) throw VideoError(mName + ": empty, there is no Y4M stream");
+    if (start != kY4mMagic)
+        throw VideoError(mName + ": not a Y4M stream; for raw frames give --size WxH (and --format)");
+    if (!mInput.ReadLine(mLine, kMaxLine)) throw VideoError(mName + ": the Y4M header has no end");
+    Y4mHeader header = ParseY4mHeader(mLine, mName);
+    mInfo.container = Container::Y4m;
+    mInfo.layout = PixelLayout::I420;
+    mInfo.codedSize = header.size;
+    mInfo.size = EvenPart(header.size);
+    mInfo.interlaced = header.interlaced;
+    mInfo.framesPerSecond = header.framesPerSecond;
+    mInfo.tags = header.tags;
+    if (mInfo.size.width == 0 || mInfo.size.height == 0)
+        throw VideoError(mName + ": pictures of " + SizeText(header.size) + " are too small, 2x2 is the least");
+}
+
+bool Y4mSource::Read(Frame &frame) {
+    if (mInput.AtEnd()) return false;
+    if (!mInput.ReadLine(mLine, kMaxLine) && mLine.size() <= kMaxLine) FailTruncated();
+    if (!ParseY4mFrameLine(mLine, frame.parameters))
+        throw VideoError(mName + ": damaged, there is no FRAME line before frame " +
+                         std::to_string(mFrameCount + 1));
+    ReadPicture(frame.pixels.Data());
+    mFrameCount++;
+    return true;
+}
+
+void Y4mSource::ReadPicture(uint8_t *pixels) {
+    if (mInfo.size == mInfo.codedSize) {
+        ReadBytes(pixels, FrameBytes(mInfo.size));
+        return;
+    }
+    ReadPlane(pixels, mInfo.size, mInfo.codedSize);
+    pixels += LumaBytes(mInfo.size);
+    for (int plane = 0; plane < 2; plane++) {
+        ReadPlane(pixels, ChromaSize(mInfo.size), ChromaSize(mInfo.codedSize));
+        pixels += ChromaPlaneBytes(mInfo.size);
+    }
+}
+
+void Y4mSource::ReadPlane(uint8_t *plane, PictureSize kept, PictureSize coded) {
+    for (int row = 0; row < coded.height; row++) {
+        ReadBytes(mCodedRow.Data(), (size_t)coded.width);
+        if (row < kept.height)
+            memcpy(plane + (size_t)row * (size_t)kept.width, mCodedRow.Data(), (size_t)kept.width);
+    }
+}
+
+void Y4mSource::ReadBytes(uint8_t *data, size_t size) {
+    if (mInput.Read(data, size) < size) FailTruncated();
+}
+
+void Y4mSource::FailTruncated() const {
+    throw VideoError(mName + ": ends within frame " + std::to_string(mFrameCount + 1) +
+                     "; the file is cut short, only the whole frames before it can be used");
+}
+
+Y4mSink::Y4mSink(const std::string &path, const StreamInfo &info) : mOutput(path) {
+    Y4mHeader header;
+    header.size = info.size;
+    header.tags = info.tags;
+    mOutput.Write(Y4mHeaderLine(header));
+}
+
+void Y4mSink::Write(const Frame &frame) {
+    mOutput.Write("FRAME" + frame.parameters + "\n");
+    mOutput.Write(frame.pixels.Data(), frame.pixels.Size());
+}

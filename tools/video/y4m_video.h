@@ -1,0 +1,35 @@
+// Y4M streams of 8-bit 4:2:0 pictures.
+#pragma once
+
+#include <string>
+
+#include "video/byte_file.h"
+#include "video/frame_source.h"
+
+class Y4mSource : public FrameSource {
+public:
+    explicit Y4mSource(const std::string &path);
+    bool Read(Frame &frame) override;
+
+private:
+    void ReadHeader();
+    void ReadPicture(uint8_t *pixels);
+    void ReadBytes(uint8_t *data, size_t size);
+    void ReadPlane(uint8_t *plane, PictureSize kept, PictureSize coded);
+    [[noreturn]] void FailTruncated() const;
+
+    ByteInput mInput;
+    int64_t mFrameCount = 0;
+    std::string mLine;
+    ByteBuffer mCodedRow; // used when the coded pictures have odd sides
+};
+
+class Y4mSink : public FrameSink {
+public:
+    Y4mSink(const std::string &path, const StreamInfo &info);
+    void Write(const Frame &frame) override;
+    void Close() override { mOutput.Close(); }
+
+private:
+    ByteOutput mOutput;
+};
