@@ -11,6 +11,8 @@ set(QUORVEL_SOURCES
   src/motion/block_search.cpp
   src/motion/coarse_shift.cpp
   src/motion/cost_kernels.cpp
+  src/motion/cost_kernels_x86.cpp
+  src/motion/cost_table.cpp
   src/model/agreement.cpp
   src/model/global_motion.cpp
   src/model/rotation.cpp
@@ -23,7 +25,10 @@ set(QUORVEL_SOURCES
   src/warp/map.cpp
   src/warp/mapping_kernels.cpp
   src/warp/rotation_warp.cpp
+  src/warp/run_kernels.cpp
+  src/warp/run_kernels_x86.cpp
   src/warp/shift.cpp
+  src/platform/cpu.cpp
   src/platform/event.cpp
   src/platform/memory.cpp
   src/platform/participants.cpp

@@ -4,6 +4,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "platform/cpu.h"
 #include "quorvel/stabilizer.h"
 
 // Motion of one block: what lies at (y, x) in the current frame is found at (y + lMvRow, x + lMvCol) of
@@ -148,6 +149,7 @@ struct MVS_Context {
     KalmanSideBlock *pSideBlock;
 
     // Private words.
+    CpuLevel eCpuLevel;        // of the kernels
     uint8_t *pOwnFrame;        // the working copy that the library owns, wherever pCurFrame points
     int32_t bFullChroma;
     int32_t bChromaInScratch;  // while set, the frame's chroma is in the scratch planes and only there

@@ -106,6 +106,7 @@ void SetGeometry(MVS_Context *pCtx, const MVS_InitParam *pParam) {
     const int32_t lBlockLog = pCtx->lInWidth > 200 ? 5 : 4;
     pCtx->lBlockNum = (pCtx->lInWidth >> lBlockLog) * (pCtx->lInHeight >> lBlockLog);
     pCtx->bShiftReliable = 1;
+    pCtx->eCpuLevel = ChooseCpuLevel();
 }
 
 bool AllocParts(MVS_Context *pCtx) {

@@ -19,15 +19,15 @@ const int32_t kSpins = 64;
 
 // A block's predictors come from the row above, so each row publishes how far it is and the row below
 // keeps behind it. The records are then those of one thread working row after row, with any number of
-// participants. Rows are taken in order and finished before the next is asked for: the lowest unfinished
-// row never waits, so the job always completes.
+// participants. Rows are taken in order and finished before the next is asked for: the lowest
+// unfinished row never waits, so the job always completes.
 struct BlockSearchJob {
     MVS_Context *pCtx;
     const uint8_t *pCurFrame;
     const uint8_t *pPrevFrame;
     int32_t lX0, lX1; // searched block origins in pixels, both ends included
     int32_t lY0, lY1;
-    void *pEvent;     // lock of lNextRow
+    void *pEvent; // lock of lNextRow
     int32_t lNextRow;
     int32_t lDone[kMaxRows]; // finished blocks of each row, read and written atomically
     int32_t lWaiters;
@@ -37,8 +37,8 @@ struct BlockSearchJob {
 
 namespace {
 
-// The sleeper counts itself before it looks and the publisher writes before it looks at the count, so one
-// of the two always sees the other.
+// The sleeper counts itself before it looks and the publisher writes before it looks at the count, so
+// one of the two always sees the other.
 void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount) {
     __atomic_store_n(pDone, lCount, __ATOMIC_SEQ_CST);
     if (!__atomic_load_n(&pJob->lWaiters, __ATOMIC_SEQ_CST)) return;
@@ -62,8 +62,8 @@ void AwaitCount(BlockSearchJob *pJob, const int32_t *pDone, int32_t lCount) {
     pthread_mutex_unlock(&pJob->stMutex);
 }
 
-// First and last searched origin along one axis: the outermost blocks are left out, one at the start and
-// two at the end, and more on the side that the frame moved to.
+// First and last searched origin along one axis: the outermost blocks are left out, one at the start
+// and two at the end, and more on the side that the frame moved to.
 void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast) {
     const int64_t lFirst = lShift < kBlock ? kBlock : ((int64_t)lShift & ~31) + kBlock;
     const int64_t lLimit = (lSize & ~31) - 2 * kBlock;

@@ -1,39 +1,40 @@
 // The search of one block: steepest descent by single pixels, and the verdict on what it found.
 #include "motion/motion.h"
 
+#include "motion/cost_table.h"
 #include "platform/fixed.h"
 
 namespace {
 
 const uint32_t kNoCost = 0x0FFFFFFF;
-const uint32_t kFlat = 64;      // below one grey level a difference of the texture measure
+const uint32_t kFlat = 64; // below one grey level a difference of the texture measure
 const uint32_t kGoodMatch = 256;
 const uint32_t kExactMatch = 16;
 
 enum Move { kNone, kLeft, kRight, kUp, kDown };
 
-typedef uint32_t (*CostFunction)(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lStride);
-
 struct Search {
-    CostFunction pCost;
+    BlockSad pCost;
     int32_t lCostStride;
     const uint8_t *pCurBlock;
     const uint8_t *pOrigin; // the block's own place in the previous plane
     int32_t lY, lX;         // that place in pixels
     int32_t lWidth, lHeight;
     int32_t lBlockSize;
-    int32_t lRow, lCol;     // vector
+    int32_t lRow, lCol; // vector
     uint32_t lBest, lSecond;
 };
 
 uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol) {
-    return pSearch->pCost(pSearch->pCurBlock, pSearch->pOrigin + (ptrdiff_t)lRow * pSearch->lWidth + lCol,
+    return pSearch->pCost(pSearch->pCurBlock,
+                          pSearch->pOrigin + (ptrdiff_t)lRow * pSearch->lWidth + lCol,
                           pSearch->lCostStride);
 }
 
 // True when every sample of the block at (lY + lRow, lX + lCol) lies in the plane; the last sampled row
 // of a pattern is 3 above the block's last.
-bool SamplesInside(const Search *pSearch, int32_t lRow, int32_t lCol, int32_t lLastRow, int32_t lLastCol) {
+bool SamplesInside(const Search *pSearch, int32_t lRow, int32_t lCol, int32_t lLastRow,
+                   int32_t lLastCol) {
     const int64_t lTop = (int64_t)pSearch->lY + lRow, lLeft = (int64_t)pSearch->lX + lCol;
     return lTop >= 0 && lTop <= pSearch->lHeight - 1 - lLastRow && lLeft >= 0 &&
            lLeft <= pSearch->lWidth - 1 - lLastCol;
@@ -62,10 +63,12 @@ Move StepOnce(Search *pSearch, Move eLast) {
     const int32_t lTop = pSearch->lY + lRow, lLeft = pSearch->lX + lCol;
     Move eMove = kNone;
     if (lLeft >= 1 && eLast != kRight && Try(pSearch, lRow, lCol - 1)) eMove = kLeft;
-    if (lLeft + pSearch->lBlockSize <= pSearch->lWidth - 2 && eLast != kLeft && Try(pSearch, lRow, lCol + 1))
+    if (lLeft + pSearch->lBlockSize <= pSearch->lWidth - 2 && eLast != kLeft &&
+        Try(pSearch, lRow, lCol + 1))
         eMove = kRight;
     if (lTop >= 1 && eLast != kDown && Try(pSearch, lRow - 1, lCol)) eMove = kUp;
-    if (lTop + pSearch->lBlockSize <= pSearch->lHeight - 2 && eLast != kUp && Try(pSearch, lRow + 1, lCol))
+    if (lTop + pSearch->lBlockSize <= pSearch->lHeight - 2 && eLast != kUp &&
+        Try(pSearch, lRow + 1, lCol))
         eMove = kDown;
     pSearch->lCol += (eMove == kRight) - (eMove == kLeft);
     pSearch->lRow += (eMove == kDown) - (eMove == kUp);
@@ -80,7 +83,8 @@ MVS_BlockMV Verdict(const Search *pSearch) {
     return {bUsable ? 1 : 0, pSearch->lRow, pSearch->lCol};
 }
 
-// Takes a neighbour's vector where it is cheaper. One whose samples would leave the plane is not priced.
+// Takes a neighbour's vector where it is cheaper. One whose samples would leave the plane is not
+// priced.
 void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
     if (lIndex >= pCtx->lBlockNum) return;
     const MVS_BlockMV *pRecord = pCtx->pBlockMV + lIndex;
@@ -99,9 +103,18 @@ void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
 MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pPrevBlock,
                         int32_t lBlockRow, int32_t lBlockCol, int32_t lBlockSize) {
     const int32_t lWidth = pCtx->lInWidth;
-    Search stSearch = {GetSad32AlignF0, 4 * lWidth + 8, pCurBlock,      pPrevBlock,
-                       WrapMul32(32, lBlockRow), WrapMul32(32, lBlockCol), lWidth, pCtx->lInHeight,
-                       lBlockSize,      0,              0,              kNoCost,
+    Search stSearch = {CostTableOf(pCtx->eCpuLevel)->pSad32,
+                       4 * lWidth + 8,
+                       pCurBlock,
+                       pPrevBlock,
+                       WrapMul32(32, lBlockRow),
+                       WrapMul32(32, lBlockCol),
+                       lWidth,
+                       pCtx->lInHeight,
+                       lBlockSize,
+                       0,
+                       0,
+                       kNoCost,
                        kNoCost};
     if (!Inside32(&stSearch, 0, 0) || GetInnerSad32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
     stSearch.lRow = WrapSub32(0, pCtx->lCurMotionRow);
@@ -115,15 +128,16 @@ MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8
     if (lBlockCol > 0) TryPredictor(pCtx, &stSearch, lIndex - 1);
     if (lBlockRow > 0 && lBlockCol < lColumns - 1) TryPredictor(pCtx, &stSearch, lIndex - lColumns + 1);
 
-    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;) eMove = StepOnce(&stSearch, eMove);
+    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;)
+        eMove = StepOnce(&stSearch, eMove);
     return Verdict(&stSearch);
 }
 
-MVS_BlockMV BlockLDME16F0(MVS_Context *, const uint8_t *pCurBlock, const uint8_t *pCandStart, int32_t lY,
-                          int32_t lX, int32_t lStartRow, int32_t lStartCol, int32_t lWidth,
+MVS_BlockMV BlockLDME16F0(MVS_Context *, const uint8_t *pCurBlock, const uint8_t *pCandStart,
+                          int32_t lY, int32_t lX, int32_t lStartRow, int32_t lStartCol, int32_t lWidth,
                           int32_t lHeight) {
-    Search stSearch = {GetSad16F0, lWidth,  pCurBlock, nullptr,   lY,        lX,     lWidth,
-                       lHeight,    16,      lStartRow, lStartCol, kNoCost,   kNoCost};
+    Search stSearch = {GetSad16F0, lWidth, pCurBlock, nullptr,   lY,      lX,     lWidth,
+                       lHeight,    16,     lStartRow, lStartCol, kNoCost, kNoCost};
     if (!Inside16(&stSearch, 0, 0) || !Inside16(&stSearch, lStartRow, lStartCol)) return {0, 0, 0};
     stSearch.pOrigin = pCandStart - ((ptrdiff_t)lStartRow * lWidth + lStartCol);
     Try(&stSearch, lStartRow, lStartCol);

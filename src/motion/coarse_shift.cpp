@@ -1,6 +1,7 @@
 // One whole-pixel shift for the whole frame, by descent over a sparse grid of luma samples.
 #include "motion/motion.h"
 
+#include "motion/cost_table.h"
 #include "platform/fixed.h"
 #include "quorvel/memory.h"
 
@@ -21,6 +22,7 @@ struct Grid {
 
 struct Search {
     const MVS_Context *pCtx;
+    GlobalSad pSad;
     const uint8_t *pSamples;
     const uint8_t *pPrevArea; // the area at shift (0, 0)
     Grid stGrid;
@@ -29,12 +31,10 @@ struct Search {
     uint32_t lCost;
 };
 
-int32_t Groups(int32_t lAreaW) { return Max32(lAreaW >> 6, 1); }
-int32_t Rows(int32_t lAreaH) { return Max32(lAreaH / kRowStep, 1); }
-
 // The end of the last group to the next sampled row, 10 rows further down.
 int32_t RowSkip(const MVS_Context *pCtx, int32_t lAreaW) {
-    return lAreaW - kGroup * Groups(lAreaW) + 2 * pCtx->lShiftRangeX + (kRowStep - 1) * pCtx->lInWidth;
+    return lAreaW - kGroup * GridGroups(lAreaW) + 2 * pCtx->lShiftRangeX +
+           (kRowStep - 1) * pCtx->lInWidth;
 }
 
 int32_t FirstStep(int32_t lSizeLevel) {
@@ -49,11 +49,12 @@ int32_t PredictedShift(int32_t lMode, int32_t lPrevMotion, int32_t lRange) {
     return v < -lRange ? -lRange : v > lRange ? lRange : (int32_t)v;
 }
 
-uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol) {
+// Exact below lBound; from there on only that it is not below.
+uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol, uint32_t lBound) {
     const ptrdiff_t lOffset = (ptrdiff_t)lRow * pSearch->pCtx->lInWidth + lCol;
     const Grid *pGrid = &pSearch->stGrid;
-    return GetGlobalSADAlignF0(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW,
-                               pGrid->lAreaH, pGrid->lRowSkip);
+    return pSearch->pSad(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW, pGrid->lAreaH,
+                         pGrid->lRowSkip, lBound);
 }
 
 int32_t MeanDiff(const Search *pSearch) {
@@ -70,9 +71,9 @@ void ChooseStart(Search *pSearch) {
     const int32_t lCol = PredictedShift(pCtx->lMode, pCtx->lPrevCol, pCtx->lShiftRangeX);
     pSearch->lRow = 0;
     pSearch->lCol = 0;
-    pSearch->lCost = CostAt(pSearch, 0, 0);
+    pSearch->lCost = CostAt(pSearch, 0, 0, UINT32_MAX);
     if (lRow == 0 && lCol == 0) return;
-    const uint32_t lCost = CostAt(pSearch, lRow, lCol);
+    const uint32_t lCost = CostAt(pSearch, lRow, lCol, pSearch->lCost);
     if (lCost >= pSearch->lCost) return;
     pSearch->lRow = lRow;
     pSearch->lCol = lCol;
@@ -95,7 +96,7 @@ Move StepOnce(Search *pSearch, int32_t lStep, Move eLast) {
         if (eLast == stTry[i].eReverse) continue;
         if (stTry[i].lCol < -lRangeX || stTry[i].lCol > lRangeX) continue;
         if (stTry[i].lRow < -lRangeY || stTry[i].lRow > lRangeY) continue;
-        const uint32_t lCost = CostAt(pSearch, stTry[i].lRow, stTry[i].lCol);
+        const uint32_t lCost = CostAt(pSearch, stTry[i].lRow, stTry[i].lCol, pSearch->lCost);
         if (lCost >= pSearch->lCost) continue;
         pSearch->lCost = lCost;
         pSearch->lRow = stTry[i].lRow;
@@ -119,8 +120,8 @@ void Descend(Search *pSearch, int32_t lStep, Move *pLast) {
     }
 }
 
-// Up to three descents: from the start, then from (0, 0) with a coarser step, then from (0, 0) with step 1.
-// A later one moves only to positions that beat the cost reached before.
+// Up to three descents: from the start, then from (0, 0) with a coarser step, then from (0, 0) with
+// step 1. A later one moves only to positions that beat the cost reached before.
 int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
     const int32_t lFirstStep = FirstStep(pCtx->lSizeLevel);
     const uint32_t lN = (uint32_t)pCtx->lShiftSampleNum;
@@ -159,16 +160,24 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
 
 } // namespace
 
+int32_t GridGroups(int32_t lAreaW) {
+    return Max32(lAreaW >> 6, 1);
+}
+int32_t GridRows(int32_t lAreaH) {
+    return Max32(lAreaH / kRowStep, 1);
+}
+
 uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
                       int32_t lRows) {
-    const int32_t lGroups = Groups(lAreaW), lWalked = Rows(lAreaH);
+    const int32_t lGroups = GridGroups(lAreaW), lWalked = GridRows(lAreaH);
     const uint32_t lSize = (uint32_t)lGroups * kGroupSamples * (uint32_t)Max32(lWalked, lRows);
     uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, lSize);
     if (!pBuffer) return nullptr;
     uint8_t *pOut = pBuffer;
     for (int32_t r = 0; r < lWalked; r++) {
         for (int32_t g = 0; g < lGroups; g++, pArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) *pOut++ = pArea[k];
+            for (int32_t k = 0; k < kGroup; k += 4)
+                *pOut++ = pArea[k];
         pArea += lRowSkip;
     }
     return pBuffer;
@@ -176,7 +185,7 @@ uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int3
 
 uint32_t GetGlobalSADAlignF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
                              int32_t lAreaH, int32_t lRowSkip) {
-    const int32_t lGroups = Groups(lAreaW), lRows = Rows(lAreaH);
+    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
     uint32_t lSum = 0;
     for (int32_t r = 0; r < lRows; r++) {
         for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
@@ -191,11 +200,12 @@ uint32_t GetGlobalSADAlignF0(const uint8_t *pSamples, const uint8_t *pPrevArea, 
 
 int32_t GetBigMeanF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW, int32_t lAreaH,
                      int32_t lRowSkip) {
-    const int32_t lGroups = Groups(lAreaW), lRows = Rows(lAreaH);
+    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
     int64_t llDiff = 0;
     for (int32_t r = 0; r < lRows; r++) {
         for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) llDiff += *pSamples++ - pPrevArea[k];
+            for (int32_t k = 0; k < kGroup; k += 4)
+                llDiff += *pSamples++ - pPrevArea[k];
         pPrevArea += lRowSkip;
     }
     return Low32(llDiff < 0 ? -llDiff : llDiff);
@@ -205,7 +215,8 @@ int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t
     const int32_t lRangeX = pCtx->lShiftRangeX, lRangeY = pCtx->lShiftRangeY;
     const int32_t lAreaW = pCtx->lInWidth - 2 * lRangeX, lAreaH = pCtx->lInHeight - 2 * lRangeY;
     pCtx->pShiftPrevFrame = pPrevFrame;
-    pCtx->lShiftSampleNum = WrapMul32(lAreaW >> 2, lAreaH / kRowStep); // nominal: the bars scale with it
+    pCtx->lShiftSampleNum =
+        WrapMul32(lAreaW >> 2, lAreaH / kRowStep); // nominal: the bars scale with it
     if (lAreaW < kMinAreaW || lAreaH < 1 || lRangeX < 0 || lRangeY < 0) {
         pCtx->bShiftReliable = 0;
         return 0;
@@ -213,12 +224,15 @@ int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t
 
     const Grid stGrid = {lAreaW, lAreaH, RowSkip(pCtx, lAreaW)};
     const ptrdiff_t lOrigin = (ptrdiff_t)lRangeY * pCtx->lInWidth + lRangeX;
-    uint8_t *pSamples = GetCurBuffer(pCurFrame + lOrigin, lAreaW, lAreaH, stGrid.lRowSkip, lAreaH / kRowStep);
+    uint8_t *pSamples =
+        GetCurBuffer(pCurFrame + lOrigin, lAreaW, lAreaH, stGrid.lRowSkip, lAreaH / kRowStep);
     if (!pSamples) {
         pCtx->bShiftReliable = 0;
         return 0;
     }
-    Search stSearch = {pCtx, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0, 0};
+    Search stSearch = {
+        pCtx, CostTableOf(pCtx->eCpuLevel)->pGlobalSad, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0,
+        0};
     ChooseStart(&stSearch);
     const int32_t lResult = SearchRounds(pCtx, &stSearch);
     MMemFree(nullptr, pSamples);

@@ -1,4 +1,5 @@
-// The price of one block position. The patterns are sparse and fixed: the search's bounds are set for them.
+// The price of one block position. The patterns are sparse and fixed: the search's bounds are set for
+// them.
 #include "motion/motion.h"
 
 namespace {

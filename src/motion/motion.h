@@ -9,12 +9,13 @@
 
 // ---- coarse shift of the whole frame ----
 
-// 1 when a shift was accepted, negated into lCurMotionRow/lCurMotionCol; 0 when the pair cannot be matched.
+// 1 when a shift was accepted, negated into lCurMotionRow/lCurMotionCol; 0 when the pair cannot be
+// matched.
 QEL_API int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame);
 
-// Samples of the current frame's inner area in grid order: pixels 0, 4, .. 60 of every whole group of 64
-// columns (at least one group) on every 10th row (at least one). lRowSkip leads from the end of a row's last
-// group to the next sampled row. Freed with MMemFree; null when there is no memory.
+// Samples of the current frame's inner area in grid order: pixels 0, 4, .. 60 of every whole group of
+// 64 columns (at least one group) on every 10th row (at least one). lRowSkip leads from the end of a
+// row's last group to the next sampled row. Freed with MMemFree; null when there is no memory.
 QEL_API uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
                               int32_t lRows);
 
@@ -41,15 +42,15 @@ QEL_API uint32_t GetSad16F0(const uint8_t *pCurBlock, const uint8_t *pCandBlock,
 
 // ---- search of one block ----
 
-// pCurBlock and pPrevBlock point to pixel (32 * lBlockRow, 32 * lBlockCol) of their planes. Starts at the
-// coarse shift and reads the records of the blocks above, left, and above right.
+// pCurBlock and pPrevBlock point to pixel (32 * lBlockRow, 32 * lBlockCol) of their planes. Starts at
+// the coarse shift and reads the records of the blocks above, left, and above right.
 QEL_API MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pPrevBlock,
                                 int32_t lBlockRow, int32_t lBlockCol, int32_t lBlockSize);
 
 // pCurBlock points to (lY, lX), pCandStart to (lY + lStartRow, lX + lStartCol) of the previous plane.
-QEL_API MVS_BlockMV BlockLDME16F0(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pCandStart,
-                                  int32_t lY, int32_t lX, int32_t lStartRow, int32_t lStartCol,
-                                  int32_t lWidth, int32_t lHeight);
+QEL_API MVS_BlockMV BlockLDME16F0(MVS_Context *pCtx, const uint8_t *pCurBlock,
+                                  const uint8_t *pCandStart, int32_t lY, int32_t lX, int32_t lStartRow,
+                                  int32_t lStartCol, int32_t lWidth, int32_t lHeight);
 
 // ---- all blocks of a frame ----
 

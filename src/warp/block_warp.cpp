@@ -19,26 +19,122 @@ void WarpBlock(const BlockPlane *pPlane, Position stRow, Position stCol, uint8_t
     }
 }
 
+BlockPlane PlanarPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, int32_t lWidth,
+                       int32_t lHeight, const MappingKernel *pKernels) {
+    return {pIn, pOut, lWidth, lHeight, lWidth, 1, pKernels, kPlanarTaps, RunKernelOf(pCtx->eCpuLevel)};
+}
+
 WarpMap BlockSteps(int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     return {lR0, lC0, WrapMul32(4, lZ), WrapMul32(4, lS)};
+}
+
+// ---- a row of blocks, by runs where it can be ----
+
+const int32_t kBlockColumnStep = 3584; // 3.5 samples: what the taps of a run are made for
+const int32_t kSaneQ10 = 1 << 28;      // positions that no row of blocks can carry out of 32 bits
+
+// A row of blocks on its way from left to right.
+struct RowWalk {
+    const BlockPlane *pPlane;
+    const WarpMap *pMap;
+    uint8_t *pOut; // the row's first byte
+    int32_t lRows; // output rows from here to the plane's end
+    int32_t lColumns;
+    int32_t r, c; // position of block 0, Q10
+};
+
+int32_t RowAt(const RowWalk *pWalk, int32_t x) {
+    return WrapAdd32(pWalk->r, WrapMul32(pWalk->pMap->lS, x));
+}
+int32_t ColAt(const RowWalk *pWalk, int32_t x) {
+    return WrapAdd32(pWalk->c, WrapMul32(pWalk->pMap->lZ, x));
+}
+
+Position RowPosition(const RowWalk *pWalk, int32_t x) {
+    return PositionOf(RowAt(pWalk, x), pWalk->pPlane->lHeight - 5);
+}
+Position ColPosition(const RowWalk *pWalk, int32_t x) {
+    return PositionOf(ColAt(pWalk, x), pWalk->pPlane->lWidth - 5);
+}
+
+// Blocks from x on that have the row and row phase of block x.
+int32_t SameRow(const RowWalk *pWalk, int32_t x) {
+    const int32_t lLast = (pWalk->pPlane->lHeight - 5) << 10, s = pWalk->pMap->lS, r = RowAt(pWalk, x);
+    if (s > 0) {
+        if (r > lLast) return pWalk->lColumns;
+        const int32_t lNext = r < 0 ? 0 : (r | 255) + 1;
+        return (lNext - r + s - 1) / s;
+    }
+    if (s < 0) {
+        if (r < 0) return pWalk->lColumns;
+        return r > lLast ? (r - lLast - s - 1) / -s : (r & 255) / -s + 1;
+    }
+    return pWalk->lColumns;
+}
+
+// Blocks from x on whose columns need no clamp.
+int32_t InsideColumns(const RowWalk *pWalk, int32_t x) {
+    const int32_t c = ColAt(pWalk, x), lLast = (pWalk->pPlane->lWidth - 5) << 10;
+    return c < 0 || c > lLast ? 0 : (lLast - c) / kBlockColumnStep + 1;
+}
+
+// Steps from block x on that neither read beyond the plane nor write beyond the row.
+int32_t StepsInside(const RowWalk *pWalk, int32_t x, const uint8_t *pIn) {
+    const BlockPlane *pPlane = pWalk->pPlane;
+    const ptrdiff_t lReadable = pPlane->pIn + (ptrdiff_t)pPlane->lHeight * pPlane->lStride -
+                                (pIn + 4 * (ptrdiff_t)pPlane->lStride);
+    const int32_t lWritable = (pPlane->lWidth - 4 * x) * pPlane->lStep;
+    if (lReadable < QEL_STEP_READ || lWritable < QEL_STEP_OUT) return 0;
+    const ptrdiff_t lReads = (lReadable - QEL_STEP_READ) / QEL_STEP_IN + 1;
+    return lReads < lWritable / QEL_STEP_OUT ? (int32_t)lReads : lWritable / QEL_STEP_OUT;
+}
+
+// Resamples from block x on in one go and returns how many blocks are done, 0 where a run is not
+// possible. The last step may write beyond its run: those blocks come next and are written again.
+int32_t WarpRun(const RowWalk *pWalk, int32_t x) {
+    const BlockPlane *pPlane = pWalk->pPlane;
+    const int32_t lBlocks =
+        Min32(Min32(SameRow(pWalk, x), InsideColumns(pWalk, x)), pWalk->lColumns - x);
+    if (lBlocks < 1) return 0;
+    const Position stRow = RowPosition(pWalk, x), stCol = ColPosition(pWalk, x);
+    const uint8_t *pIn =
+        pPlane->pIn + (ptrdiff_t)stRow.lBase * pPlane->lStride + stCol.lBase * pPlane->lStep;
+    const int32_t lStepBlocks = 4 / pPlane->lStep;
+    const int32_t lSteps = Min32((lBlocks + lStepBlocks - 1) / lStepBlocks, StepsInside(pWalk, x, pIn));
+    if (lSteps < 1) return 0;
+    pPlane->pRun(pIn, pWalk->pOut + 4 * (ptrdiff_t)x * pPlane->lStep, pPlane->lStride, stRow.lPhase,
+                 &pPlane->pTaps[stCol.lPhase], lSteps);
+    return Min32(lBlocks, lSteps * lStepBlocks);
+}
+
+bool CanRun(const RowWalk *pWalk) {
+    const WarpMap *pMap = pWalk->pMap;
+    return pWalk->pPlane->pRun && pWalk->lRows >= 4 && pMap->lZ == kBlockColumnStep &&
+           pMap->lS > -kSaneQ10 >> 13 && pMap->lS < kSaneQ10 >> 13 && pWalk->r > -kSaneQ10 &&
+           pWalk->r < kSaneQ10 && pWalk->c > -kSaneQ10 && pWalk->c < kSaneQ10;
 }
 
 } // namespace
 
 void WarpBlockRows(const BlockPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd) {
-    const int32_t lColumns = BlockCount(pPlane->lWidth);
-    const int32_t lLastRow = pPlane->lHeight - 5, lLastCol = pPlane->lWidth - 5;
     lFirst = Max32(lFirst, 0);
     lEnd = Min32(lEnd, BlockCount(pPlane->lHeight));
     for (int32_t y = lFirst; y < lEnd; y++) {
-        int32_t r = WrapAdd32(pMap->lR0, WrapMul32(pMap->lZ, y));
-        int32_t c = WrapSub32(pMap->lC0, WrapMul32(pMap->lS, y));
-        uint8_t *pOut = pPlane->pOut + 4 * (ptrdiff_t)y * pPlane->lStride;
-        for (int32_t x = 0; x < lColumns; x++, pOut += 4 * pPlane->lStep) {
-            WarpBlock(pPlane, PositionOf(r, lLastRow), PositionOf(c, lLastCol), pOut,
-                      pPlane->lHeight - 4 * y, pPlane->lWidth - 4 * x);
-            r = WrapAdd32(r, pMap->lS);
-            c = WrapAdd32(c, pMap->lZ);
+        const RowWalk st = {pPlane,
+                            pMap,
+                            pPlane->pOut + 4 * (ptrdiff_t)y * pPlane->lStride,
+                            pPlane->lHeight - 4 * y,
+                            BlockCount(pPlane->lWidth),
+                            WrapAdd32(pMap->lR0, WrapMul32(pMap->lZ, y)),
+                            WrapSub32(pMap->lC0, WrapMul32(pMap->lS, y))};
+        const bool bRuns = CanRun(&st);
+        for (int32_t x = 0; x < st.lColumns;) {
+            const int32_t lDone = bRuns ? WarpRun(&st, x) : 0;
+            x += lDone;
+            if (lDone) continue;
+            WarpBlock(pPlane, RowPosition(&st, x), ColPosition(&st, x),
+                      st.pOut + 4 * (ptrdiff_t)x * pPlane->lStep, st.lRows, pPlane->lWidth - 4 * x);
+            x++;
         }
     }
 }
@@ -47,8 +143,8 @@ void StabY_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, u
                                    int32_t lR0, int32_t lC0, int32_t lBlockZ, int32_t lBlockS,
                                    int32_t lFirst, int32_t lEnd) {
     if (!FitsBlockWarp(pCtx, pCtx->lInWidth, pCtx->lInHeight)) return;
-    const BlockPlane st = {pInPlane,       pOutPlane, pCtx->lInWidth,  pCtx->lInHeight,
-                           pCtx->lInWidth, 1,         kThreadedKernels};
+    const BlockPlane st =
+        PlanarPlane(pCtx, pInPlane, pOutPlane, pCtx->lInWidth, pCtx->lInHeight, kThreadedKernels);
     const WarpMap stMap = {lR0, lC0, lBlockZ, lBlockS};
     WarpBlockRows(&st, &stMap, lFirst, lEnd);
 }
@@ -58,7 +154,9 @@ void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, 
                                     int32_t lFirst, int32_t lEnd) {
     const int32_t lWidth = InChromaWidth(pCtx), lHeight = InChromaHeight(pCtx);
     if (!FitsBlockWarp(pCtx, lWidth, lHeight)) return;
-    const BlockPlane st = {pInPlane, pOutPlane, lWidth, lHeight, pCtx->lInWidth, 2, kPairKernels};
+    const BlockPlane st = {pInPlane,     pOutPlane,      lWidth,
+                           lHeight,      pCtx->lInWidth, 2,
+                           kPairKernels, kPairTaps,      RunKernelOf(pCtx->eCpuLevel)};
     const WarpMap stMap = {lR0, lC0, lBlockZ, lBlockS};
     WarpBlockRows(&st, &stMap, lFirst, lEnd);
 }
@@ -66,8 +164,8 @@ void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, 
 void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     if (!FitsBlockWarp(pCtx, pCtx->lInWidth, pCtx->lInHeight)) return;
-    const BlockPlane st = {pInLuma,        pOutLuma, pCtx->lInWidth, pCtx->lInHeight,
-                           pCtx->lInWidth, 1,        kPlanarKernels};
+    const BlockPlane st =
+        PlanarPlane(pCtx, pInLuma, pOutLuma, pCtx->lInWidth, pCtx->lInHeight, kPlanarKernels);
     const WarpMap stMap = BlockSteps(lR0, lC0, lZ, lS);
     WarpBlockRows(&st, &stMap, 0, BlockCount(pCtx->lInHeight));
 }
@@ -81,7 +179,8 @@ void StabC_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInChroma,
     // Only whole block rows of whole block pairs of luma by default: the last rows of chroma stay.
     const int32_t lRows = pCtx->bFullChroma ? BlockCount(lHeight) : pCtx->lOutHeight >> 3;
     for (int32_t i = 0; i < 2; i++) {
-        const BlockPlane st = {stPlanes.pIn[i], stPlanes.pOut[i], lWidth, lHeight, lWidth, 1, kPlanarKernels};
+        const BlockPlane st =
+            PlanarPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i], lWidth, lHeight, kPlanarKernels);
         WarpBlockRows(&st, &stMap, 0, lRows);
     }
 }

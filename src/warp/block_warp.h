@@ -4,17 +4,22 @@
 #include "context.h"
 #include "warp/map.h"
 #include "warp/mapping_kernels.h"
+#include "warp/run_kernels.h"
 
 struct BlockPlane {
     const uint8_t *pIn;
     uint8_t *pOut;
     int32_t lWidth, lHeight; // samples of one component, the same for input and output
     int32_t lStride;         // bytes, the same for both
-    int32_t lStep;           // bytes from sample to sample: 1, or 2 for pairs, whose components go together
-    const MappingKernel *pKernels;
+    int32_t lStep; // bytes from sample to sample: 1, or 2 for pairs, whose components go together
+    const MappingKernel *pKernels; // of single blocks
+    const RunTaps *pTaps;          // of runs
+    RunKernel pRun;                // null: blocks go one by one
 };
 
-static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
+static inline int32_t BlockCount(int32_t lSize) {
+    return (lSize + 3) >> 2;
+}
 
 // The kernels need room for a phase-3 block, and input rows of the output's length.
 static inline bool FitsBlockWarp(const MVS_Context *pCtx, int32_t lWidth, int32_t lHeight) {

@@ -1,0 +1,22 @@
+// Which vector instructions the library may use.
+//
+// Every stage keeps a portable form of its kernels, which defines the result, and twins that equal it byte
+// for byte. The level is chosen when a handle is created and stays with it.
+#pragma once
+
+#include <stdint.h>
+
+enum CpuLevel : int32_t { kCpuPortable, kCpuSse2, kCpuSsse3, kCpuAvx2, kCpuNeon, kCpuLevels };
+
+#if defined(__x86_64__) || defined(__i386__)
+#define QEL_X86 1
+#define QEL_TARGET(isa) __attribute__((target(isa)))
+#elif defined(__aarch64__)
+#define QEL_NEON 1
+#endif
+
+// The best level of this processor, or the highest that LimitCpuLevel allows below it.
+CpuLevel ChooseCpuLevel();
+
+// For tests and benchmarks: no handle created from now on uses more than this level (kCpuLevels: any).
+void LimitCpuLevel(CpuLevel eHighest);
