@@ -1,11 +1,30 @@
 # libQuorvelStabilizer, shared and static, from one set of objects.
+
+# The camera wrapper writes to the platform's log where there is one. In the static library the wrapper is
+# an object of its own: a program that calls only the core links without it and without the log. A shared
+# library without it is built by QUORVEL_CAMERA=OFF.
+option(QUORVEL_CAMERA "Include the camera service's wrapper" ON)
+find_path(QUORVEL_LOG_INCLUDE android/log.h PATH_SUFFIXES android)
+find_library(QUORVEL_LOG_LIBRARY log PATH_SUFFIXES android)
+if(QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY)
+  set(QUORVEL_LOG android CACHE STRING "Log of the camera wrapper: android or stderr")
+else()
+  set(QUORVEL_LOG stderr CACHE STRING "Log of the camera wrapper: android or stderr")
+endif()
+set_property(CACHE QUORVEL_LOG PROPERTY STRINGS android stderr)
+if(QUORVEL_LOG STREQUAL "android" AND NOT (QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY))
+  message(FATAL_ERROR "QUORVEL_LOG=android needs android/log.h and liblog (Debian: android-liblog-dev)")
+endif()
+
 set(QUORVEL_SOURCES
   src/api/chroma.cpp
   src/api/frame.cpp
   src/api/handle.cpp
+  src/api/pitch.cpp
   src/api/road.cpp
   src/api/separate.cpp
   src/api/splitter.cpp
+  src/api/uyvy.cpp
   src/pipeline/modes.cpp
   src/motion/block_drivers.cpp
   src/motion/block_search.cpp
@@ -34,6 +53,13 @@ set(QUORVEL_SOURCES
   src/platform/participants.cpp
   src/platform/thread.cpp)
 
+if(QUORVEL_CAMERA)
+  list(APPEND QUORVEL_SOURCES src/api/camera.cpp)
+  if(QUORVEL_LOG STREQUAL "stderr")
+    list(APPEND QUORVEL_SOURCES src/api/camera_log_stderr.cpp)
+  endif()
+endif()
+
 add_library(quorvel_objects OBJECT ${QUORVEL_SOURCES})
 set_target_properties(quorvel_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_include_directories(quorvel_objects PUBLIC include PRIVATE src)
@@ -43,15 +69,20 @@ target_link_libraries(quorvel_objects PRIVATE quorvel_library_flags)
 set(QUORVEL_EXPORTS ${CMAKE_CURRENT_SOURCE_DIR}/src/exports.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${QUORVEL_EXPORTS})
 file(STRINGS ${QUORVEL_EXPORTS} exports REGEX "^[A-Za-z_]")
+if(NOT QUORVEL_CAMERA)
+  list(FILTER exports EXCLUDE REGEX
+    "videostabilizer|runVideoStabilizer|hVStabilizer|^(vs_param|lWidth|lHeight|output|yuv420)(_recording)?$")
+endif()
 list(JOIN exports ";\n    " exports)
 set(version_script ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
 file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local: *;\n};\n" @ONLY)
 
 add_library(quorvel_shared SHARED $<TARGET_OBJECTS:quorvel_objects>)
 target_link_libraries(quorvel_shared PRIVATE quorvel_library_flags Threads::Threads)
-# --as-needed: no C++ runtime at load time. 16384: loads on kernels with 16 KB pages too.
+# --as-needed: no C++ runtime at load time. 16384: loads on kernels with 16 KB pages too. -Bsymbolic: the
+# wrapper's globals stay its own, whatever a program calls its variables.
 target_link_options(quorvel_shared PRIVATE
-  -Wl,--version-script=${version_script} -Wl,--as-needed -Wl,-Bsymbolic-functions
+  -Wl,--version-script=${version_script} -Wl,--as-needed -Wl,-Bsymbolic
   -Wl,-z,max-page-size=16384 -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 if(NOT QUORVEL_SANITIZE)
   target_link_options(quorvel_shared PRIVATE -Wl,-z,defs)
@@ -66,3 +97,14 @@ foreach(target quorvel_shared quorvel_static)
   set_target_properties(${target} PROPERTIES OUTPUT_NAME QuorvelStabilizer)
   target_include_directories(${target} PUBLIC include)
 endforeach()
+
+if(QUORVEL_CAMERA AND QUORVEL_LOG STREQUAL "android")
+  target_compile_definitions(quorvel_objects PRIVATE QUORVEL_LOG_ANDROID)
+  target_include_directories(quorvel_objects SYSTEM PRIVATE ${QUORVEL_LOG_INCLUDE})
+  target_link_libraries(quorvel_shared PRIVATE ${QUORVEL_LOG_LIBRARY})
+  target_link_libraries(quorvel_static PUBLIC ${QUORVEL_LOG_LIBRARY})
+  get_filename_component(log_folder ${QUORVEL_LOG_LIBRARY} DIRECTORY)
+  if(NOT ANDROID) # liblog lies outside the loader's folders here
+    set_target_properties(quorvel_shared PROPERTIES INSTALL_RPATH ${log_folder} BUILD_RPATH ${log_folder})
+  endif()
+endif()

@@ -153,6 +153,7 @@ struct MVS_Context {
     uint8_t *pOwnFrame;        // the working copy that the library owns, wherever pCurFrame points
     int32_t bFullChroma;
     int32_t bChromaInScratch;  // while set, the frame's chroma is in the scratch planes and only there
+    int32_t bPlaneLeft;        // a pass of this frame could not begin: its plane is as it was
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;

@@ -14,10 +14,14 @@ struct FrameCall {
     int32_t lSplit; // left columns that show the unstabilized frame, 0: none
 };
 
-// In place (pIn equals pOut), or from one buffer into another. Both return with the caller's frames
-// untouched when the handle's own frames cannot be allocated.
-void StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall);
-void StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall);
+// In place (pIn equals pOut), or from one buffer into another. True when the whole output was written. The
+// caller's frames are untouched when the handle's own cannot be allocated; a plane whose pass could not
+// begin is left as it was.
+bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall);
+bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall);
+
+// QEL_MVS_StabilizeFrame_DiffBuffer with that result.
+bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
 
 // Runs the driver of the handle's mode; none for an unknown mode.
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput);

@@ -3,10 +3,10 @@
 
 namespace {
 
-// A call with whole frames; false when there is nothing to be done. bConvert sends NV21 chroma through the
-// scratch planes also where mode 3 could warp the pairs as they are.
-bool WholeFrames(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, bool bConvert, int32_t lSplit,
-                 FrameCall *pCall) {
+// A call with whole frames; false when there is nothing to be done. bConvert sends NV21 chroma through
+// the scratch planes also where mode 3 could warp the pairs as they are.
+bool WholeFrames(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, bool bConvert,
+                 int32_t lSplit, FrameCall *pCall) {
     if (!pCtx || !pIn || !pOut) return false;
     if (pCtx->lInFormat != QEL_MVS_FORMAT_I420 && pCtx->lInFormat != QEL_MVS_FORMAT_NV21) return false;
     *pCall = {pIn, nullptr, pOut, nullptr, lSplit};
@@ -18,6 +18,11 @@ bool WholeFrames(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, boo
 }
 
 } // namespace
+
+bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    FrameCall st;
+    return WholeFrames(pCtx, pIn, pOut, false, 0, &st) && StabilizeApart(pCtx, &st);
+}
 
 void QEL_MVS_StabilizeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
     if (!pCtx || !pIn || !pOut) return;
@@ -35,8 +40,7 @@ void QEL_MVS_StabilizeFrame_SameBuffer(MVS_Context *pCtx, uint8_t *pFrame) {
 }
 
 void QEL_MVS_StabilizeFrame_DiffBuffer(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    FrameCall st;
-    if (WholeFrames(pCtx, pIn, pOut, false, 0, &st)) StabilizeApart(pCtx, &st);
+    StabilizeWholeFrame(pCtx, pIn, pOut);
 }
 
 void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,

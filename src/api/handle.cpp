@@ -200,8 +200,8 @@ int32_t QEL_MVS_SetFullChroma(MVS_Context *pCtx, int32_t bFull) {
 int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo) {
     if (!pCtx || !pInfo || pInfo->lSize < (int32_t)sizeof(*pInfo)) return 0;
     const MVS_MotionTriple *pMotion = &pCtx->stFrameMotion;
-    *pInfo = {pInfo->lSize,       pCtx->lFrameCount,    pCtx->lFrameMotionValid, pMotion->lRow,
-              pMotion->lCol,      pMotion->lTheta,      pCtx->lCompRow,          pCtx->lCompCol,
-              pCtx->lCompTheta,   pCtx->bShiftReliable, pCtx->lBlocksValid,      pCtx->lBlocksKept};
+    *pInfo = {pInfo->lSize,     pCtx->lFrameCount,    pCtx->lFrameMotionValid, pMotion->lRow,
+              pMotion->lCol,    pMotion->lTheta,      pCtx->lCompRow,          pCtx->lCompCol,
+              pCtx->lCompTheta, pCtx->bShiftReliable, pCtx->lBlocksValid,      pCtx->lBlocksKept};
     return 1;
 }

@@ -31,6 +31,7 @@ void ShowSplit(MVS_Context *pCtx, const FrameCall *pCall) {
 
 void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
     pCtx->pOutFrame = pCall->pOut;
+    pCtx->bPlaneLeft = 0;
     if (pCall->pInVU) {
         UV_NV21_to_I420(pCtx->pScratchInU, pCtx->pScratchInV, pCall->pInVU, InChromaWidth(pCtx),
                         InChromaHeight(pCtx));
@@ -49,29 +50,39 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
 
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
     switch (pCtx->lMode) {
-    case 1: DeshakerM1(pCtx, pCurrent, pPrevious, pOutput); break;
-    case 2: DeshakerM2(pCtx, pCurrent, pPrevious, pOutput); break;
-    case 3: DeshakerM3(pCtx, pCurrent, pPrevious, pOutput); break;
-    default: break;
+    case 1:
+        DeshakerM1(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    case 2:
+        DeshakerM2(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    case 3:
+        DeshakerM3(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    default:
+        break;
     }
 }
 
-void StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
-    if (!NeedFrame(pCtx, &pCtx->pPrevFrame) || !NeedFrame(pCtx, &pCtx->pOwnFrame)) return;
+bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
+    if (!NeedFrame(pCtx, &pCtx->pPrevFrame) || !NeedFrame(pCtx, &pCtx->pOwnFrame)) return false;
     pCtx->pCurFrame = pCtx->pOwnFrame;
     // The warp reads the chroma from the copy, unless it has gone to the scratch planes.
-    MMemCpy(pCtx->pOwnFrame, pCall->pIn, pCall->pInVU ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
+    MMemCpy(pCtx->pOwnFrame, pCall->pIn,
+            pCall->pInVU ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
     StabilizeCurrent(pCtx, pCall);
     uint8_t *pFormer = pCtx->pPrevFrame;
     pCtx->pPrevFrame = pCtx->pOwnFrame;
     pCtx->pOwnFrame = pFormer;
     pCtx->pCurFrame = pFormer;
+    return !pCtx->bPlaneLeft;
 }
 
-void StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall) {
-    if (!NeedFrame(pCtx, &pCtx->pPrevFrame)) return;
+bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall) {
+    if (!NeedFrame(pCtx, &pCtx->pPrevFrame)) return false;
     pCtx->pCurFrame = pCall->pIn;
     StabilizeCurrent(pCtx, pCall);
     MMemCpy(pCtx->pPrevFrame, pCall->pIn,
             IsSemiPlanar(pCtx->lInFormat) ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
+    return !pCtx->bPlaneLeft;
 }

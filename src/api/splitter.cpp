@@ -11,9 +11,9 @@ void CopyColumns(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride, int32_t lR
 
 } // namespace
 
-void QEL_MVS_SplitterShow(const uint8_t *pSrcY, const uint8_t *pSrcU, const uint8_t *pSrcV, uint8_t *pDstY,
-                          uint8_t *pDstU, uint8_t *pDstV, int32_t lWidth, int32_t lHeight, int32_t lSplit,
-                          int32_t lDirection) {
+void QEL_MVS_SplitterShow(const uint8_t *pSrcY, const uint8_t *pSrcU, const uint8_t *pSrcV,
+                          uint8_t *pDstY, uint8_t *pDstU, uint8_t *pDstV, int32_t lWidth,
+                          int32_t lHeight, int32_t lSplit, int32_t lDirection) {
     if (!pSrcY || !pSrcU || !pSrcV || !pDstY || !pDstU || !pDstV) return;
     if (lSplit < 1 || lSplit >= lWidth || lDirection != 0) return;
     const int32_t lPairs = lSplit >> 1; // a chroma sample covers two columns

@@ -21,7 +21,10 @@ struct WarpJob {
 
 void RunPass(WarpJob *pJob, void *(*pBody)(void *)) {
     pJob->pEvent = zekMEventCreate(nullptr);
-    if (!pJob->pEvent) return; // the plane stays as it was
+    if (!pJob->pEvent) {
+        pJob->pCtx->bPlaneLeft = 1;
+        return;
+    }
     zekMEventSignal(pJob->pEvent);
     RunParticipants(pBody, pJob);
     zekMEventDestroy(nullptr, pJob->pEvent);

@@ -1,0 +1,150 @@
+// The camera service's two streams.
+#include "quorvel/camera.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "api/api.h"
+#include "api/camera_log.h"
+#include "context.h"
+
+// C linkage comes with their declarations.
+MVS_Context *hVStabilizer;
+MVS_InitParam vs_param;
+int32_t lWidth;
+int32_t lHeight;
+uint8_t *output;
+uint8_t *yuv420;
+MVS_Context *hVStabilizer_recording;
+MVS_InitParam vs_param_recording;
+int32_t lWidth_recording;
+int32_t lHeight_recording;
+uint8_t *output_recording;
+uint8_t *yuv420_recording;
+
+namespace {
+
+const int32_t kDebug = 3, kError = 6;
+const int32_t kDefaultWidth = 1280, kDefaultHeight = 720;
+const int32_t kMaxSide = 16384; // of a frame that a stabilizer takes
+
+// The state of one stream.
+struct Stream {
+    MVS_Context **ppHandle;
+    MVS_InitParam *pParam;
+    int32_t *pWidth, *pHeight;
+    uint8_t **ppFirst,
+        **ppSecond; // frame buffers, in the order of their release; the second may be missing
+};
+
+Stream Preview() {
+    return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr};
+}
+Stream Recording() {
+    return {&hVStabilizer_recording, &vs_param_recording, &lWidth_recording,
+            &lHeight_recording,      &output_recording,   &yuv420_recording};
+}
+
+uint8_t *AllocFrame(int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (lFrameWidth > kMaxSide || lFrameHeight > kMaxSide) return nullptr;
+    const size_t lSize = (size_t)((uint32_t)lFrameWidth * (uint32_t)lFrameHeight * 3 >> 1);
+    uint8_t *pFrame = (uint8_t *)malloc(lSize);
+    if (pFrame) memset(pFrame, 0, lSize);
+    return pFrame;
+}
+
+void Init(const Stream &st, int32_t lFrameWidth, int32_t lFrameHeight) {
+    const int32_t w = lFrameWidth ? lFrameWidth : kDefaultWidth;
+    const int32_t h = lFrameHeight ? lFrameHeight : kDefaultHeight;
+    *st.pWidth = w;
+    *st.pHeight = h;
+    *st.pParam = {3, w, h, w, h, QEL_MVS_FORMAT_NV21, 1};
+    __android_log_print(kDebug, nullptr, "ZEK, vs_param, mode=%d, width=%d, height=%d, format=%d", 3, w,
+                        h, 1);
+    if (!*st.ppHandle) {
+        __android_log_print(kError, nullptr, "ZEK_API, CreateStabilizer");
+        *st.ppHandle = QEL_MVS_CreateStabilizer(st.pParam);
+    }
+    if (st.ppSecond) *st.ppSecond = AllocFrame(w, h);
+    *st.ppFirst = AllocFrame(w, h);
+}
+
+int32_t Uninit(const Stream &st) {
+    __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer");
+    if (*st.ppHandle) {
+        __android_log_print(kError, nullptr, "ZEK_API, DestroyStabilizer");
+        QEL_MVS_DestroyStabilizer(*st.ppHandle);
+        *st.ppHandle = nullptr;
+    }
+    free(*st.ppFirst);
+    *st.ppFirst = nullptr;
+    if (st.ppSecond) {
+        free(*st.ppSecond);
+        *st.ppSecond = nullptr;
+    }
+    return __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer end");
+}
+
+// A second init may have kept a handle of another size than the stream's.
+bool IsSetUpFor(const Stream &st, int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (*st.pWidth != lFrameWidth || *st.pHeight != lFrameHeight) return false;
+    const MVS_Context *pCtx = *st.ppHandle;
+    return !pCtx || (pCtx->lInWidth == lFrameWidth && pCtx->lInHeight == lFrameHeight);
+}
+
+size_t FrameBytes(int32_t lFrameWidth, int32_t lFrameHeight) {
+    return (size_t)((int64_t)lFrameWidth * lFrameHeight * 3 / 2);
+}
+
+} // namespace
+
+int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (lFrameWidth < 0 || lFrameHeight < 0) return 0;
+    __android_log_print(kDebug, nullptr, "ZEK, init_quorvel_videostabilizer");
+    Init(Preview(), lFrameWidth, lFrameHeight);
+    __android_log_print(kDebug, nullptr, "ZEK, init_quorvel_videostabilizer");
+    return 0;
+}
+
+// The last line is the preview's, as readers of these logs know it.
+int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (lFrameWidth < 0 || lFrameHeight < 0) return 0;
+    __android_log_print(kDebug, nullptr, "ZEK, init_quorvel_videostabilizer_recording");
+    Init(Recording(), lFrameWidth, lFrameHeight);
+    __android_log_print(kDebug, nullptr, "ZEK, init_quorvel_videostabilizer");
+    return 0;
+}
+
+int32_t uninit_quorvel_videostabilizer(void) {
+    return Uninit(Preview());
+}
+
+int32_t uninit_quorvel_videostabilizer_recording(void) {
+    return Uninit(Recording());
+}
+
+int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (!pFrame || lFrameWidth < 1 || lFrameHeight < 1) return 0;
+    if (!IsSetUpFor(Preview(), lFrameWidth, lFrameHeight)) {
+        uninit_quorvel_videostabilizer();
+        init_quorvel_videostabilizer(lFrameWidth, lFrameHeight);
+    }
+    const bool bDone = output && StabilizeWholeFrame(hVStabilizer, pFrame, output);
+    __android_log_print(kDebug, nullptr, "ZEK_API, StabilizeFrame finish");
+    if (bDone) memcpy(pFrame, output, FrameBytes(lFrameWidth, lFrameHeight));
+    return 0;
+}
+
+int32_t runVideoStabilizer_recording(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (!pFrame || lFrameWidth < 1 || lFrameHeight < 1) return 0;
+    if (!IsSetUpFor(Recording(), lFrameWidth, lFrameHeight)) {
+        uninit_quorvel_videostabilizer_recording();
+        init_quorvel_videostabilizer_recording(lFrameWidth, lFrameHeight);
+    }
+    if (!hVStabilizer_recording || !yuv420_recording) return 0;
+    const size_t lBytes = FrameBytes(lFrameWidth, lFrameHeight);
+    memcpy(yuv420_recording, pFrame, lBytes);
+    QEL_MVS_StabilizeFrame(hVStabilizer_recording, yuv420_recording, yuv420_recording);
+    memcpy(pFrame, yuv420_recording, lBytes);
+    return 0;
+}

@@ -1,0 +1,9 @@
+// The log that the camera service reads: the platform's, or lines on stderr where there is none.
+#pragma once
+
+#ifdef QUORVEL_LOG_ANDROID
+#include <android/log.h>
+#else
+extern "C" int __android_log_print(int lPriority, const char *pTag, const char *pFormat, ...)
+    __attribute__((format(printf, 3, 4)));
+#endif
