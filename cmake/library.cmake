@@ -30,6 +30,7 @@ set(QUORVEL_SOURCES
   src/motion/block_search.cpp
   src/motion/coarse_shift.cpp
   src/motion/cost_kernels.cpp
+  src/motion/cost_kernels_neon.cpp
   src/motion/cost_kernels_x86.cpp
   src/motion/cost_table.cpp
   src/model/agreement.cpp
@@ -45,6 +46,7 @@ set(QUORVEL_SOURCES
   src/warp/mapping_kernels.cpp
   src/warp/rotation_warp.cpp
   src/warp/run_kernels.cpp
+  src/warp/run_kernels_neon.cpp
   src/warp/run_kernels_x86.cpp
   src/warp/shift.cpp
   src/platform/cpu.cpp

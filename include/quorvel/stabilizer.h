@@ -82,10 +82,10 @@ typedef struct MVS_MotionInfo {
     int32_t lMotionRow;    /* measured motion, 0 when not measured */
     int32_t lMotionCol;
     int32_t lMotionTheta;
-    int32_t lCompRow;      /* compensation applied to this frame */
+    int32_t lCompRow;      /* compensation of this frame; where mode 2 only shifts, theta is not applied */
     int32_t lCompCol;
     int32_t lCompTheta;
-    int32_t bShiftReliable; /* 1 when the coarse whole-frame shift was found beyond doubt */
+    int32_t bShiftReliable; /* 0 when the last coarse whole-frame shift was in doubt; 1 before the first */
     int32_t lBlocksValid;  /* blocks whose own vector may be used */
     int32_t lBlocksKept;   /* of these, the blocks that agree with the frame's motion (modes 2 and 3) */
 } MVS_MotionInfo;
@@ -153,8 +153,10 @@ QEL_API void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8
                                                   const uint8_t *pInUV, uint8_t *pOutY, uint8_t *pOutUV);
 
 /* The caller keeps all three frames, the previous one too (it may be null at the first call). Nothing is
- * copied and no chroma converted: NV21 chroma is moved in mode 3 only, and only where that needs no
- * conversion (a height that is a multiple of 8, an output below 320 x 240, or unequal sizes). */
+ * copied and no chroma converted. I420 fares as with the other calls. NV21 chroma comes out right in mode 3
+ * where that needs no conversion: a height that is a multiple of 8, an output below 320 x 240, or unequal
+ * sizes; at other heights it is left as it was, and modes 1 and 2 take it for two planes. Frames of every
+ * format, NV21_SEPARATE too, are whole frames of luma and chroma here. */
 QEL_API void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames);
 
 /* The calls that the ones above choose between. */

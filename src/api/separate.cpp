@@ -26,12 +26,13 @@ bool SeparatePlanes(const MVS_Context *pCtx, const uint8_t *pInY, const uint8_t 
 
 void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV,
                                           uint8_t *pOutY, uint8_t *pOutUV) {
-    if (!pCtx || !pInY || !pOutY) return;
+    FrameCall st;
+    if (!SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &st)) return;
     if (pInY == pOutY && pInUV == pOutUV) {
         pCtx->bSameBuffer = 1;
-        QEL_MVS_StabilizeFrame_Separate_SameBuffer(pCtx, pOutY, pOutUV);
+        StabilizeInPlace(pCtx, &st);
     } else {
-        QEL_MVS_StabilizeFrame_Separate_DiffBuffer(pCtx, pInY, pInUV, pOutY, pOutUV);
+        StabilizeApart(pCtx, &st);
     }
 }
 

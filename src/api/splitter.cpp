@@ -6,7 +6,7 @@ namespace {
 
 void CopyColumns(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride, int32_t lRows, int32_t lColumns) {
     for (int32_t y = 0; y < lRows; y++, pSrc += lStride, pDst += lStride)
-        MMemCpy(pDst, pSrc, (uint32_t)lColumns);
+        MMemMove(pDst, pSrc, (uint32_t)lColumns); // the caller's buffers may overlap
 }
 
 } // namespace
