@@ -128,7 +128,7 @@ int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *
     if (stJob.lY0 <= stJob.lY1 && stJob.lX0 <= stJob.lX1) {
         pthread_mutex_init(&stJob.stMutex, nullptr);
         pthread_cond_init(&stJob.stCondition, nullptr);
-        RunParticipants(thread_BlockME32F0, &stJob);
+        RunParticipants(thread_BlockME32F0, &stJob, pCtx->lInLumaSize);
         pthread_cond_destroy(&stJob.stCondition);
         pthread_mutex_destroy(&stJob.stMutex);
         lResult = CountValid(&stJob) > pCtx->lBlockNum / 20;

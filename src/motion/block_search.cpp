@@ -103,7 +103,8 @@ void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
 MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pPrevBlock,
                         int32_t lBlockRow, int32_t lBlockCol, int32_t lBlockSize) {
     const int32_t lWidth = pCtx->lInWidth;
-    Search stSearch = {CostTableOf(pCtx->eCpuLevel)->pSad32,
+    const CostTable *pTable = CostTableOf(pCtx->eCpuLevel);
+    Search stSearch = {pTable->pSad32,
                        4 * lWidth + 8,
                        pCurBlock,
                        pPrevBlock,
@@ -116,7 +117,7 @@ MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8
                        0,
                        kNoCost,
                        kNoCost};
-    if (!Inside32(&stSearch, 0, 0) || GetInnerSad32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
+    if (!Inside32(&stSearch, 0, 0) || pTable->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
     stSearch.lRow = WrapSub32(0, pCtx->lCurMotionRow);
     stSearch.lCol = WrapSub32(0, pCtx->lCurMotionCol);
     if (!Inside32(&stSearch, stSearch.lRow, stSearch.lCol)) return {0, 0, 0};

@@ -115,4 +115,22 @@ QEL_SSE2 uint32_t Sad32Sse2(const uint8_t *pCurBlock, const uint8_t *pCandBlock,
     }
     return Total128(vSum);
 }
+
+// Each pair of runs against the pair that begins one run later.
+QEL_SSE2 uint32_t Texture32Sse2(const uint8_t *pCurBlock, int32_t lPitch) {
+    const ptrdiff_t S = 4 * (ptrdiff_t)lPitch + 8;
+    __m128i vRuns[5];
+    for (int32_t k = 0; k < 4; k++) {
+        const uint8_t *pFirst = pCurBlock + 2 * k * S - (k >= 2 ? 32 : 0);
+        vRuns[k] = TwoRuns(pFirst, pFirst + S);
+    }
+    vRuns[4] = vRuns[0];
+    __m128i vSum = _mm_setzero_si128();
+    for (int32_t k = 0; k < 4; k++) {
+        const __m128d vNext =
+            _mm_shuffle_pd(_mm_castsi128_pd(vRuns[k]), _mm_castsi128_pd(vRuns[k + 1]), 1);
+        vSum = _mm_add_epi32(vSum, _mm_sad_epu8(vRuns[k], _mm_castpd_si128(vNext)));
+    }
+    return Total128(vSum);
+}
 #endif

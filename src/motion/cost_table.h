@@ -12,9 +12,12 @@ typedef uint32_t (*GlobalSad)(const uint8_t *pSamples, const uint8_t *pPrevArea,
                               int32_t lAreaH, int32_t lRowSkip, uint32_t lBound);
 typedef uint32_t (*BlockSad)(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lStride);
 
+typedef uint32_t (*BlockTexture)(const uint8_t *pCurBlock, int32_t lPitch);
+
 struct CostTable {
     GlobalSad pGlobalSad;
     BlockSad pSad32;
+    BlockTexture pTexture32;
 };
 
 const CostTable *CostTableOf(CpuLevel eLevel);
@@ -31,3 +34,5 @@ uint32_t GlobalSadNeon(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_
                        int32_t lAreaH, int32_t lRowSkip, uint32_t lBound);
 uint32_t Sad32Sse2(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lPatternStride);
 uint32_t Sad32Neon(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lPatternStride);
+uint32_t Texture32Sse2(const uint8_t *pCurBlock, int32_t lPitch);
+uint32_t Texture32Neon(const uint8_t *pCurBlock, int32_t lPitch);

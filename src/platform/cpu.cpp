@@ -25,9 +25,13 @@ CpuLevel Detect() {
     return kCpuAvx2;
 }
 #elif defined(QEL_NEON)
-CpuLevel Detect() { return kCpuNeon; }
+CpuLevel Detect() {
+    return kCpuNeon;
+}
 #else
-CpuLevel Detect() { return kCpuPortable; }
+CpuLevel Detect() {
+    return kCpuPortable;
+}
 #endif
 
 } // namespace
@@ -38,4 +42,6 @@ CpuLevel ChooseCpuLevel() {
     return eLevel < eLimit ? eLevel : eLimit == kCpuLevels ? eLevel : eLimit;
 }
 
-void LimitCpuLevel(CpuLevel eHighest) { __atomic_store_n(&lHighest, eHighest, __ATOMIC_RELAXED); }
+void LimitCpuLevel(CpuLevel eHighest) {
+    __atomic_store_n(&lHighest, eHighest, __ATOMIC_RELAXED);
+}

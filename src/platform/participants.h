@@ -3,10 +3,10 @@
 
 #include <stdint.h>
 
-// Runs pBody(pJob) on three threads and on the calling thread, and returns when all four have ended. The
-// bodies fetch their work from a counter of the job, so a thread that could not be started only makes it
-// slower.
-void RunParticipants(void *(*pBody)(void *), void *pJob);
+// Runs pBody(pJob) on the calling thread and on up to three threads more, and returns when all have ended.
+// The bodies fetch their work from a counter of the job, so a thread that could not be started only makes it
+// slower. lBytes is the plane that the job goes over: a small one costs less than the threads would.
+void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes);
 
 // Fetches the next lChunk items of a counter that runs up to lEnd: its value before, or lEnd when nothing
 // is left. The event is the counter's lock.

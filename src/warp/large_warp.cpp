@@ -12,21 +12,21 @@ struct WarpJob {
     MVS_Context *pCtx;
     const uint8_t *pIn;
     uint8_t *pOut;
-    WarpMap stMap;    // steps of a block
-    void *pEvent;     // lock of lNextRow
+    WarpMap stMap; // steps of a block
+    void *pEvent;  // lock of lNextRow
     int32_t lNextRow;
     int32_t lRows;
     int32_t lChunk;
 };
 
-void RunPass(WarpJob *pJob, void *(*pBody)(void *)) {
+void RunPass(WarpJob *pJob, void *(*pBody)(void *), int64_t lBytes) {
     pJob->pEvent = zekMEventCreate(nullptr);
     if (!pJob->pEvent) {
         pJob->pCtx->bPlaneLeft = 1;
         return;
     }
     zekMEventSignal(pJob->pEvent);
-    RunParticipants(pBody, pJob);
+    RunParticipants(pBody, pJob, lBytes);
     zekMEventDestroy(nullptr, pJob->pEvent);
 }
 
@@ -47,8 +47,8 @@ WarpJob MakeJob(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, WarpMap st
 void WarpUnequal(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame, const WarpMap *pMap) {
     StabY_RotationF0(pCtx, pInFrame, pOutFrame, pMap->lR0, pMap->lC0, pMap->lZ, pMap->lS);
     if (pCtx->bChromaInScratch || !IsSemiPlanar(pCtx->lInFormat))
-        StabC_RotationF0(pCtx, pInFrame + pCtx->lInLumaSize, pOutFrame + pCtx->lOutLumaSize, pMap->lR0 >> 1,
-                         pMap->lC0 >> 1, pMap->lZ, pMap->lS);
+        StabC_RotationF0(pCtx, pInFrame + pCtx->lInLumaSize, pOutFrame + pCtx->lOutLumaSize,
+                         pMap->lR0 >> 1, pMap->lC0 >> 1, pMap->lZ, pMap->lS);
     else
         StabC2_RotationF0(pCtx, pMap->lR0 >> 1, pMap->lC0 >> 1, pMap->lZ, pMap->lS);
 }
@@ -80,30 +80,32 @@ void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *
 
     const uint8_t *pInChroma = pInFrame + pCtx->lInLumaSize;
     uint8_t *pOutChroma = pOutFrame + pCtx->lOutLumaSize;
-    // The interleaved pass takes any format's chroma for pairs; planes that belong to their luma are planar.
+    // The interleaved pass takes any format's chroma for pairs; planes that belong to their luma are
+    // planar.
     const bool bPlanar =
         pCtx->bChromaInScratch || (pCtx->bFullChroma && !IsSemiPlanar(pCtx->lInFormat));
     if (bShared && !bPlanar)
         StabC2_Rotation_4x4_7to8(pCtx, pInChroma, pOutChroma, st.lR0 >> 1, st.lC0 >> 1, st.lZ, st.lS);
     else
-        StabC_Rotation_4x4_7to8_normal(pCtx, pInChroma, pOutChroma, st.lR0 >> 1, st.lC0 >> 1, st.lZ, st.lS);
+        StabC_Rotation_4x4_7to8_normal(pCtx, pInChroma, pOutChroma, st.lR0 >> 1, st.lC0 >> 1, st.lZ,
+                                       st.lS);
 }
 
 void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
                              int32_t lC0, int32_t lZ, int32_t lS) {
     WarpJob st = MakeJob(pCtx, pInLuma, pOutLuma, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 2);
-    RunPass(&st, thread_StabY_Rotation_4x4_7to8);
+    RunPass(&st, thread_StabY_Rotation_4x4_7to8, pCtx->lInLumaSize);
 }
 
-void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma, int32_t lR0,
-                              int32_t lC0, int32_t lZ, int32_t lS) {
+void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
+                              int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     if (pCtx->lInFormat == QEL_MVS_FORMAT_NV21) {
         if (!pCtx->pCurFrame || !pCtx->pOutFrame) return;
         pInChroma = pCtx->pCurFrame + pCtx->lInLumaSize;
         pOutChroma = pCtx->pOutFrame + pCtx->lOutLumaSize;
     }
     WarpJob st = MakeJob(pCtx, pInChroma, pOutChroma, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 3);
-    RunPass(&st, thread_StabC2_Rotation_4x4_7to8);
+    RunPass(&st, thread_StabC2_Rotation_4x4_7to8, pCtx->lInLumaSize >> 1);
 }
 
 void *thread_StabY_Rotation_4x4_7to8(void *pArgument) {
@@ -121,7 +123,7 @@ void *thread_StabC2_Rotation_4x4_7to8(void *pArgument) {
     const WarpMap *pMap = &pJob->stMap;
     int32_t lFirst, lEnd;
     while (TakeChunk(pJob, &lFirst, &lEnd))
-        StabC2_Rotation_4x4_7to8_block(pJob->pCtx, pJob->pIn, pJob->pOut, pMap->lR0, pMap->lC0, pMap->lZ,
-                                       pMap->lS, lFirst, lEnd);
+        StabC2_Rotation_4x4_7to8_block(pJob->pCtx, pJob->pIn, pJob->pOut, pMap->lR0, pMap->lC0,
+                                       pMap->lZ, pMap->lS, lFirst, lEnd);
     return nullptr;
 }

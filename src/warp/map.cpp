@@ -1,6 +1,7 @@
 #include "warp/map.h"
 
-// Products with the angle are shifted as magnitudes, so that an angle and its negative mirror each other.
+// Products with the angle are shifted as magnitudes, so that an angle and its negative mirror each
+// other.
 WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
     const int32_t lTheta = pCtx->lCompTheta;
     const int32_t lTurnRow = ShiftToZero32(WrapMul32(pCtx->lOutWidth, lTheta), 7);
@@ -11,8 +12,8 @@ WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
             WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, ShiftToZero32(lTheta, 6)};
 }
 
-// What lies between the centre and the first sample: half of (1024 - Z) * size for the zoom, and half the
-// zoomed size of the other axis times the angle.
+// What lies between the centre and the first sample: half of (1024 - Z) * size for the zoom, and half
+// the zoomed size of the other axis times the angle.
 WarpMap MapWithZoom(const MVS_Context *pCtx) {
     const int32_t lZ = pCtx->lZoomStep, lTheta = pCtx->lCompTheta;
     const int32_t lW = pCtx->lOutWidth, lH = pCtx->lOutHeight;

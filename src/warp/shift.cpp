@@ -6,7 +6,8 @@
 
 namespace {
 
-void CopyRows(uint8_t *pDst, int32_t lDstStride, const uint8_t *pSrc, int32_t lSrcStride, int32_t lRows) {
+void CopyRows(uint8_t *pDst, int32_t lDstStride, const uint8_t *pSrc, int32_t lSrcStride,
+              int32_t lRows) {
     for (int32_t y = 0; y < lRows; y++, pDst += lDstStride, pSrc += lSrcStride)
         MMemMove(pDst, pSrc, (uint32_t)lDstStride); // the caller's buffers may overlap
 }
