@@ -3,9 +3,9 @@
 
 #include "context.h"
 
-// One frame on its road through the stabilizer. The chroma pointers name planes of V,U pairs that go through
-// the planar scratch planes; they are null for planar frames, and where the warp takes the pairs from behind
-// the luma itself.
+// One frame on its road through the stabilizer. The chroma pointers name planes of V,U pairs that go
+// through the planar scratch planes; they are null for planar frames, and where the warp takes the
+// pairs from behind the luma itself.
 struct FrameCall {
     const uint8_t *pIn;
     const uint8_t *pInVU;
@@ -14,9 +14,9 @@ struct FrameCall {
     int32_t lSplit; // left columns that show the unstabilized frame, 0: none
 };
 
-// In place (pIn equals pOut), or from one buffer into another. True when the whole output was written. The
-// caller's frames are untouched when the handle's own cannot be allocated; a plane whose pass could not
-// begin is left as it was.
+// In place (pIn equals pOut), or from one buffer into another. True when the whole output was written.
+// The caller's frames are untouched when the handle's own cannot be allocated; a plane whose pass could
+// not begin is left as it was.
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall);
 bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall);
 

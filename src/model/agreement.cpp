@@ -30,7 +30,8 @@ int64_t SquaredError(Residual st) {
 }
 
 bool Agrees(Residual st) {
-    return st.lRow > -kTolerance && st.lRow < kTolerance && st.lCol > -kTolerance && st.lCol < kTolerance;
+    return st.lRow > -kTolerance && st.lRow < kTolerance && st.lCol > -kTolerance &&
+           st.lCol < kTolerance;
 }
 
 } // namespace
@@ -69,9 +70,9 @@ int32_t GetLSEError(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight
     return Low32(llError);
 }
 
-MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight, int32_t lShiftRow,
-                           int32_t lShiftCol, int32_t lTheta, int32_t lError, int32_t lStep,
-                           int32_t lMinStep) {
+MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
+                           int32_t lShiftRow, int32_t lShiftCol, int32_t lTheta, int32_t lError,
+                           int32_t lStep, int32_t lMinStep) {
     enum { kAny, kUpward, kDownward } eLast = kAny;
     int32_t lBest = lError;
     do {
@@ -93,7 +94,8 @@ MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t 
                 lBest = lErrorDown;
                 eLast = kDownward;
             } else {
-                if (lStep >> 1 == lStep || lStep >> 1 == 0) return {lShiftRow, lShiftCol, lTheta, lBest};
+                if (lStep >> 1 == lStep || lStep >> 1 == 0)
+                    return {lShiftRow, lShiftCol, lTheta, lBest};
                 lStep >>= 1;
                 eLast = kAny;
                 bAgain = lErrorUp < lBest || lErrorDown < lBest; // equal on both sides: look closer

@@ -1,4 +1,5 @@
-// A first estimate of the frame's rotation: slopes of block rows on large frames, a median on small ones.
+// A first estimate of the frame's rotation: slopes of block rows on large frames, a median on small
+// ones.
 #include "model/model.h"
 
 #include "platform/fixed.h"
@@ -42,7 +43,8 @@ int32_t CalculateThetaRow(const int32_t *pRowDisp, const int32_t *pColPos, const
 int32_t GetTheta32(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight) {
     const int32_t lColumns = lWidth >> 5, lRows = lHeight >> 5;
     if (lColumns < 1 || lRows < 1) return 0;
-    int32_t *pRowDisp = (int32_t *)MMemAlloc(nullptr, 3 * (uint32_t)lColumns * (uint32_t)sizeof(int32_t));
+    int32_t *pRowDisp =
+        (int32_t *)MMemAlloc(nullptr, 3 * (uint32_t)lColumns * (uint32_t)sizeof(int32_t));
     if (!pRowDisp) return 0;
     int32_t *pColPos = pRowDisp + lColumns, *pValid = pColPos + lColumns;
     int32_t lSum = 0, lCount = 0;
@@ -72,7 +74,8 @@ int32_t GetTheta16(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
     const int64_t lBlocks = (int64_t)lColumns * lRows;
     if (lBlocks > kListOnStack) {
         if (lBlocks > 0x1FFFFFFF) return 0;
-        pList = pHeap = (int32_t *)MMemAlloc(nullptr, (uint32_t)(lBlocks + 1) * (uint32_t)sizeof(int32_t));
+        pList = pHeap =
+            (int32_t *)MMemAlloc(nullptr, (uint32_t)(lBlocks + 1) * (uint32_t)sizeof(int32_t));
         if (!pHeap) return 0;
     }
     pList[0] = 0;
@@ -84,7 +87,8 @@ int32_t GetTheta16(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
                 const int32_t lA = WrapSub32(lShiftRow, WrapMul32(pBlockMV->lMvRow, 1024));
                 const int32_t lB = WrapSub32(lShiftCol, WrapMul32(pBlockMV->lMvCol, 1024));
                 int32_t lAngle;
-                if (!BlockAngle(lA, lB, lDy, lDx, &lAngle)) continue; // the record serves the next column
+                if (!BlockAngle(lA, lB, lDy, lDx, &lAngle))
+                    continue; // the record serves the next column
                 SortPush(pList, lAngle);
             }
             pBlockMV++;

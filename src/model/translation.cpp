@@ -20,7 +20,7 @@ struct Votes {
 
 Histogram View(int32_t *pBins, int32_t lLength, int32_t lRange) {
     const int64_t lBins = 2 * (int64_t)lRange + 1;
-    return {pBins, lBins < lLength ? (int32_t)lBins : lLength, lRange};
+    return {pBins, lBins < 0 ? 0 : lBins < lLength ? (int32_t)lBins : lLength, lRange};
 }
 
 // The bin of a displacement, or -1 outside the histogram.
@@ -29,7 +29,8 @@ int32_t BinOf(const Histogram *pHist, int32_t lDisplacement) {
     return lBin < 0 || lBin >= pHist->lBins ? -1 : (int32_t)lBin;
 }
 
-Votes CountVectors(MVS_Context *pCtx, const MVS_BlockMV *pBlockMV, int32_t lRangeRow, int32_t lRangeCol) {
+Votes CountVectors(MVS_Context *pCtx, const MVS_BlockMV *pBlockMV, int32_t lRangeRow,
+                   int32_t lRangeCol) {
     Votes st = {View(pCtx->pRowProj, pCtx->lRowProjLen, lRangeRow),
                 View(pCtx->pColProj, pCtx->lColProjLen, lRangeCol), 0, 0, 0};
     int32_t i = 0;
@@ -65,7 +66,9 @@ MVS_ShiftTriple CoarseShift(const MVS_Context *pCtx, int32_t lScale) {
             WrapSub32(0, WrapMul32(pCtx->lCurMotionCol, lScale)), 0};
 }
 
-int32_t WithoutHalfPixel(int32_t lShift) { return lShift >= -512 && lShift <= 512 ? 0 : lShift; }
+int32_t WithoutHalfPixel(int32_t lShift) {
+    return lShift >= -512 && lShift <= 512 ? 0 : lShift;
+}
 
 } // namespace
 

@@ -8,7 +8,6 @@ namespace {
 
 const uint32_t kNoCost = 0x0FFFFFFF;
 const uint32_t kFlat = 64; // below one grey level a difference of the texture measure
-const uint32_t kGoodMatch = 256;
 const uint32_t kExactMatch = 16;
 
 enum Move { kNone, kLeft, kRight, kUp, kDown };
@@ -21,6 +20,7 @@ struct Search {
     int32_t lY, lX;         // that place in pixels
     int32_t lWidth, lHeight;
     int32_t lBlockSize;
+    uint32_t lGoodMatch;
     int32_t lRow, lCol; // vector
     uint32_t lBest, lSecond;
 };
@@ -79,14 +79,15 @@ Move StepOnce(Search *pSearch, Move eLast) {
 // minimum: there the texture repeats. A poor match stays, the model weighs it against all others.
 MVS_BlockMV Verdict(const Search *pSearch) {
     const bool bUnique = pSearch->lSecond != pSearch->lBest;
-    const bool bUsable = (pSearch->lBest <= kGoodMatch && bUnique) || pSearch->lBest >= kExactMatch;
+    const bool bUsable =
+        (pSearch->lBest <= pSearch->lGoodMatch && bUnique) || pSearch->lBest >= kExactMatch;
     return {bUsable ? 1 : 0, pSearch->lRow, pSearch->lCol};
 }
 
 // Takes a neighbour's vector where it is cheaper. One whose samples would leave the plane is not
 // priced.
 void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
-    if (lIndex >= pCtx->lBlockNum) return;
+    if (lIndex < 0 || lIndex >= pCtx->lBlockNum) return;
     const MVS_BlockMV *pRecord = pCtx->pBlockMV + lIndex;
     if (!pRecord->bValid) return;
     if (pRecord->lMvRow == pSearch->lRow && pRecord->lMvCol == pSearch->lCol) return;
@@ -102,50 +103,59 @@ void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
 
 MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pPrevBlock,
                         int32_t lBlockRow, int32_t lBlockCol, int32_t lBlockSize) {
-    const int32_t lWidth = pCtx->lInWidth;
+    const int32_t lWidth = pCtx->lInWidth, lColumns = lWidth >> 5;
     const CostTable *pTable = CostTableOf(pCtx->eCpuLevel);
-    Search stSearch = {pTable->pSad32,
-                       4 * lWidth + 8,
-                       pCurBlock,
-                       pPrevBlock,
-                       WrapMul32(32, lBlockRow),
-                       WrapMul32(32, lBlockCol),
-                       lWidth,
-                       pCtx->lInHeight,
-                       lBlockSize,
-                       0,
-                       0,
-                       kNoCost,
-                       kNoCost};
-    if (!Inside32(&stSearch, 0, 0) || pTable->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
-    stSearch.lRow = WrapSub32(0, pCtx->lCurMotionRow);
-    stSearch.lCol = WrapSub32(0, pCtx->lCurMotionCol);
-    if (!Inside32(&stSearch, stSearch.lRow, stSearch.lCol)) return {0, 0, 0};
-    stSearch.lBest = CostAt(&stSearch, stSearch.lRow, stSearch.lCol);
+    Search st = {};
+    st.pCost = pTable->pSad32;
+    st.lCostStride = 4 * lWidth + 8;
+    st.pCurBlock = pCurBlock;
+    st.pOrigin = pPrevBlock;
+    st.lY = WrapMul32(32, lBlockRow);
+    st.lX = WrapMul32(32, lBlockCol);
+    st.lWidth = lWidth;
+    st.lHeight = pCtx->lInHeight;
+    st.lBlockSize = Max32(lBlockSize, 32); // the pattern needs the room of a whole block
+    st.lGoodMatch = (uint32_t)WrapMul32(8, lBlockSize);
+    if (!Inside32(&st, 0, 0) || pTable->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
+    st.lRow = WrapSub32(0, pCtx->lCurMotionRow);
+    st.lCol = WrapSub32(0, pCtx->lCurMotionCol);
+    if (!Inside32(&st, st.lRow, st.lCol)) return {0, 0, 0};
+    st.lBest = CostAt(&st, st.lRow, st.lCol);
+    st.lSecond = kNoCost;
 
-    const int32_t lColumns = lWidth >> 5;
     const ptrdiff_t lIndex = (ptrdiff_t)lBlockRow * lColumns + lBlockCol;
-    if (lBlockRow > 0) TryPredictor(pCtx, &stSearch, lIndex - lColumns);
-    if (lBlockCol > 0) TryPredictor(pCtx, &stSearch, lIndex - 1);
-    if (lBlockRow > 0 && lBlockCol < lColumns - 1) TryPredictor(pCtx, &stSearch, lIndex - lColumns + 1);
+    if (lBlockRow > 0) TryPredictor(pCtx, &st, lIndex - lColumns);
+    if (lBlockCol > 0) TryPredictor(pCtx, &st, lIndex - 1);
+    if (lBlockRow > 0 && lBlockCol < lColumns - 1) TryPredictor(pCtx, &st, lIndex - lColumns + 1);
 
-    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;)
-        eMove = StepOnce(&stSearch, eMove);
-    return Verdict(&stSearch);
+    for (Move eMove = StepOnce(&st, kNone); eMove != kNone;) eMove = StepOnce(&st, eMove);
+    return Verdict(&st);
 }
 
 MVS_BlockMV BlockLDME16F0(MVS_Context *, const uint8_t *pCurBlock, const uint8_t *pCandStart,
                           int32_t lY, int32_t lX, int32_t lStartRow, int32_t lStartCol, int32_t lWidth,
                           int32_t lHeight) {
-    Search stSearch = {GetSad16F0, lWidth, pCurBlock, nullptr,   lY,      lX,     lWidth,
-                       lHeight,    16,     lStartRow, lStartCol, kNoCost, kNoCost};
-    if (!Inside16(&stSearch, 0, 0) || !Inside16(&stSearch, lStartRow, lStartCol)) return {0, 0, 0};
-    stSearch.pOrigin = pCandStart - ((ptrdiff_t)lStartRow * lWidth + lStartCol);
-    Try(&stSearch, lStartRow, lStartCol);
-    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;) {
-        const int32_t lRow = stSearch.lRow, lCol = stSearch.lCol;
-        if (WrapAbs32(lCol) > lWidth >> 1 || WrapAbs32(lRow) > lHeight >> 1) return {0, lRow, lCol};
-        eMove = StepOnce(&stSearch, eMove);
+    Search st = {};
+    st.pCost = GetSad16F0;
+    st.lCostStride = lWidth;
+    st.pCurBlock = pCurBlock;
+    st.lY = lY;
+    st.lX = lX;
+    st.lWidth = lWidth;
+    st.lHeight = lHeight;
+    st.lBlockSize = 16;
+    st.lGoodMatch = 256; // four times the share of 32x32 blocks
+    st.lRow = lStartRow;
+    st.lCol = lStartCol;
+    st.lBest = kNoCost;
+    st.lSecond = kNoCost;
+    if (!Inside16(&st, 0, 0) || !Inside16(&st, lStartRow, lStartCol)) return {0, 0, 0};
+    st.pOrigin = pCandStart - ((ptrdiff_t)lStartRow * lWidth + lStartCol);
+    Try(&st, lStartRow, lStartCol);
+    for (Move eMove = StepOnce(&st, kNone); eMove != kNone;) {
+        if (WrapAbs32(st.lCol) > lWidth >> 1 || WrapAbs32(st.lRow) > lHeight >> 1)
+            return {0, st.lRow, st.lCol};
+        eMove = StepOnce(&st, eMove);
     }
-    return Verdict(&stSearch);
+    return Verdict(&st);
 }

@@ -170,14 +170,14 @@ int32_t GridRows(int32_t lAreaH) {
 uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
                       int32_t lRows) {
     const int32_t lGroups = GridGroups(lAreaW), lWalked = GridRows(lAreaH);
-    const uint32_t lSize = (uint32_t)lGroups * kGroupSamples * (uint32_t)Max32(lWalked, lRows);
-    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, lSize);
+    const int64_t lSize = (int64_t)lGroups * kGroupSamples * Max32(lWalked, lRows);
+    if (lSize > INT32_MAX) return nullptr;
+    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, (uint32_t)lSize);
     if (!pBuffer) return nullptr;
     uint8_t *pOut = pBuffer;
     for (int32_t r = 0; r < lWalked; r++) {
         for (int32_t g = 0; g < lGroups; g++, pArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4)
-                *pOut++ = pArea[k];
+            for (int32_t k = 0; k < kGroup; k += 4) *pOut++ = pArea[k];
         pArea += lRowSkip;
     }
     return pBuffer;
@@ -204,8 +204,7 @@ int32_t GetBigMeanF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t 
     int64_t llDiff = 0;
     for (int32_t r = 0; r < lRows; r++) {
         for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4)
-                llDiff += *pSamples++ - pPrevArea[k];
+            for (int32_t k = 0; k < kGroup; k += 4) llDiff += *pSamples++ - pPrevArea[k];
         pPrevArea += lRowSkip;
     }
     return Low32(llDiff < 0 ? -llDiff : llDiff);

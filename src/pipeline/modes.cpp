@@ -9,8 +9,8 @@
 
 namespace {
 
-const int32_t kBlock32Width = 200;  // inputs wider than this have 32-pixel blocks
-const int32_t kVisibleTheta = 16;   // Q16: up to here mode 2 does not resample a frame
+const int32_t kBlock32Width = 200; // inputs wider than this have 32-pixel blocks
+const int32_t kVisibleTheta = 16;  // Q16: up to here mode 2 does not resample a frame
 
 int32_t CountValid(const MVS_Context *pCtx) {
     int32_t lCount = 0;
@@ -57,7 +57,8 @@ int32_t BlockMotionEstimation(MVS_Context *pCtx, const uint8_t *pCurrent, const 
                                           : BlockME16F0(pCtx, pCurrent, pPrevious);
 }
 
-void DeshakerM1(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+void DeshakerM1(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
+                uint8_t *pOutput) {
     if (pCtx->lFrameCount == 0) {
         pCtx->lFrameCount = 1;
         DropTranslation(pCtx);
@@ -69,7 +70,8 @@ void DeshakerM1(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrev
     KeepMotion(pCtx);
 }
 
-void DeshakerM2(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+void DeshakerM2(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
+                uint8_t *pOutput) {
     if (pCtx->lFrameCount == 0) {
         DeshakerM1(pCtx, pCurrent, pPrevious, pOutput);
         return;
@@ -83,7 +85,8 @@ void DeshakerM2(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrev
     KeepMotion(pCtx);
 }
 
-void DeshakerM3(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+void DeshakerM3(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
+                uint8_t *pOutput) {
     if (pCtx->lFrameCount == 0) {
         pCtx->lFrameCount = 1;
         DropTranslation(pCtx);

@@ -1,7 +1,7 @@
 // Which vector instructions the library may use.
 //
-// Every stage keeps a portable form of its kernels, which defines the result, and twins that equal it byte
-// for byte. The level is chosen when a handle is created and stays with it.
+// Every stage keeps a portable form of its kernels, which defines the result, and twins that equal it
+// byte for byte. The level is chosen when a handle is created and stays with it.
 #pragma once
 
 #include <stdint.h>

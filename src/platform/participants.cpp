@@ -13,8 +13,7 @@ void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes) {
     for (int64_t i = 0; i < 3 && lBytes > (i + 1) * kBytesOfOne; i++)
         hThread[i] = zekMThreadCreate(pBody, pJob);
     pBody(pJob);
-    for (uintptr_t h : hThread)
-        zekMThreadDestory(h);
+    for (uintptr_t h : hThread) zekMThreadDestory(h);
 }
 
 int32_t TakeWork(void *pEvent, int32_t *pNext, int32_t lEnd, int32_t lChunk) {

@@ -18,7 +18,8 @@ void InitAxis(KalmanAxisLong *pAxis, int32_t lMargin) {
     const int64_t c = lMargin;
     pAxis->st.llProcNoise = 1024;
     pAxis->st.llProcNoise2 = 1;
-    pAxis->st.llMeasNoise = WrapMul64(c * c, 1024) / 9; // a third of the margin is one standard deviation
+    pAxis->st.llMeasNoise =
+        WrapMul64(c * c, 1024) / 9; // a third of the margin is one standard deviation
     pAxis->st.llDevLimit = c * 1024;
     pAxis->llMargin7_8 = c * 896;
     pAxis->llMargin11_16 = c * 704;

@@ -54,7 +54,9 @@ void StepAxis(KalmanState *pState, int32_t lMotion, int32_t lGainShift, int32_t 
     CheckKFPos(&pState->llMeasPos, &pState->llPos);
 }
 
-bool InBound(int64_t v) { return v >= -kPathBound && v <= kPathBound; }
+bool InBound(int64_t v) {
+    return v >= -kPathBound && v <= kPathBound;
+}
 
 int32_t Deviation(const KalmanState *pState) {
     return WrapSub32(Low32(pState->llPos), Low32(pState->llMeasPos));
@@ -73,7 +75,8 @@ void SetGains(KalmanSideBlock *pSide, int32_t bFollow, int32_t lShift, int32_t l
 void AdaptGains(KalmanSideBlock *pSide, MVS_MotionTriple stDev) {
     const int64_t llRow = WrapAbs32(stDev.lRow), llCol = WrapAbs32(stDev.lCol);
     const int64_t llTheta = WrapAbs32(stDev.lTheta);
-    const int64_t llLimitRow = pSide->stAxisRow.st.llDevLimit, llLimitCol = pSide->stAxisCol.st.llDevLimit;
+    const int64_t llLimitRow = pSide->stAxisRow.st.llDevLimit,
+                  llLimitCol = pSide->stAxisCol.st.llDevLimit;
     const bool bCalm = llTheta <= kThetaCalm && llRow < llLimitRow >> 3 && llCol < llLimitCol >> 3;
     const bool bInLimits = llTheta <= kThetaLimit && llRow < llLimitRow && llCol < llLimitCol;
     pSide->lAdaptCountdown = WrapSub32(pSide->lAdaptCountdown, 1);

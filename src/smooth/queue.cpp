@@ -39,7 +39,8 @@ float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple st, float fTheta) {
     return fScale;
 }
 
-// Moves a filter to where the limited compensation puts it; the velocity follows as the covariance has it.
+// Moves a filter to where the limited compensation puts it; the velocity follows as the covariance has
+// it.
 void ReviseAxis(KalmanState *pState, int32_t lNew, int32_t lOld) {
     const int32_t d = WrapSub32(lNew, lOld);
     if (d == 0) return;
@@ -64,8 +65,8 @@ MVS_MotionTriple AddGmvQueueM3(MVS_Context *pCtx, int32_t lRow, int32_t lCol, in
     return st;
 }
 
-void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t lOldRow, int32_t lOldCol,
-                    int32_t lOldTheta, MVS_Context *pCtx) {
+void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t lOldRow,
+                    int32_t lOldCol, int32_t lOldTheta, MVS_Context *pCtx) {
     KalmanSideBlock *pSide = pCtx->pSideBlock;
     ReviseAxis(&pSide->stAxisRow.st, lNewRow, lOldRow);
     ReviseAxis(&pSide->stAxisCol.st, lNewCol, lOldCol);
@@ -73,9 +74,9 @@ void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t
 }
 
 int32_t SmoothGlobalMotionM3(MVS_Context *pCtx, int32_t bValid) {
-    const MVS_MotionTriple st =
-        bValid == 1 ? AddGmvQueueM3(pCtx, pCtx->lCurMotionRow, pCtx->lCurMotionCol, pCtx->lCurMotionTheta)
-                    : ResetGmvQueue(pCtx);
+    const MVS_MotionTriple st = bValid == 1 ? AddGmvQueueM3(pCtx, pCtx->lCurMotionRow,
+                                                            pCtx->lCurMotionCol, pCtx->lCurMotionTheta)
+                                            : ResetGmvQueue(pCtx);
     pCtx->lCompRow = st.lRow;
     pCtx->lCompCol = st.lCol;
     pCtx->lCompTheta = st.lTheta;

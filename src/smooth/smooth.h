@@ -1,7 +1,7 @@
 // Motion smoothing: the measured camera path to the compensation of each frame.
 //
-// One filter an axis follows the accumulated path; smoothed minus measured path is what the frame must be
-// moved by. Translations are Q10 pixels, rotations Q16 radians, row before column.
+// One filter an axis follows the accumulated path; smoothed minus measured path is what the frame must
+// be moved by. Translations are Q10 pixels, rotations Q16 radians, row before column.
 #pragma once
 
 #include "context.h"
@@ -14,7 +14,8 @@ QEL_API void InitKalmanFilter(MVS_Context *pCtx);
 QEL_API MVS_MotionTriple ResetGmvQueue(MVS_Context *pCtx);
 
 // Advances the filters by one measured motion; returns smoothed minus measured path.
-QEL_API MVS_MotionTriple KalmanFilterOnePos(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta);
+QEL_API MVS_MotionTriple KalmanFilterOnePos(MVS_Context *pCtx, int32_t lRow, int32_t lCol,
+                                            int32_t lTheta);
 
 // Keeps a measured and a smoothed position within +-262142 without changing their difference.
 QEL_API void CheckKFPos(int64_t *pMeasPos, int64_t *pPos);

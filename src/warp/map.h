@@ -28,8 +28,8 @@ static inline Position PositionOf(int32_t lQ10, int32_t lLastBase) {
     return {lQ10 >> 10, (lQ10 >> 8) & 3};
 }
 
-// The two planes that planar chroma is moved between: the frame's own, from the U planes on, or the scratch
-// planes that NV21 chroma is split into.
+// The two planes that planar chroma is moved between: the frame's own, from the U planes on, or the
+// scratch planes that NV21 chroma is split into.
 struct PlanarChroma {
     const uint8_t *pIn[2];
     uint8_t *pOut[2];

@@ -13,8 +13,8 @@
 
 QEL_API void StabilizeFrameM1F0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
 
-// lRowOffset, lColOffset: top-left corner of the crop in the input luma plane; it is kept inside the plane.
-// The rows are counted by lOutHeight of the context.
+// lRowOffset, lColOffset: top-left corner of the crop in the input luma plane; it is kept inside the
+// plane. The rows are counted by lOutHeight of the context.
 QEL_API void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame,
                                         int32_t lRowOffset, int32_t lColOffset, int32_t lOutHeight,
                                         int32_t lOutWidth, int32_t lInWidth);
@@ -22,7 +22,8 @@ QEL_API void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFra
 // ---- per-pixel warp ----
 
 QEL_API void StabilizeFrameM2F0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
-QEL_API void StabilizeFrameM3F0WithoutOpt(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
+QEL_API void StabilizeFrameM3F0WithoutOpt(MVS_Context *pCtx, const uint8_t *pInFrame,
+                                          uint8_t *pOutFrame);
 
 // Luma, bilinear in quarter pixels.
 QEL_API void StabY_RotationF0(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
@@ -30,8 +31,8 @@ QEL_API void StabY_RotationF0(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t
 
 // Planar chroma, nearest sample above left. The pointers name the U planes; the NV21 formats take the
 // scratch planes instead.
-QEL_API void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma, int32_t lR0,
-                              int32_t lC0, int32_t lZ, int32_t lS);
+QEL_API void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
+                              int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
 
 // Interleaved chroma from pCurFrame to pOutFrame; NV21 only.
 QEL_API void StabC2_RotationF0(MVS_Context *pCtx, int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
@@ -53,16 +54,19 @@ QEL_API void *thread_StabY_Rotation_4x4_7to8(void *pJob);
 QEL_API void *thread_StabC2_Rotation_4x4_7to8(void *pJob);
 
 // Rows of blocks lFirst .. lEnd - 1; planes are given by their first byte, steps are those of a block.
-QEL_API void StabY_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, uint8_t *pOutPlane,
-                                           int32_t lR0, int32_t lC0, int32_t lBlockZ, int32_t lBlockS,
-                                           int32_t lFirst, int32_t lEnd);
-QEL_API void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, uint8_t *pOutPlane,
-                                            int32_t lR0, int32_t lC0, int32_t lBlockZ, int32_t lBlockS,
-                                            int32_t lFirst, int32_t lEnd);
+QEL_API void StabY_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane,
+                                           uint8_t *pOutPlane, int32_t lR0, int32_t lC0,
+                                           int32_t lBlockZ, int32_t lBlockS, int32_t lFirst,
+                                           int32_t lEnd);
+QEL_API void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane,
+                                            uint8_t *pOutPlane, int32_t lR0, int32_t lC0,
+                                            int32_t lBlockZ, int32_t lBlockS, int32_t lFirst,
+                                            int32_t lEnd);
 
 // Luma, and planar chroma (planes chosen as by StabC_RotationF0), on the calling thread.
-QEL_API void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma,
-                                            int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
+QEL_API void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma,
+                                            uint8_t *pOutLuma, int32_t lR0, int32_t lC0, int32_t lZ,
+                                            int32_t lS);
 QEL_API void StabC_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInChroma,
                                             uint8_t *pOutChroma, int32_t lR0, int32_t lC0, int32_t lZ,
                                             int32_t lS);
