@@ -37,9 +37,7 @@ struct Stream {
         **ppSecond; // frame buffers, in the order of their release; the second may be missing
 };
 
-Stream Preview() {
-    return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr};
-}
+Stream Preview() { return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr}; }
 Stream Recording() {
     return {&hVStabilizer_recording, &vs_param_recording, &lWidth_recording,
             &lHeight_recording,      &output_recording,   &yuv420_recording};
@@ -115,13 +113,9 @@ int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFra
     return 0;
 }
 
-int32_t uninit_quorvel_videostabilizer(void) {
-    return Uninit(Preview());
-}
+int32_t uninit_quorvel_videostabilizer(void) { return Uninit(Preview()); }
 
-int32_t uninit_quorvel_videostabilizer_recording(void) {
-    return Uninit(Recording());
-}
+int32_t uninit_quorvel_videostabilizer_recording(void) { return Uninit(Recording()); }
 
 int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight) {
     if (!pFrame || lFrameWidth < 1 || lFrameHeight < 1) return 0;

@@ -103,9 +103,7 @@ MVS_Context *QEL_MVS_CreateStabilizerPitch(MVS_PitchImage stImage) {
     return nullptr;
 }
 
-void QEL_MVS_DestroyStabilizerPitch(MVS_Context *pCtx) {
-    QEL_MVS_DestroyStabilizer(pCtx);
-}
+void QEL_MVS_DestroyStabilizerPitch(MVS_Context *pCtx) { QEL_MVS_DestroyStabilizer(pCtx); }
 
 void QEL_MVS_StabilizeFramePitch(MVS_Context *pCtx, MVS_PitchImage stIn, MVS_PitchImage stOut) {
     if (!IsPitched(pCtx)) return;

@@ -66,9 +66,7 @@ MVS_ShiftTriple CoarseShift(const MVS_Context *pCtx, int32_t lScale) {
             WrapSub32(0, WrapMul32(pCtx->lCurMotionCol, lScale)), 0};
 }
 
-int32_t WithoutHalfPixel(int32_t lShift) {
-    return lShift >= -512 && lShift <= 512 ? 0 : lShift;
-}
+int32_t WithoutHalfPixel(int32_t lShift) { return lShift >= -512 && lShift <= 512 ? 0 : lShift; }
 
 } // namespace
 

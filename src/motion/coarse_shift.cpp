@@ -160,12 +160,8 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
 
 } // namespace
 
-int32_t GridGroups(int32_t lAreaW) {
-    return Max32(lAreaW >> 6, 1);
-}
-int32_t GridRows(int32_t lAreaH) {
-    return Max32(lAreaH / kRowStep, 1);
-}
+int32_t GridGroups(int32_t lAreaW) { return Max32(lAreaW >> 6, 1); }
+int32_t GridRows(int32_t lAreaH) { return Max32(lAreaH / kRowStep, 1); }
 
 uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
                       int32_t lRows) {

@@ -25,13 +25,9 @@ CpuLevel Detect() {
     return kCpuAvx2;
 }
 #elif defined(QEL_NEON)
-CpuLevel Detect() {
-    return kCpuNeon;
-}
+CpuLevel Detect() { return kCpuNeon; }
 #else
-CpuLevel Detect() {
-    return kCpuPortable;
-}
+CpuLevel Detect() { return kCpuPortable; }
 #endif
 
 } // namespace
@@ -42,6 +38,4 @@ CpuLevel ChooseCpuLevel() {
     return eLevel < eLimit ? eLevel : eLimit == kCpuLevels ? eLevel : eLimit;
 }
 
-void LimitCpuLevel(CpuLevel eHighest) {
-    __atomic_store_n(&lHighest, eHighest, __ATOMIC_RELAXED);
-}
+void LimitCpuLevel(CpuLevel eHighest) { __atomic_store_n(&lHighest, eHighest, __ATOMIC_RELAXED); }

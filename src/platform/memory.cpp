@@ -17,24 +17,12 @@ const uint32_t kMaxRequest = 0x7FFFFFFCu; // sizes are compared as signed words
 const int32_t kHeader = (int32_t)sizeof(BlockHeader);
 const int32_t kMinSplit = 32;
 
-uint8_t *Payload(BlockHeader *pBlock) {
-    return (uint8_t *)(pBlock + 1);
-}
-BlockHeader *At(void *p) {
-    return (BlockHeader *)p;
-}
-BlockHeader *Next(BlockHeader *pBlock) {
-    return At(Payload(pBlock) + pBlock->lSize);
-}
-bool IsEnd(const BlockHeader *pBlock) {
-    return pBlock->lSize == kEndMark;
-}
-bool IsFree(const BlockHeader *pBlock) {
-    return !IsEnd(pBlock) && !pBlock->bUsed;
-}
-int32_t Size(const BlockHeader *pBlock) {
-    return (int32_t)pBlock->lSize;
-}
+uint8_t *Payload(BlockHeader *pBlock) { return (uint8_t *)(pBlock + 1); }
+BlockHeader *At(void *p) { return (BlockHeader *)p; }
+BlockHeader *Next(BlockHeader *pBlock) { return At(Payload(pBlock) + pBlock->lSize); }
+bool IsEnd(const BlockHeader *pBlock) { return pBlock->lSize == kEndMark; }
+bool IsFree(const BlockHeader *pBlock) { return !IsEnd(pBlock) && !pBlock->bUsed; }
+int32_t Size(const BlockHeader *pBlock) { return (int32_t)pBlock->lSize; }
 
 // Ends the block after lRequest bytes and makes the rest a free block of lRest bytes.
 void Split(BlockHeader *pBlock, int32_t lRequest, int32_t lRest) {
@@ -75,17 +63,11 @@ void MMemFree(void *pHandle, void *pMem) {
         free(pMem);
 }
 
-void *MMemSet(void *pDst, int32_t lValue, uint32_t lCount) {
-    return memset(pDst, lValue, lCount);
-}
+void *MMemSet(void *pDst, int32_t lValue, uint32_t lCount) { return memset(pDst, lValue, lCount); }
 
-void *MMemCpy(void *pDst, const void *pSrc, uint32_t lCount) {
-    return memcpy(pDst, pSrc, lCount);
-}
+void *MMemCpy(void *pDst, const void *pSrc, uint32_t lCount) { return memcpy(pDst, pSrc, lCount); }
 
-void *MMemMove(void *pDst, const void *pSrc, uint32_t lCount) {
-    return memmove(pDst, pSrc, lCount);
-}
+void *MMemMove(void *pDst, const void *pSrc, uint32_t lCount) { return memmove(pDst, pSrc, lCount); }
 
 int32_t MMemCmp(const void *pFirst, const void *pSecond, uint32_t lCount) {
     return memcmp(pFirst, pSecond, lCount);

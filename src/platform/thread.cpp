@@ -15,6 +15,4 @@ int32_t zekMThreadExit(uintptr_t hThread) {
     return 0;
 }
 
-int32_t zekMThreadDestory(uintptr_t hThread) {
-    return zekMThreadExit(hThread);
-}
+int32_t zekMThreadDestory(uintptr_t hThread) { return zekMThreadExit(hThread); }

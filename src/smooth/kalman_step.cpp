@@ -54,9 +54,7 @@ void StepAxis(KalmanState *pState, int32_t lMotion, int32_t lGainShift, int32_t 
     CheckKFPos(&pState->llMeasPos, &pState->llPos);
 }
 
-bool InBound(int64_t v) {
-    return v >= -kPathBound && v <= kPathBound;
-}
+bool InBound(int64_t v) { return v >= -kPathBound && v <= kPathBound; }
 
 int32_t Deviation(const KalmanState *pState) {
     return WrapSub32(Low32(pState->llPos), Low32(pState->llMeasPos));

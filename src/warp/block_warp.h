@@ -17,9 +17,7 @@ struct BlockPlane {
     RunKernel pRun;                // null: blocks go one by one
 };
 
-static inline int32_t BlockCount(int32_t lSize) {
-    return (lSize + 3) >> 2;
-}
+static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
 
 // The kernels need room for a phase-3 block, and input rows of the output's length.
 static inline bool FitsBlockWarp(const MVS_Context *pCtx, int32_t lWidth, int32_t lHeight) {

@@ -3,14 +3,10 @@
 namespace {
 
 // Quarters from the block's corner to output sample k, before the phase is added.
-constexpr int32_t QuartersTo(int32_t k) {
-    return 7 * k / 2;
-}
+constexpr int32_t QuartersTo(int32_t k) { return 7 * k / 2; }
 
 // Samples of weight 0 are not read: they may lie outside the plane.
-inline int32_t Weighted(const uint8_t *p, int32_t lWeight) {
-    return lWeight ? lWeight * *p : 0;
-}
+inline int32_t Weighted(const uint8_t *p, int32_t lWeight) { return lWeight ? lWeight * *p : 0; }
 
 inline uint8_t Sample(const uint8_t *pSrc, ptrdiff_t lStride, ptrdiff_t lStep, int32_t lRowQuarters,
                       int32_t lColQuarters) {

@@ -9,9 +9,7 @@ namespace {
 
 // Last base of a plane side that leaves room for the neighbour: the plane's last row and column are
 // never sampled, so that no read can pass the plane.
-int32_t LastBase(int32_t lSize) {
-    return Max32(lSize - 2, 0);
-}
+int32_t LastBase(int32_t lSize) { return Max32(lSize - 2, 0); }
 
 // Output samples of one row whose positions need no clamp.
 struct Span {

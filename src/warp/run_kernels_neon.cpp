@@ -7,9 +7,7 @@
 
 namespace {
 
-constexpr int32_t RowQuarters(int32_t A, int32_t I) {
-    return A + 7 * I / 2;
-}
+constexpr int32_t RowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }
 
 struct Taps {
     uint8x16x2_t vIndex, vWeight; // first and second tap of each output byte

@@ -8,9 +8,7 @@
 namespace {
 
 // Output row I of a block at row phase A lies this many quarters below the corner.
-constexpr int32_t RowQuarters(int32_t A, int32_t I) {
-    return A + 7 * I / 2;
-}
+constexpr int32_t RowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }
 
 #define QEL_AVX2 QEL_TARGET("avx2")
 #define QEL_SSSE3 QEL_TARGET("ssse3")
