@@ -96,7 +96,9 @@ typedef struct MVS_MotionInfo {
  * input or output width with NV21), or not enough memory.
  *
  * With equal input and output sizes the crop is 14/16 of each side, centred, zoomed back to full size. A
- * larger input gives its margin to the crop instead: from 1/16 of the input on each side there is no zoom. */
+ * larger input gives its margin to the crop instead: from 1/16 of the input on each side there is no zoom.
+ * Keep each margin below half the output side: beyond that the limit that holds the crop inside the input
+ * loses its meaning, and frames may show repeated edges. */
 QEL_API MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam);
 
 /* Frees a stabilizer and all that it owns; null does nothing. */
@@ -155,8 +157,8 @@ QEL_API void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8
 /* The caller keeps all three frames, the previous one too (it may be null at the first call). Nothing is
  * copied and no chroma converted. I420 fares as with the other calls. NV21 chroma comes out right in mode 3
  * where that needs no conversion: a height that is a multiple of 8, an output below 320 x 240, or unequal
- * sizes; at other heights it is left as it was, and modes 1 and 2 take it for two planes. Frames of every
- * format, NV21_SEPARATE too, are whole frames of luma and chroma here. */
+ * sizes; at other heights, and where mode 2 rotates, it is left as it was, and a shift (modes 1 and 2) takes
+ * it for two planes. Frames of every format, NV21_SEPARATE too, are whole frames of luma and chroma here. */
 QEL_API void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames);
 
 /* The calls that the ones above choose between. */

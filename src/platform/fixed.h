@@ -42,9 +42,6 @@ static inline int64_t Quotient64(int64_t a, int64_t b) {
 }
 
 // Shift right by n with the sign taken off, so that it rounds toward zero; n = 0..63.
-static inline int32_t ShiftToZero32(int32_t v, int32_t n) {
-    return v < 0 ? WrapSub32(0, WrapSub32(0, v) >> n) : v >> n;
-}
 static inline int64_t ShiftToZero64(int64_t v, int32_t n) {
     return v < 0 ? WrapSub64(0, WrapSub64(0, v) >> n) : v >> n;
 }

@@ -19,9 +19,44 @@ void WarpBlock(const BlockPlane *pPlane, Position stRow, Position stCol, uint8_t
     }
 }
 
-BlockPlane PlanarPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, int32_t lWidth,
-                       int32_t lHeight, const MappingKernel *pKernels) {
-    return {pIn, pOut, lWidth, lHeight, lWidth, 1, pKernels, kPlanarTaps, RunKernelOf(pCtx->eCpuLevel)};
+BlockPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,
+                     const MappingKernel *pKernels) {
+    return {pIn,
+            pOut,
+            pCtx->lInWidth,
+            pCtx->lInHeight,
+            pCtx->lOutHeight,
+            pCtx->lInWidth,
+            1,
+            pKernels,
+            kPlanarTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
+}
+
+BlockPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            OutChromaHeight(pCtx),
+            InChromaWidth(pCtx),
+            1,
+            kPlanarKernels,
+            kPlanarTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
+}
+
+BlockPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            OutChromaHeight(pCtx),
+            pCtx->lInWidth,
+            2,
+            kPairKernels,
+            kPairTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
 }
 
 WarpMap BlockSteps(int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
@@ -118,12 +153,12 @@ bool CanRun(const RowWalk *pWalk) {
 
 void WarpBlockRows(const BlockPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd) {
     lFirst = Max32(lFirst, 0);
-    lEnd = Min32(lEnd, BlockCount(pPlane->lHeight));
+    lEnd = Min32(lEnd, BlockCount(pPlane->lOutHeight));
     for (int32_t y = lFirst; y < lEnd; y++) {
         const RowWalk st = {pPlane,
                             pMap,
                             pPlane->pOut + 4 * (ptrdiff_t)y * pPlane->lStride,
-                            pPlane->lHeight - 4 * y,
+                            pPlane->lOutHeight - 4 * y,
                             BlockCount(pPlane->lWidth),
                             WrapAdd32(pMap->lR0, WrapMul32(pMap->lZ, y)),
                             WrapSub32(pMap->lC0, WrapMul32(pMap->lS, y))};
@@ -142,45 +177,34 @@ void WarpBlockRows(const BlockPlane *pPlane, const WarpMap *pMap, int32_t lFirst
 void StabY_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, uint8_t *pOutPlane,
                                    int32_t lR0, int32_t lC0, int32_t lBlockZ, int32_t lBlockS,
                                    int32_t lFirst, int32_t lEnd) {
-    if (!FitsBlockWarp(pCtx, pCtx->lInWidth, pCtx->lInHeight)) return;
-    const BlockPlane st =
-        PlanarPlane(pCtx, pInPlane, pOutPlane, pCtx->lInWidth, pCtx->lInHeight, kThreadedKernels);
+    const BlockPlane st = LumaPlane(pCtx, pInPlane, pOutPlane, kThreadedKernels);
     const WarpMap stMap = {lR0, lC0, lBlockZ, lBlockS};
-    WarpBlockRows(&st, &stMap, lFirst, lEnd);
+    if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, lFirst, lEnd);
 }
 
 void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, uint8_t *pOutPlane,
                                     int32_t lR0, int32_t lC0, int32_t lBlockZ, int32_t lBlockS,
                                     int32_t lFirst, int32_t lEnd) {
-    const int32_t lWidth = InChromaWidth(pCtx), lHeight = InChromaHeight(pCtx);
-    if (!FitsBlockWarp(pCtx, lWidth, lHeight)) return;
-    const BlockPlane st = {pInPlane,     pOutPlane,      lWidth,
-                           lHeight,      pCtx->lInWidth, 2,
-                           kPairKernels, kPairTaps,      RunKernelOf(pCtx->eCpuLevel)};
+    const BlockPlane st = PairPlane(pCtx, pInPlane, pOutPlane);
     const WarpMap stMap = {lR0, lC0, lBlockZ, lBlockS};
-    WarpBlockRows(&st, &stMap, lFirst, lEnd);
+    if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, lFirst, lEnd);
 }
 
 void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
-    if (!FitsBlockWarp(pCtx, pCtx->lInWidth, pCtx->lInHeight)) return;
-    const BlockPlane st =
-        PlanarPlane(pCtx, pInLuma, pOutLuma, pCtx->lInWidth, pCtx->lInHeight, kPlanarKernels);
+    const BlockPlane st = LumaPlane(pCtx, pInLuma, pOutLuma, kPlanarKernels);
     const WarpMap stMap = BlockSteps(lR0, lC0, lZ, lS);
-    WarpBlockRows(&st, &stMap, 0, BlockCount(pCtx->lInHeight));
+    if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, 0, BlockCount(st.lOutHeight));
 }
 
 void StabC_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
-    const int32_t lWidth = InChromaWidth(pCtx), lHeight = InChromaHeight(pCtx);
-    if (!FitsBlockWarp(pCtx, lWidth, lHeight)) return;
     const PlanarChroma stPlanes = ChromaPlanes(pCtx, pInChroma, pOutChroma);
     const WarpMap stMap = BlockSteps(lR0, lC0, lZ, lS);
-    // Only whole block rows of whole block pairs of luma by default: the last rows of chroma stay.
-    const int32_t lRows = pCtx->bFullChroma ? BlockCount(lHeight) : pCtx->lOutHeight >> 3;
     for (int32_t i = 0; i < 2; i++) {
-        const BlockPlane st =
-            PlanarPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i], lWidth, lHeight, kPlanarKernels);
-        WarpBlockRows(&st, &stMap, 0, lRows);
+        const BlockPlane st = ChromaPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i]);
+        // Only whole block rows of whole block pairs of luma by default: the last rows of chroma stay.
+        const int32_t lRows = pCtx->bFullChroma ? BlockCount(st.lOutHeight) : pCtx->lOutHeight >> 3;
+        if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, 0, lRows);
     }
 }

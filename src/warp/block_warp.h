@@ -9,9 +9,10 @@
 struct BlockPlane {
     const uint8_t *pIn;
     uint8_t *pOut;
-    int32_t lWidth, lHeight; // samples of one component, the same for input and output
-    int32_t lStride;         // bytes, the same for both
-    int32_t lStep; // bytes from sample to sample: 1, or 2 for pairs, whose components go together
+    int32_t lWidth, lHeight; // input samples of one component; output rows have the same length
+    int32_t lOutHeight;
+    int32_t lStride; // bytes, the same for both
+    int32_t lStep;   // bytes from sample to sample: 1, or 2 for pairs, whose components go together
     const MappingKernel *pKernels; // of single blocks
     const RunTaps *pTaps;          // of runs
     RunKernel pRun;                // null: blocks go one by one
@@ -20,9 +21,8 @@ struct BlockPlane {
 static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
 
 // The kernels need room for a phase-3 block, and input rows of the output's length.
-static inline bool FitsBlockWarp(const MVS_Context *pCtx, int32_t lWidth, int32_t lHeight) {
-    return pCtx->lInWidth == pCtx->lOutWidth && pCtx->lInHeight == pCtx->lOutHeight && lWidth >= 5 &&
-           lHeight >= 5;
+static inline bool FitsBlockWarp(const MVS_Context *pCtx, const BlockPlane *pPlane) {
+    return pCtx->lInWidth == pCtx->lOutWidth && pPlane->lWidth >= 5 && pPlane->lHeight >= 5;
 }
 
 // Rows lFirst .. lEnd - 1 of blocks; the steps of the map are those of a block.

@@ -1,15 +1,26 @@
 #include "warp/map.h"
 
+namespace {
+
+// lSize * lTheta >> lShift, with the angle's sign taken off before the product and put back after the
+// shift: an angle and its negative give mirror images.
+int32_t Turn(int32_t lSize, int32_t lTheta, int32_t lShift) {
+    if (lTheta >= 0) return WrapMul32(lSize, lTheta) >> lShift;
+    return WrapSub32(0, WrapMul32(lSize, WrapSub32(0, lTheta)) >> lShift);
+}
+
+} // namespace
+
 // Products with the angle are shifted as magnitudes, so that an angle and its negative mirror each
 // other.
 WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
     const int32_t lTheta = pCtx->lCompTheta;
-    const int32_t lTurnRow = ShiftToZero32(WrapMul32(pCtx->lOutWidth, lTheta), 7);
-    const int32_t lTurnCol = ShiftToZero32(WrapMul32(pCtx->lOutHeight, lTheta), 7);
+    const int32_t lTurnRow = Turn(pCtx->lOutWidth, lTheta, 7);
+    const int32_t lTurnCol = Turn(pCtx->lOutHeight, lTheta, 7);
     const int32_t lCentreRow = WrapMul32(pCtx->lInHeight - pCtx->lOutHeight, 512);
     const int32_t lCentreCol = WrapMul32(pCtx->lInWidth - pCtx->lOutWidth, 512);
     return {WrapSub32(WrapAdd32(pCtx->lCompRow, lCentreRow), lTurnRow),
-            WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, ShiftToZero32(lTheta, 6)};
+            WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, Turn(1, lTheta, 6)};
 }
 
 // What lies between the centre and the first sample: half of (1024 - Z) * size for the zoom, and half
@@ -26,5 +37,5 @@ WarpMap MapWithZoom(const MVS_Context *pCtx) {
                       WrapSub32(WrapMul32(lRest, lH), lTurnRow) >> 1),
             WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol),
                       WrapAdd32(lTurnCol, WrapMul32(lW, lRest)) >> 1),
-            lZ, ShiftToZero32(WrapMul32(lZ, lTheta), 16)};
+            lZ, Turn(lZ, lTheta, 16)};
 }
