@@ -1,7 +1,49 @@
-# GoogleTest programs, run by ctest.
+# GoogleTest programs and scripts, run by ctest. Label `sanitize`: worth its time under sanitizers too.
 if(QUORVEL_TESTS)
   find_package(GTest QUIET)
   if(NOT GTest_FOUND)
     message(STATUS "Tests: off (GoogleTest not found; Debian: libgtest-dev)")
+  else()
+    enable_testing()
+    add_executable(quorvel_tests
+      tests/failure_test.cpp
+      tests/golden_test.cpp
+      tests/handle_test.cpp
+      tests/matrix_test.cpp
+      tests/model_test.cpp
+      tests/motion_test.cpp
+      tests/platform_test.cpp
+      tests/property_test.cpp
+      tests/smooth_test.cpp
+      tests/support/faults.cpp
+      tests/support/guarded.cpp
+      tests/support/run.cpp
+      tests/support/scene.cpp
+      tests/warp_test.cpp)
+    target_include_directories(quorvel_tests PRIVATE tests src)
+    target_compile_definitions(quorvel_tests PRIVATE QUORVEL_GOLDEN_DIR="${CMAKE_CURRENT_SOURCE_DIR}/tests/golden")
+    target_link_libraries(quorvel_tests PRIVATE quorvel_static quorvel_scene quorvel_flags GTest::gtest_main)
+    target_link_options(quorvel_tests PRIVATE
+      -Wl,--wrap=malloc -Wl,--wrap=free -Wl,--wrap=pthread_create)
+
+    function(quorvel_test name labels)
+      add_test(NAME ${name} COMMAND ${ARGN})
+      set_tests_properties(${name} PROPERTIES LABELS "${labels}" TIMEOUT 300)
+    endfunction()
+    set(frames "Golden.*:Entries.*:Failure.*:*FailingFrame*")
+    set(properties "Measured.*:Warped.*:Smoothed.*")
+    quorvel_test(frames "fast;sanitize" quorvel_tests --gtest_filter=${frames})
+    quorvel_test(properties "fast;sanitize" quorvel_tests --gtest_filter=${properties})
+    quorvel_test(matrix "fast;sanitize" quorvel_tests --gtest_filter=*Matrix*-*/64*)
+    quorvel_test(matrix_large "fast" quorvel_tests --gtest_filter=*Matrix*/64*)
+    quorvel_test(stages "fast;sanitize" quorvel_tests --gtest_filter=-*Matrix*:${frames}:${properties})
+    if(TARGET quorvel_tool)
+      quorvel_test(tool "fast;sanitize" ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_tool.sh
+        $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen>)
+    endif()
+    if(NOT QUORVEL_SANITIZE)
+      quorvel_test(library "fast" ${CMAKE_CURRENT_SOURCE_DIR}/tests/check_library.sh
+        $<TARGET_FILE:quorvel_shared> ${CMAKE_CURRENT_SOURCE_DIR})
+    endif()
   endif()
 endif()

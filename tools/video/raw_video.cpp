@@ -4,7 +4,8 @@
 
 RawSource::RawSource(const std::string &path, const RawShape &shape) : mInput(path) {
     mName = mInput.Name();
-    if (mInput.Peek(sizeof(kY4mMagic)) == std::string(kY4mMagic) + " ")
+    const std::string y4mStart = std::string(kY4mMagic) + " ";
+    if (mInput.Peek(y4mStart.size()) == y4mStart)
         throw VideoError(mName + ": this is a Y4M stream, which knows its size; leave out --size and --format");
     mInfo.container = Container::Raw;
     mInfo.layout = shape.layout;

@@ -40,8 +40,9 @@ void Y4mSource::ReadHeader() {
 
 bool Y4mSource::Read(Frame &frame) {
     if (mInput.AtEnd()) return false;
-    if (!mInput.ReadLine(mLine, kMaxLine) && mLine.size() <= kMaxLine) FailTruncated();
-    if (!ParseY4mFrameLine(mLine, frame.parameters))
+    bool whole = mInput.ReadLine(mLine, kMaxLine);
+    if (!whole && mLine.size() <= kMaxLine) FailTruncated();
+    if (!whole || !ParseY4mFrameLine(mLine, frame.parameters))
         throw VideoError(mName + ": damaged, there is no FRAME line before frame " +
                          std::to_string(mFrameCount + 1));
     ReadPicture(frame.pixels.Data());

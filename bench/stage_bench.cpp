@@ -1,0 +1,100 @@
+// Each stage inside real frames: the other stages of the frame run too, but their time is not counted.
+#include <benchmark/benchmark.h>
+
+#include "cpu_clock.h"
+#include "platform/participants.h"
+#include "quorvel/threads.h"
+#include "sizes.h"
+#include "stages.h"
+#include "warp/map.h"
+#include "warp/warp.h"
+
+namespace {
+
+struct StageCase {
+    Size in, out;
+    CpuLevel highest = kCpuLevels;
+};
+
+void RunStage(benchmark::State &state, const StageCase &c, int timed) {
+    StagedFrames frames(c.in, c.out, SharedClip(c.in, 6), c.highest);
+    if (!frames.EqualsPublicCall()) {
+        state.SkipWithError("the stages do not make the frames of the public call");
+        return;
+    }
+    for (auto _ : state) {
+        int64_t time = 0;
+        for (int stage = 0; stage < kStages; stage++) {
+            const int64_t begin = CpuNanoseconds();
+            frames.Run((Stage)stage);
+            if (stage == timed) time = CpuNanoseconds() - begin;
+        }
+        state.SetIterationTime((double)time * 1e-9);
+    }
+}
+
+// A still roll: how the cost of the block warp grows with it.
+void WarpAtRoll(benchmark::State &state, bool luma, double milliradians, CpuLevel highest) {
+    const Clip &clip = SharedClip(k1080p, 6);
+    StagedFrames frames(k1080p, k1080p, clip, highest);
+    MVS_Context *ctx = frames.Context();
+    std::vector<uint8_t> out(k1080p.Frame());
+    ctx->lCompRow = 1717;
+    ctx->lCompCol = -2929;
+    ctx->lCompTheta = (int32_t)(milliradians * 65.536);
+    ctx->pOutFrame = out.data();
+    const WarpMap map = MapWithZoom(ctx);
+    int i = 0;
+    for (auto _ : state) {
+        const uint8_t *in = clip.Frame(i++);
+        ctx->pCurFrame = in;
+        if (luma)
+            StabY_Rotation_4x4_7to8(ctx, in, out.data(), map.lR0, map.lC0, map.lZ, map.lS);
+        else
+            StabC2_Rotation_4x4_7to8(ctx, in + k1080p.Luma(), out.data() + k1080p.Luma(), map.lR0 >> 1,
+                                     map.lC0 >> 1, map.lZ, map.lS);
+    }
+}
+
+void *Nothing(void *) { return nullptr; }
+
+// Three threads that find nothing to do.
+void CreateThreads(benchmark::State &state) {
+    for (auto _ : state) {
+        uintptr_t threads[3];
+        for (uintptr_t &thread : threads) thread = zekMThreadCreate(Nothing, nullptr);
+        for (uintptr_t thread : threads) zekMThreadDestory(thread);
+    }
+}
+
+std::string WithUnderscores(std::string name) {
+    for (char &c : name)
+        if (c == ' ') c = '_';
+    return name;
+}
+
+void AddStages(const std::string &where, const StageCase &c) {
+    for (int stage = 0; stage < kStages; stage++)
+        benchmark::RegisterBenchmark(("stage/" + where + "/" + WithUnderscores(kStageNames[stage])).c_str(),
+                                     RunStage, c, stage)
+            ->UseManualTime();
+}
+
+const bool registered = [] {
+    AddStages("1080p", {k1080p, k1080p});
+    AddStages("720p", {{1280, 720}, {1280, 720}});
+    AddStages("1080p_to_1792x984", {k1080p, {1792, 984}});
+    for (const CpuLevel level : Levels())
+        AddStages(std::string("1080p/level_") + LevelName(level), {k1080p, k1080p, level});
+    for (const double roll : {0.0, 3.0, 6.0, 13.0, 20.0, 40.0})
+        for (const bool luma : {true, false})
+            benchmark::RegisterBenchmark((std::string("still_roll/") + (luma ? "luma/" : "chroma/") +
+                                          std::to_string((int)roll) + "_mrad")
+                                             .c_str(),
+                                         WarpAtRoll, luma, roll, kCpuLevels)
+                ->MeasureProcessCPUTime();
+    benchmark::RegisterBenchmark("threads/create_and_join_three", CreateThreads)->MeasureProcessCPUTime();
+    return true;
+}();
+
+} // namespace

@@ -1,0 +1,33 @@
+// One frame of mode 3, stage by stage: the calls of the driver with a seam between them, so that each can
+// be timed and counted by itself. Buffers are separate and NV21.
+#pragma once
+
+#include "handle.h"
+
+enum Stage { kCoarseShift, kBlockSearch, kModel, kSmoothing, kWarpLuma, kWarpChroma, kCopy, kStages };
+
+extern const char *const kStageNames[kStages];
+
+class StagedFrames {
+public:
+    StagedFrames(Size in, Size out, const Clip &clip, CpuLevel highest = kCpuLevels);
+
+    // One call for each stage, in their order, makes a frame; after the last one comes the next frame.
+    void Run(Stage stage);
+
+    // True when a cycle of the clip, stage by stage, gives the frames of the public call: what is timed
+    // here is then what runs there.
+    bool EqualsPublicCall();
+
+    MVS_Context *Context() const { return mHandle.get(); }
+
+private:
+    void Start();
+
+    Size mIn, mOut;
+    const Clip &mClip;
+    CpuLevel mHighest;
+    Handle mHandle;
+    int mNext = 0;
+    std::vector<uint8_t> mOutput;
+};

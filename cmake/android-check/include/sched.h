@@ -1,0 +1,6 @@
+#pragma once
+
+#ifdef __cplusplus
+extern "C"
+#endif
+int sched_yield(void);

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+void *malloc(size_t);
+void free(void *);
+#ifdef __cplusplus
+}
+#endif

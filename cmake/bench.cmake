@@ -1,0 +1,39 @@
+# Benchmarks: see docs/performance.md. Off by default, they are no part of a test run.
+option(QUORVEL_BENCH "Build the benchmarks (the main one needs Google Benchmark and libyuv)" OFF)
+if(QUORVEL_BENCH)
+  find_package(Threads REQUIRED)
+  add_library(quorvel_bench_support OBJECT bench/clip.cpp bench/one_participant.cpp bench/stages.cpp)
+  target_include_directories(quorvel_bench_support PUBLIC bench src)
+  target_compile_definitions(quorvel_bench_support PUBLIC
+    "QUORVEL_BENCH_COMPILER=\"${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}\"")
+  target_link_libraries(quorvel_bench_support PUBLIC quorvel_static quorvel_scene quorvel_flags)
+
+  function(quorvel_bench_program name)
+    string(REPLACE "-" "_" target quorvel_${name})
+    add_executable(${target} ${ARGN})
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME quorvel-${name})
+    target_link_libraries(${target} PRIVATE quorvel_bench_support)
+    target_link_options(${target} PRIVATE -Wl,--wrap=pthread_create)
+  endfunction()
+
+  quorvel_bench_program(bench-worst bench/worst_frame.cpp)
+  quorvel_bench_program(bench-instructions bench/instructions.cpp)
+  quorvel_bench_program(bench-memory bench/memory.cpp)
+  target_link_options(quorvel_bench_memory PRIVATE -Wl,--wrap=malloc -Wl,--wrap=free)
+  target_link_libraries(quorvel_bench_memory PRIVATE ${CMAKE_DL_LIBS})
+  set_target_properties(quorvel_bench_memory PROPERTIES ENABLE_EXPORTS ON) # names its functions at run time
+
+  find_package(benchmark QUIET)
+  find_path(QUORVEL_YUV_INCLUDE libyuv/scale_uv.h)
+  find_library(QUORVEL_YUV_LIBRARY yuv)
+  if(NOT benchmark_FOUND)
+    message(STATUS "Main benchmark: off (Google Benchmark not found; Debian: libbenchmark-dev)")
+  elseif(NOT QUORVEL_YUV_INCLUDE OR NOT QUORVEL_YUV_LIBRARY)
+    message(STATUS "Main benchmark: off (libyuv not found; Debian: libyuv-dev)")
+  else()
+    quorvel_bench_program(bench
+      bench/floors.cpp bench/frames.cpp bench/kernels.cpp bench/main.cpp bench/stage_bench.cpp)
+    target_include_directories(quorvel_bench SYSTEM PRIVATE ${QUORVEL_YUV_INCLUDE})
+    target_link_libraries(quorvel_bench PRIVATE benchmark::benchmark ${QUORVEL_YUV_LIBRARY})
+  endif()
+endif()

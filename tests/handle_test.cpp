@@ -1,0 +1,174 @@
+// Geometry and starting state of a handle; its settings; what bad arguments do.
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include "smooth/smooth.h"
+#include "support/run.h"
+
+namespace {
+
+struct Geometry {
+    Size in, out;
+    int32_t cropX, cropY, scale, step, level, rangeX, rangeY, blocks;
+};
+
+TEST(Handle, Geometry) {
+    const Geometry kTable[] = {
+        {{1280, 720}, {1280, 720}, 80, 45, 1170, 896, 4, 160, 80, 880},
+        {{176, 144}, {176, 144}, 11, 9, 1170, 896, 1, 16, 24, 99},
+        {{201, 201}, {201, 201}, 12, 12, 1170, 896, 2, 24, 24, 36},
+        {{480, 640}, {480, 640}, 30, 40, 1170, 896, 3, 80, 80, 300},
+        {{1920, 1080}, {1792, 984}, 120, 67, 1092, 960, 5, 240, 160, 1980},
+        {{1920, 1080}, {1600, 900}, 160, 90, 1024, 1024, 5, 240, 160, 1980},
+        {{1920, 1080}, {1600, 1080}, 160, 67, 1170, 896, 5, 240, 160, 1980},  // height alone zooms
+        {{160, 160}, {139, 139}, 10, 10, 1024, 1024, 1, 16, 24, 100},         // a sixteenth: enough for the height
+        {{100, 80}, {120, 80}, 6, 5, 1404, 746, 1, 16, 16, 30},               // larger output
+        {{320, 240}, {340, 262}, 20, 15, 1277, 820, 2, 40, 40, 70}};
+    for (const Geometry &g : kTable) {
+        const Handle ctx = MakeHandle(g.in, g.out, 0);
+        SCOPED_TRACE(testing::Message() << g.in.width << "x" << g.in.height << " " << g.out.width);
+        EXPECT_EQ(ctx->lCropX, g.cropX);
+        EXPECT_EQ(ctx->lCropY, g.cropY);
+        EXPECT_EQ(ctx->lZoomScale, g.scale);
+        EXPECT_EQ(ctx->lZoomStep, g.step);
+        EXPECT_EQ(ctx->lSizeLevel, g.level);
+        EXPECT_EQ(ctx->lShiftRangeX, g.rangeX);
+        EXPECT_EQ(ctx->lShiftRangeY, g.rangeY);
+        EXPECT_EQ(ctx->lBlockNum, g.blocks);
+        EXPECT_EQ(ctx->lMode, 3);
+        EXPECT_EQ(ctx->bShiftReliable, 1);
+    }
+}
+
+TEST(Handle, SizeClassesAndRanges) {
+    const Handle ctx = MakeHandle({64, 64});
+    const int32_t kLevels[][3] = {{200, 900, 1}, {201, 300, 2}, {400, 301, 2}, {401, 301, 3}, {800, 701, 3},
+                                  {801, 700, 3}, {801, 701, 4}, {1400, 1001, 4}, {1401, 1000, 4}, {1401, 1001, 5}};
+    for (const auto &l : kLevels) {
+        QEL_MVS_AnalyzeHW(ctx.get(), l[0], l[1]);
+        EXPECT_EQ(ctx->lSizeLevel, l[2]) << l[0];
+        QEL_MVS_AnalyzeHW(ctx.get(), l[1], l[0]);
+        EXPECT_EQ(ctx->lSizeLevel, l[2]) << l[0];
+    }
+    const int32_t kRanges[][2] = {{23, 16}, {24, 24}, {39, 24}, {40, 40}, {79, 40}, {80, 80}, {159, 80},
+                                  {160, 160}, {239, 160}, {240, 240}};
+    for (const auto &r : kRanges) {
+        QEL_MVS_AnalyzeHW(ctx.get(), 8 * r[0] + 7, 6 * r[0] + 5); // landscape: an eighth by a sixth
+        EXPECT_EQ(ctx->lShiftRangeX, r[1]);
+        EXPECT_EQ(ctx->lShiftRangeY, r[1]);
+        QEL_MVS_AnalyzeHW(ctx.get(), 6 * r[0] + 5, 8 * r[0] + 7);
+        EXPECT_EQ(ctx->lShiftRangeX, r[1]);
+        EXPECT_EQ(ctx->lShiftRangeY, r[1]);
+    }
+}
+
+TEST(Handle, SmootherStart) {
+    const Handle ctx = MakeHandle({1920, 1080}, {1792, 984}, 0);
+    ctx->lCropX = 64;
+    ctx->lCropY = 48;
+    memset(ctx->pSideBlock, 0x55, sizeof(KalmanSideBlock));
+    const MVS_MotionTriple none = ResetGmvQueue(ctx.get());
+    EXPECT_EQ(none.lRow | none.lCol | none.lTheta, 0);
+    const KalmanSideBlock *s = ctx->pSideBlock;
+    EXPECT_EQ(s->stAxisRow.st.llMeasNoise, 262144);
+    EXPECT_EQ(s->stAxisCol.st.llMeasNoise, 466033);
+    EXPECT_EQ(s->stAxisRow.st.llDevLimit, 48 * 1024);
+    EXPECT_EQ(s->stAxisRow.st.llP10, 1203244);
+    EXPECT_EQ(s->stAxisCol.st.llP01, 141269);
+    EXPECT_EQ(s->stAxisTheta.llMarginRaw, 54); // 48 * 1024 / 896, below 64 * 1024 / 492
+    EXPECT_EQ(s->stAxisTheta.st.llProcNoise, 1);
+    EXPECT_EQ(s->stAxisTheta.st.llMeasNoise, 324);
+    EXPECT_EQ(s->stAxisTheta.st.llDevLimit, 54 * 256);
+    EXPECT_EQ(s->stAxisCol.st.llProcNoise, 1024);
+    EXPECT_EQ(s->lAdaptCountdown, 30);
+    EXPECT_EQ(s->lGainShiftRow, 13);
+    EXPECT_EQ(s->lGainShiftTheta, 14);
+    EXPECT_EQ(s->bFollowMode, 0);
+    EXPECT_EQ(s->lPredictModeTheta, 1);
+}
+
+TEST(Handle, ParametersThatCannotBe) {
+    for (Size in : {Size{0, 8}, Size{8, 0}, Size{-8, 8}, Size{16385, 8}, Size{8, 16385}})
+        EXPECT_FALSE(MakeHandle(in, {8, 8}, 0)) << in.width;
+    for (Size out : {Size{1, 8}, Size{8, 1}, Size{16385, 8}, Size{8, 16385}})
+        EXPECT_FALSE(MakeHandle({8, 8}, out, 0)) << out.width;
+    for (int32_t format : {1, 2}) {
+        EXPECT_FALSE(MakeHandle({9, 8}, {8, 8}, format));
+        EXPECT_FALSE(MakeHandle({8, 8}, {9, 8}, format));
+        EXPECT_TRUE(MakeHandle({8, 9}, {8, 7}, format));
+    }
+    EXPECT_TRUE(MakeHandle({16384, 1}, {2, 2}, 0));
+    EXPECT_EQ(QEL_MVS_CreateStabilizer(nullptr), nullptr);
+    QEL_MVS_DestroyStabilizer(nullptr);
+    QEL_MVS_AnalyzeHW(nullptr, 8, 8);
+}
+
+TEST(Handle, Settings) {
+    const Handle ctx = MakeHandle({110, 88}, {100, 80}, 0), tight = MakeHandle({109, 88}, {100, 80}, 0);
+    EXPECT_EQ(QEL_MVS_SetMode(tight.get(), 1) | QEL_MVS_SetMode(nullptr, 3), 0);
+    EXPECT_EQ(QEL_MVS_SetMode(ctx.get(), 0) | QEL_MVS_SetMode(ctx.get(), 4), 0);
+    EXPECT_EQ(QEL_MVS_SetFullChroma(ctx.get(), 2) | QEL_MVS_SetFullChroma(nullptr, 1), 0);
+    EXPECT_EQ(QEL_MVS_SetMode(ctx.get(), 2), 1);
+    EXPECT_EQ(ctx->lZoomStep, 1024);
+    EXPECT_EQ(ctx->lCropX, 5);
+    EXPECT_EQ(ctx->pSideBlock->stAxisCol.st.llDevLimit, 5 * 1024);
+    EXPECT_EQ(QEL_MVS_SetMode(ctx.get(), 3), 1);
+    EXPECT_EQ(ctx->lCropX, 6);
+    EXPECT_EQ(ctx->lZoomStep, 985);
+    EXPECT_EQ(QEL_MVS_SetFullChroma(ctx.get(), 1), 1);
+
+    MVS_MotionInfo info;
+    memset(&info, 0x55, sizeof(info));
+    info.lSize = (int32_t)sizeof(info) - 1;
+    EXPECT_EQ(QEL_MVS_GetMotion(ctx.get(), &info), 0);
+    EXPECT_EQ(info.lFrameNumber, 0x55555555);
+    info.lSize = (int32_t)sizeof(info) + 8; // a record of a later version
+    EXPECT_EQ(QEL_MVS_GetMotion(ctx.get(), &info), 1);
+    EXPECT_EQ(info.lFrameNumber, 0);
+    EXPECT_EQ(info.lSize, (int32_t)sizeof(info) + 8);
+    EXPECT_EQ(QEL_MVS_GetMotion(nullptr, &info) | QEL_MVS_GetMotion(ctx.get(), nullptr), 0);
+
+    const Bytes in = Render({110, 88}, {0, 0, 0});
+    Bytes out(12000);
+    QEL_MVS_StabilizeFrame(ctx.get(), in.data(), out.data());
+    EXPECT_EQ(QEL_MVS_SetMode(ctx.get(), 1), 0); // the first frame has been
+    EXPECT_EQ(ctx->lMode, 3);
+}
+
+TEST(Handle, NullFramesAreNoFrames) {
+    for (int32_t format = 0; format < 3; format++) {
+        const Handle handle = MakeHandle({64, 48}, format);
+        MVS_Context *ctx = handle.get();
+        const Bytes frame = Noise(64 * 48 * 3 / 2, 1);
+        Bytes kept = frame;
+        uint8_t *p = kept.data();
+        QEL_MVS_StabilizeFrame(ctx, nullptr, p);
+        QEL_MVS_StabilizeFrame(ctx, p, nullptr);
+        QEL_MVS_StabilizeFrame(nullptr, p, p);
+        QEL_MVS_StabilizeFrameSplitterShow(ctx, nullptr, p, 8);
+        QEL_MVS_StabilizeFrameSeparateBuffer(ctx, nullptr, p, nullptr, p);
+        QEL_MVS_StabilizeFrameSeparateBuffer(nullptr, p, p, p, p);
+        QEL_MVS_StabilizeFrame_SameBuffer(ctx, nullptr);
+        QEL_MVS_StabilizeFrame_Separate_SameBuffer(nullptr, p, p);
+        QEL_MVS_StabilizeFrameEx(ctx, nullptr);
+        const MVS_FrameTriple noCurrent = {nullptr, p, p}, noOutput = {p, p, nullptr}, noPrevious = {p, nullptr, p};
+        QEL_MVS_StabilizeFrameEx(ctx, &noCurrent);
+        QEL_MVS_StabilizeFrameEx(ctx, &noOutput);
+        ctx->lFrameCount = 1;
+        QEL_MVS_StabilizeFrameEx(ctx, &noPrevious);
+        EXPECT_EQ(kept, frame);
+        EXPECT_EQ(ctx->lFrameCount, 1);
+    }
+}
+
+TEST(Handle, Version) {
+    MVS_Version version = {};
+    EXPECT_EQ(QEL_MVS_GetVersion(nullptr), nullptr);
+    EXPECT_EQ(QEL_MVS_GetVersion(&version), &version);
+    EXPECT_EQ(version.lCodebase, 1);
+    EXPECT_EQ(version.lMinor, 12000);
+    EXPECT_STREQ(version.Version, "Quorvel_VideoStabilizer_1.2.12021.7");
+    EXPECT_STREQ(version.BuildDate, "11/24/2014");
+}
+
+} // namespace

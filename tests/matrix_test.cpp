@@ -1,0 +1,162 @@
+// Every entry point over a table of sizes, formats and modes: the luma is always that of the planar call
+// from one buffer into another at the portable level, and the chroma is what its format promises.
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "support/faults.h"
+#include "support/run.h"
+
+namespace {
+
+struct Sizes {
+    Size in, out;
+};
+
+const Sizes kSizes[] = {
+    {{1, 1}, {2, 2}},         {{2, 2}, {2, 2}},         {{5, 3}, {5, 3}},         {{34, 21}, {34, 21}},
+    {{175, 131}, {175, 131}}, {{176, 144}, {176, 144}}, {{177, 145}, {177, 145}}, {{199, 151}, {199, 151}},
+    {{200, 150}, {200, 150}}, {{201, 161}, {201, 161}}, {{239, 200}, {239, 200}}, {{240, 241}, {240, 241}},
+    {{241, 239}, {241, 239}}, {{319, 240}, {319, 240}}, {{320, 239}, {320, 239}}, {{320, 240}, {320, 240}},
+    {{320, 241}, {320, 241}}, {{321, 247}, {321, 247}}, {{320, 244}, {320, 244}}, {{240, 320}, {240, 320}},
+    {{640, 480}, {640, 480}}, {{648, 484}, {648, 484}}, {{200, 160}, {176, 144}}, {{353, 289}, {319, 241}},
+    {{360, 272}, {320, 240}}, {{480, 360}, {432, 324}}, {{160, 120}, {176, 144}}, {{320, 240}, {340, 262}},
+    {{330, 240}, {320, 244}}};
+
+bool Large(Size s) { return s.width >= 320 && s.height >= 240; }
+
+// One frame's planes as a case's format stores them: the rows of a component lie Stride bytes apart.
+struct Chroma {
+    uint8_t *u, *v;
+    int32_t step, stride, rows, columns;
+    Chroma(uint8_t *frame, Size s, bool planar)
+        : u(frame + s.Luma() + (planar ? 0 : 1)), v(frame + s.Luma() + (planar ? s.Luma() >> 2 : 0)),
+          step(planar ? 1 : 2), stride(step * (s.width >> 1)), rows(s.height >> 1), columns(s.width >> 1) {}
+    void Set(int32_t r, int32_t c, uint8_t uValue, uint8_t vValue) const {
+        u[r * stride + c * step] = uValue;
+        v[r * stride + c * step] = vValue;
+    }
+};
+
+enum class Rule { AsLuma, Untouched, Interleaved, TopRows, TopRowsGreyBelow, Unchecked };
+
+Rule ChromaRule(const Case &c) {
+    const bool blocks = c.mode == 3 && Large(c.out) && c.in == c.out, byEight = c.out.height % 8 == 0;
+    if (c.entry == Entry::Ex && c.format == 1) {
+        if (c.mode != 3) return Rule::Unchecked; // a planar shift of pairs
+        return blocks && !byEight ? Rule::Untouched : Rule::AsLuma;
+    }
+    if (c.fullChroma || c.mode != 3) return Rule::AsLuma;
+    if (c.format == 0 && !Large(c.out)) return Rule::Untouched;
+    if (!blocks) return Rule::AsLuma;
+    if (!byEight) return c.format == 0 ? Rule::TopRows : Rule::TopRowsGreyBelow;
+    return c.format == 0 ? Rule::Interleaved : Rule::AsLuma;
+}
+
+// What a call must leave in a buffer that held `out`: `full` is the planar frame with all chroma moved,
+// `pairs` what the call made of the same bytes as NV21.
+Bytes Expected(const Case &c, Bytes out, const Bytes &full, const Bytes &pairs, const Bytes &planarIn) {
+    memcpy(out.data(), full.data(), (size_t)c.out.Luma());
+    const Rule rule = ChromaRule(c);
+    const Chroma to(out.data(), c.out, c.format == 0);
+    Bytes source = full;
+    const Chroma from(source.data(), c.out, true);
+    const int32_t moved = rule == Rule::AsLuma ? to.rows
+                          : rule == Rule::TopRows || rule == Rule::TopRowsGreyBelow ? c.out.height / 8 * 4
+                                                                                   : 0;
+    for (int32_t r = 0; r < to.rows; r++)
+        for (int32_t x = 0; x < to.columns; x++) {
+            if (r < moved)
+                to.Set(r, x, from.u[r * from.stride + x], from.v[r * from.stride + x]);
+            else if (rule == Rule::TopRowsGreyBelow)
+                to.Set(r, x, 128, 128);
+        }
+    if (rule == Rule::Interleaved) std::copy(pairs.begin() + c.out.Luma(), pairs.end(), out.begin() + c.out.Luma());
+
+    const bool split = c.entry == Entry::SplitDiff || c.entry == Entry::SplitSame;
+    if (split && c.in == c.out && c.in.width > kSplit) {
+        Bytes in = planarIn;
+        const Chroma show(in.data(), c.in, true);
+        for (int32_t r = 0; r < c.in.height; r++)
+            memcpy(&out.data()[r * c.in.width], &in.data()[r * c.in.width], kSplit & ~1);
+        for (int32_t r = 0; r < to.rows; r++)
+            for (int32_t x = 0; x < kSplit / 2; x++)
+                to.Set(r, x, show.u[r * show.stride + x], show.v[r * show.stride + x]);
+    }
+    return out;
+}
+
+class Matrix : public testing::TestWithParam<Sizes> {};
+
+TEST_P(Matrix, EveryEntryGivesTheSamePicture) {
+    const Size in = GetParam().in, out = GetParam().out;
+    const std::vector<Bytes> clip = ShakyClip(in, 3);
+    const bool margin = in.width >= out.width * 11 / 10 && in.height >= out.height * 11 / 10;
+    size_t turn = 0;
+    const std::vector<CpuLevel> levels = CpuLevels();
+    const int live = Faults::Live();
+    for (int32_t mode = 1; mode <= 3; mode++) {
+        auto portable = std::make_unique<AtLevel>(kCpuPortable);
+        const RunResult full = RunClip({in, out, 0, mode, Entry::Diff, 1}, clip);
+        ASSERT_EQ(full.frames.size(), mode == 3 || margin ? clip.size() : 0u);
+        if (full.frames.empty()) continue;
+        RunResult pairs;
+        if (in.width % 2 == 0 && in == out) {
+            std::vector<Bytes> asPairs;
+            for (const Bytes &f : clip) asPairs.push_back(ToPlanar(f, in));
+            pairs = RunClip({in, out, 1, mode, Entry::Diff, 0}, asPairs);
+        }
+        portable.reset();
+        for (int32_t format = 0; format < 3; format++)
+            for (int e = 0; e <= (int)Entry::Ex; e++)
+                for (int32_t chroma = 0; chroma < 2; chroma++) {
+                    const Case c = {in, out, format, mode, (Entry)e, chroma};
+                    if (format == 2 && c.entry != Entry::SeparateDiff && c.entry != Entry::SeparateSame) continue;
+                    const AtLevel level(levels[turn++ % levels.size()]);
+                    const RunResult got = RunClip(c, clip, (Guarded::Side)(turn / levels.size() % 2));
+                    if (format > 0 && (in.width % 2 || out.width % 2)) {
+                        EXPECT_TRUE(got.frames.empty()) << c;
+                        continue;
+                    }
+                    ASSERT_EQ(got.frames.size(), clip.size()) << c;
+                    for (size_t i = 0; i < clip.size(); i++) {
+                        Bytes before((size_t)out.Frame(), kUntouched);
+                        if (e == (int)Entry::Same || e == (int)Entry::SeparateSame || e == (int)Entry::SplitSame) {
+                            before = format ? ToPairs(clip[i], in) : clip[i];
+                            before.resize((size_t)out.Frame(), kUntouched);
+                        }
+                        const Bytes want = Expected(c, before, full.frames[i],
+                                                    pairs.frames.empty() ? before : pairs.frames[i], clip[i]);
+                        const bool lumaOnly = ChromaRule(c) == Rule::Unchecked ||
+                                              (ChromaRule(c) == Rule::Interleaved && pairs.frames.empty());
+                        const size_t length = (size_t)(lumaOnly ? out.Luma() : out.Frame());
+                        const auto at = std::mismatch(want.begin(), want.begin() + (ptrdiff_t)length,
+                                                      got.frames[i].begin());
+                        ASSERT_EQ(at.first - want.begin(), (ptrdiff_t)length) << c << " frame " << i;
+                        ASSERT_EQ(0, memcmp(&full.motion[i], &got.motion[i], sizeof(MVS_MotionInfo))) << c;
+                    }
+                }
+    }
+    EXPECT_EQ(Faults::Live(), live);
+}
+
+std::string SizesName(const testing::TestParamInfo<Sizes> &param) {
+    const Case c = {param.param.in, param.param.out, 0, 3, Entry::Diff, 0};
+    std::string name = c.Name().substr(0, c.Name().find('/'));
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, Matrix, testing::ValuesIn(kSizes), SizesName);
+
+TEST(Entries, FormatsThatAnEntryDoesNotTake) {
+    const Size s = {64, 48};
+    const Bytes frame = Render(s, {0, 0, 0});
+    for (const Case &c : {Case{s, s, 2, 3, Entry::Diff, 0}, Case{s, s, 2, 3, Entry::SplitDiff, 0},
+                          Case{s, s, 3, 3, Entry::Diff, 0}, Case{s, s, 3, 3, Entry::SeparateDiff, 0}})
+        EXPECT_EQ(RunClip(c, {frame}).frames[0], Bytes((size_t)s.Frame(), kUntouched)) << c;
+    EXPECT_EQ(RunClip({s, s, 2, 3, Entry::Same, 0}, {frame}).frames[0], ToPairs(frame, s));
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# check_install.sh BUILD: installs a build tree and builds programs with the result, by CMake, by pkg-config,
+# by dlopen, and with the library as a subproject. All must stabilize the same frames to the same bytes.
+set -euo pipefail
+build=$(realpath "${1:?usage: check_install.sh BUILD}")
+here=$(dirname "$(realpath "$0")")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+expected=
+runs=0
+expect_same() { # NAME COMMAND..
+    local name=$1 result
+    shift
+    result=$("$@") || { echo "FAILED: $name does not run"; exit 1; }
+    : "${expected:=$result}"
+    if [[ $result != "$expected" ]]; then
+        printf 'FAILED: %s\n%s\nwhere the first program had\n%s\n' "$name" "$result" "$expected"
+        exit 1
+    fi
+    runs=$((runs + 1))
+}
+
+cmake_programs() { # NAME CMAKE-ARGUMENT..
+    local name=$1 program
+    shift
+    cmake -S "$here/consumers" -B "$work/$name" -DCMAKE_BUILD_TYPE=Release "$@" >"$work/log" 2>&1 &&
+        cmake --build "$work/$name" -j2 >>"$work/log" 2>&1 ||
+        { cat "$work/log"; echo "FAILED: $name does not build"; exit 1; }
+    for program in "$work/$name"/{c,cpp}_{shared,static}; do
+        [[ $name != c_only || $program != */cpp_* ]] || continue
+        expect_same "$name ${program##*/}" "$program"
+    done
+}
+
+cmake --install "$build" --prefix "$work/first" >/dev/null
+mv "$work/first" "$work/tree" # nothing in it may remember where it was first
+if grep -rIl -e "$work/first" -e "$build" "$work/tree"; then
+    echo "FAILED: these files name the place where they were built"
+    exit 1
+fi
+
+cmake_programs installed -DCMAKE_PREFIX_PATH="$work/tree"
+cmake_programs c_only -DCMAKE_PREFIX_PATH="$work/tree" -DLANGUAGES=C
+cmake_programs subproject -DSUBPROJECT="$here/../.." -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF
+
+export PKG_CONFIG_PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$work/tree" -name quorvel-stabilizer.pc)")
+libdir=$(pkg-config --variable=libdir quorvel-stabilizer)
+read -ra shared <<<"$(pkg-config --cflags --libs quorvel-stabilizer)"
+read -ra static <<<"$(pkg-config --static --cflags --libs quorvel-stabilizer)"
+warn=(-O1 -Wall -Wextra -pedantic -Werror)
+cd "$work"
+gcc -std=c99 "${warn[@]}" "$here/consumers/consumer.c" -o c_shared "${shared[@]}"
+g++ "${warn[@]}" "$here/consumers/consumer.cpp" -o cpp_shared "${shared[@]}"
+for program in c_shared cpp_shared; do
+    expect_same "pkg-config $program" env LD_LIBRARY_PATH="$libdir" "./$program"
+done
+# A folder without the shared library, or the linker would prefer it.
+mkdir archive && cp "$libdir"/libQuorvelStabilizer.a archive
+gcc -std=c99 "${warn[@]}" -Larchive "$here/consumers/consumer.c" -o c_static "${static[@]}"
+g++ "${warn[@]}" -Larchive "$here/consumers/consumer.cpp" -o cpp_static "${static[@]}"
+for program in c_static cpp_static; do expect_same "pkg-config $program" "./$program"; done
+
+gcc -std=c99 "${warn[@]}" "$here/consumers/by_dlopen.c" -o by_dlopen -I"$work/tree/include" -ldl
+expect_same dlopen ./by_dlopen "$(find "$work/tree" -name libQuorvelStabilizer.so.1)"
+
+echo "ok: $runs programs agree"

@@ -1,0 +1,135 @@
+#!/usr/bin/env bash
+# What quorvel-stabilize does with real files and pipes, good and bad.
+#   check_tool.sh <quorvel-stabilize> <quorvel-clipgen>
+set -u
+tool=$1
+clipgen=$2
+work=$(mktemp -d) || exit 1
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+
+fail() {
+    printf 'FAILED: %s\n' "$*"
+    sed 's/^/    /' err 2>/dev/null
+    : >failed # a file: the check may be in a pipe's subshell
+}
+
+# run <status> <lines on standard error> <arguments...>: standard input and output are the caller's.
+run() {
+    local status=$1 lines=$2 got
+    shift 2
+    "$tool" "$@" 2>err
+    got=$?
+    [ "$got" = "$status" ] || fail "status $got instead of $status: $*"
+    [ "$(wc -l <err)" = "$lines" ] || fail "$(wc -l <err) lines on standard error instead of $lines: $*"
+}
+
+same() { cmp -s "$1" "$2" || fail "$3"; }
+# Raw frames of <size> bytes out of a Y4M stream.
+frames_of() {
+    local size=$1 at end
+    at=$(head -n 1 "$2" | wc -c)
+    end=$(wc -c <"$2")
+    while [ "$at" -lt "$end" ]; do
+        at=$((at + 6))
+        tail -c +$((at + 1)) "$2" | head -c "$size"
+        at=$((at + size))
+    done
+}
+
+n=$((160 * 120 * 3 / 2))
+"$clipgen" --size 160x120 --frames 6 --format y4m clip.y4m || exit 1
+"$clipgen" --size 160x120 --frames 6 --format i420 clip.i420 || exit 1
+"$clipgen" --size 160x120 --frames 6 --format nv21 clip.nv21 || exit 1
+tail -n +2 clip.y4m >frames
+
+# Files, pipes and raw layouts give the same pictures.
+run 0 0 clip.y4m out.y4m
+[ "$(head -n 1 out.y4m)" = "$(head -n 1 clip.y4m)" ] || fail "the header's tags are not kept"
+[ "$(wc -c <out.y4m)" = "$(wc -c <clip.y4m)" ] || fail "frames are missing"
+cmp -s out.y4m clip.y4m && fail "nothing was stabilized"
+run 0 0 - - <clip.y4m >piped.y4m
+same out.y4m piped.y4m "a pipe gives other bytes"
+(head -c 1000 clip.y4m; sleep 0.2; tail -c +1001 clip.y4m) | run 0 0 - slow.y4m
+same out.y4m slow.y4m "a pipe that comes in pieces gives other bytes"
+run 0 0 --size 160x120 --format i420 clip.i420 out.i420
+frames_of $n out.y4m >out.frames
+same out.frames out.i420 "raw I420 gives other bytes"
+run 0 0 --size 160x120 clip.nv21 out.nv21
+for i in 0 1 2 3 4 5; do
+    head -c $((i * n + 160 * 120)) out.nv21 | tail -c $((160 * 120)) >luma.nv21
+    head -c $((i * n + 160 * 120)) out.i420 | tail -c $((160 * 120)) >luma.i420
+    same luma.nv21 luma.i420 "raw NV21 gives other luma in frame $i"
+done
+
+# Every spelling of 8-bit 4:2:0, tags in any order, frame parameters.
+for tags in '' ' C420' ' C420jpeg' ' C420mpeg2' ' C420paldv' ' XYSCSS=420JPEG' ' F30000:1001 Ip A1:1 C420jpeg XFREE=1'; do
+    (echo "YUV4MPEG2 H120 W160$tags"; cat frames) >in.y4m
+    run 0 0 in.y4m got.y4m
+    frames_of $n got.y4m >got.frames
+    same out.frames got.frames "other frames for '$tags'"
+done
+(head -n 1 clip.y4m; echo 'FRAME Ip'; head -c $((n + 6)) frames | tail -c $n) >in.y4m
+run 0 0 in.y4m got.y4m
+[ "$(wc -c <got.y4m)" -ge $n ] || fail "a frame with parameters is lost"
+
+# What is not 8-bit 4:2:0 video is refused before an output is made.
+for header in 'W160 H120 C420p10' 'W160 H120 C422' 'W160 H120 C444' 'W160 H120 Cmono' 'W160 H120 XYSCSS=420P10' \
+    'W160' 'H120 C420' 'W0 H120' 'W160 H-2' 'W160x H120' 'W99999 H120' 'W160 H1'; do
+    (echo "YUV4MPEG2 $header"; cat frames) >in.y4m
+    run 1 1 in.y4m none.y4m
+    [ -e none.y4m ] && fail "an output was made for '$header'"
+    rm -f none.y4m
+done
+for bad in 'RIFF' 'YUV4MPEG W160 H120' ''; do
+    printf '%s' "$bad" >in.y4m
+    run 1 1 in.y4m none.y4m
+done
+(head -n 1 clip.y4m; echo 'FRAMES'; cat frames) >in.y4m
+run 1 1 in.y4m none.y4m
+head -c 100000 /dev/zero >in.y4m
+run 1 1 in.y4m none.y4m
+run 1 1 missing.y4m none.y4m
+
+# A cut-off stream: every whole frame arrives, none of the last one.
+head -c $((5 * (n + 6) + 6 + 100)) frames >cut
+(head -n 1 clip.y4m; cat cut) >in.y4m
+run 1 1 in.y4m got.y4m
+head -c $(($(wc -c <out.y4m) - n - 6)) out.y4m >whole.y4m
+same got.y4m whole.y4m "a truncated stream does not give its whole frames"
+head -c $((5 * n + 7)) clip.nv21 >in.nv21
+head -c $((5 * n)) out.nv21 >whole.nv21
+run 1 1 --size 160x120 in.nv21 got.nv21
+same got.nv21 whole.nv21 "a truncated raw stream does not give its whole frames"
+
+# Odd pictures: their even part, and one line that says so.
+(echo 'YUV4MPEG2 W161 H121 C420'; for i in 1 2 3; do
+    echo FRAME
+    head -c $((161 * 121 + 2 * 81 * 61)) clip.nv21
+done) >in.y4m
+run 0 1 in.y4m got.y4m
+[ "$(wc -c <got.y4m)" = $(($(head -n 1 got.y4m | wc -c) + 3 * (n + 6))) ] || fail "odd picture: not 3 frames of 160x120"
+head -n 1 got.y4m | grep -q 'W160 H120' || fail "odd picture: header is not of the even size"
+
+# Outputs that cannot be written.
+run 1 1 clip.y4m no/such/folder.y4m
+run 1 1 clip.y4m .
+[ -c /dev/full ] && run 1 1 clip.y4m /dev/full
+[ -c /dev/full ] && run 1 1 --trace /dev/full clip.y4m got.y4m
+"$clipgen" --size 640x480 --frames 4 --format y4m large.y4m
+run 1 1 large.y4m - | head -c 100 >/dev/null
+cp clip.y4m self.y4m
+run 1 1 self.y4m self.y4m
+same clip.y4m self.y4m "the input was overwritten"
+
+# Modes, sizes, trace, usage.
+run 0 0 --mode 1 --out-size 144x108 --trace trace.csv clip.y4m got.y4m
+head -n 1 got.y4m | grep -q 'W144 H108' || fail "--out-size is not in the header"
+[ "$(wc -l <trace.csv)" = 7 ] || fail "the trace is not one line a frame below its heading"
+run 1 1 --mode 1 clip.y4m got.y4m
+for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c'; do
+    # shellcheck disable=SC2086
+    run 2 1 $usage
+done
+run 0 0 --help >/dev/null
+[ ! -e failed ]

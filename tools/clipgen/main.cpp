@@ -1,0 +1,136 @@
+// quorvel-clipgen: makes a shaky clip whose camera path is known.
+#include <stdio.h>
+
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <CLI/CLI.hpp>
+
+#include "clipgen/camera_path.h"
+#include "clipgen/scene.h"
+#include "video/byte_file.h"
+#include "video/frame_source.h"
+
+namespace {
+
+struct Options {
+    std::string output;
+    std::string truthPath;
+    std::string size = "1280x720";
+    std::string format = "nv21";
+    int frames = 300;
+    int framesPerSecond = 30;
+    uint32_t seed = 1;
+    std::optional<double> shake; // pixels RMS
+    double roll = 2;             // milliradians RMS
+    double pan = 20;             // pixels a second
+    double turn = 0;             // milliradians a second
+};
+
+const char kExamples[] = "Examples:\n"
+                         "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
+                         "  quorvel-clipgen --format y4m --size 640x360 --frames 90 shaky.y4m";
+
+std::string CheckSize(const std::string &text) {
+    PictureSize size;
+    if (ParseSize(text, size) && IsEven(size)) return "";
+    return "'" + text + "' is no size, give WxH with even sides up to " + std::to_string(kMaxSide);
+}
+
+void AddOptions(CLI::App &app, Options &options) {
+    app.add_option("OUTPUT", options.output, "Clip to write, - for standard output")->required();
+    app.add_option("--truth", options.truthPath, "Write the camera's path to this CSV file")->type_name("FILE");
+    app.add_option("--size", options.size, "Picture size")->type_name("WxH")->check(CheckSize)->capture_default_str();
+    app.add_option("--frames", options.frames)->check(CLI::Range(1, 1000000))->capture_default_str();
+    app.add_option("--fps", options.framesPerSecond)->check(CLI::Range(1, 1000))->capture_default_str();
+    app.add_option("--format", options.format, "nv21, i420 (raw frames) or y4m")
+        ->check(CLI::IsMember({"nv21", "i420", "y4m"}))
+        ->capture_default_str();
+    app.add_option("--seed", options.seed, "Another number, another scene and path")->capture_default_str();
+    app.add_option("--shake", options.shake, "Hand shake each way, pixels RMS [7 at a height of 720]")
+        ->check(CLI::Range(0.0, 1000.0));
+    app.add_option("--roll", options.roll, "Shake about the line of sight, milliradians RMS")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    app.add_option("--pan", options.pan, "Steady movement to the right, pixels a second")
+        ->check(CLI::Range(-1000.0, 1000.0))
+        ->capture_default_str();
+    app.add_option("--turn", options.turn, "Steady rotation, milliradians a second")
+        ->check(CLI::Range(-1000.0, 1000.0))
+        ->capture_default_str();
+    app.footer(kExamples);
+}
+
+PathOptions MakePathOptions(const Options &options, PictureSize size) {
+    PathOptions path;
+    path.framesPerSecond = options.framesPerSecond;
+    path.shake = options.shake.value_or(7.0 * size.height / 720);
+    path.roll = options.roll / 1000;
+    path.pan = options.pan;
+    path.turn = options.turn / 1000;
+    path.seed = options.seed;
+    return path;
+}
+
+StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
+    StreamInfo info;
+    info.container = options.format == "y4m" ? Container::Y4m : Container::Raw;
+    info.layout = options.format == "nv21" ? PixelLayout::NV21 : PixelLayout::I420;
+    info.size = info.codedSize = size;
+    info.tags = {"F" + std::to_string(options.framesPerSecond) + ":1", "Ip", "A1:1", "C420jpeg"};
+    return info;
+}
+
+// Frames are numbered from 1, as MVS_MotionInfo does.
+void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pose, const PoseMotion &motion) {
+    char line[240];
+    int length = snprintf(line, sizeof(line), "%d,%.6f,%.6f,%.6f,%.9f,%.6f,%.6f,%.9f\n", frame, time, pose.x,
+                          pose.y, pose.angle, motion.row, motion.col, motion.theta);
+    truth.Write(line, (size_t)length);
+}
+
+void Generate(const Options &options) {
+    PictureSize size;
+    ParseSize(options.size, size);
+    const StreamInfo info = MakeStreamInfo(options, size);
+    const CameraPath path(MakePathOptions(options, size));
+    const Scene scene(options.seed);
+    std::unique_ptr<FrameSink> sink = OpenSink(options.output, info);
+    std::unique_ptr<ByteOutput> truth;
+    if (!options.truthPath.empty()) {
+        truth = std::make_unique<ByteOutput>(options.truthPath);
+        truth->Write("frame,time_s,x_px,y_px,angle_rad,row_px,col_px,theta_rad\n");
+    }
+    Frame frame(size);
+    for (int i = 0; i < options.frames; i++) {
+        CameraPose pose = path.Pose(i);
+        if (info.layout == PixelLayout::NV21)
+            scene.RenderNV21(pose, size.width, size.height, frame.pixels.Data());
+        else
+            scene.RenderI420(pose, size.width, size.height, frame.pixels.Data());
+        sink->Write(frame);
+        PoseMotion motion = MotionBetween(path.Pose(i > 0 ? i - 1 : 0), pose);
+        if (truth) WriteTruth(*truth, i + 1, (double)i / options.framesPerSecond, pose, motion);
+    }
+    sink->Close();
+    if (truth) truth->Close();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    Options options;
+    CLI::App app("Makes a shaky clip of a painted scene; the camera's path is known.", "quorvel-clipgen");
+    AddOptions(app, options);
+    CLI11_PARSE(app, argc, argv);
+    IgnoreBrokenPipes();
+    try {
+        Generate(options);
+        return 0;
+    } catch (const std::exception &error) {
+        std::cerr << "quorvel-clipgen: " << error.what() << "\n";
+        return 1;
+    }
+}

@@ -1,0 +1,24 @@
+// quorvel-stabilize: stabilizes a video file or pipe.
+#include <exception>
+#include <iostream>
+#include <new>
+
+#include "stabilize/options.h"
+#include "stabilize/run.h"
+#include "video/byte_file.h"
+
+int main(int argc, char **argv) {
+    Options options;
+    int exitCode = 0;
+    if (!ParseOptions(argc, argv, options, exitCode)) return exitCode;
+    IgnoreBrokenPipes();
+    try {
+        StabilizeStream(options);
+        return 0;
+    } catch (const std::bad_alloc &) {
+        std::cerr << "quorvel-stabilize: not enough memory for a video of this size\n";
+    } catch (const std::exception &error) {
+        std::cerr << "quorvel-stabilize: " << error.what() << "\n";
+    }
+    return 1;
+}

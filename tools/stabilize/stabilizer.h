@@ -1,0 +1,27 @@
+// One stream's handle of the library, with faults as VideoError.
+#pragma once
+
+#include <memory>
+
+#include "quorvel/stabilizer.h"
+#include "video/frame_source.h"
+
+class Stabilizer {
+public:
+    // `in` is known to be the stream's; what is wrong with the others is told with their options.
+    Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode);
+
+    // `input` is left as it is; `output` has the output size.
+    void Run(const Frame &input, Frame &output);
+
+    // Of the frame that Run was last given.
+    MVS_MotionInfo Motion() const;
+
+private:
+    struct Destroy {
+        void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
+    };
+
+    std::unique_ptr<MVS_Context, Destroy> mContext;
+    int32_t mFrameCount = 0;
+};
