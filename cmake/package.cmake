@@ -22,8 +22,11 @@ set(QUORVEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QuorvelStabilizer)
 install(TARGETS quorvel_shared quorvel_static EXPORT QuorvelStabilizerTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+if(NOT QUORVEL_CAMERA)
+  set(without_camera PATTERN camera.h EXCLUDE)
+endif()
 install(DIRECTORY include/quorvel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
-  FILES_MATCHING PATTERN *.h)
+  FILES_MATCHING PATTERN *.h ${without_camera})
 
 include(CMakePackageConfigHelpers)
 set(package_dir ${PROJECT_BINARY_DIR}/package)
@@ -38,6 +41,7 @@ install(FILES ${package_dir}/QuorvelStabilizerConfig.cmake
 
 # The pkg-config file finds its prefix from its own place, so that the tree can be moved.
 file(RELATIVE_PATH QUORVEL_PC_PREFIX /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
+string(REGEX REPLACE "/$" "" QUORVEL_PC_PREFIX ${QUORVEL_PC_PREFIX})
 set(QUORVEL_PC_LIBS_PRIVATE "-pthread")
 set(log_package)
 if(QUORVEL_LOG STREQUAL "android" AND QUORVEL_CAMERA)
@@ -83,8 +87,6 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})$
 if(NOT CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-  # A tool linked to the shared library finds it where it was built.
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 endif()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 

@@ -61,11 +61,16 @@ enum { WIDTH = 640, HEIGHT = 480, STRIDE = 704, FRAMES = 30, PADDING = 0xA5 };
 
 static uint8_t buffer[STRIDE * HEIGHT * 3 / 2];
 
-/* Squares of random grey, small ones on large ones. */
-static uint8_t scene(int y, int x) {
-    const uint32_t small = (uint32_t)((y + 512) / 12 * 641 + (x + 512) / 12);
-    const uint32_t large = (uint32_t)((y + 512) / 90 * 641 + (x + 512) / 90);
-    return (uint8_t)((small * 2654435761u >> 26) + (large * 2654435761u >> 24) / 2 + 40);
+static int32_t random_grey(int32_t row, int32_t column) {
+    return (int32_t)((uint32_t)(row * 641 + column) * 2654435761u >> 24);
+}
+
+/* Clouds: random greys every 16 pixels, and what lies between them. */
+static uint8_t scene(int32_t y, int32_t x) {
+    const int32_t row = (y + 512) / 16, column = (x + 512) / 16, dy = (y + 512) % 16, dx = (x + 512) % 16;
+    const int32_t above = random_grey(row, column) * (16 - dx) + random_grey(row, column + 1) * dx;
+    const int32_t below = random_grey(row + 1, column) * (16 - dx) + random_grey(row + 1, column + 1) * dx;
+    return (uint8_t)((above * (16 - dy) + below * dy) / 256);
 }
 
 static struct CameraFrame capture(int number) {

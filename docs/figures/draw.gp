@@ -3,29 +3,29 @@ grey = '#8a8a8a'; blue = '#1f5fbf'; orange = '#e08214'; red = '#c0272d'; green =
 set encoding utf8
 
 # ---- the path before and after ----
-set terminal svg size 860,620 font 'sans-serif,13' background 'white'
-set output out.'/path.svg'
+set terminal pngcairo size 860,620 font 'sans-serif,10' background '#ffffff'
+set output out.'/path.png'
 set multiplot layout 3,1 margins 0.09,0.98,0.08,0.94 spacing 0.02,0.045
 set grid lc rgb '#e4e4e4'
 set border lc rgb '#606060'
-set key top left horizontal samplen 2
+set key top left horizontal samplen 2 width 2
 set xrange [0:7]
 set format x ''
 set ylabel 'row, pixels' offset 1
-set yrange [-32:42]
+set yrange [-25:38]
 plot data.'/path.dat' using 1:2 with lines lw 1.2 lc rgb grey title 'camera', \
-     '' using 1:5 with points pt 7 ps 0.18 lc rgb orange title 'measured', \
+     '' using 1:5 with points pt 7 ps 0.35 lc rgb orange title 'measured', \
      '' using 1:8 with lines lw 2.2 lc rgb blue title 'output'
 unset key
 set ylabel 'column, pixels'
 set autoscale y
 plot data.'/path.dat' using 1:3 with lines lw 1.2 lc rgb grey, \
-     '' using 1:6 with points pt 7 ps 0.18 lc rgb orange, \
+     '' using 1:6 with points pt 7 ps 0.35 lc rgb orange, \
      '' using 1:9 with lines lw 2.2 lc rgb blue
 set ylabel 'rotation, mrad'
 set format x '%g s'
 plot data.'/path.dat' using 1:4 with lines lw 1.2 lc rgb grey, \
-     '' using 1:7 with points pt 7 ps 0.18 lc rgb orange, \
+     '' using 1:7 with points pt 7 ps 0.35 lc rgb orange, \
      '' using 1:10 with lines lw 2.2 lc rgb blue
 unset multiplot
 
@@ -54,7 +54,7 @@ set output out.'/blocks.png'
 set xrange [0:768]; set yrange [432:0]
 set cbrange [0:255]
 set palette gray maxcolors 64
-set key outside top center horizontal samplen 2
+set key at graph 0.46,1.0 center bottom maxrows 1 samplen 2 width -4
 scale = 2.5
 plot data.'/blocks.gray' binary array=(768,432) format='%uchar' with image notitle, \
      data.'/blocks_none.dat' using 1:2 with points pt 7 ps 0.4 lc rgb '#606060' title 'not searched, or no vector', \

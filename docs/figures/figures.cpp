@@ -181,7 +181,7 @@ void DrawBlocks(const std::string &folder) {
     const Handle handle = MakeHandle(size, size);
     Bytes before(size.Luma()), now(size.Luma());
     scene.RenderLuma({700, 300, 0, 1}, size.width, size.height, before.data());
-    scene.RenderLuma({706, 297, 0.016, 1}, size.width, size.height, now.data());
+    scene.RenderLuma({706, 297, 0.011, 1}, size.width, size.height, now.data());
     PasteObject(scene, 440, 200, size, before);
     PasteObject(scene, 446, 210, size, now);
 
@@ -219,7 +219,7 @@ void WriteOutline(FILE *file, const WarpMap &map, Size out) {
 void DrawCrop(const std::string &folder) {
     const Size size = {480, 272};
     const Scene scene(1);
-    const CameraPath path({kRate, 14, 0.03, 0, 0, 2});
+    const CameraPath path({kRate, 7, 0.016, 0, 0, 2});
     const Handle handle = MakeHandle(size, size);
     Bytes in(size.Frame()), out(size.Frame());
     double most = 0;

@@ -1,0 +1,49 @@
+# Sourced by scripts that need Debian packages:
+#
+#     . cmake/debian-packages.sh
+#     need_packages cmake g++
+#
+# What is missing is installed with apt-get, as root or through sudo. Where neither is possible, the one
+# line that would do it is printed and the result is 1.
+
+# Names of those arguments that are not installed, one a line.
+missing_packages() {
+    local package
+    for package in "$@"; do
+        # The state, not just the name: a removed package may still have its settings on disk.
+        if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+            echo "$package"
+        fi
+    done
+}
+
+# Runs a command as root; 1 when that is not possible here.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null 2>&1; then
+        sudo "$@"
+    else
+        return 1
+    fi
+}
+
+need_packages() {
+    local missing
+    if ! command -v dpkg-query >/dev/null 2>&1; then
+        echo "No Debian system: please see to it yourself that these are there: $*" >&2
+        return 0
+    fi
+    mapfile -t missing < <(missing_packages "$@")
+    [ "${#missing[@]}" -eq 0 ] && return 0
+    echo "Installing Debian packages: ${missing[*]}" >&2
+    # Lists may be missing or old on a fresh machine; an update that fails need not stop the installation.
+    if { as_root apt-get update -qq || true; } &&
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            "${missing[@]}" >&2 && [ -z "$(missing_packages "$@")" ]; then
+        return 0
+    fi
+    echo "Could not install them. Please run this as root, then start again:" >&2
+    echo "    apt-get update && apt-get install -y ${missing[*]}" >&2
+    return 1
+}
