@@ -5,9 +5,9 @@ cd "$(dirname "$0")"
 . cmake/debian-packages.sh
 
 echo "== packages"
-need_packages cmake g++ ninja-build libgtest-dev libcli11-dev
+need_packages cmake g++ make libgtest-dev libcli11-dev
 echo "== build"
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release ${QUORVEL_CMAKE_ARGS:-}
-cmake --build build
+cmake -S . -B build -DCMAKE_BUILD_TYPE=Release ${QUORVEL_CMAKE_ARGS:-}
+cmake --build build --parallel "$(nproc)"
 echo "== fast tests"
 ctest --test-dir build --label-regex '^fast$' --output-on-failure

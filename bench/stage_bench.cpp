@@ -1,7 +1,8 @@
-// Each stage inside real frames: the other stages of the frame run too, but their time is not counted.
+// Each stage inside whole frames, and what the stages are made of.
 #include <benchmark/benchmark.h>
 
 #include "cpu_clock.h"
+#include "one_participant.h"
 #include "platform/participants.h"
 #include "quorvel/threads.h"
 #include "sizes.h"
@@ -14,23 +15,29 @@ namespace {
 struct StageCase {
     Size in, out;
     CpuLevel highest = kCpuLevels;
+    bool oneParticipant = false;
 };
 
-void RunStage(benchmark::State &state, const StageCase &c, int timed) {
+// All stages of a frame together; each one's CPU time is a counter, in microseconds a frame.
+void RunStages(benchmark::State &state, const StageCase &c) {
     StagedFrames frames(c.in, c.out, SharedClip(c.in, 6), c.highest);
     if (!frames.EqualsPublicCall()) {
         state.SkipWithError("the stages do not make the frames of the public call");
         return;
     }
+    const OneParticipant alone(c.oneParticipant);
+    int64_t times[kStages] = {};
     for (auto _ : state) {
-        int64_t time = 0;
+        int64_t begin = CpuNanoseconds();
         for (int stage = 0; stage < kStages; stage++) {
-            const int64_t begin = CpuNanoseconds();
             frames.Run((Stage)stage);
-            if (stage == timed) time = CpuNanoseconds() - begin;
+            const int64_t end = CpuNanoseconds();
+            times[stage] += end - begin;
+            begin = end;
         }
-        state.SetIterationTime((double)time * 1e-9);
     }
+    for (int stage = 0; stage < kStages; stage++)
+        state.counters[kStageNames[stage]] = (double)times[stage] / 1000 / (double)state.iterations();
 }
 
 // A still roll: how the cost of the block warp grows with it.
@@ -67,21 +74,13 @@ void CreateThreads(benchmark::State &state) {
     }
 }
 
-std::string WithUnderscores(std::string name) {
-    for (char &c : name)
-        if (c == ' ') c = '_';
-    return name;
-}
-
 void AddStages(const std::string &where, const StageCase &c) {
-    for (int stage = 0; stage < kStages; stage++)
-        benchmark::RegisterBenchmark(("stage/" + where + "/" + WithUnderscores(kStageNames[stage])).c_str(),
-                                     RunStage, c, stage)
-            ->UseManualTime();
+    benchmark::RegisterBenchmark(("stages/" + where).c_str(), RunStages, c)->MeasureProcessCPUTime();
 }
 
 const bool registered = [] {
     AddStages("1080p", {k1080p, k1080p});
+    AddStages("1080p/one_participant", {k1080p, k1080p, kCpuLevels, true});
     AddStages("720p", {{1280, 720}, {1280, 720}});
     AddStages("1080p_to_1792x984", {k1080p, {1792, 984}});
     for (const CpuLevel level : Levels())

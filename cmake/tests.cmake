@@ -6,12 +6,15 @@ if(QUORVEL_TESTS)
   else()
     enable_testing()
     add_executable(quorvel_tests
+      tests/camera_test.cpp
       tests/failure_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
       tests/matrix_test.cpp
       tests/model_test.cpp
       tests/motion_test.cpp
+      tests/pipeline_test.cpp
+      tests/pitch_test.cpp
       tests/platform_test.cpp
       tests/property_test.cpp
       tests/smooth_test.cpp

@@ -42,7 +42,7 @@ TEST(Handle, Geometry) {
 
 TEST(Handle, SizeClassesAndRanges) {
     const Handle ctx = MakeHandle({64, 64});
-    const int32_t kLevels[][3] = {{200, 900, 1}, {201, 300, 2}, {400, 301, 2}, {401, 301, 3}, {800, 701, 3},
+    const int32_t kLevels[][3] = {{200, 900, 1}, {201, 300, 2}, {201, 201, 2}, {400, 301, 2}, {401, 300, 2}, {401, 301, 3}, {800, 701, 3},
                                   {801, 700, 3}, {801, 701, 4}, {1400, 1001, 4}, {1401, 1000, 4}, {1401, 1001, 5}};
     for (const auto &l : kLevels) {
         QEL_MVS_AnalyzeHW(ctx.get(), l[0], l[1]);

@@ -133,16 +133,40 @@ int32_t PlainShift(const MVS_Context *ctx, MVS_Context *out, const uint8_t *cur,
     return 0;
 }
 
+// Flat frames that differ by a level: every sum is a known multiple of the number of samples.
+TEST(CoarseShift, Bars) {
+    const Size s = {96, 43};
+    const int32_t n = 16;
+    for (int32_t level : {0, 6, 7, 11, 12, 155}) {
+        const Handle ctx = MakeHandle(s);
+        ctx->lShiftMeanDiff = -1;
+        const Bytes prev((size_t)s.Frame(), 100), cur((size_t)s.Frame(), (uint8_t)(100 + level));
+        EXPECT_EQ(GetBigShiftF0(ctx.get(), cur.data(), prev.data()), 1);
+        EXPECT_EQ(ctx->lShiftSampleNum, n);
+        EXPECT_EQ(ctx->lShiftMeanDiff, level > 6 ? level * n : -1); // not needed up to the first bar
+        EXPECT_EQ(ctx->bShiftReliable, level <= 11 ? 1 : 0);
+    }
+    const Handle narrow = MakeHandle({92, 43}), low = MakeHandle({96, 32}); // no room for a group, or a row
+    const Bytes frame((size_t)s.Frame());
+    for (MVS_Context *ctx : {narrow.get(), low.get()}) {
+        ctx->lCurMotionRow = 77;
+        EXPECT_EQ(GetBigShiftF0(ctx, frame.data(), frame.data()), 0);
+        EXPECT_EQ(ctx->bShiftReliable, 0);
+        EXPECT_EQ(ctx->lCurMotionRow, 77);
+        EXPECT_EQ(ctx->pShiftPrevFrame, frame.data());
+    }
+}
+
 TEST(CoarseShift, LikeAPlainSearch) {
     int accepted = 0, refused = 0, unreliable = 0;
     for (Size s : {Size{176, 144}, Size{93, 43}, Size{330, 250}, Size{500, 420}, Size{900, 720}})
-        for (int32_t i = 0; i < (s.width > 400 ? 30 : 90); i++) {
+        for (int32_t i = 0; i < (s.width > 400 ? 30 : s.width < 100 ? 900 : 90); i++) {
             Random random;
             random.state += (uint64_t)(i * 7919 + s.width);
             Handle ctx = MakeHandle(s);
             const int32_t reach = i % 4 == 3 ? 6000 : 60;
             const Pose camera = {256 * random.In(-reach / 2, reach / 2), 256 * random.In(-reach, reach), 0};
-            const Bytes prev = i % 9 ? Render(s, {0, 0, 0}) : Noise(s.Frame(), 3);
+            const Bytes prev = i % 9 ? Render(s, {0, 0, 0}) : Noise(s.Frame(), (uint64_t)i);
             Bytes cur = i % 6 == 5 ? Noise(s.Frame(), 4) : Render(s, camera, i % 3 == 1 ? random.In(-30, 30) : 0);
             if (i % 15 == 7) std::fill(cur.begin(), cur.end(), (uint8_t)(i * 2)); // ties everywhere
             ctx->lMode = 1 + i % 3;
@@ -222,12 +246,16 @@ Bytes Patchwork(Size s, Pose pose, bool weak) {
 TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
     int refused = 0, used = 0;
     for (Size s : {Size{201, 163}, Size{200, 161}, Size{177, 144}, Size{320, 240}, Size{333, 251}, Size{640, 480}})
-        for (Point shift : {Point{0, 0}, Point{3, -2}, Point{-9, 20}, Point{40, -33}, Point{-70, 1}}) {
+        for (int32_t k = 0; k < 6; k++) {
+            // The coarse shift, and what the picture has moved besides. The last one makes predictors that
+            // end exactly at the lower and right border of a 320 x 240 frame.
+            const Point kShifts[] = {{0, 0}, {3, -2}, {-9, 20}, {40, -33}, {-70, 1}, {40, 28}}, shift = kShifts[k];
+            const Pose more = k < 5 ? Pose{300, 0, 900} : Pose{11 * 256, 4 * 256, 0};
             const Handle handle = MakeHandle(s);
             MVS_Context *ctx = handle.get();
             Guarded prev((size_t)s.Luma()), cur((size_t)s.Luma(), Guarded::kAtStart);
             memcpy(prev.Data(), Patchwork(s, {0, 0, 0}, false).data(), prev.Size());
-            memcpy(cur.Data(), Patchwork(s, {256 * shift.row + 300, 256 * shift.col, 900}, true).data(), cur.Size());
+            memcpy(cur.Data(), Patchwork(s, {256 * shift.row + more.row, 256 * shift.col + more.col, more.theta}, k < 5).data(), cur.Size());
             ctx->lCurMotionRow = -shift.row;
             ctx->lCurMotionCol = -shift.col;
             for (int32_t i = 0; i < ctx->lBlockNum; i++) ctx->pBlockMV[i] = {1, 3 * i, -i};
@@ -274,6 +302,10 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
         }
     EXPECT_GT(refused, 20);
     EXPECT_GT(used, 20);
+    // No block of 16 is usable: not more than a twentieth, which is none.
+    const Handle ctx = MakeHandle({64, 64});
+    const Bytes flat(64 * 64, 90);
+    EXPECT_EQ(BlockME16F0(ctx.get(), flat.data(), flat.data()), 0);
 }
 
 } // namespace

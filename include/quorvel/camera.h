@@ -4,8 +4,8 @@
  * without handles or buffers of the service's own.
  *
  * @code
- * runVideoStabilizer(frame, width, height);  // at every preview frame
- * uninit_quorvel_videostabilizer();          // when the preview ends
+ * while (next_frame(frame)) runVideoStabilizer(frame, width, height);
+ * uninit_quorvel_videostabilizer();
  * @endcode
  *
  * A run sets its stream up by itself, and anew when the frame size changes; only after uninit a run of the
@@ -25,11 +25,11 @@
 #include "quorvel/stabilizer.h"
 
 /**
- * @name Preview
+ * @name Streams
  * @{ */
 
 /**
- * Prepares the stream for frames of a size.
+ * Prepares the preview for frames of a size.
  *
  * An existing handle is kept. A second call without uninit loses the buffers of the first.
  *
@@ -40,29 +40,9 @@
 QEL_API int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrameHeight);
 
 /**
- * Releases all that the stream holds.
+ * Prepares the recording for frames of a size.
  *
- * @return no meaning
- */
-QEL_API int32_t uninit_quorvel_videostabilizer(void);
-
-/**
- * Stabilizes the stream's next frame in place.
- *
- * @param pFrame packed NV21, lFrameWidth * lFrameHeight * 3 / 2 bytes; null does nothing
- * @param lFrameWidth pixels; below 1 does nothing
- * @param lFrameHeight pixels; below 1 does nothing
- * @return 0
- */
-QEL_API int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight);
-
-/** @} */
-/**
- * @name Recording
- * @{ */
-
-/**
- * init_quorvel_videostabilizer for the other stream.
+ * An existing handle is kept. A second call without uninit loses the buffers of the first.
  *
  * @param lFrameWidth pixels; 0 stands for 1280, negative sizes do nothing
  * @param lFrameHeight pixels; 0 stands for 720, negative sizes do nothing
@@ -71,14 +51,31 @@ QEL_API int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t
 QEL_API int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFrameHeight);
 
 /**
- * uninit_quorvel_videostabilizer for the other stream.
+ * Releases all that the preview holds.
+ *
+ * @return no meaning
+ */
+QEL_API int32_t uninit_quorvel_videostabilizer(void);
+
+/**
+ * Releases all that the recording holds.
  *
  * @return no meaning
  */
 QEL_API int32_t uninit_quorvel_videostabilizer_recording(void);
 
 /**
- * runVideoStabilizer for the other stream.
+ * Stabilizes the next frame of the preview in place.
+ *
+ * @param pFrame packed NV21, lFrameWidth * lFrameHeight * 3 / 2 bytes; null does nothing
+ * @param lFrameWidth pixels; below 1 does nothing
+ * @param lFrameHeight pixels; below 1 does nothing
+ * @return 0
+ */
+QEL_API int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight);
+
+/**
+ * Stabilizes the next frame of the recording in place.
  *
  * @param pFrame packed NV21, lFrameWidth * lFrameHeight * 3 / 2 bytes; null does nothing
  * @param lFrameWidth pixels; below 1 does nothing

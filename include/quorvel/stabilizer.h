@@ -43,8 +43,8 @@
 /**
  * @name Colour formats
  *
- * The order of U and V does not matter to the library, it moves both alike: frames with V before U (as YV12)
- * pass for I420, pairs with U first (as NV12) pass for NV21, and come out as they went in.
+ * The order of U and V does not matter to a stabilizer, it moves both alike: V before U (as in YV12)
+ * passes for I420, pairs with U first (as in NV12) pass for NV21, and they come out as they went in.
  * @{ */
 /** Luma, U plane at width * height, V plane a quarter of the luma size further on. In mode 3 the default
  * leaves much of this format's chroma unmoved, see QEL_MVS_SetFullChroma. */

@@ -9,21 +9,21 @@
 
 struct PathOptions {
     double framesPerSecond = 30;
-    double shake = 7;   // pixels RMS, in each direction
+    double shake = 7;    // pixels RMS, in each direction
     double roll = 0.002; // radians RMS
-    double pan = 0;     // pixels a second, to the right
-    double turn = 0;    // radians a second
+    double pan = 0;      // pixels a second, to the right
+    double turn = 0;     // radians a second
     uint32_t seed = 1;
 };
 
 class CameraPath {
-public:
+  public:
     explicit CameraPath(const PathOptions &options);
 
     // Of the frame with this number, from 0. Rounded so that the same numbers come out everywhere.
     CameraPose Pose(int frame) const;
 
-private:
+  private:
     struct Swing {
         double frequency; // Hz
         double phase;     // turns
@@ -37,8 +37,8 @@ private:
     std::vector<Swing> mX, mY, mAngle;
 };
 
-// How the picture moved from one pose to the next, in the terms of MVS_MotionInfo: the pixel at (dy, dx)
-// was at (dy + row + theta * dx, dx + col - theta * dy) before. Pixels and radians.
+// How the picture moved from one pose to the next, in the terms of MVS_MotionInfo: the pixel at (dy,
+// dx) was at (dy + row + theta * dx, dx + col - theta * dy) before. Pixels and radians.
 struct PoseMotion {
     double row = 0;
     double col = 0;

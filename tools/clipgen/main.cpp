@@ -41,14 +41,19 @@ std::string CheckSize(const std::string &text) {
 
 void AddOptions(CLI::App &app, Options &options) {
     app.add_option("OUTPUT", options.output, "Clip to write, - for standard output")->required();
-    app.add_option("--truth", options.truthPath, "Write the camera's path to this CSV file")->type_name("FILE");
-    app.add_option("--size", options.size, "Picture size")->type_name("WxH")->check(CheckSize)->capture_default_str();
+    app.add_option("--truth", options.truthPath, "Write the camera's path to this CSV file")
+        ->type_name("FILE");
+    app.add_option("--size", options.size, "Picture size")
+        ->type_name("WxH")
+        ->check(CheckSize)
+        ->capture_default_str();
     app.add_option("--frames", options.frames)->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--fps", options.framesPerSecond)->check(CLI::Range(1, 1000))->capture_default_str();
     app.add_option("--format", options.format, "nv21, i420 (raw frames) or y4m")
         ->check(CLI::IsMember({"nv21", "i420", "y4m"}))
         ->capture_default_str();
-    app.add_option("--seed", options.seed, "Another number, another scene and path")->capture_default_str();
+    app.add_option("--seed", options.seed, "Another number, another scene and path")
+        ->capture_default_str();
     app.add_option("--shake", options.shake, "Hand shake each way, pixels RMS [7 at a height of 720]")
         ->check(CLI::Range(0.0, 1000.0));
     app.add_option("--roll", options.roll, "Shake about the line of sight, milliradians RMS")
@@ -84,10 +89,11 @@ StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
 }
 
 // Frames are numbered from 1, as MVS_MotionInfo does.
-void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pose, const PoseMotion &motion) {
+void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pose,
+                const PoseMotion &motion) {
     char line[240];
-    int length = snprintf(line, sizeof(line), "%d,%.6f,%.6f,%.6f,%.9f,%.6f,%.6f,%.9f\n", frame, time, pose.x,
-                          pose.y, pose.angle, motion.row, motion.col, motion.theta);
+    int length = snprintf(line, sizeof(line), "%d,%.6f,%.6f,%.6f,%.9f,%.6f,%.6f,%.9f\n", frame, time,
+                          pose.x, pose.y, pose.angle, motion.row, motion.col, motion.theta);
     truth.Write(line, (size_t)length);
 }
 
@@ -122,7 +128,8 @@ void Generate(const Options &options) {
 
 int main(int argc, char **argv) {
     Options options;
-    CLI::App app("Makes a shaky clip of a painted scene; the camera's path is known.", "quorvel-clipgen");
+    CLI::App app("Makes a shaky clip of a painted scene; the camera's path is known.",
+                 "quorvel-clipgen");
     AddOptions(app, options);
     CLI11_PARSE(app, argc, argv);
     IgnoreBrokenPipes();

@@ -7,8 +7,9 @@ namespace {
 const int kSizeBits = 11;
 static_assert(Scene::kSize == 1 << kSizeBits, "the scene is a power of two wide");
 
-// Scene positions are 32-bit words: 11 bits of whole pixels, the rest a fraction. Overflow is what makes
-// the scene repeat, and a chroma position is the same word read with one bit less before the point.
+// Scene positions are 32-bit words: 11 bits of whole pixels, the rest a fraction. Overflow is what
+// makes the scene repeat, and a chroma position is the same word read with one bit less before the
+// point.
 const int kFractionBits = 32 - kSizeBits;
 const double kPi = 3.14159265358979323846;
 
@@ -25,8 +26,8 @@ struct Grid {
     uint32_t xDown, yDown;
 };
 
-// `pitch` is the distance between samples in luma pixels, the first of them at `first` from the left and
-// upper edge's luma samples.
+// `pitch` is the distance between samples in luma pixels, the first of them at `first` from the left
+// and upper edge's luma samples.
 Grid MakeGrid(const CameraPose &pose, int width, int height, double pitch, double first) {
     double c = PlainCosine(pose.angle) / pose.zoom;
     double s = PlainSine(pose.angle) / pose.zoom;
@@ -132,8 +133,8 @@ void Scene::RenderLuma(const CameraPose &pose, int width, int height, uint8_t *l
         uint32_t y = grid.y + (uint32_t)j * grid.yDown;
         for (int i = 0; i < width; i++) {
             Taps taps(x, y, kSizeBits);
-            *luma++ = taps.Blend(texels[taps.upperLeft], texels[taps.upperRight], texels[taps.lowerLeft],
-                                 texels[taps.lowerRight]);
+            *luma++ = taps.Blend(texels[taps.upperLeft], texels[taps.upperRight],
+                                 texels[taps.lowerLeft], texels[taps.lowerRight]);
             x += grid.xRight;
             y += grid.yRight;
         }

@@ -1,8 +1,9 @@
 // A procedural flat scene and a camera that looks at it.
 //
-// The scene has texture at all scales, hard-edged shapes in colour, and patches with next to no texture.
-// It repeats every Scene::kSize pixels in both directions. Pictures are a function of seed, pose and size
-// alone: everything that decides a pixel is integer arithmetic, on every compiler and processor alike.
+// The scene has texture at all scales, hard-edged shapes in colour, and patches with next to no
+// texture. It repeats every Scene::kSize pixels in both directions. Pictures are a function of seed,
+// pose and size alone: everything that decides a pixel is integer arithmetic, on every compiler and
+// processor alike.
 #pragma once
 
 #include <stddef.h>
@@ -15,7 +16,8 @@
 //     y + (cos(angle) * dy + sin(angle) * dx) / zoom
 //     x + (cos(angle) * dx - sin(angle) * dy) / zoom
 //
-// so that the motion between two poses with small angles is what MVS_MotionInfo calls row, col and theta.
+// so that the motion between two poses with small angles is what MVS_MotionInfo calls row, col and
+// theta.
 struct CameraPose {
     double x = 0;
     double y = 0;
@@ -23,12 +25,13 @@ struct CameraPose {
     double zoom = 1;  // larger shows less of the scene
 };
 
-// Sine and cosine by basic operations only: the mathematical library's last digit differs between systems.
+// Sine and cosine by basic operations only: the mathematical library's last digit differs between
+// systems.
 double PlainSine(double angle);
 double PlainCosine(double angle);
 
 class Scene {
-public:
+  public:
     static const int kSize = 2048;
 
     explicit Scene(uint32_t seed);
@@ -38,7 +41,7 @@ public:
     void RenderNV21(const CameraPose &pose, int width, int height, uint8_t *frame) const;
     void RenderLuma(const CameraPose &pose, int width, int height, uint8_t *luma) const;
 
-private:
+  private:
     std::vector<uint8_t> mLuma;   // kSize x kSize
     std::vector<uint8_t> mChroma; // half of that each way, U,V pairs
 };

@@ -8,20 +8,22 @@ namespace {
 
 // Deals out noise to one shape after the other.
 class Dice {
-public:
+  public:
     Dice(uint32_t seed, uint32_t series) : mSeed(HashNoise(seed, series)) {}
 
     // 0..limit - 1
-    int Roll(int limit) { return (int)(((uint64_t)HashNoise(mSeed, mCount++) * (uint64_t)limit) >> 32); }
+    int Roll(int limit) {
+        return (int)(((uint64_t)HashNoise(mSeed, mCount++) * (uint64_t)limit) >> 32);
+    }
 
-private:
+  private:
     uint32_t mSeed;
     uint32_t mCount = 0;
 };
 
 // Values on the corners of cells of 2^cellBits pixels, blended smoothly (3t^2 - 2t^3) inside them.
 class ValueNoise {
-public:
+  public:
     ValueNoise(uint32_t seed, uint32_t series, int sideBits, int cellBits)
         : mCellBits(cellBits), mLatticeBits(sideBits - cellBits), mBlend((size_t)1 << cellBits) {
         uint32_t key = HashNoise(seed, series);
@@ -47,7 +49,7 @@ public:
         }
     }
 
-private:
+  private:
     size_t Inside(int y) const { return (size_t)y & (mBlend.size() - 1); }
 
     // The value at a column of corners, between two rows of them; 4 fractional bits.
@@ -82,7 +84,8 @@ void PaintChromaNoise(Canvas &canvas, uint32_t seed) {
             noise[plane].AddRow(y, 44, row);
             detail[plane].AddRow(y, 12, row);
             uint8_t *out = &canvas.chroma[(size_t)y * (size_t)side * 2 + plane];
-            for (size_t x = 0; x < row.size(); x++) out[2 * x] = (uint8_t)std::clamp(128 + row[x], 16, 240);
+            for (size_t x = 0; x < row.size(); x++)
+                out[2 * x] = (uint8_t)std::clamp(128 + row[x], 16, 240);
         }
     }
 }
@@ -152,7 +155,8 @@ void PaintTexture(Canvas &canvas, uint32_t seed) {
     const ValueNoise ground(seed, 1, canvas.bits, 7);
     const ValueNoise bare(seed, 2, canvas.bits, 8);
     std::vector<ValueNoise> fine;
-    for (int i = 0; i < kFineOctaves; i++) fine.emplace_back(seed, (uint32_t)(3 + i), canvas.bits, 5 - i);
+    for (int i = 0; i < kFineOctaves; i++)
+        fine.emplace_back(seed, (uint32_t)(3 + i), canvas.bits, 5 - i);
     std::vector<int> base((size_t)canvas.side);
     std::vector<int> level(base.size());
     std::vector<int> detail(base.size());

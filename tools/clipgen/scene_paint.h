@@ -25,5 +25,6 @@ struct Canvas {
 void PaintTexture(Canvas &canvas, uint32_t seed);
 void PaintShapes(Canvas &canvas, uint32_t seed);
 
-// The luma as bytes, slightly blurred as a lens would: without, edges would flicker under interpolation.
+// The luma as bytes, slightly blurred as a lens would: without, edges would flicker under
+// interpolation.
 std::vector<uint8_t> DevelopLuma(const Canvas &canvas);

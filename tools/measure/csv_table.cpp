@@ -38,7 +38,8 @@ CsvTable::CsvTable(const std::string &path) : mPath(path) {
 void CsvTable::AddLine(const std::string &line) {
     std::vector<std::string> cells = Split(line);
     std::string place = "line " + std::to_string(mRows + 2);
-    if (cells.size() != mNames.size()) Fail(place + " has not as many values as the first line has names");
+    if (cells.size() != mNames.size())
+        Fail(place + " has not as many values as the first line has names");
     for (size_t i = 0; i < cells.size(); i++) {
         double value = 0;
         if (!ParseDouble(cells[i], value)) Fail(place + " has something else than numbers");

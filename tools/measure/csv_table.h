@@ -7,7 +7,7 @@
 #include <vector>
 
 class CsvTable {
-public:
+  public:
     // Throws VideoError when the file cannot be read or is no such table.
     explicit CsvTable(const std::string &path);
 
@@ -16,7 +16,7 @@ public:
     // Throws VideoError when there is no column of this name.
     const std::vector<double> &Column(const std::string &name) const;
 
-private:
+  private:
     void AddLine(const std::string &line);
     [[noreturn]] void Fail(const std::string &why) const;
 

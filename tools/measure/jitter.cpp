@@ -28,8 +28,8 @@ std::vector<CameraPose> CameraPoses(const CsvTable &truth) {
     return poses;
 }
 
-// The poses of a camera that would have taken the stabilized pictures: each is a part of the camera's own
-// picture, moved and turned by the compensation. Zoom is left out, jitter counts in input pixels.
+// The poses of a camera that would have taken the stabilized pictures: each is a part of the camera's
+// own picture, moved and turned by the compensation. Zoom is left out, jitter counts in input pixels.
 std::vector<CameraPose> StabilizedPoses(const std::vector<CameraPose> &poses, const CsvTable &trace) {
     const std::vector<double> &row = trace.Column("comp_row_px");
     const std::vector<double> &col = trace.Column("comp_col_px");
@@ -110,7 +110,8 @@ JitterReport MeasureJitter(const CsvTable &truth, const CsvTable &trace, double 
     JitterReport report;
     report.frames = truth.Rows();
     report.before = PathJitter(poses, framesPerSecond, cutoff, report.framesUsed);
-    report.after = PathJitter(StabilizedPoses(poses, trace), framesPerSecond, cutoff, report.framesUsed);
+    report.after =
+        PathJitter(StabilizedPoses(poses, trace), framesPerSecond, cutoff, report.framesUsed);
     report.measurementError = MeasurementError(truth, trace, report.framesMeasured);
     return report;
 }

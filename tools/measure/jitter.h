@@ -29,8 +29,8 @@ struct JitterReport {
 // VideoError when the tables do not belong together or are too short.
 JitterReport MeasureJitter(const CsvTable &truth, const CsvTable &trace, double cutoff);
 
-// What is left of the values when a Gaussian mean, which has no delay, is taken off. A swing of `cutoff`
-// passes by half, faster ones more. The first and last `margin` frames, whose mean lacks one side, are
-// left out.
+// What is left of the values when a Gaussian mean, which has no delay, is taken off. A swing of
+// `cutoff` passes by half, faster ones more. The first and last `margin` frames, whose mean lacks one
+// side, are left out.
 std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
                              size_t &margin);

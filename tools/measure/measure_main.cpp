@@ -10,10 +10,11 @@
 
 namespace {
 
-const char kExamples[] = "Example:\n"
-                         "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
-                         "  quorvel-stabilize --size 1280x720 shaky.nv21 steady.nv21 --trace trace.csv\n"
-                         "  quorvel-measure truth.csv trace.csv";
+const char kExamples[] =
+    "Example:\n"
+    "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
+    "  quorvel-stabilize --size 1280x720 shaky.nv21 steady.nv21 --trace trace.csv\n"
+    "  quorvel-measure truth.csv trace.csv";
 
 double Ratio(double after, double before) { return before > 0 ? after / before : 0; }
 
@@ -22,9 +23,10 @@ void PrintLine(const char *name, double before, double after, double error) {
 }
 
 void Print(const JitterReport &report, double cutoff) {
-    printf("Shake faster than %g Hz, RMS over %zu of %zu frames; the last column is the RMS of measured\n"
-           "minus true motion from frame to frame, over %zu frames.\n\n",
-           cutoff, report.framesUsed, report.frames, report.framesMeasured);
+    printf(
+        "Shake faster than %g Hz, RMS over %zu of %zu frames; the last column is the RMS of measured\n"
+        "minus true motion from frame to frame, over %zu frames.\n\n",
+        cutoff, report.framesUsed, report.frames, report.framesMeasured);
     printf("%-12s %10s %10s %10s %20s\n", "", "before", "after", "ratio", "measurement error");
     const PathRms &before = report.before;
     const PathRms &after = report.after;

@@ -4,7 +4,7 @@
 #include "video/frame_source.h"
 
 class SideBySide {
-public:
+  public:
     SideBySide(const StreamInfo &left, const StreamInfo &right);
 
     // Of the joined pictures, which are I420.
@@ -13,7 +13,7 @@ public:
     // `joined` has Size(); what neither picture covers is black.
     void Join(const Frame &left, const Frame &right, Frame &joined) const;
 
-private:
+  private:
     void Place(const Frame &frame, const StreamInfo &info, int column, Frame &joined) const;
 
     StreamInfo mLeft;

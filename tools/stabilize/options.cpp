@@ -9,7 +9,8 @@
 
 namespace {
 
-const char kDescription[] = "Takes the shake out of a video. Reads and writes Y4M (8-bit 4:2:0) or raw frames.";
+const char kDescription[] =
+    "Takes the shake out of a video. Reads and writes Y4M (8-bit 4:2:0) or raw frames.";
 
 const char kExamples[] =
     "Examples:\n"
@@ -56,9 +57,10 @@ void AddOptions(CLI::App &app, Options &options, RawArguments &raw) {
     app.add_option("--out-size", raw.outSize, "Size of the output (default: as the input)")
         ->type_name("WxH")
         ->check(CheckSize);
-    app.add_option("--mode", options.mode,
-                   "1 shift by whole pixels, 2 and rotate when needed, 3 shift, rotate and zoom (default); "
-                   "1 and 2 need an input of 11/10 of the output")
+    app.add_option(
+           "--mode", options.mode,
+           "1 shift by whole pixels, 2 and rotate when needed, 3 shift, rotate and zoom (default); "
+           "1 and 2 need an input of 11/10 of the output")
         ->type_name("N")
         ->check(CLI::IsMember({1, 2, 3}));
     app.add_option("--trace", options.tracePath, "Write the motion of every frame to this CSV file")

@@ -25,8 +25,9 @@ void PrintNotes(const FrameSource &source) {
         std::cerr << "quorvel-stabilize: note: " << source.Name() << " is " << SizeText(info.codedSize)
                   << ", only the even part " << SizeText(info.size) << " is used\n";
     if (info.interlaced)
-        std::cerr << "quorvel-stabilize: note: " << source.Name()
-                  << " is interlaced, frames are moved as a whole; deinterlace first for a clean picture\n";
+        std::cerr
+            << "quorvel-stabilize: note: " << source.Name()
+            << " is interlaced, frames are moved as a whole; deinterlace first for a clean picture\n";
 }
 
 // What a run holds open. Created in the order in which faults are to be found: nothing is overwritten
@@ -76,7 +77,8 @@ void StabilizeStream(const Options &options) {
     try {
         count = run.CopyFrames();
     } catch (const VideoError &) {
-        // The frames so far are to reach the output; should that fail too, the first fault is the one to tell.
+        // The frames so far are to reach the output; should that fail too, the first fault is the one
+        // to tell.
         try {
             run.Close();
         } catch (const VideoError &) {
@@ -84,5 +86,6 @@ void StabilizeStream(const Options &options) {
         throw;
     }
     run.Close();
-    if (count == 0) throw VideoError(run.source->Name() + ": holds no frame, there is nothing to stabilize");
+    if (count == 0)
+        throw VideoError(run.source->Name() + ": holds no frame, there is nothing to stabilize");
 }

@@ -7,8 +7,9 @@ namespace {
 // The modes without zoom move a crop about inside the input, which takes a margin.
 std::string MarginText(PictureSize in, PictureSize out, int mode) {
     PictureSize largest = EvenPart({in.width * 10 / 11, in.height * 10 / 11});
-    std::string text = "--mode " + std::to_string(mode) + " needs an input of at least 11/10 of the output, " +
-                       SizeText(in) + " is too small for " + SizeText(out);
+    std::string text = "--mode " + std::to_string(mode) +
+                       " needs an input of at least 11/10 of the output, " + SizeText(in) +
+                       " is too small for " + SizeText(out);
     if (largest.width < 2 || largest.height < 2) return text + "; use --mode 3";
     return text + "; give --out-size " + SizeText(largest) + " or less, or use --mode 3";
 }
@@ -25,8 +26,9 @@ Stabilizer::Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int 
     param.lFormat = layout == PixelLayout::NV21 ? QEL_MVS_FORMAT_NV21 : QEL_MVS_FORMAT_I420;
     mContext.reset(QEL_MVS_CreateStabilizer(&param));
     if (!mContext)
-        throw VideoError("cannot stabilize " + SizeText(in) + " to " + SizeText(out) +
-                         ": not a supported size, or not enough memory; try a smaller video or --out-size");
+        throw VideoError(
+            "cannot stabilize " + SizeText(in) + " to " + SizeText(out) +
+            ": not a supported size, or not enough memory; try a smaller video or --out-size");
     if (!QEL_MVS_SetMode(mContext.get(), mode)) throw VideoError(MarginText(in, out, mode));
     QEL_MVS_SetFullChroma(mContext.get(), 1);
 }

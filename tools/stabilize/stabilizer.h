@@ -7,7 +7,7 @@
 #include "video/frame_source.h"
 
 class Stabilizer {
-public:
+  public:
     // `in` is known to be the stream's; what is wrong with the others is told with their options.
     Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode);
 
@@ -17,7 +17,7 @@ public:
     // Of the frame that Run was last given.
     MVS_MotionInfo Motion() const;
 
-private:
+  private:
     struct Destroy {
         void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
     };

@@ -18,8 +18,8 @@ void Trace::Add(const MVS_MotionInfo &motion) {
     char line[320];
     int length = snprintf(line, sizeof(line), "%d,%d,%.4f,%.4f,%.7f,%.4f,%.4f,%.7f,%d,%d,%d\n",
                           motion.lFrameNumber, motion.bMeasured, Pixels(motion.lMotionRow),
-                          Pixels(motion.lMotionCol), Radians(motion.lMotionTheta), Pixels(motion.lCompRow),
-                          Pixels(motion.lCompCol), Radians(motion.lCompTheta), motion.bShiftReliable,
-                          motion.lBlocksValid, motion.lBlocksKept);
+                          Pixels(motion.lMotionCol), Radians(motion.lMotionTheta),
+                          Pixels(motion.lCompRow), Pixels(motion.lCompCol), Radians(motion.lCompTheta),
+                          motion.bShiftReliable, motion.lBlocksValid, motion.lBlocksKept);
     mOutput.Write(line, (size_t)length);
 }

@@ -7,11 +7,11 @@
 #include "video/byte_file.h"
 
 class Trace {
-public:
+  public:
     explicit Trace(const std::string &path);
     void Add(const MVS_MotionInfo &motion);
     void Close() { mOutput.Close(); }
 
-private:
+  private:
     ByteOutput mOutput;
 };

@@ -1,4 +1,5 @@
-// Files and pipes as streams of bytes; "-" is standard input or output. Faults are thrown as VideoError.
+// Files and pipes as streams of bytes; "-" is standard input or output. Faults are thrown as
+// VideoError.
 #pragma once
 
 #include <stddef.h>
@@ -7,7 +8,7 @@
 #include <string>
 
 class ByteInput {
-public:
+  public:
     explicit ByteInput(const std::string &path);
     ~ByteInput();
     ByteInput(const ByteInput &) = delete;
@@ -22,13 +23,13 @@ public:
     // The bytes that the next Read will give, without taking them; at most one small buffer's worth.
     std::string Peek(size_t size);
 
-    // Takes a line without its newline. False when the stream ends first or the line is longer than limit;
-    // what was read of it is in `line` then.
+    // Takes a line without its newline. False when the stream ends first or the line is longer than
+    // limit; what was read of it is in `line` then.
     bool ReadLine(std::string &line, size_t limit);
 
     bool AtEnd();
 
-private:
+  private:
     int Next();
     void CheckError() const;
 
@@ -38,7 +39,7 @@ private:
 };
 
 class ByteOutput {
-public:
+  public:
     // Creates the file, or empties it.
     explicit ByteOutput(const std::string &path);
     // Closes without checking; what matters calls Close.
@@ -54,7 +55,7 @@ public:
     // Writes what is buffered and checks that all of it arrived.
     void Close();
 
-private:
+  private:
     [[noreturn]] void Fail() const;
 
     std::string mName;

@@ -14,15 +14,15 @@ enum class Container { Raw, Y4m };
 struct StreamInfo {
     Container container = Container::Y4m;
     PixelLayout layout = PixelLayout::I420;
-    PictureSize size;              // of the frames handed out, even
-    PictureSize codedSize;         // of the pictures in the stream, odd sides included
+    PictureSize size;      // of the frames handed out, even
+    PictureSize codedSize; // of the pictures in the stream, odd sides included
     bool interlaced = false;
     double framesPerSecond = 0;    // 0 when the stream does not say
     std::vector<std::string> tags; // what else the container's header says, for a sink of its kind
 };
 
 class FrameSource {
-public:
+  public:
     virtual ~FrameSource() = default;
 
     const StreamInfo &Info() const { return mInfo; }
@@ -32,13 +32,13 @@ public:
     // throws, and the frame's contents are of no use then.
     virtual bool Read(Frame &frame) = 0;
 
-protected:
+  protected:
     StreamInfo mInfo;
     std::string mName;
 };
 
 class FrameSink {
-public:
+  public:
     virtual ~FrameSink() = default;
     virtual void Write(const Frame &frame) = 0;
 

@@ -10,7 +10,7 @@
 
 // A fault of a file or of its contents; the text is one line for the user.
 class VideoError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
@@ -46,7 +46,7 @@ inline bool IsEven(PictureSize size) { return size == EvenPart(size); }
 
 // Bytes that start out uninitialised: a large frame costs no memory before it is filled.
 class ByteBuffer {
-public:
+  public:
     ByteBuffer() = default;
     explicit ByteBuffer(size_t size) : mData(new uint8_t[size]), mSize(size) {}
 
@@ -54,7 +54,7 @@ public:
     const uint8_t *Data() const { return mData.get(); }
     size_t Size() const { return mSize; }
 
-private:
+  private:
     std::unique_ptr<uint8_t[]> mData;
     size_t mSize = 0;
 };

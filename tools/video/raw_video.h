@@ -7,22 +7,22 @@
 #include "video/frame_source.h"
 
 class RawSource : public FrameSource {
-public:
+  public:
     // The shape's size must be even.
     RawSource(const std::string &path, const RawShape &shape);
     bool Read(Frame &frame) override;
 
-private:
+  private:
     ByteInput mInput;
     int64_t mFrameCount = 0;
 };
 
 class RawSink : public FrameSink {
-public:
+  public:
     explicit RawSink(const std::string &path) : mOutput(path) {}
     void Write(const Frame &frame) override { mOutput.Write(frame.pixels.Data(), frame.pixels.Size()); }
     void Close() override { mOutput.Close(); }
 
-private:
+  private:
     ByteOutput mOutput;
 };

@@ -11,7 +11,9 @@ namespace {
 
 const char kFrameMagic[] = "FRAME";
 
-[[noreturn]] void Refuse(const std::string &name, const std::string &why) { throw VideoError(name + ": " + why); }
+[[noreturn]] void Refuse(const std::string &name, const std::string &why) {
+    throw VideoError(name + ": " + why);
+}
 
 // Text of a foreign file for a message: short, and nothing that moves a terminal's cursor.
 std::string Quoted(const std::string &text) {
@@ -51,7 +53,8 @@ void CheckColour(const std::vector<std::string> &tags, const std::string &name) 
         if (tag[0] != 'C') continue;
         named = true;
         if (!IsEightBit420(tag.substr(1)))
-            Refuse(name, "pixels are " + Quoted(tag) + ", only 8-bit 4:2:0 is supported; convert them, e.g. with "
+            Refuse(name, "pixels are " + Quoted(tag) +
+                             ", only 8-bit 4:2:0 is supported; convert them, e.g. with "
                              "ffmpeg -pix_fmt yuv420p");
     }
     if (!named && std::any_of(tags.begin(), tags.end(), IsOtherExtension))

@@ -35,7 +35,8 @@ void Y4mSource::ReadHeader() {
     mInfo.framesPerSecond = header.framesPerSecond;
     mInfo.tags = header.tags;
     if (mInfo.size.width == 0 || mInfo.size.height == 0)
-        throw VideoError(mName + ": pictures of " + SizeText(header.size) + " are too small, 2x2 is the least");
+        throw VideoError(mName + ": pictures of " + SizeText(header.size) +
+                         " are too small, 2x2 is the least");
 }
 
 bool Y4mSource::Read(Frame &frame) {

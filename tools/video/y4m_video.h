@@ -7,11 +7,11 @@
 #include "video/frame_source.h"
 
 class Y4mSource : public FrameSource {
-public:
+  public:
     explicit Y4mSource(const std::string &path);
     bool Read(Frame &frame) override;
 
-private:
+  private:
     void ReadHeader();
     void ReadPicture(uint8_t *pixels);
     void ReadBytes(uint8_t *data, size_t size);
@@ -25,11 +25,11 @@ private:
 };
 
 class Y4mSink : public FrameSink {
-public:
+  public:
     Y4mSink(const std::string &path, const StreamInfo &info);
     void Write(const Frame &frame) override;
     void Close() override { mOutput.Close(); }
 
-private:
+  private:
     ByteOutput mOutput;
 };

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Builds the benchmarks, runs all of them once, and brings docs/performance.md up to date: its measured
+# section, docs/performance.json and docs/performance.svg. Takes some ten minutes; let the machine be quiet.
+#   bench/run.sh                 measure, print the table, write docs/
+#   bench/run.sh --print         measure and print the table only
+#   REPETITIONS=3 bench/run.sh   fewer than the usual 9 repetitions
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${QUORVEL_BENCH_BUILD:-build-bench}
+results=$build/results
+sizes=(176x144 320x240 640x480 1280x720 1920x1080 3840x2160)
+
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF
+cmake --build "$build"
+if [ ! -x "$build/quorvel-bench" ]; then
+  echo "run.sh: the main benchmark was not built (Debian: libbenchmark-dev, libyuv-dev)" >&2
+  exit 1
+fi
+rm -rf "$results"
+mkdir -p "$results"
+echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)" | tee "$results/load.txt"
+
+# Repetitions of all benchmarks are mixed, so that a disturbance does not fall on one side of a ratio.
+"$build/quorvel-bench" --benchmark_enable_random_interleaving=true \
+  --benchmark_repetitions="${REPETITIONS:-9}" --benchmark_min_time=0.1 \
+  --benchmark_format=json >"$results/bench.json"
+"$build/quorvel-bench-worst" >"$results/worst.json"
+for size in "${sizes[@]}"; do
+  for format in nv21 i420; do
+    for buffers in separate in_place; do
+      "$build/quorvel-bench-memory" "${size%x*}" "${size#*x}" $format $buffers \
+        >"$results/memory-$size-$format-$buffers.json"
+    done
+  done
+done
+"$build/quorvel-bench-memory" 1920 1080 nv21 separate 1792 984 >"$results/memory-unequal.json"
+"$build/quorvel-bench-memory" 1920 1076 nv21 separate >"$results/memory-odd.json"
+echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)" | tee -a "$results/load.txt"
+
+python3 bench/report.py "$results" "$results/report"
+cat "$results/report.md"
+[ "${1:-}" = --print ] && exit 0
+
+python3 bench/report.py --insert "$results/report.md" docs/performance.md
+cp "$results/report.json" docs/performance.json
+if command -v gnuplot >/dev/null; then
+  gnuplot -c bench/chart.gnuplot "$results/report" docs/performance.svg
+else
+  echo "run.sh: no chart, gnuplot is missing (Debian: gnuplot-nox)"
+fi

@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# docs/check.sh: the documents are sound. Doxygen has nothing to say, every piece of C in the headers and
+# documents compiles, the examples compile, links between the documents lead somewhere, and the tables of
+# integration.md are what the library computes.
+# Needs doxygen, cmake and a C++ compiler; CC and CXX choose the compilers.
+set -euo pipefail
+cd "$(dirname "$0")"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*"; exit 1; }
+
+mkdir -p ../build/doxygen
+(cat Doxyfile; echo "WARN_LOGFILE = $work/warnings") | doxygen - || fail "doxygen"
+[[ ! -s $work/warnings ]] || { cat "$work/warnings"; fail "doxygen warns"; }
+echo "ok: doxygen"
+
+# Pieces of code: between @code and @endcode in the headers, fenced as c or cpp in the documents.
+awk -v work="$work" '
+    function close_piece() { if (inside) { print "}" > piece; close(piece); inside = 0 } }
+    /@code/ || /^```c(pp)?$/ {
+        name = FILENAME
+        gsub(/.*\//, "", name)
+        piece = sprintf("%s/piece%02d_%s.c", work, ++count, name)
+        printf "#include \"snippets.h\"\nvoid piece(void);\nvoid piece(void) {\n#line %d \"%s\"\n", FNR + 1, FILENAME > piece
+        inside = 1
+        next
+    }
+    /@endcode/ || /^```$/ { close_piece(); next }
+    inside { sub(/^ \* ?/, ""); print > piece }
+' ../include/quorvel/*.h ./*.md
+pieces=("$work"/piece*.c)
+[[ -e ${pieces[0]} ]] || fail "no piece of code found"
+for piece in "${pieces[@]}"; do
+    "${CC:-cc}" -std=c99 -Wall -Wextra -Werror -Wno-unused -Wno-unused-but-set-variable \
+        -I. -I../include -fsyntax-only "$piece" || fail "${piece##*/}"
+done
+echo "ok: ${#pieces[@]} pieces of code"
+
+examples=(../examples/*.c)
+for example in "${examples[@]}"; do
+    for standard in c99 c17; do
+        "${CC:-cc}" -std=$standard -Wall -Wextra -pedantic -Werror -I../include -fsyntax-only "$example" ||
+            fail "$example"
+    done
+done
+echo "ok: ${#examples[@]} examples"
+
+# Relative links, without the part after #.
+links=0
+while IFS=: read -r file target; do
+    [[ -e $(dirname "$file")/${target%%#*} ]] || fail "$file links to $target, which is not there"
+    links=$((links + 1))
+done < <(grep -oE '\]\([^)]+\)' ./*.md -H | sed -E 's/\]\(([^)]+)\)/\1/' | grep -vE ':(https?|#)')
+echo "ok: $links links"
+
+cmake -S .. -B ../build/figures -DQUORVEL_EXAMPLES=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DQUORVEL_LOG=stderr \
+    >"$work/log" && cmake --build ../build/figures >>"$work/log" 2>&1 || { cat "$work/log"; fail "examples do not build"; }
+../build/figures/quorvel_figures --tables >"$work/tables"
+while read -r row; do
+    [[ -z $row ]] || grep -qxF -- "$row" integration.md || fail "integration.md lacks the row $row"
+done <"$work/tables"
+echo "ok: tables"
+
+# The examples run: the same clip through the loop and the measurement, and a camera of their own.
+../build/figures/camera_buffers >"$work/camera" || fail "camera_buffers"
+head -c $((320 * 240 * 3 / 2 * 4)) /dev/urandom >"$work/clip"
+../build/figures/nv21_loop 320 240 <"$work/clip" >"$work/steady" || fail "nv21_loop"
+cmp -s <(wc -c <"$work/clip") <(wc -c <"$work/steady") || fail "nv21_loop drops frames"
+../build/figures/motion_csv 320 360 <"$work/clip" >"$work/motion" || fail "motion_csv"
+[[ $(wc -l <"$work/motion") -eq 5 ]] || fail "motion_csv drops frames"
+echo "ok: examples run"

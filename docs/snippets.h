@@ -1,0 +1,19 @@
+/* What the pieces of code in the headers and documents take for granted; check.sh compiles each after it. */
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <dlfcn.h>
+
+#include "quorvel/camera.h"
+#include "quorvel/memory.h"
+#include "quorvel/pitch.h"
+#include "quorvel/stabilizer.h"
+#include "quorvel/threads.h"
+
+extern int next_frame(uint8_t *pFrame);
+extern void show(const uint8_t *pFrame);
+extern uint8_t *input, *frame, *y, *vu, *u, *v;
+extern int32_t width, height, row_stride, pixel_stride;
+extern int shared;
+extern char buffer[4096];

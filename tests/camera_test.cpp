@@ -1,0 +1,162 @@
+// The camera service's wrapper, with the log recorded line by line.
+#include <gtest/gtest.h>
+#include <stdarg.h>
+#include <string.h>
+
+#include <thread>
+
+#include "quorvel/camera.h"
+#include "support/faults.h"
+#include "support/run.h"
+
+namespace {
+
+// Each stream is driven by one thread here, so a thread's lines are its stream's.
+thread_local std::vector<std::string> lines;
+
+std::vector<std::string> TakeLines() {
+    std::vector<std::string> taken;
+    taken.swap(lines);
+    return taken;
+}
+
+std::string Param(int32_t width, int32_t height) {
+    return "3 ZEK, vs_param, mode=3, width=" + std::to_string(width) + ", height=" + std::to_string(height) +
+           ", format=1";
+}
+
+const std::string kInit = "3 ZEK, init_quorvel_videostabilizer", kCreate = "6 ZEK_API, CreateStabilizer";
+const std::string kUninit = "3 ZEK uninit_quorvel_videostabilizer", kDestroy = "6 ZEK_API, DestroyStabilizer";
+const std::string kUninitEnd = "3 ZEK uninit_quorvel_videostabilizer end";
+const std::string kFinish = "3 ZEK_API, StabilizeFrame finish";
+
+using Lines = std::vector<std::string>;
+
+struct Stream {
+    int32_t (*run)(uint8_t *, int32_t, int32_t);
+    int32_t (*uninit)();
+    std::string init, finish;
+};
+const Stream kPreview = {runVideoStabilizer, uninit_quorvel_videostabilizer, kInit, kFinish};
+const Stream kRecording = {runVideoStabilizer_recording, uninit_quorvel_videostabilizer_recording,
+                           kInit + "_recording", ""};
+
+Bytes Stabilized(const Stream &stream, const Bytes &frame, Size size) {
+    Guarded buffer(frame.size());
+    memcpy(buffer.Data(), frame.data(), frame.size());
+    EXPECT_EQ(stream.run(buffer.Data(), size.width, size.height), 0);
+    return Bytes(buffer.Data(), buffer.Data() + frame.size());
+}
+
+// Clips of several sizes through one stream: every frame as the packed calls give it, every line of the log.
+void DriveThroughSizes(const Stream &stream) {
+    bool first = true;
+    for (Size size : {Size{176, 144}, {320, 240}, {204, 98}, {176, 144}}) {
+        Runner packed({size, size, 1, 3, Entry::Same, 0});
+        const std::vector<Bytes> clip = ShakyClip(size, 3);
+        for (size_t i = 0; i < clip.size(); i++) {
+            ASSERT_EQ(Stabilized(stream, ToPairs(clip[i], size), size), packed.Push(clip[i]));
+            Lines want;
+            if (i == 0) {
+                want = {kUninit};
+                if (!first) want.push_back(kDestroy);
+                want.insert(want.end(), {kUninitEnd, stream.init, Param(size.width, size.height), kCreate, kInit});
+            }
+            if (!stream.finish.empty()) want.push_back(stream.finish);
+            ASSERT_EQ(TakeLines(), want) << size.width << " frame " << i;
+            first = false;
+        }
+    }
+    stream.uninit();
+    EXPECT_EQ(TakeLines(), (Lines{kUninit, kDestroy, kUninitEnd}));
+}
+
+TEST(Camera, BothStreamsAtOnceThroughSizeChanges) {
+    const int live = Faults::Live();
+    std::thread preview([] { DriveThroughSizes(kPreview); }), recording([] { DriveThroughSizes(kRecording); });
+    preview.join();
+    recording.join();
+    EXPECT_EQ(hVStabilizer, nullptr);
+    EXPECT_EQ(hVStabilizer_recording, nullptr);
+    EXPECT_EQ(output, nullptr);
+    EXPECT_EQ(output_recording, nullptr);
+    EXPECT_EQ(yuv420_recording, nullptr);
+    EXPECT_EQ(yuv420, nullptr);
+    EXPECT_EQ(Faults::Live(), live);
+}
+
+TEST(Camera, InitDefaultsAndSecondInit) {
+    EXPECT_EQ(init_quorvel_videostabilizer(0, 0), 0);
+    EXPECT_EQ(TakeLines(), (Lines{kInit, Param(1280, 720), kCreate, kInit}));
+    EXPECT_EQ(vs_param.lInWidth, 1280);
+    EXPECT_EQ(vs_param.lOutHeight, 720);
+    EXPECT_EQ(vs_param.lReserved, 1);
+    MVS_Context *handle = hVStabilizer;
+    uint8_t *lost = output; // by the second init, which keeps the handle
+    EXPECT_EQ(init_quorvel_videostabilizer(320, 240), 0);
+    EXPECT_EQ(TakeLines(), (Lines{kInit, Param(320, 240), kInit}));
+    EXPECT_EQ(hVStabilizer, handle);
+    EXPECT_NE(output, lost);
+    // The handle is still of the first size: a run of the stream's own size must not use it.
+    const Size size = {320, 240};
+    const Bytes frame = ToPairs(ShakyClip(size, 1)[0], size);
+    EXPECT_EQ(Stabilized(kPreview, frame, size), Runner({size, size, 1, 3, Entry::Same, 0}).Push(ToPlanar(frame, size)));
+    EXPECT_EQ(TakeLines(), (Lines{kUninit, kDestroy, kUninitEnd, kInit, Param(320, 240), kCreate, kInit, kFinish}));
+    uninit_quorvel_videostabilizer();
+    free(lost);
+}
+
+TEST(Camera, LeavesTheFrameWhereItCannotStabilize) {
+    const int live = Faults::Live();
+    const Size odd = {33, 20};
+    for (const Stream &stream : {kPreview, kRecording}) {
+        const Bytes frame = Noise(odd.Frame(), 3);
+        EXPECT_EQ(Stabilized(stream, frame, odd), frame); // no handle for odd widths
+        EXPECT_EQ(Stabilized(stream, frame, odd), frame);
+        TakeLines();
+        EXPECT_EQ(stream.run(nullptr, 320, 240), 0);
+        uint8_t one = 7;
+        EXPECT_EQ(stream.run(&one, -320, 240), 0);
+        EXPECT_EQ(stream.run(&one, 320, -1), 0);
+        EXPECT_EQ(stream.run(&one, 0, 0), 0);
+        EXPECT_EQ(TakeLines(), Lines());
+        EXPECT_EQ(one, 7);
+        stream.uninit();
+    }
+    EXPECT_EQ(init_quorvel_videostabilizer(-1, 5), 0);
+    EXPECT_EQ(init_quorvel_videostabilizer_recording(4, -5), 0);
+    EXPECT_EQ(hVStabilizer, nullptr);
+    EXPECT_EQ(Faults::Live(), live);
+}
+
+TEST(Camera, FailedAllocationsLeaveTheFrameOrCompleteIt) {
+    const Size size = {320, 240};
+    const std::vector<Bytes> clip = ShakyClip(size, 3);
+    for (const Stream &stream : {kPreview, kRecording})
+        for (int n = 1; n <= 24; n++) {
+            Faults::Reset();
+            Faults::FailAllocation(n);
+            for (const Bytes &planar : clip) {
+                const Bytes frame = ToPairs(planar, size), got = Stabilized(stream, frame, size);
+                const bool lumaMoved = !std::equal(got.begin(), got.begin() + size.Luma(), frame.begin());
+                const bool lumaIsOld = std::count(got.begin(), got.begin() + size.Luma(), 0) > size.Luma() / 2;
+                EXPECT_TRUE(got == frame || lumaMoved || &stream == &kRecording) << n;
+                EXPECT_FALSE(lumaIsOld) << n << ": a buffer that was never filled";
+            }
+            Faults::FailAllocation(0);
+            stream.uninit();
+        }
+    TakeLines();
+}
+
+} // namespace
+
+extern "C" int __android_log_print(int priority, const char *tag, const char *format, ...) {
+    char text[256];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof(text), format, args);
+    va_end(args);
+    lines.push_back(std::to_string(priority) + " " + (tag ? tag : "") + text);
+    return 1;
+}
