@@ -60,6 +60,8 @@ install(FILES ${package_dir}/quorvel-stabilizer.pc DESTINATION ${CMAKE_INSTALL_L
 set(QUORVEL_COMPONENTS library dev)
 if(TARGET quorvel_tool)
   list(APPEND QUORVEL_COMPONENTS tool)
+  # It does not use the wrapper: without the log it needs no path to it once it is installed.
+  target_link_options(quorvel_tool PRIVATE -Wl,--as-needed)
   install(TARGETS quorvel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   file(GLOB manuals CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
   if(manuals)

@@ -45,7 +45,7 @@ for example in "${examples[@]}"; do
 done
 echo "ok: ${#examples[@]} examples"
 
-# Relative links, without the part after #.
+# Relative links, without the part after #, that do not leave the tree.
 links=0
 while IFS=: read -r file target; do
     [[ -e $(dirname "$file")/${target%%#*} ]] || fail "$file links to $target, which is not there"
@@ -59,6 +59,10 @@ cmake -S .. -B ../build/figures -DQUORVEL_EXAMPLES=ON -DQUORVEL_TESTS=OFF -DQUOR
 while read -r row; do
     [[ -z $row ]] || grep -qxF -- "$row" integration.md || fail "integration.md lacks the row $row"
 done <"$work/tables"
+../build/figures/quorvel_figures "$work"
+read -r row col theta <"$work/blocks_motion.dat"
+grep -qF "the model is ($row, $col) pixels and $theta milliradians" how-it-works.md ||
+    fail "the model of the picture of block vectors is ($row, $col), $theta: run figures/draw.sh and correct the text"
 echo "ok: tables"
 
 # The examples run: the same clip through the loop and the measurement, and a camera of their own.

@@ -13,7 +13,8 @@
 
 extern int next_frame(uint8_t *pFrame);
 extern void show(const uint8_t *pFrame);
-extern uint8_t *input, *frame, *y, *vu, *u, *v;
-extern int32_t width, height, row_stride, pixel_stride;
+extern MVS_Context *stabilizer;
+extern uint8_t *input, *frame, *y, *vu, *out_y, *out_vu;
+extern int32_t width, height;
 extern int shared;
 extern char buffer[4096];

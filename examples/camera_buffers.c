@@ -67,9 +67,11 @@ static int32_t random_grey(int32_t row, int32_t column) {
 
 /* Clouds: random greys every 16 pixels, and what lies between them. */
 static uint8_t scene(int32_t y, int32_t x) {
-    const int32_t row = (y + 512) / 16, column = (x + 512) / 16, dy = (y + 512) % 16, dx = (x + 512) % 16;
+    const int32_t row = (y + 512) / 16, column = (x + 512) / 16, dy = (y + 512) % 16,
+                  dx = (x + 512) % 16;
     const int32_t above = random_grey(row, column) * (16 - dx) + random_grey(row, column + 1) * dx;
-    const int32_t below = random_grey(row + 1, column) * (16 - dx) + random_grey(row + 1, column + 1) * dx;
+    const int32_t below =
+        random_grey(row + 1, column) * (16 - dx) + random_grey(row + 1, column + 1) * dx;
     return (uint8_t)((above * (16 - dy) + below * dy) / 256);
 }
 
@@ -118,6 +120,7 @@ int main(void) {
     }
     QEL_MVS_DestroyStabilizerPitch(stabilizer);
     if (number == FRAMES && whole) return 0;
-    fprintf(stderr, "camera_buffers: %s\n", whole ? "cannot stabilize this camera" : "padding was written");
+    fprintf(stderr, "camera_buffers: %s\n",
+            whole ? "cannot stabilize this camera" : "padding was written");
     return 1;
 }

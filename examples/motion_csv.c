@@ -2,11 +2,11 @@
  * motion_csv WIDTH HEIGHT < luma > motion.csv
  *
  * How the camera moved, without a stabilized picture: for logs, for a lens or gimbal test, or to decide
- * whether a clip is worth stabilizing. Reads planes of luma, WIDTH * HEIGHT bytes each, and writes a line
- * for each: pixels, pixels, milliradians.
+ * whether a clip is worth stabilizing. Reads planes of luma, WIDTH * HEIGHT bytes each, and writes a
+ * line for each: pixels, pixels, milliradians.
  *
- * The measurement is that of a stabilizing handle. The smallest output there is, 2 x 2 pixels, makes the
- * warp free, and with planar frames of that size no chroma is read, so there need not be any.
+ * The measurement is that of a stabilizing handle. The smallest output there is, 2 x 2 pixels, makes
+ * the warp free, and with planar frames of that size no chroma is read, so there need not be any.
  */
 #include <stdio.h>
 #include <stdlib.h>

@@ -32,7 +32,8 @@ int main(int argc, char **argv) {
         QEL_MVS_SetFullChroma(stabilizer, 1); /* heights that are no multiple of 8 too */
         failed = stabilize(stabilizer, frame, size);
     } else {
-        fprintf(stderr, "usage: nv21_loop WIDTH HEIGHT < shaky.nv21 > steady.nv21 (even width, 2..16384)\n");
+        fprintf(stderr,
+                "usage: nv21_loop WIDTH HEIGHT < shaky.nv21 > steady.nv21 (even width, 2..16384)\n");
     }
     free(frame);
     QEL_MVS_DestroyStabilizer(stabilizer);

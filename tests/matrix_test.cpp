@@ -22,7 +22,7 @@ const Sizes kSizes[] = {
     {{320, 241}, {320, 241}}, {{321, 247}, {321, 247}}, {{320, 244}, {320, 244}}, {{240, 320}, {240, 320}},
     {{640, 480}, {640, 480}}, {{648, 484}, {648, 484}}, {{200, 160}, {176, 144}}, {{353, 289}, {319, 241}},
     {{360, 272}, {320, 240}}, {{480, 360}, {432, 324}}, {{160, 120}, {176, 144}}, {{320, 240}, {340, 262}},
-    {{330, 240}, {320, 244}}};
+    {{330, 240}, {320, 244}}, {{352, 240}, {320, 240}}};
 
 bool Large(Size s) { return s.width >= 320 && s.height >= 240; }
 
@@ -149,6 +149,20 @@ std::string SizesName(const testing::TestParamInfo<Sizes> &param) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, Matrix, testing::ValuesIn(kSizes), SizesName);
+
+TEST(Entries, MayBeMixed) {
+    const Size s = {320, 240};
+    const std::vector<Bytes> clip = ShakyClip(s, 8);
+    const Case c = {s, s, 1, 3, Entry::Diff, 0};
+    const RunResult plain = RunClip(c, clip);
+    Runner runner(c);
+    const Entry kOrder[8] = {Entry::SeparateDiff, Entry::Diff, Entry::SeparateSame, Entry::Same,
+                             Entry::Diff,         Entry::Same, Entry::SeparateDiff, Entry::Same};
+    for (size_t i = 0; i < 8; i++) {
+        runner.Use(kOrder[i]);
+        EXPECT_EQ(runner.Push(clip[i]), plain.frames[i]) << i;
+    }
+}
 
 TEST(Entries, FormatsThatAnEntryDoesNotTake) {
     const Size s = {64, 48};

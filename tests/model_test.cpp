@@ -115,6 +115,7 @@ TEST(Agreement, DropsWhatIsThreePixelsOff) {
     const int32_t kCases[][5] = {{0, 0, 0, 1, 0},           {3095, 0, 0, 1, 9354},   {3096, 0, 0, 0, 0},
                                  {0, -3095, 0, 1, 9354},    {0, -3096, 0, 0, 0},     {3245, 0, 640, 1, 9375},
                                  {3246, 0, 640, 0, 0},      {0, 2945, 640, 1, 9375}, {0, 2946, 640, 0, 0},
+                                 {-3096, 0, 0, 0, 0},       {0, 3096, 0, 0, 0},
                                  {-3095, 0, 1, 1, 9354}}; // a part of a unit is cut toward zero
     for (const auto &k : kCases) {
         MVS_BlockMV block = {1, 0, 0};
@@ -152,6 +153,9 @@ TEST(Agreement, FindsTheAngleFromBothSides) {
     EXPECT_EQ(fit.lTheta, 0);
     EXPECT_EQ(fit.lError, 50000);
     EXPECT_EQ(EstimateTheta(still, 64, 32, 0, 0, 0, 50000, 0, -1).lTheta, 0);
+    MVS_BlockMV uneven[20] = {}; // at 8 either way the error is 1; at 4 it is 0 upward and 1 downward
+    uneven[4] = uneven[13] = {1, 0, 0};
+    EXPECT_EQ(EstimateTheta(uneven, 640, 32, 21, 0, 0, 50000, 8, 4).lTheta, 4);
 }
 
 TEST(GlobalMotion, NeedsAFortiethOfTheBlocks) {

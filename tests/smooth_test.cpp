@@ -132,6 +132,7 @@ TEST(Smoothing, LimitedByTheMargins) {
                                  {48 * 1024, -64 * 1024, 0, -49152, 65536, 0},
                                  {0, -80 * 1024, 0, 0, 65536, 0},
                                  {0, 0, -20000, 0, 0, 5041},   // to 5716, then by 65536 / (832 * 5716 / 64)
+                                 {0, 0, 20000, 0, 0, -5041},
                                  {0, 0, 5000, 0, 0, -5000}};
     for (const auto &k : kCases) {
         InitKalmanFilter(ctx.get());

@@ -192,7 +192,7 @@ TEST(Shift, CropKeptInsideTheInput) {
     const Plane from(in.Frame(), 5);
     QEL_MVS_SetMode(ctx.get(), 1);
     const int32_t kComps[][4] = {{0, 0, 6, 8},       {1023, -1023, 6, 8},  {1024, -1024, 7, 7}, {-1500, 2047, 5, 9},
-                                 {-7000, -9000, 0, 0}, {90000, 90000, 13, 17}, {7168, 9216, 13, 17}};
+                                 {-7000, -9000, 0, 0}, {-90000, -90000, 0, 0}, {90000, 90000, 13, 17}, {7168, 9216, 13, 17}};
     for (const auto &k : kComps) {
         ctx->lCompRow = k[0];
         ctx->lCompCol = k[1];

@@ -37,14 +37,14 @@ using Handle = std::unique_ptr<MVS_Context, Deleter>;
 using Bytes = std::vector<uint8_t>;
 
 Handle MakeHandle(Size in, Size out) {
-    const MVS_InitParam param = {3,          in.width,   in.height,           out.width,
-                                 out.height, QEL_MVS_FORMAT_NV21, 0};
+    const MVS_InitParam param = {3, in.width, in.height, out.width, out.height, QEL_MVS_FORMAT_NV21, 0};
     return Handle(QEL_MVS_CreateStabilizer(&param));
 }
 
 class File {
-public:
-    File(const std::string &folder, const char *name) : mFile(fopen((folder + "/" + name).c_str(), "wb")) {
+  public:
+    File(const std::string &folder, const char *name)
+        : mFile(fopen((folder + "/" + name).c_str(), "wb")) {
         if (!mFile) throw std::string("cannot write ") + name + " to " + folder;
     }
     ~File() { fclose(mFile); }
@@ -52,7 +52,7 @@ public:
     File &operator=(const File &) = delete;
     operator FILE *() const { return mFile; }
 
-private:
+  private:
     FILE *mFile;
 };
 
@@ -104,8 +104,8 @@ PoseMotion CutOf(const MVS_MotionInfo &info) {
     return {Pixels(info.lCompRow), Pixels(info.lCompCol), info.lCompTheta / 65536.0};
 }
 
-// Columns: seconds, and three each of the camera's path, the sum of the measured motion, and the path that
-// the output shows: row and column in pixels, rotation in milliradians.
+// Columns: seconds, and three each of the camera's path, the sum of the measured motion, and the path
+// that the output shows: row and column in pixels, rotation in milliradians.
 void DrawPath(const std::string &folder) {
     const Size size = {1280, 720};
     const Scene scene(1);
@@ -173,8 +173,8 @@ void PasteObject(const Scene &scene, int x, int y, Size size, Bytes &luma) {
                (size_t)object.width);
 }
 
-// Columns: the block's centre and its vector. One file each for the blocks that the frame's motion rests
-// on, for those that the model dropped, and for those without a vector.
+// Columns: the block's centre and its vector. One file each for the blocks that the frame's motion
+// rests on, for those that the model dropped, and for those without a vector.
 void DrawBlocks(const std::string &folder) {
     const Size size = {768, 432};
     const Scene scene(1);
@@ -273,12 +273,16 @@ double MegabytesOf(Size size, bool inPlace, bool pitched) {
     const double before = MegabytesInUse();
     uint8_t *y = in.data(), *vu = y + size.Luma();
     uint8_t *outY = out.data(), *outVU = outY + size.Luma();
-    const MVS_PitchImage imageIn = {
-        QEL_MVS_FORMAT_NV21, size.width, size.height, {y, vu, vu, nullptr}, {size.width, size.width, 0, 0}};
+    const MVS_PitchImage imageIn = {QEL_MVS_FORMAT_NV21,
+                                    size.width,
+                                    size.height,
+                                    {y, vu, vu, nullptr},
+                                    {size.width, size.width, 0, 0}};
     MVS_PitchImage imageOut = imageIn;
     imageOut.pPlane[0] = outY;
     imageOut.pPlane[1] = imageOut.pPlane[2] = outVU;
-    const Handle handle = pitched ? Handle(QEL_MVS_CreateStabilizerPitch(imageIn)) : MakeHandle(size, size);
+    const Handle handle =
+        pitched ? Handle(QEL_MVS_CreateStabilizerPitch(imageIn)) : MakeHandle(size, size);
     for (int i = 0; i < 2; i++) {
         if (pitched)
             QEL_MVS_StabilizeFramePitch(handle.get(), imageIn, inPlace ? imageIn : imageOut);

@@ -4,6 +4,7 @@
  *
  * @code
  * MVS_PitchImage in = {QEL_MVS_FORMAT_NV21, 1280, 720, {y, vu, vu, 0}, {1536, 1536, 1536, 0}};
+ * MVS_PitchImage out = {QEL_MVS_FORMAT_NV21, 1280, 720, {out_y, out_vu, out_vu, 0}, {1280, 1280, 1280, 0}};
  * MVS_Context *stabilizer = QEL_MVS_CreateStabilizerPitch(in);
  * QEL_MVS_StabilizeFramePitch(stabilizer, in, out);
  * QEL_MVS_DestroyStabilizerPitch(stabilizer);

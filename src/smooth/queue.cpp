@@ -8,7 +8,7 @@ namespace {
 const float kMinBound = 5716.0f; // 5 degrees, Q16 radians
 
 // The rotation is bounded by what the margins allow, but never below 5 degrees: there the scale of all
-// three components keeps the crop inside.
+// three components brings the crop back.
 float ThetaBound(const MVS_Context *pCtx) {
     const float fByCol = (float)Quotient32(WrapMul32(pCtx->lCropX, 65536), pCtx->lOutHeight >> 1);
     const float fByRow = (float)Quotient32(WrapMul32(pCtx->lCropY, 65536), pCtx->lOutWidth >> 1);
@@ -22,7 +22,9 @@ float Reach(int32_t lOutSize, int32_t lMargin, float fAbsTheta, int32_t lShift) 
     return fSweep + (float)(lShift < 0 ? -(int64_t)lShift : (int64_t)lShift);
 }
 
-// Factor at which no corner reaches beyond the margins, at most 1.
+// Factor at which the reaches stay within the margins, at most 1. The sweep of an axis is formed from
+// that axis' own size, so at large angles a corner of a wide frame may stick out by a few rows: the
+// warp repeats the edge there.
 float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple st, float fTheta) {
     const float fAbsTheta = fTheta < 0 ? -fTheta : fTheta;
     const float fReachCol = Reach(pCtx->lOutWidth, pCtx->lCropX, fAbsTheta, st.lCol);

@@ -20,7 +20,7 @@ QEL_API MVS_MotionTriple KalmanFilterOnePos(MVS_Context *pCtx, int32_t lRow, int
 // Keeps a measured and a smoothed position within +-262142 without changing their difference.
 QEL_API void CheckKFPos(int64_t *pMeasPos, int64_t *pPos);
 
-// One filter step, limited so that the moved and turned crop stays inside the input.
+// One filter step, limited to what the margins allow the moved and turned crop.
 QEL_API MVS_MotionTriple AddGmvQueueM3(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta);
 
 // Tells the filters that the compensation old was limited to new.

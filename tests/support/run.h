@@ -49,7 +49,8 @@ public:
     explicit Runner(const Case &c, Guarded::Side side = Guarded::kAtEnd);
     bool Ready() const { return mHandle != nullptr; } // false: no handle, or no such mode for these sizes
     MVS_Context *Context() const { return mHandle.get(); }
-    Bytes Push(const Bytes &planar); // one frame
+    void Use(Entry entry) { mCase.entry = entry; } // from now on
+    Bytes Push(const Bytes &planar);               // one frame
     MVS_MotionInfo Motion() const;
 
 private:
