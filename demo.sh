@@ -43,7 +43,8 @@ cmake --build "$build" --parallel "$(nproc)" --target \
 
 mkdir -p "$out"
 step "Making a shaky clip"
-timed "$build/quorvel-clipgen" "$out/shaky.nv21" --truth "$out/truth.csv" --size "$size" --frames "$frames"
+timed "$build/quorvel-clipgen" "$out/shaky.nv21" --truth "$out/truth.csv" \
+    --size "$size" --frames "$frames"
 echo "$out/shaky.nv21: $frames frames in $seconds s"
 
 step "Stabilizing it"
@@ -58,7 +59,8 @@ step "Side by side"
 "$build/quorvel-compare" --size "$size" "$out/shaky.nv21" "$out/steady.nv21" "$out/side-by-side.y4m"
 movie="$out/side-by-side.y4m"
 if command -v ffmpeg >/dev/null 2>&1; then
-    if ffmpeg -v error -y -i "$movie" -pix_fmt yuv420p -preset veryfast -crf 20 "$out/side-by-side.mp4"; then
+    if ffmpeg -v error -y -i "$movie" -pix_fmt yuv420p -preset superfast -crf 20 \
+        "$out/side-by-side.mp4"; then
         movie="$movie, $out/side-by-side.mp4"
     else
         echo "ffmpeg could not make an MP4 of it; the Y4M file is there all the same."

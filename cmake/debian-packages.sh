@@ -37,7 +37,7 @@ need_packages() {
     mapfile -t missing < <(missing_packages "$@")
     [ "${#missing[@]}" -eq 0 ] && return 0
     echo "Installing Debian packages: ${missing[*]}" >&2
-    # Lists may be missing or old on a fresh machine; an update that fails need not stop the installation.
+    # Package lists may be missing or old; an update that fails need not stop the installation.
     if { as_root apt-get update -qq || true; } &&
         as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
             "${missing[@]}" >&2 && [ -z "$(missing_packages "$@")" ]; then

@@ -43,6 +43,7 @@ install(FILES ${package_dir}/QuorvelStabilizerConfig.cmake
 file(RELATIVE_PATH QUORVEL_PC_PREFIX /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
 string(REGEX REPLACE "/$" "" QUORVEL_PC_PREFIX ${QUORVEL_PC_PREFIX})
 set(QUORVEL_PC_LIBS_PRIVATE "-pthread")
+set(log_folder)
 set(log_package)
 if(QUORVEL_LOG STREQUAL "android" AND QUORVEL_CAMERA)
   if(ANDROID)
@@ -60,8 +61,7 @@ install(FILES ${package_dir}/quorvel-stabilizer.pc DESTINATION ${CMAKE_INSTALL_L
 set(QUORVEL_COMPONENTS library dev)
 if(TARGET quorvel_tool)
   list(APPEND QUORVEL_COMPONENTS tool)
-  # It does not use the wrapper: without the log it needs no path to it once it is installed.
-  target_link_options(quorvel_tool PRIVATE -Wl,--as-needed)
+  set_target_properties(quorvel_tool PROPERTIES INSTALL_RPATH "${log_folder}")
   install(TARGETS quorvel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   file(GLOB manuals CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
   if(manuals)
@@ -79,7 +79,8 @@ foreach(component IN LISTS QUORVEL_COMPONENTS)
   install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${${component}_package}
     RENAME copyright COMPONENT ${component})
 endforeach()
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "The shared library: one frame in, one steady frame out, without delay.")
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+  "The shared library: one frame in, one steady frame out, without delay.")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "Headers, the static library, and descriptions for CMake and pkg-config.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "The command line tool: stabilizes video files and streams.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The stabilizer's one shared record: every stage takes it first and finds its input and output in it.
 #pragma once
 

@@ -158,6 +158,11 @@ TEST(Handle, NullFramesAreNoFrames) {
         QEL_MVS_StabilizeFrameEx(ctx, &noPrevious);
         EXPECT_EQ(kept, frame);
         EXPECT_EQ(ctx->lFrameCount, 1);
+        const MVS_FrameTriple whole = {frame.data(), frame.data(), p};
+        QEL_MVS_StabilizeFrameEx(ctx, &whole); // names its frames for the call only
+        EXPECT_EQ(ctx->lFrameCount, 2);
+        EXPECT_EQ(ctx->pCurFrame, nullptr);
+        EXPECT_EQ(ctx->pOutFrame, nullptr);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include "motion/motion.h"
 #include "pipeline/pipeline.h"
 #include "support/run.h"
 #include "warp/warp.h"
@@ -69,6 +70,22 @@ TEST(Pipeline, ModeTwoRotatesFromSeventeenOn) {
         const bool rotates = theta == 17 || theta == -17;
         EXPECT_EQ(got, d.Warp(rotates ? StabilizeFrameM2F0 : StabilizeFrameM1F0, frame, {0, 0, theta})) << theta;
         EXPECT_NE(got, d.Warp(rotates ? StabilizeFrameM1F0 : StabilizeFrameM2F0, frame, {0, 0, theta})) << theta;
+    }
+}
+
+TEST(Pipeline, BlockSizeByTheWidth) {
+    for (int32_t width : {200, 201}) {
+        const Size s = {width, 160};
+        const Handle handle = MakeHandle(s);
+        MVS_Context *ctx = handle.get();
+        const Bytes cur = Render(s, {0, 0, 0});
+        const size_t bytes = (size_t)ctx->lBlockNum * sizeof(MVS_BlockMV);
+        EXPECT_EQ(BlockMotionEstimation(ctx, cur.data(), cur.data()), 1);
+        std::vector<uint8_t> records(bytes);
+        memcpy(records.data(), ctx->pBlockMV, bytes);
+        memset(ctx->pBlockMV, 0, bytes);
+        EXPECT_EQ((width == 200 ? BlockME16F0 : BlockME32F0)(ctx, cur.data(), cur.data()), 1);
+        EXPECT_EQ(0, memcmp(records.data(), ctx->pBlockMV, bytes));
     }
 }
 

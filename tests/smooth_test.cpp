@@ -149,6 +149,14 @@ TEST(Smoothing, LimitedByTheMargins) {
         EXPECT_EQ(s.llPos, k[3] + k[0]); // the path remembers the limit
         EXPECT_EQ(s.llVel, (int64_t)(k[3] + k[0]) * s.llP10 / s.llP00);
     }
+    ctx->lCropX = 100; // the bound of the angle alone: the margins would allow 4388, or 8233 by the scale
+    ctx->lCropY = 60;
+    for (int32_t theta : {-20000, 20000}) {
+        InitKalmanFilter(ctx.get());
+        ctx->pSideBlock->lGainShiftTheta = 62;
+        const MVS_MotionTriple st = AddGmvQueueM3(ctx.get(), 0, 0, theta);
+        EXPECT_EQ(st.lTheta, theta < 0 ? 5716 : -5716);
+    }
     EXPECT_EQ(SmoothGlobalMotionM3(ctx.get(), 2), 1); // anything but 1 starts anew
     EXPECT_EQ(ctx->lCompTheta, 0);
     EXPECT_EQ(ctx->pSideBlock->stAxisRow.st.llMeasPos, 0);

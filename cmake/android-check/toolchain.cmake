@@ -14,7 +14,8 @@ foreach(language C CXX)
   set(CMAKE_${language}_COMPILER_TARGET ${ANDROID_CHECK_TARGET})
   set(CMAKE_${language}_FLAGS_INIT "-nostdlibinc -isystem ${CMAKE_CURRENT_LIST_DIR}/include")
 endforeach()
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wno-unused-command-line-argument -fuse-ld=lld -nostdlib -L${ANDROID_CHECK_ROOT}/lib -lc")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT
+  "-Wno-unused-command-line-argument -fuse-ld=lld -nostdlib -L${ANDROID_CHECK_ROOT}/lib -lc")
 
 set(CMAKE_FIND_ROOT_PATH ${CMAKE_CURRENT_LIST_DIR} ${ANDROID_CHECK_ROOT})
 foreach(kind LIBRARY INCLUDE PACKAGE)

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
  * The camera service's wrapper: two streams of NV21 frames, preview and recording, stabilized in place

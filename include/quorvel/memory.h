@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
  * Memory services: the process heap, or a pool laid out over a buffer of the caller's own.

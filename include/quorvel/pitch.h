@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
  * Stabilization of frames whose rows are longer than the picture and whose planes lie anywhere.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
  * Real-time video stabilization, one frame in, one steady frame out.

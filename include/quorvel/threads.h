@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
  * Events and threads: the thin layer over POSIX threads that the library's shared jobs use.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the rooms of the public interface share; the exported calls are in include/quorvel/.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The camera service's two streams.
 #include "quorvel/camera.h"
 

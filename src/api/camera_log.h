@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The log that the camera service reads: the platform's, or lines on stderr where there is none.
 #pragma once
 

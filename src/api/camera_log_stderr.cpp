@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "api/camera_log.h"
 
 #include <stdarg.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Interleaved V,U pairs to planes and back.
 #include <stddef.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Frame calls whose frames are one buffer each.
 #include "api/api.h"
 

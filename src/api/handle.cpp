@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Life of a handle: creation, settings, destruction.
 #include "api/api.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Frames with pitches: gathered into a packed frame of the handle's, stabilized there, scattered back.
 #include "quorvel/pitch.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The road of one frame: keep what the next frame needs, bring the chroma where the stages expect it.
 #include "api/api.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Frame calls whose luma and chroma come by separate pointers.
 #include "api/api.h"
 

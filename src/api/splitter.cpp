@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Before/after in one picture.
 #include "quorvel/memory.h"
 #include "quorvel/stabilizer.h"

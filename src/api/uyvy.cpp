@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Between I420 and packed UYVY, for callers whose camera or display has only that.
 #include <stddef.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // How well the block vectors agree with a model of translation and rotation.
 #include "model/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The frame's motion from its block vectors.
 #include "model/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Global motion model: one translation and one rotation for the frame, from its block vectors.
 //
 // Translations are Q10 pixels, rotations Q16 radians, row before column.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A first estimate of the frame's rotation: slopes of block rows on large frames, a median on small
 // ones.
 #include "model/model.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One translation from the block vectors: histograms, their medians, and the mean around the medians.
 #include "model/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // All blocks of a frame: the 32-pixel grid shared out by rows, the 16-pixel grid on the calling thread.
 #include "motion/motion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The search of one block: steepest descent by single pixels, and the verdict on what it found.
 #include "motion/motion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One whole-pixel shift for the whole frame, by descent over a sparse grid of luma samples.
 #include "motion/motion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The price of one block position. The patterns are sparse and fixed: the search's bounds are set for
 // them.
 #include "motion/motion.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sums of absolute differences by sixteen bytes at a time.
 #include "motion/cost_table.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The cost kernels that the searches use: the portable functions of motion.h, or twins that equal them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Motion estimation: how the picture moved between the previous and the current luma plane.
 //
 // Vectors point from the current frame into the previous one, in whole pixels. Planes are lInWidth x

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One driver a mode: measure, smooth, compensate.
 #include "pipeline/pipeline.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The road of one frame through the stages, one driver a mode.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "platform/cpu.h"
 
 #ifdef QEL_X86

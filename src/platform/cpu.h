@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Which vector instructions the library may use.
 //
 // Every stage keeps a portable form of its kernels, which defines the result, and twins that equal it

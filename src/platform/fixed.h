@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Fixed-point helpers. Where a result keeps its low bits only, it is formed here, in unsigned
 // arithmetic.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A job shared out between the calling thread and three workers that live no longer than the job.
 #pragma once
 

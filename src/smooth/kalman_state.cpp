@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The smoother's starting state.
 #include "smooth/smooth.h"
 

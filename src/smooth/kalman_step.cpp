@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One frame of the smoother: a predict/correct cycle an axis, and the choice of the gains for the next.
 #include "smooth/smooth.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // From the measured motion to a compensation that keeps the crop inside the frame.
 #include "smooth/smooth.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Motion smoothing: the measured camera path to the compensation of each frame.
 //
 // One filter an axis follows the accumulated path; smoothed minus measured path is what the frame must

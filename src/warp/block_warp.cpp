@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The passes of the block warp that run on one thread.
 #include "warp/block_warp.h"
 

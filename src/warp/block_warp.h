@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Rows of 4x4 blocks of one plane: each block's corner is mapped, its samples come from a fixed kernel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Mode 3: which warp a frame takes, and the block passes that are shared out between participants.
 #include "warp/warp.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Where output samples come from: the affine map of a frame, and positions kept inside a plane.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "warp/mapping_kernels.h"
 
 namespace {

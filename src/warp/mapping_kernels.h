@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The 7-to-8 resampling of one 4x4 block, one kernel a start phase.
 //
 // Output sample k of an axis lies 7k/8 input samples behind the block's corner, taken down to a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "warp/pixel_kernels.h"
 
 #include "platform/fixed.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Bilinear samples in quarter pixels along a row of output pixels.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Eight pixels a step: positions in vectors, the two rows of each pixel's square by gathers of four
 // bytes.
 #include "warp/pixel_kernels.h"

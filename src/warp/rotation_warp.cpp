@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The warp that maps every output pixel: mode 2, small frames of mode 3, and unequal sizes.
 #include "warp/warp.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Runs of blocks, resampled in one go.
 //
 // Along a row of blocks the column position advances by 3.5 input samples a block, so column phases

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Runs with table look-ups, as words like the x86 form: horizontally in quarters, vertically in
 // sixteenths.
 #include "warp/run_kernels.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Runs with byte shuffles: horizontally first, as words in quarters (at most 1020), then vertically in
 // sixteenths (at most 4080), so that the sum is truncated once.
 #include "warp/run_kernels.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The crop moved by whole pixels: a copy of rows.
 #include "warp/warp.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Frame compensation: the output frame from the input frame and lComp*.
 //
 // Every warp follows one affine map. The Q10 input position of output pixel (x, y) is

@@ -10,9 +10,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # Types come from debug information. The log is no part of the ABI.
-{ cmake -S "$source_dir" -B "$work/build" -DCMAKE_BUILD_TYPE=Debug -DQUORVEL_LOG=stderr -DQUORVEL_TESTS=OFF \
-    -DQUORVEL_TOOL=OFF -DCMAKE_CXX_FLAGS="-ffile-prefix-map=$source_dir/=" && cmake --build "$work/build" -j2 --target quorvel_shared; } >"$work/log" 2>&1 ||
-    { cat "$work/log"; exit 1; }
+{
+    cmake -S "$source_dir" -B "$work/build" -DCMAKE_BUILD_TYPE=Debug -DQUORVEL_LOG=stderr \
+        -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DCMAKE_CXX_FLAGS="-ffile-prefix-map=$source_dir/=" &&
+        cmake --build "$work/build" -j2 --target quorvel_shared
+} >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 # Types that no public header defines are opaque: their layout may change. Names of files and parameters
 # may change too.
 abidw --headers-dir "$source_dir/include/quorvel" --drop-private-types --exported-interfaces-only \

@@ -39,10 +39,12 @@ for target in aarch64-linux-android24 armv7a-linux-androideabi24 x86_64-linux-an
     mkdir -p "$root/lib"
     grep -v ^__android "$work/allowed" | stand_in $target "$root/lib/libc.so"
     grep ^__android "$work/allowed" | stand_in $target "$root/lib/liblog.so"
-    { cmake -S "$source_dir" -B "$root/build" --toolchain "$check_dir/toolchain.cmake" \
-        -DANDROID_CHECK_TARGET=$target -DANDROID_CHECK_ROOT="$root" -DCMAKE_BUILD_TYPE=Release \
-        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DQUORVEL_WERROR=ON &&
-        cmake --build "$root/build" -j2 --target quorvel_shared quorvel_static; } >"$work/log" 2>&1 || { cat "$work/log"; fail "build for $target"; }
+    {
+        cmake -S "$source_dir" -B "$root/build" --toolchain "$check_dir/toolchain.cmake" \
+            -DANDROID_CHECK_TARGET=$target -DANDROID_CHECK_ROOT="$root" -DCMAKE_BUILD_TYPE=Release \
+            -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DQUORVEL_WERROR=ON &&
+            cmake --build "$root/build" -j2 --target quorvel_shared quorvel_static
+    } >"$work/log" 2>&1 || { cat "$work/log"; fail "build for $target"; }
 
     library=$root/build/libQuorvelStabilizer.so
     [[ ! -L $library ]] || fail "$target: the library's file name has a version"

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# check_headers.sh: every public header compiles alone, twice included, in old and new C and C++.
+# check_headers.sh: every public header compiles alone, twice included, in old and new C and C++. And every
+# source names its licence.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 # A C89 compiler sees such a comment only where the macro with it is used.
-! grep -n '//' include/quorvel/*.h || { echo "FAILED: comments of C++"; exit 1; }
+! grep -nE '(^|[^:])//' include/quorvel/*.h || { echo "FAILED: // comments"; exit 1; }
 count=0
 for header in include/quorvel/*.h; do
     name=${header#include/}
@@ -16,4 +17,7 @@ for header in include/quorvel/*.h; do
         count=$((count + 1))
     done
 done
+missing=$(find include src -name '*.h' -o -name '*.cpp' |
+    while read -r file; do head -1 "$file" | grep -q 'SPDX-License-Identifier: BSD-2-Clause' || echo "$file"; done)
+[[ -z $missing ]] || { echo "FAILED: first line is no licence line:" $missing; exit 1; }
 echo "ok: $count compilations"

@@ -33,19 +33,13 @@ const char kExamples[] = "Examples:\n"
                          "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
                          "  quorvel-clipgen --format y4m --size 640x360 --frames 90 shaky.y4m";
 
-std::string CheckSize(const std::string &text) {
-    PictureSize size;
-    if (ParseSize(text, size) && IsEven(size)) return "";
-    return "'" + text + "' is no size, give WxH with even sides up to " + std::to_string(kMaxSide);
-}
-
 void AddOptions(CLI::App &app, Options &options) {
     app.add_option("OUTPUT", options.output, "Clip to write, - for standard output")->required();
     app.add_option("--truth", options.truthPath, "Write the camera's path to this CSV file")
         ->type_name("FILE");
     app.add_option("--size", options.size, "Picture size")
         ->type_name("WxH")
-        ->check(CheckSize)
+        ->check(EvenSizeFault)
         ->capture_default_str();
     app.add_option("--frames", options.frames)->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--fps", options.framesPerSecond)->check(CLI::Range(1, 1000))->capture_default_str();

@@ -24,22 +24,16 @@ struct Options {
     int framesPerSecond = 30;
 };
 
-std::string CheckSize(const std::string &text) {
-    PictureSize size;
-    if (ParseSize(text, size) && IsEven(size)) return "";
-    return "'" + text + "' is no size, give WxH with even sides up to " + std::to_string(kMaxSide);
-}
-
 void AddOptions(CLI::App &app, Options &options) {
     app.add_option("BEFORE", options.before, "Clip for the left side")->required();
     app.add_option("AFTER", options.after, "Clip for the right side")->required();
     app.add_option("OUTPUT", options.output, "Y4M file to write, - for standard output")->required();
     app.add_option("--size", options.size, "The clips are raw frames of this size (else they are Y4M)")
         ->type_name("WxH")
-        ->check(CheckSize);
+        ->check(EvenSizeFault);
     app.add_option("--after-size", options.afterSize, "Size of AFTER where it differs")
         ->type_name("WxH")
-        ->check(CheckSize)
+        ->check(EvenSizeFault)
         ->needs("--size");
     app.add_option("--format", options.format, "Layout of raw frames: nv21 or i420")
         ->check(CLI::IsMember({"nv21", "i420"}))

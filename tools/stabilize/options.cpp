@@ -35,28 +35,19 @@ std::string VersionLine() {
     return std::string(kProgram) + " " + version.Version;
 }
 
-// The text of a size option as an even size, or why it is none.
-std::string CheckSize(const std::string &text) {
-    PictureSize size;
-    if (!ParseSize(text, size))
-        return "'" + text + "' is no size, give WxH with sides up to " + std::to_string(kMaxSide);
-    if (!IsEven(size)) return text + " has an odd side, 4:2:0 frames need even ones";
-    return "";
-}
-
 void AddOptions(CLI::App &app, Options &options, RawArguments &raw) {
     app.add_option("INPUT", options.input, "Video to read, - for standard input")->required();
     app.add_option("OUTPUT", options.output, "Video to write, - for standard output")->required();
     app.add_option("--size", raw.size, "Input is raw frames of this size (else it is Y4M)")
         ->type_name("WxH")
-        ->check(CheckSize);
+        ->check(EvenSizeFault);
     app.add_option("--format", raw.format, "Layout of raw frames: nv21 (default) or i420")
         ->type_name("NAME")
         ->check(CLI::IsMember({"nv21", "i420"}))
         ->needs("--size");
     app.add_option("--out-size", raw.outSize, "Size of the output (default: as the input)")
         ->type_name("WxH")
-        ->check(CheckSize);
+        ->check(EvenSizeFault);
     app.add_option(
            "--mode", options.mode,
            "1 shift by whole pixels, 2 and rotate when needed, 3 shift, rotate and zoom (default); "

@@ -22,6 +22,14 @@ bool ParseSize(const std::string &text, PictureSize &size) {
     return true;
 }
 
+std::string EvenSizeFault(const std::string &text) {
+    PictureSize size;
+    if (!ParseSize(text, size))
+        return "'" + text + "' is no size, give WxH with sides up to " + std::to_string(kMaxSide);
+    if (!IsEven(size)) return text + " has an odd side, 4:2:0 frames need even ones";
+    return "";
+}
+
 std::string SizeText(PictureSize size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }

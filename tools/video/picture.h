@@ -31,6 +31,10 @@ const int kMaxSide = 16384;
 
 // "640x480", digits only, both sides 1..kMaxSide.
 bool ParseSize(const std::string &text, PictureSize &size);
+
+// Why the text of a size option is no even size; empty when it is one.
+std::string EvenSizeFault(const std::string &text);
+
 std::string SizeText(PictureSize size);
 
 // Plain decimal digits, 1..limit.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /* What the library uses of Android's threads, declared for check builds without the NDK. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /* Takes the path of the library. */
 #include <dlfcn.h>
 #include <quorvel/stabilizer.h>

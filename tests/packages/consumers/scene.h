@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /* A picture that all consumers stabilize, so that their results can be compared. C89 and C++. */
 #ifndef SCENE_H
 #define SCENE_H
