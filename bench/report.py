@@ -105,8 +105,8 @@ def goals(r):
 def goal_table(r):
     rows = []
     for text, value, must, aim in goals(r):
-        # A few small records come on top of the planes.
-        slack = 0.02 if text.startswith("heap") else 0
+        # The planes come with small records: block vectors, histograms, samples of the coarse search.
+        slack = 0.06 if text.startswith("heap") else 0
         state = "missed" if value > must + slack else \
             "reached" if aim is None or value <= aim else "within the limit"
         rows.append((text, f"{value:.2f}", f"{must:g}", "" if aim is None else f"{aim:g}", state))
@@ -134,7 +134,7 @@ def size_table(r):
         rows.append((size, fmt, "separate", f"{time:.0f}", f"{1000 * time / pixels('1080p'):.2f}",
                      f"{time / r.cpu('floor/memcpy/1080p'):.1f}",
                      f"{time / r.cpu('floor/nv12scale/1080p'):.2f}"))
-    return table(("size", "format", "buffers", "CPU us a frame", "ns a pixel", "in copies of the frame",
+    return table(("size", "format", "buffers", "CPU µs a frame", "ns a pixel", "in copies of the frame",
                   "in scaler units"), rows)
 
 
@@ -153,8 +153,8 @@ def stage_table(r):
     rows.append(["all", f"{totals['four participants']:.0f}", "100 %",
                  f"{totals['four participants'] / copy:.2f}"] +
                 [f"{totals[text]:.0f}" for text in list(where)[1:]])
-    return table(["stage", "1080p, us", "share", "in copies of the frame", "1080p, one participant, us",
-                  "720p, us", "1080p to 1792x984, us"], rows)
+    return table(["stage", "1080p, µs", "share", "in copies of the frame", "1080p, one participant, µs",
+                  "720p, µs", "1080p to 1792x984, µs"], rows)
 
 
 def level_table(r):
@@ -165,7 +165,7 @@ def level_table(r):
     scale = r.cpu("floor/nv12scale/1080p")
     rows.append(["in scaler units"] +
                 [f"{r.cpu(f'frame/1080p/nv21/level_{level}') / scale:.2f}" for level in found])
-    return table(["1080p, CPU us"] + found, rows)
+    return table(["1080p, CPU µs"] + found, rows)
 
 
 def roll_table(r):
@@ -177,8 +177,8 @@ def roll_table(r):
         most = r.median(f"frame/1080p/nv21/{name}", "roll_max_mrad") if name else None
         rows.append((roll, f"{luma:.0f}", f"{chroma:.0f}", f"{frame:.0f}" if name else "",
                      f"{most:.1f}" if name else ""))
-    return table(("roll, mrad", "warp luma at this roll, us", "warp chroma, us",
-                  "frame under hand shake with +- this roll, us", "largest roll compensated, mrad"), rows)
+    return table(("roll, mrad", "warp luma at this roll, µs", "warp chroma, µs",
+                  "frame under hand shake with +- this roll, µs", "largest roll compensated, mrad"), rows)
 
 
 def kernel_table(r):
@@ -208,8 +208,8 @@ def thread_table(r):
         four, one = f"frame/{name}/nv21/separate", f"frame/{name}/nv21/one_participant"
         rows.append((name, f"{r.median(four, 'threads'):.0f}", f"{r.cpu(four):.0f}", f"{r.cpu(one):.0f}",
                      f"{r.wall(four):.0f}", f"{r.wall(one):.0f}"))
-    return table(("NV21", "threads started a frame", "CPU us", "CPU us, one participant", "wall us",
-                  "wall us, one participant"), rows)
+    return table(("NV21", "threads started a frame", "CPU µs", "CPU µs, one participant", "wall µs",
+                  "wall µs, one participant"), rows)
 
 
 def core_text(r):
@@ -221,18 +221,18 @@ def core_text(r):
     share = serial / sum(r.median(stages, s) for s in STAGES)
     return (f"Serial stages are {100 * share:.0f} % of a 1080p frame with one participant, so that two "
             f"cores could bring it to {(1 + share) / 2:.2f} at best. Four participants take "
-            f"{one:.0f} us of wall time ({cpu_one:.0f} us of CPU time) on one core and {two:.0f} us "
-            f"({cpu_two:.0f} us of CPU time) on two. Creating and joining three threads takes "
-            f"{r.cpu('threads/create_and_join_three'):.0f} us of CPU time.\n")
+            f"{one:.0f} µs of wall time ({cpu_one:.0f} µs of CPU time) on one core and {two:.0f} µs "
+            f"({cpu_two:.0f} µs of CPU time) on two. Creating and joining three threads takes "
+            f"{r.cpu('threads/create_and_join_three'):.0f} µs of CPU time.\n")
 
 
 def worst_table(r):
     rows = [(kind, k["frames"], f"{k['median_us']:.0f}", f"{k['worst_us']:.0f}")
             for kind, k in r.worst["kinds"].items()]
     rows.append(("all", r.worst["frames"], f"{r.worst['median_us']:.0f}", f"{r.worst['worst_us']:.0f}"))
-    return table(("kind of frame, 1080p NV21", "frames", "median CPU us", "worst CPU us"), rows) + \
+    return table(("kind of frame, 1080p NV21", "frames", "median CPU µs", "worst CPU µs"), rows) + \
         (f"\nA frame counts with the median of its {r.worst['plays']} plays; the longest single "
-         f"measurement was {r.worst['worst_single_measurement_us']:.0f} us.\n")
+         f"measurement was {r.worst['worst_single_measurement_us']:.0f} µs.\n")
 
 
 def memory_table(r):
@@ -273,8 +273,8 @@ def machine_text(r):
     caches = ", ".join(f"{c['type'][0]}{c['level']} {c['size'] // 1024} KB" for c in r.context["caches"])
     return (f"{cpu}, {r.context['num_cpus']} cores ({caches}), {system}, compiler "
             f"{r.context['compiler']}, release build, vector level {r.context['vector_level']}; "
-            f"{r.repetitions} repetitions in random order, medians. System load over 1, 5 and 15 minutes "
-            + ", ".join(r.load) + ".\n")
+            f"{r.repetitions} repetitions in random order, medians. System load (1, 5, 15 minutes) "
+            f"{r.load[0]} before and {r.load[1]} after.\n")
 
 
 def report(r):

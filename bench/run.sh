@@ -18,7 +18,7 @@ if [ ! -x "$build/quorvel-bench" ]; then
 fi
 rm -rf "$results"
 mkdir -p "$results"
-echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)" | tee "$results/load.txt"
+cut -d' ' -f1-3 /proc/loadavg >"$results/load.txt"
 
 # Repetitions of all benchmarks are mixed, so that a disturbance does not fall on one side of a ratio.
 "$build/quorvel-bench" --benchmark_enable_random_interleaving=true \
@@ -35,7 +35,7 @@ for size in "${sizes[@]}"; do
 done
 "$build/quorvel-bench-memory" 1920 1080 nv21 separate 1792 984 >"$results/memory-unequal.json"
 "$build/quorvel-bench-memory" 1920 1076 nv21 separate >"$results/memory-odd.json"
-echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)" | tee -a "$results/load.txt"
+cut -d' ' -f1-3 /proc/loadavg >>"$results/load.txt"
 
 python3 bench/report.py "$results" "$results/report"
 cat "$results/report.md"

@@ -83,10 +83,10 @@ file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n 
 
 add_library(quorvel_shared SHARED $<TARGET_OBJECTS:quorvel_objects>)
 target_link_libraries(quorvel_shared PRIVATE quorvel_library_flags Threads::Threads)
-# --as-needed: no C++ runtime at load time. 16384: loads on kernels with 16 KB pages too. -Bsymbolic: the
-# wrapper's globals stay its own, whatever a program calls its variables.
+# --as-needed, -static-libgcc: no compiler's runtime at load time. 16384: loads on kernels with 16 KB pages
+# too. -Bsymbolic: the wrapper's globals stay its own, whatever a program calls its variables.
 target_link_options(quorvel_shared PRIVATE
-  -Wl,--version-script=${version_script} -Wl,--as-needed -Wl,-Bsymbolic
+  -Wl,--version-script=${version_script} -Wl,--as-needed -static-libgcc -Wl,-Bsymbolic
   -Wl,-z,max-page-size=16384 -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 if(NOT QUORVEL_SANITIZE)
   target_link_options(quorvel_shared PRIVATE -Wl,-z,defs)

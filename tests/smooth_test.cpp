@@ -8,7 +8,11 @@
 
 namespace {
 
-using Wide = __int128; // no product of the filter overflows it, and / rounds toward zero
+#ifdef __SIZEOF_INT128__
+using Wide = __int128;
+#else
+using Wide = int64_t;
+#endif // no product of the filter overflows it, and / rounds toward zero
 
 struct Filter {
     Wide x = 0, v = 0, z = 0, q, r, p[4], limit;
@@ -151,7 +155,7 @@ TEST(Smoothing, LimitedByTheMargins) {
     }
     ctx->lCropX = 100; // the bound of the angle alone: the margins would allow 4388, or 8233 by the scale
     ctx->lCropY = 60;
-    for (int32_t theta : {-20000, 20000}) {
+    for (int32_t theta : {-20000, -8000, 8000, 20000}) {
         InitKalmanFilter(ctx.get());
         ctx->pSideBlock->lGainShiftTheta = 62;
         const MVS_MotionTriple st = AddGmvQueueM3(ctx.get(), 0, 0, theta);
