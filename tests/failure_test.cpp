@@ -58,7 +58,8 @@ TEST_P(FailingFrame, EveryAllocation) {
             Bytes untouched((size_t)c.out.Frame(), kUntouched);
             if (c.entry == Entry::Same || c.entry == Entry::SeparateSame)
                 untouched = c.format ? ToPairs(clip[k], c.in) : clip[k];
-            for (auto part : {std::pair<int32_t, int32_t>{0, c.out.Luma()}, {c.out.Luma(), c.out.Frame()}})
+            for (auto part :
+                 {std::pair<int32_t, int32_t>{0, c.out.Luma()}, {c.out.Luma(), c.out.Frame()}})
                 EXPECT_TRUE(SamePart(got, untouched, part.first, part.second) ||
                             SamePart(got, good.frames[k], part.first, part.second) ||
                             SamePart(got, centred, part.first, part.second))

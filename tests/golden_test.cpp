@@ -1,7 +1,8 @@
 // The bytes of a generated clip, frame after frame, must never change: not between runs, compilers or
 // optimisation levels, nor with the number of threads that could be started.
 //
-// After a change that is meant to alter them: QUORVEL_WRITE_GOLDEN=1 quorvel_tests --gtest_filter='Golden.*'
+// After a change that is meant to alter them: QUORVEL_WRITE_GOLDEN=1 quorvel_tests
+// --gtest_filter='Golden.*'
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -13,15 +14,22 @@
 
 namespace {
 
-const Case kCases[] = {
-    {{176, 144}, {176, 144}, 0, 3, Entry::Diff, 0},   {{176, 144}, {176, 144}, 1, 3, Entry::Same, 0},
-    {{200, 160}, {176, 144}, 1, 1, Entry::Diff, 0},   {{200, 160}, {176, 144}, 0, 2, Entry::Diff, 0},
-    {{241, 203}, {241, 203}, 0, 3, Entry::Same, 1},   {{320, 240}, {320, 240}, 1, 3, Entry::Diff, 0},
-    {{320, 240}, {320, 240}, 0, 3, Entry::Diff, 1},   {{321, 240}, {321, 240}, 0, 3, Entry::Diff, 0},
-    {{320, 244}, {320, 244}, 1, 3, Entry::Same, 0},   {{323, 249}, {323, 249}, 0, 3, Entry::Diff, 1},
-    {{360, 272}, {320, 240}, 2, 3, Entry::SeparateDiff, 1}, {{480, 352}, {432, 316}, 2, 2, Entry::SeparateSame, 1},
-    {{640, 480}, {640, 480}, 1, 3, Entry::Diff, 1},   {{640, 480}, {576, 432}, 1, 2, Entry::Diff, 1},
-    {{648, 484}, {648, 484}, 1, 3, Entry::Diff, 1},   {{1280, 720}, {1280, 720}, 1, 3, Entry::Same, 1}};
+const Case kCases[] = {{{176, 144}, {176, 144}, 0, 3, Entry::Diff, 0},
+                       {{176, 144}, {176, 144}, 1, 3, Entry::Same, 0},
+                       {{200, 160}, {176, 144}, 1, 1, Entry::Diff, 0},
+                       {{200, 160}, {176, 144}, 0, 2, Entry::Diff, 0},
+                       {{241, 203}, {241, 203}, 0, 3, Entry::Same, 1},
+                       {{320, 240}, {320, 240}, 1, 3, Entry::Diff, 0},
+                       {{320, 240}, {320, 240}, 0, 3, Entry::Diff, 1},
+                       {{321, 240}, {321, 240}, 0, 3, Entry::Diff, 0},
+                       {{320, 244}, {320, 244}, 1, 3, Entry::Same, 0},
+                       {{323, 249}, {323, 249}, 0, 3, Entry::Diff, 1},
+                       {{360, 272}, {320, 240}, 2, 3, Entry::SeparateDiff, 1},
+                       {{480, 352}, {432, 316}, 2, 2, Entry::SeparateSame, 1},
+                       {{640, 480}, {640, 480}, 1, 3, Entry::Diff, 1},
+                       {{640, 480}, {576, 432}, 1, 2, Entry::Diff, 1},
+                       {{648, 484}, {648, 484}, 1, 3, Entry::Diff, 1},
+                       {{1280, 720}, {1280, 720}, 1, 3, Entry::Same, 1}};
 
 const char kPath[] = QUORVEL_GOLDEN_DIR "/frames.txt";
 
@@ -33,7 +41,8 @@ TEST(Golden, Frames) {
     if (getenv("QUORVEL_WRITE_GOLDEN")) {
         std::ofstream file(kPath);
         file << "clip " << std::hex << ClipHash() << std::dec << '\n';
-        for (const Case &c : kCases) file << c.Name() << ' ' << std::hex << RunGolden(c).Hash() << std::dec << '\n';
+        for (const Case &c : kCases)
+            file << c.Name() << ' ' << std::hex << RunGolden(c).Hash() << std::dec << '\n';
     }
     std::ifstream file(kPath);
     std::map<std::string, uint64_t> golden;

@@ -20,9 +20,10 @@ TEST(Handle, Geometry) {
         {{480, 640}, {480, 640}, 30, 40, 1170, 896, 3, 80, 80, 300},
         {{1920, 1080}, {1792, 984}, 120, 67, 1092, 960, 5, 240, 160, 1980},
         {{1920, 1080}, {1600, 900}, 160, 90, 1024, 1024, 5, 240, 160, 1980},
-        {{1920, 1080}, {1600, 1080}, 160, 67, 1170, 896, 5, 240, 160, 1980},  // height alone zooms
-        {{160, 160}, {139, 139}, 10, 10, 1024, 1024, 1, 16, 24, 100},         // a sixteenth: enough for the height
-        {{100, 80}, {120, 80}, 6, 5, 1404, 746, 1, 16, 16, 30},               // larger output
+        {{1920, 1080}, {1600, 1080}, 160, 67, 1170, 896, 5, 240, 160, 1980}, // height alone zooms
+        {{160, 160}, {139, 139}, 10, 10, 1024, 1024, 1, 16, 24, 100}, // a sixteenth: enough for the
+                                                                      // height
+        {{100, 80}, {120, 80}, 6, 5, 1404, 746, 1, 16, 16, 30},       // larger output
         {{320, 240}, {340, 262}, 20, 15, 1277, 820, 2, 40, 40, 70}};
     for (const Geometry &g : kTable) {
         const Handle ctx = MakeHandle(g.in, g.out, 0);
@@ -42,16 +43,17 @@ TEST(Handle, Geometry) {
 
 TEST(Handle, SizeClassesAndRanges) {
     const Handle ctx = MakeHandle({64, 64});
-    const int32_t kLevels[][3] = {{200, 900, 1}, {201, 300, 2}, {201, 201, 2}, {400, 301, 2}, {401, 300, 2}, {401, 301, 3}, {800, 701, 3},
-                                  {801, 700, 3}, {801, 701, 4}, {1400, 1001, 4}, {1401, 1000, 4}, {1401, 1001, 5}};
+    const int32_t kLevels[][3] = {{200, 900, 1}, {201, 300, 2},   {201, 201, 2},   {400, 301, 2},
+                                  {401, 300, 2}, {401, 301, 3},   {800, 701, 3},   {801, 700, 3},
+                                  {801, 701, 4}, {1400, 1001, 4}, {1401, 1000, 4}, {1401, 1001, 5}};
     for (const auto &l : kLevels) {
         QEL_MVS_AnalyzeHW(ctx.get(), l[0], l[1]);
         EXPECT_EQ(ctx->lSizeLevel, l[2]) << l[0];
         QEL_MVS_AnalyzeHW(ctx.get(), l[1], l[0]);
         EXPECT_EQ(ctx->lSizeLevel, l[2]) << l[0];
     }
-    const int32_t kRanges[][2] = {{23, 16}, {24, 24}, {39, 24}, {40, 40}, {79, 40}, {80, 80}, {159, 80},
-                                  {160, 160}, {239, 160}, {240, 240}};
+    const int32_t kRanges[][2] = {{23, 16}, {24, 24},  {39, 24},   {40, 40},   {79, 40},
+                                  {80, 80}, {159, 80}, {160, 160}, {239, 160}, {240, 240}};
     for (const auto &r : kRanges) {
         QEL_MVS_AnalyzeHW(ctx.get(), 8 * r[0] + 7, 6 * r[0] + 5); // landscape: an eighth by a sixth
         EXPECT_EQ(ctx->lShiftRangeX, r[1]);
@@ -151,7 +153,8 @@ TEST(Handle, NullFramesAreNoFrames) {
         QEL_MVS_StabilizeFrame_SameBuffer(ctx, nullptr);
         QEL_MVS_StabilizeFrame_Separate_SameBuffer(nullptr, p, p);
         QEL_MVS_StabilizeFrameEx(ctx, nullptr);
-        const MVS_FrameTriple noCurrent = {nullptr, p, p}, noOutput = {p, p, nullptr}, noPrevious = {p, nullptr, p};
+        const MVS_FrameTriple noCurrent = {nullptr, p, p}, noOutput = {p, p, nullptr},
+                              noPrevious = {p, nullptr, p};
         QEL_MVS_StabilizeFrameEx(ctx, &noCurrent);
         QEL_MVS_StabilizeFrameEx(ctx, &noOutput);
         ctx->lFrameCount = 1;

@@ -1,5 +1,5 @@
-// Every entry point over a table of sizes, formats and modes: the luma is always that of the planar call
-// from one buffer into another at the portable level, and the chroma is what its format promises.
+// Every entry point over a table of sizes, formats and modes: the luma is always that of the planar
+// call from one buffer into another at the portable level, and the chroma is what its format promises.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -14,15 +14,16 @@ struct Sizes {
     Size in, out;
 };
 
-const Sizes kSizes[] = {
-    {{1, 1}, {2, 2}},         {{2, 2}, {2, 2}},         {{5, 3}, {5, 3}},         {{34, 21}, {34, 21}},
-    {{175, 131}, {175, 131}}, {{176, 144}, {176, 144}}, {{177, 145}, {177, 145}}, {{199, 151}, {199, 151}},
-    {{200, 150}, {200, 150}}, {{201, 161}, {201, 161}}, {{239, 200}, {239, 200}}, {{240, 241}, {240, 241}},
-    {{241, 239}, {241, 239}}, {{319, 240}, {319, 240}}, {{320, 239}, {320, 239}}, {{320, 240}, {320, 240}},
-    {{320, 241}, {320, 241}}, {{321, 247}, {321, 247}}, {{320, 244}, {320, 244}}, {{240, 320}, {240, 320}},
-    {{640, 480}, {640, 480}}, {{648, 484}, {648, 484}}, {{200, 160}, {176, 144}}, {{353, 289}, {319, 241}},
-    {{360, 272}, {320, 240}}, {{480, 360}, {432, 324}}, {{160, 120}, {176, 144}}, {{320, 240}, {340, 262}},
-    {{330, 240}, {320, 244}}, {{352, 240}, {320, 240}}};
+const Sizes kSizes[] = {{{1, 1}, {2, 2}},         {{2, 2}, {2, 2}},         {{5, 3}, {5, 3}},
+                        {{34, 21}, {34, 21}},     {{175, 131}, {175, 131}}, {{176, 144}, {176, 144}},
+                        {{177, 145}, {177, 145}}, {{199, 151}, {199, 151}}, {{200, 150}, {200, 150}},
+                        {{201, 161}, {201, 161}}, {{239, 200}, {239, 200}}, {{240, 241}, {240, 241}},
+                        {{241, 239}, {241, 239}}, {{319, 240}, {319, 240}}, {{320, 239}, {320, 239}},
+                        {{320, 240}, {320, 240}}, {{320, 241}, {320, 241}}, {{321, 247}, {321, 247}},
+                        {{320, 244}, {320, 244}}, {{240, 320}, {240, 320}}, {{640, 480}, {640, 480}},
+                        {{648, 484}, {648, 484}}, {{200, 160}, {176, 144}}, {{353, 289}, {319, 241}},
+                        {{360, 272}, {320, 240}}, {{480, 360}, {432, 324}}, {{160, 120}, {176, 144}},
+                        {{320, 240}, {340, 262}}, {{330, 240}, {320, 244}}, {{352, 240}, {320, 240}}};
 
 bool Large(Size s) { return s.width >= 320 && s.height >= 240; }
 
@@ -32,7 +33,8 @@ struct Chroma {
     int32_t step, stride, rows, columns;
     Chroma(uint8_t *frame, Size s, bool planar)
         : u(frame + s.Luma() + (planar ? 0 : 1)), v(frame + s.Luma() + (planar ? s.Luma() >> 2 : 0)),
-          step(planar ? 1 : 2), stride(step * (s.width >> 1)), rows(s.height >> 1), columns(s.width >> 1) {}
+          step(planar ? 1 : 2), stride(step * (s.width >> 1)), rows(s.height >> 1),
+          columns(s.width >> 1) {}
     void Set(int32_t r, int32_t c, uint8_t uValue, uint8_t vValue) const {
         u[r * stride + c * step] = uValue;
         v[r * stride + c * step] = vValue;
@@ -63,8 +65,9 @@ Bytes Expected(const Case &c, Bytes out, const Bytes &full, const Bytes &pairs, 
     Bytes source = full;
     const Chroma from(source.data(), c.out, true);
     const int32_t moved = rule == Rule::AsLuma ? to.rows
-                          : rule == Rule::TopRows || rule == Rule::TopRowsGreyBelow ? c.out.height / 8 * 4
-                                                                                   : 0;
+                          : rule == Rule::TopRows || rule == Rule::TopRowsGreyBelow
+                              ? c.out.height / 8 * 4
+                              : 0;
     for (int32_t r = 0; r < to.rows; r++)
         for (int32_t x = 0; x < to.columns; x++) {
             if (r < moved)
@@ -72,7 +75,8 @@ Bytes Expected(const Case &c, Bytes out, const Bytes &full, const Bytes &pairs, 
             else if (rule == Rule::TopRowsGreyBelow)
                 to.Set(r, x, 128, 128);
         }
-    if (rule == Rule::Interleaved) std::copy(pairs.begin() + c.out.Luma(), pairs.end(), out.begin() + c.out.Luma());
+    if (rule == Rule::Interleaved)
+        std::copy(pairs.begin() + c.out.Luma(), pairs.end(), out.begin() + c.out.Luma());
 
     const bool split = c.entry == Entry::SplitDiff || c.entry == Entry::SplitSame;
     if (split && c.in == c.out && c.in.width > kSplit) {
@@ -112,7 +116,8 @@ TEST_P(Matrix, EveryEntryGivesTheSamePicture) {
             for (int e = 0; e <= (int)Entry::Ex; e++)
                 for (int32_t chroma = 0; chroma < 2; chroma++) {
                     const Case c = {in, out, format, mode, (Entry)e, chroma};
-                    if (format == 2 && c.entry != Entry::SeparateDiff && c.entry != Entry::SeparateSame) continue;
+                    if (format == 2 && c.entry != Entry::SeparateDiff && c.entry != Entry::SeparateSame)
+                        continue;
                     const AtLevel level(levels[turn++ % levels.size()]);
                     const RunResult got = RunClip(c, clip, (Guarded::Side)(turn / levels.size() % 2));
                     if (format > 0 && (in.width % 2 || out.width % 2)) {
@@ -122,19 +127,23 @@ TEST_P(Matrix, EveryEntryGivesTheSamePicture) {
                     ASSERT_EQ(got.frames.size(), clip.size()) << c;
                     for (size_t i = 0; i < clip.size(); i++) {
                         Bytes before((size_t)out.Frame(), kUntouched);
-                        if (e == (int)Entry::Same || e == (int)Entry::SeparateSame || e == (int)Entry::SplitSame) {
+                        if (e == (int)Entry::Same || e == (int)Entry::SeparateSame ||
+                            e == (int)Entry::SplitSame) {
                             before = format ? ToPairs(clip[i], in) : clip[i];
                             before.resize((size_t)out.Frame(), kUntouched);
                         }
-                        const Bytes want = Expected(c, before, full.frames[i],
-                                                    pairs.frames.empty() ? before : pairs.frames[i], clip[i]);
-                        const bool lumaOnly = ChromaRule(c) == Rule::Unchecked ||
-                                              (ChromaRule(c) == Rule::Interleaved && pairs.frames.empty());
+                        const Bytes want =
+                            Expected(c, before, full.frames[i],
+                                     pairs.frames.empty() ? before : pairs.frames[i], clip[i]);
+                        const bool lumaOnly =
+                            ChromaRule(c) == Rule::Unchecked ||
+                            (ChromaRule(c) == Rule::Interleaved && pairs.frames.empty());
                         const size_t length = (size_t)(lumaOnly ? out.Luma() : out.Frame());
                         const auto at = std::mismatch(want.begin(), want.begin() + (ptrdiff_t)length,
                                                       got.frames[i].begin());
                         ASSERT_EQ(at.first - want.begin(), (ptrdiff_t)length) << c << " frame " << i;
-                        ASSERT_EQ(0, memcmp(&full.motion[i], &got.motion[i], sizeof(MVS_MotionInfo))) << c;
+                        ASSERT_EQ(0, memcmp(&full.motion[i], &got.motion[i], sizeof(MVS_MotionInfo)))
+                            << c;
                     }
                 }
     }

@@ -1,4 +1,5 @@
-// Block vectors to one motion: small examples worked out by hand, and fields of vectors of a known model.
+// Block vectors to one motion: small examples worked out by hand, and fields of vectors of a known
+// model.
 #include <gtest/gtest.h>
 #include <math.h>
 #include <stdlib.h>
@@ -21,16 +22,18 @@ void SetBlocks(MVS_Context *ctx, const std::vector<MVS_BlockMV> &blocks) {
 
 MVS_ShiftTriple Shift(MVS_Context *ctx, int revision, const std::vector<MVS_BlockMV> &blocks) {
     SetBlocks(ctx, blocks);
-    const auto function = revision == 1 ? GetPreciseShiftM1 : revision == 2 ? GetPreciseShiftM2 : GetPreciseShiftM3;
+    const auto function = revision == 1   ? GetPreciseShiftM1
+                          : revision == 2 ? GetPreciseShiftM2
+                                          : GetPreciseShiftM3;
     return function(ctx, ctx->pBlockMV, ctx->lInHeight, ctx->lInWidth);
 }
 
-#define EXPECT_SHIFT(got, row, col, valid)                                                               \
-    do {                                                                                                 \
-        const MVS_ShiftTriple st = got;                                                                  \
-        EXPECT_EQ(st.lShiftRow, row);                                                                    \
-        EXPECT_EQ(st.lShiftCol, col);                                                                    \
-        EXPECT_EQ(st.bShiftValid, valid);                                                                \
+#define EXPECT_SHIFT(got, row, col, valid)                                                             \
+    do {                                                                                               \
+        const MVS_ShiftTriple st = got;                                                                \
+        EXPECT_EQ(st.lShiftRow, row);                                                                  \
+        EXPECT_EQ(st.lShiftCol, col);                                                                  \
+        EXPECT_EQ(st.bShiftValid, valid);                                                              \
     } while (0)
 
 TEST(Translation, Median) {
@@ -47,13 +50,14 @@ TEST(Translation, MeanAroundTheMedian) {
     const std::vector<MVS_BlockMV> four = {{1, -2, 7}, {0, 90, 90}, {1, 1, 7}, {1, 1, 8}, {1, 3, 12}};
     EXPECT_SHIFT(Shift(small.get(), 1, four), 1, 7, 1);
     EXPECT_SHIFT(Shift(small.get(), 2, four), 1024, 22 * 1024 / 3, 1);
-    EXPECT_SHIFT(Shift(small.get(), 3, four), 1024, 7168, 1);         // spans 0 and 0: 192 / 240, 256 / 320
+    EXPECT_SHIFT(Shift(small.get(), 3, four), 1024, 7168, 1); // spans 0 and 0: 192 / 240, 256 / 320
     EXPECT_SHIFT(Shift(large.get(), 3, four), 3 * 1024 / 4, 34 * 256, 1); // spans 4 and 6
     // Half a pixel is no motion in mode 1; the quotient is cut toward zero.
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}}), 0, -0, 1);
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}, {1, 1, -1}}), 682, -682, 1);
     // Vectors beyond the histograms do not count, nor do bins beyond their ends.
-    EXPECT_SHIFT(Shift(large.get(), 3, {{1, 1081, 0}, {1, 0, -1921}, {1, -1080, 1920}}), -1080 * 1024, 1920 * 1024, 1);
+    EXPECT_SHIFT(Shift(large.get(), 3, {{1, 1081, 0}, {1, 0, -1921}, {1, -1080, 1920}}), -1080 * 1024,
+                 1920 * 1024, 1);
     small->lCurMotionRow = 3;
     small->lCurMotionCol = -4;
     EXPECT_SHIFT(Shift(small.get(), 1, {{0, 5, 5}}), -3, 4, 0);
@@ -71,7 +75,8 @@ TEST(Rotation, SortedList) {
 }
 
 TEST(Rotation, SlopesOfRows) {
-    const int32_t disp[] = {1, 50, 3, -2}, pos[] = {16, 48, 80, 112}, all[] = {1, 0, 1, 1}, one[] = {0, 0, 1, 0};
+    const int32_t disp[] = {1, 50, 3, -2}, pos[] = {16, 48, 80, 112}, all[] = {1, 0, 1, 1},
+                  one[] = {0, 0, 1, 0};
     const int32_t none[4] = {0};
     // n 3, Sx 208, Sy 2, Sxx 19200, Sxy 32: (96 - 416) / (57600 - 43264), Q16 toward zero.
     EXPECT_EQ(CalculateThetaRow(disp, pos, all, 4), -1462);
@@ -111,16 +116,20 @@ std::vector<MVS_BlockMV> Field(Size size, double row, double col, double theta) 
 }
 
 TEST(Agreement, DropsWhatIsThreePixelsOff) {
-    // One block at (-15, -15) from the centre: a theta of 640 predicts -150 for the row, 150 for the column.
-    const int32_t kCases[][5] = {{0, 0, 0, 1, 0},           {3095, 0, 0, 1, 9354},   {3096, 0, 0, 0, 0},
-                                 {0, -3095, 0, 1, 9354},    {0, -3096, 0, 0, 0},     {3245, 0, 640, 1, 9375},
-                                 {3246, 0, 640, 0, 0},      {0, 2945, 640, 1, 9375}, {0, 2946, 640, 0, 0},
-                                 {-3096, 0, 0, 0, 0},       {0, 3096, 0, 0, 0},
-                                 {-3095, 0, 1, 1, 9354}}; // a part of a unit is cut toward zero
+    // One block at (-15, -15) from the centre: a theta of 640 predicts -150 for the row, 150 for the
+    // column.
+    const int32_t kCases[][5] = {
+        {0, 0, 0, 1, 0},      {3095, 0, 0, 1, 9354},
+        {3096, 0, 0, 0, 0},   {0, -3095, 0, 1, 9354},
+        {0, -3096, 0, 0, 0},  {3245, 0, 640, 1, 9375},
+        {3246, 0, 640, 0, 0}, {0, 2945, 640, 1, 9375},
+        {0, 2946, 640, 0, 0}, {-3096, 0, 0, 0, 0},
+        {0, 3096, 0, 0, 0},   {-3095, 0, 1, 1, 9354}}; // a part of a unit is cut toward zero
     for (const auto &k : kCases) {
         MVS_BlockMV block = {1, 0, 0};
         int32_t inliers = -1;
-        EXPECT_EQ(CheckBlockMV(&block, 63, 63, k[0], k[1], k[2], &inliers), k[4]) << k[0] << ' ' << k[1];
+        EXPECT_EQ(CheckBlockMV(&block, 63, 63, k[0], k[1], k[2], &inliers), k[4])
+            << k[0] << ' ' << k[1];
         EXPECT_EQ(inliers, k[3]);
         EXPECT_EQ(block.bValid, k[3]);
     }
@@ -136,15 +145,19 @@ TEST(Agreement, FindsTheAngleFromBothSides) {
         for (int32_t theta = 0; theta < 2600; theta += 190) {
             const std::vector<MVS_BlockMV> blocks = Field(size, 2, -3, theta / 65536.0);
             for (int32_t start : {theta - 300, theta + 300}) {
-                const int32_t error = GetLSEError(blocks.data(), size.width, size.height, 2048, -3072, start);
-                const MVS_ThetaFit fit = EstimateTheta(blocks.data(), size.width, size.height, 2048, -3072, start,
-                                                       error, 128, 4);
+                const int32_t error =
+                    GetLSEError(blocks.data(), size.width, size.height, 2048, -3072, start);
+                const MVS_ThetaFit fit = EstimateTheta(blocks.data(), size.width, size.height, 2048,
+                                                       -3072, start, error, 128, 4);
                 EXPECT_NEAR(fit.lTheta, theta, 100) << size.width;
                 EXPECT_EQ(fit.lShiftRow, 2048);
                 EXPECT_EQ(fit.lShiftCol, -3072);
-                EXPECT_EQ(fit.lError, GetLSEError(blocks.data(), size.width, size.height, 2048, -3072, fit.lTheta));
+                EXPECT_EQ(fit.lError,
+                          GetLSEError(blocks.data(), size.width, size.height, 2048, -3072, fit.lTheta));
                 for (int32_t d : {-8, 8})
-                    EXPECT_GE(GetLSEError(blocks.data(), size.width, size.height, 2048, -3072, fit.lTheta + d), fit.lError);
+                    EXPECT_GE(GetLSEError(blocks.data(), size.width, size.height, 2048, -3072,
+                                          fit.lTheta + d),
+                              fit.lError);
             }
         }
     // Both sides equally good, and better than what was known: closer before moving.

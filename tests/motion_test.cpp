@@ -1,4 +1,5 @@
-// Motion estimation against plain searches written out from scratch, on pictures that reach their branches.
+// Motion estimation against plain searches written out from scratch, on pictures that reach their
+// branches.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -17,11 +18,13 @@ using Allowed = std::function<bool(int32_t row, int32_t col)>;
 struct Point {
     int32_t row, col;
 };
-const Point kMoves[4] = {{0, -1}, {0, 1}, {-1, 0}, {1, 0}}; // left, right, up, down; i ^ 1 is the way back
+const Point kMoves[4] = {
+    {0, -1}, {0, 1}, {-1, 0}, {1, 0}}; // left, right, up, down; i ^ 1 is the way back
 
 uint32_t Sad(const std::vector<Point> &pattern, const uint8_t *a, const uint8_t *b, int32_t pitch) {
     uint32_t sum = 0;
-    for (const Point &p : pattern) sum += (uint32_t)abs(a[p.row * pitch + p.col] - b[p.row * pitch + p.col]);
+    for (const Point &p : pattern)
+        sum += (uint32_t)abs(a[p.row * pitch + p.col] - b[p.row * pitch + p.col]);
     return sum;
 }
 
@@ -45,12 +48,14 @@ TEST(BlockCost, SumsItsPatternAndReadsNothingElse) {
             memcpy(gb.Data(), b.data(), b.size());
             const uint32_t want = Sad(pattern, a.data(), b.data(), pitch);
             EXPECT_EQ(block == 32 ? GetSad32AlignF0(ga.Data(), gb.Data(), 4 * pitch + 8)
-                                  : GetSad16F0(ga.Data(), gb.Data(), pitch), want);
+                                  : GetSad16F0(ga.Data(), gb.Data(), pitch),
+                      want);
             if (block == 16) continue;
             uint32_t texture = 0;
             for (size_t i = 0; i < 64; i++) {
                 const Point p = pattern[i], q = pattern[(i + 8) % 64];
-                texture += (uint32_t)abs(a.data()[p.row * pitch + p.col] - a.data()[q.row * pitch + q.col]);
+                texture +=
+                    (uint32_t)abs(a.data()[p.row * pitch + p.col] - a.data()[q.row * pitch + q.col]);
             }
             EXPECT_EQ(GetInnerSad32(ga.Data(), pitch), texture);
         }
@@ -58,8 +63,8 @@ TEST(BlockCost, SumsItsPatternAndReadsNothingElse) {
 }
 
 // Steps of `step` while one of the four neighbours is cheaper; `see` hears of every cost.
-void Descend(const Cost &cost, const Allowed &allowed, int32_t step, Point *at, uint32_t *best, int *last,
-             const std::function<void(uint32_t)> &see = {}) {
+void Descend(const Cost &cost, const Allowed &allowed, int32_t step, Point *at, uint32_t *best,
+             int *last, const std::function<void(uint32_t)> &see = {}) {
     for (;;) {
         int won = -1;
         for (int m = 0; m < 4; m++) {
@@ -85,7 +90,8 @@ int32_t PlainShift(const MVS_Context *ctx, MVS_Context *out, const uint8_t *cur,
     const uint32_t n = (uint32_t)((areaW >> 2) * (areaH / 10));
     std::vector<Point> grid;
     for (int32_t r = 0; r == 0 || r < areaH / 10; r++)
-        for (int32_t c = 0; c < std::max(areaW / 64, 1) * 16; c++) grid.push_back({ry + 10 * r, rx + 4 * c});
+        for (int32_t c = 0; c < std::max(areaW / 64, 1) * 16; c++)
+            grid.push_back({ry + 10 * r, rx + 4 * c});
     const Cost cost = [&](int32_t dy, int32_t dx) { return Sad(grid, cur, prev + dy * w + dx, w); };
     const Allowed allowed = [&](int32_t dy, int32_t dx) { return abs(dy) <= ry && abs(dx) <= rx; };
 
@@ -118,7 +124,8 @@ int32_t PlainShift(const MVS_Context *ctx, MVS_Context *out, const uint8_t *cur,
         if (best <= 6 * n) return 1;
         if (round == 1) {
             int64_t diff = 0;
-            for (const Point &p : grid) diff += cur[p.row * w + p.col] - prev[(p.row + at.row) * w + p.col + at.col];
+            for (const Point &p : grid)
+                diff += cur[p.row * w + p.col] - prev[(p.row + at.row) * w + p.col + at.col];
             out->lShiftMeanDiff = (int32_t)llabs(diff);
             last = -1;
         }
@@ -146,7 +153,8 @@ TEST(CoarseShift, Bars) {
         EXPECT_EQ(ctx->lShiftMeanDiff, level > 6 ? level * n : -1); // not needed up to the first bar
         EXPECT_EQ(ctx->bShiftReliable, level <= 11 ? 1 : 0);
     }
-    const Handle narrow = MakeHandle({92, 43}), low = MakeHandle({96, 32}); // no room for a group, or a row
+    const Handle narrow = MakeHandle({92, 43}),
+                 low = MakeHandle({96, 32}); // no room for a group, or a row
     const Bytes frame((size_t)s.Frame());
     for (MVS_Context *ctx : {narrow.get(), low.get()}) {
         ctx->lCurMotionRow = 77;
@@ -157,8 +165,9 @@ TEST(CoarseShift, Bars) {
     }
 }
 
-// The previous frame's rows are +-v around the current frame's grey, so a shift by dy rows costs 16 * v and
-// brightness says nothing. The second round ends with moves down; the third must not begin with one up.
+// The previous frame's rows are +-v around the current frame's grey, so a shift by dy rows costs 16 * v
+// and brightness says nothing. The second round ends with moves down; the third must not begin with one
+// up.
 TEST(CoarseShift, ThirdRoundRemembersTheLastMove) {
     const Size s = {93, 43};
     const Handle ctx = MakeHandle(s);
@@ -168,7 +177,12 @@ TEST(CoarseShift, ThirdRoundRemembersTheLastMove) {
         for (int32_t y = 0; y < s.height; y++)
             for (int32_t x = 0; x < s.width; x++) {
                 const int32_t dy = y - ctx->lShiftRangeY;
-                const int32_t v = dy == 8 ? 60 : dy == -16 ? 50 : dy == -15 ? 40 : dy == -14 ? 30 : dy == -1 ? lure : 90;
+                const int32_t v = dy == 8     ? 60
+                                  : dy == -16 ? 50
+                                  : dy == -15 ? 40
+                                  : dy == -14 ? 30
+                                  : dy == -1  ? lure
+                                              : 90;
                 prev.data()[y * s.width + x] = (uint8_t)(100 + (x & 4 ? v : -v));
             }
         ctx->lMode = 1;
@@ -186,9 +200,11 @@ TEST(CoarseShift, LikeAPlainSearch) {
             random.state += (uint64_t)(i * 7919 + s.width);
             Handle ctx = MakeHandle(s);
             const int32_t reach = i % 4 == 3 ? 6000 : 60;
-            const Pose camera = {256 * random.In(-reach / 2, reach / 2), 256 * random.In(-reach, reach), 0};
+            const Pose camera = {256 * random.In(-reach / 2, reach / 2), 256 * random.In(-reach, reach),
+                                 0};
             const Bytes prev = i % 9 ? Render(s, {0, 0, 0}) : Noise(s.Frame(), (uint64_t)i);
-            Bytes cur = i % 6 == 5 ? Noise(s.Frame(), 4) : Render(s, camera, i % 3 == 1 ? random.In(-30, 30) : 0);
+            Bytes cur = i % 6 == 5 ? Noise(s.Frame(), 4)
+                                   : Render(s, camera, i % 3 == 1 ? random.In(-30, 30) : 0);
             if (i % 15 == 7) std::fill(cur.begin(), cur.end(), (uint8_t)(i * 2)); // ties everywhere
             ctx->lMode = 1 + i % 3;
             ctx->lPrevRow = random.In(-40, 40) * (ctx->lMode == 1 ? 1 : 512);
@@ -198,14 +214,15 @@ TEST(CoarseShift, LikeAPlainSearch) {
             MVS_Context want = start;
             const int32_t result = PlainShift(&start, &want, cur.data(), prev.data());
             want.pShiftPrevFrame = prev.data();
-            want.lShiftSampleNum = ((s.width - 2 * ctx->lShiftRangeX) >> 2) * ((s.height - 2 * ctx->lShiftRangeY) / 10);
+            want.lShiftSampleNum =
+                ((s.width - 2 * ctx->lShiftRangeX) >> 2) * ((s.height - 2 * ctx->lShiftRangeY) / 10);
             for (CpuLevel level : CpuLevels()) {
                 *ctx = start;
                 ctx->eCpuLevel = want.eCpuLevel = level;
                 EXPECT_EQ(GetBigShiftF0(ctx.get(), cur.data(), prev.data()), result) << i;
                 EXPECT_EQ(0, memcmp(&want, ctx.get(), sizeof(want)))
-                    << s.width << ' ' << i << ": " << ctx->lCurMotionRow << ',' << ctx->lCurMotionCol << " for "
-                    << want.lCurMotionRow << ',' << want.lCurMotionCol << " level " << level;
+                    << s.width << ' ' << i << ": " << ctx->lCurMotionRow << ',' << ctx->lCurMotionCol
+                    << " for " << want.lCurMotionRow << ',' << want.lCurMotionCol << " level " << level;
             }
             accepted += result;
             refused += !result;
@@ -216,8 +233,8 @@ TEST(CoarseShift, LikeAPlainSearch) {
     EXPECT_GT(unreliable, 0);
 }
 
-MVS_BlockMV PlainSearch(int32_t block, const uint8_t *cur, const uint8_t *prev, Size s, Point origin, Point at,
-                        const std::vector<MVS_BlockMV> &predictors) {
+MVS_BlockMV PlainSearch(int32_t block, const uint8_t *cur, const uint8_t *prev, Size s, Point origin,
+                        Point at, const std::vector<MVS_BlockMV> &predictors) {
     const std::vector<Point> pattern = Pattern(block);
     const ptrdiff_t offset = (ptrdiff_t)origin.row * s.width + origin.col;
     const Cost cost = [&](int32_t dy, int32_t dx) {
@@ -249,7 +266,8 @@ MVS_BlockMV PlainSearch(int32_t block, const uint8_t *cur, const uint8_t *prev, 
     return {good || best >= 16, at.row, at.col};
 }
 
-// Scene, stripes that repeat exactly, a flat patch and noise; the second picture also loses its contrast.
+// Scene, stripes that repeat exactly, a flat patch and noise; the second picture also loses its
+// contrast.
 Bytes Patchwork(Size s, Pose pose, bool weak) {
     Bytes frame = Render(s, pose);
     const Bytes noise = Noise(s.Luma(), weak ? 7 : 8);
@@ -266,17 +284,23 @@ Bytes Patchwork(Size s, Pose pose, bool weak) {
 
 TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
     int refused = 0, used = 0;
-    for (Size s : {Size{201, 163}, Size{200, 161}, Size{177, 144}, Size{320, 240}, Size{333, 251}, Size{640, 480}})
+    for (Size s : {Size{201, 163}, Size{200, 161}, Size{177, 144}, Size{320, 240}, Size{333, 251},
+                   Size{640, 480}})
         for (int32_t k = 0; k < 6; k++) {
-            // The coarse shift, and what the picture has moved besides. The last one makes predictors that
-            // end exactly at the lower and right border of a 320 x 240 frame.
-            const Point kShifts[] = {{0, 0}, {3, -2}, {-9, 20}, {40, -33}, {-70, 1}, {40, 28}}, shift = kShifts[k];
+            // The coarse shift, and what the picture has moved besides. The last one makes predictors
+            // that end exactly at the lower and right border of a 320 x 240 frame.
+            const Point kShifts[] = {{0, 0}, {3, -2}, {-9, 20}, {40, -33}, {-70, 1}, {40, 28}},
+                        shift = kShifts[k];
             const Pose more = k < 5 ? Pose{300, 0, 900} : Pose{11 * 256, 4 * 256, 0};
             const Handle handle = MakeHandle(s);
             MVS_Context *ctx = handle.get();
             Guarded prev((size_t)s.Luma()), cur((size_t)s.Luma(), Guarded::kAtStart);
             memcpy(prev.Data(), Patchwork(s, {0, 0, 0}, false).data(), prev.Size());
-            memcpy(cur.Data(), Patchwork(s, {256 * shift.row + more.row, 256 * shift.col + more.col, more.theta}, k < 5).data(), cur.Size());
+            memcpy(cur.Data(),
+                   Patchwork(s, {256 * shift.row + more.row, 256 * shift.col + more.col, more.theta},
+                             k < 5)
+                       .data(),
+                   cur.Size());
             ctx->lCurMotionRow = -shift.row;
             ctx->lCurMotionCol = -shift.col;
             for (int32_t i = 0; i < ctx->lBlockNum; i++) ctx->pBlockMV[i] = {1, 3 * i, -i};
@@ -285,7 +309,9 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
             std::vector<MVS_BlockMV> want((size_t)ctx->lBlockNum, MVS_BlockMV{0, 0, 0});
             if (block == 16) want.assign(ctx->pBlockMV, ctx->pBlockMV + ctx->lBlockNum);
             const auto low = [](int32_t v) { return v < 32 ? 32 : (v & ~31) + 32; };
-            const auto high = [](int32_t size, int32_t v) { return std::min((size & ~31) - 64, (size + v - 32) & ~31); };
+            const auto high = [](int32_t size, int32_t v) {
+                return std::min((size & ~31) - 64, (size + v - 32) & ~31);
+            };
             int32_t valid = 0;
             for (int32_t i = 0; i < ctx->lBlockNum; i++) {
                 const Point at = {i / columns * block, i % columns * block};
@@ -303,7 +329,8 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
                     record.bValid = 0;
                     if (y < 0 || x < 0 || y > s.height - 16 || x > s.width - 16) continue;
                     record = PlainSearch(16, cur.Data(), prev.Data(), s, at, shift, {});
-                    if (abs(record.lMvCol) > s.width / 2 || abs(record.lMvRow) > s.height / 2) record.bValid = 0;
+                    if (abs(record.lMvCol) > s.width / 2 || abs(record.lMvRow) > s.height / 2)
+                        record.bValid = 0;
                 }
                 valid += record.bValid;
                 refused += !record.bValid;
@@ -312,7 +339,8 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
             for (CpuLevel level : CpuLevels()) {
                 ctx->eCpuLevel = level;
                 Faults::KeepParticipants(level == kCpuPortable ? 1 : 4);
-                for (int32_t i = 0; block == 16 && i < ctx->lBlockNum; i++) ctx->pBlockMV[i] = {1, 3 * i, -i};
+                for (int32_t i = 0; block == 16 && i < ctx->lBlockNum; i++)
+                    ctx->pBlockMV[i] = {1, 3 * i, -i};
                 const int32_t result = block == 32 ? BlockME32F0(ctx, cur.Data(), prev.Data())
                                                    : BlockME16F0(ctx, cur.Data(), prev.Data());
                 EXPECT_EQ(result, valid > ctx->lBlockNum / 20 ? 1 : 0);

@@ -18,12 +18,14 @@ struct Driver {
     explicit Driver(int32_t mode) { QEL_MVS_SetMode(ctx, mode); }
     Bytes Run(const Bytes &current, const Bytes &previous) {
         Bytes out((size_t)kOut.Frame(), kUntouched);
-        (ctx->lMode == 1 ? DeshakerM1 : ctx->lMode == 2 ? DeshakerM2 : DeshakerM3)(ctx, current.data(), previous.data(),
-                                                                                  out.data());
+        (ctx->lMode == 1   ? DeshakerM1
+         : ctx->lMode == 2 ? DeshakerM2
+                           : DeshakerM3)(ctx, current.data(), previous.data(), out.data());
         return out;
     }
     // The compensation by itself.
-    Bytes Warp(void (*stage)(MVS_Context *, const uint8_t *, uint8_t *), const Bytes &current, MVS_MotionTriple comp) {
+    Bytes Warp(void (*stage)(MVS_Context *, const uint8_t *, uint8_t *), const Bytes &current,
+               MVS_MotionTriple comp) {
         Bytes out((size_t)kOut.Frame(), kUntouched);
         ctx->lCompRow = comp.lRow;
         ctx->lCompCol = comp.lCol;
@@ -39,7 +41,8 @@ TEST(Pipeline, FirstAndUnmeasuredFramesAreCentred) {
     for (int32_t mode = 1; mode <= 3; mode++) {
         Driver d(mode);
         const auto stage = mode == 3 ? StabilizeFrameM3F0 : StabilizeFrameM1F0;
-        const Bytes centred = d.Warp(stage, first, {0, 0, 0}), centredNoise = d.Warp(stage, noise, {0, 0, 0});
+        const Bytes centred = d.Warp(stage, first, {0, 0, 0}),
+                    centredNoise = d.Warp(stage, noise, {0, 0, 0});
         d.ctx->lCompRow = d.ctx->lCompCol = 4096;
         d.ctx->lPrevRow = 55;
         EXPECT_EQ(d.Run(first, first), centred);
@@ -68,8 +71,10 @@ TEST(Pipeline, ModeTwoRotatesFromSeventeenOn) {
         const Bytes got = d.Run(frame, frame);
         ASSERT_EQ(d.ctx->lCompTheta, theta);
         const bool rotates = theta == 17 || theta == -17;
-        EXPECT_EQ(got, d.Warp(rotates ? StabilizeFrameM2F0 : StabilizeFrameM1F0, frame, {0, 0, theta})) << theta;
-        EXPECT_NE(got, d.Warp(rotates ? StabilizeFrameM1F0 : StabilizeFrameM2F0, frame, {0, 0, theta})) << theta;
+        EXPECT_EQ(got, d.Warp(rotates ? StabilizeFrameM2F0 : StabilizeFrameM1F0, frame, {0, 0, theta}))
+            << theta;
+        EXPECT_NE(got, d.Warp(rotates ? StabilizeFrameM1F0 : StabilizeFrameM2F0, frame, {0, 0, theta}))
+            << theta;
     }
 }
 

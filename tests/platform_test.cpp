@@ -73,7 +73,7 @@ Blocks::iterator Resize(Blocks *blocks, Blocks::iterator it, uint32_t size) {
 }
 
 class Pool : public testing::Test {
-protected:
+  protected:
     Guarded mMemory{4003};
     void *mPool = MMemMgrCreate(mMemory.Data(), 4003); // starts unaligned, ends at the page
     Blocks mModel{{3984, false, 0}};
@@ -89,8 +89,10 @@ protected:
             memcpy(header, At(it) - 8, sizeof(header));
             ASSERT_EQ(header[0], it->size);
             ASSERT_EQ(header[1], it->used ? 1u : 0u);
-            if (it->used) ASSERT_EQ(*At(it), it->mark);
-            else largest = std::max(largest, it->size);
+            if (it->used)
+                ASSERT_EQ(*At(it), it->mark);
+            else
+                largest = std::max(largest, it->size);
         }
         memcpy(header, At(mModel.end()) - 8, sizeof(header));
         ASSERT_EQ(header[0], 0xFFFFFFFFu);

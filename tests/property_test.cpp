@@ -1,4 +1,5 @@
-// What must hold whatever the picture shows, from frames in memory to measured motion and warped frames.
+// What must hold whatever the picture shows, from frames in memory to measured motion and warped
+// frames.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -17,16 +18,19 @@ MVS_MotionInfo Measure(Size in, Size out, int32_t mode, const Bytes &first, cons
 }
 
 TEST(Measured, WholePixelShiftsExactly) {
-    const Pose kShifts[] = {{0, 0, 0}, {1, 0, 0}, {0, -1, 0}, {5, -3, 0}, {-7, 2, 0}, {-11, -14, 0}, {13, 9, 0}};
-    const Size kFrames[][2] = {{{176, 144}, {160, 130}}, {{199, 201}, {176, 160}}, {{240, 320}, {200, 288}},
-                               {{320, 240}, {288, 216}}, {{641, 483}, {576, 432}}, {{1280, 720}, {1152, 648}}};
+    const Pose kShifts[] = {{0, 0, 0},  {1, 0, 0},     {0, -1, 0}, {5, -3, 0},
+                            {-7, 2, 0}, {-11, -14, 0}, {13, 9, 0}};
+    const Size kFrames[][2] = {{{176, 144}, {160, 130}}, {{199, 201}, {176, 160}},
+                               {{240, 320}, {200, 288}}, {{320, 240}, {288, 216}},
+                               {{641, 483}, {576, 432}}, {{1280, 720}, {1152, 648}}};
     for (const Size *size : kFrames) {
         const Bytes first = Render(size[0], {0, 0, 0});
         for (const Pose &p : kShifts) {
             const Bytes second = Render(size[0], {p.row * 256, p.col * 256, 0});
             for (int32_t mode = 1; mode <= 3; mode++) {
                 const MVS_MotionInfo m = Measure(size[0], size[1], mode, first, second);
-                SCOPED_TRACE(testing::Message() << size->width << " mode " << mode << " " << p.row << "," << p.col);
+                SCOPED_TRACE(testing::Message()
+                             << size->width << " mode " << mode << " " << p.row << "," << p.col);
                 EXPECT_EQ(m.bMeasured, 1);
                 EXPECT_EQ(m.lFrameNumber, 2);
                 EXPECT_EQ(m.lMotionRow, p.row * 1024);
@@ -57,11 +61,14 @@ double MeanDifference(const uint8_t *a, const uint8_t *b, int32_t count) {
     return (double)sum / count;
 }
 
-// A frame compensated by the camera's own pose shows what the centred camera sees, in luma and chroma: all
-// signs and axes of the warps, per pixel and by blocks, through planes and through pairs.
+// A frame compensated by the camera's own pose shows what the centred camera sees, in luma and chroma:
+// all signs and axes of the warps, per pixel and by blocks, through planes and through pairs.
 TEST(Warped, ToThePoseOfTheCamera) {
-    const Size kFrames[][2] = {{{176, 144}, {176, 144}}, {{320, 240}, {320, 240}}, {{400, 333}, {400, 333}},
-                               {{400, 320}, {336, 264}}, {{641, 483}, {641, 483}}};
+    const Size kFrames[][2] = {{{176, 144}, {176, 144}},
+                               {{320, 240}, {320, 240}},
+                               {{400, 333}, {400, 333}},
+                               {{400, 320}, {336, 264}},
+                               {{641, 483}, {641, 483}}};
     const Pose kPoses[] = {{6, -4, 0}, {-5, 7, 0}, {0, 0, 1600}, {0, 0, -1600}, {3, 5, 1200}};
     for (const Size *size : kFrames)
         for (const Pose &p : kPoses)
@@ -78,32 +85,39 @@ TEST(Warped, ToThePoseOfTheCamera) {
                     ctx->lCompRow = comp.row * 1024;
                     ctx->lCompCol = comp.col * 1024;
                     ctx->lCompTheta = comp.theta;
-                    // Pairs of a height that the block passes cannot share out would need the scratch planes.
+                    // Pairs of a height that the block passes cannot share out would need the scratch
+                    // planes.
                     const bool chroma = !format || size[1].height % 8 == 0;
                     StabilizeFrameM3F0(ctx, in.data(), out.data());
                     ctx->pCurFrame = nullptr;
                     out.resize((size_t)(chroma ? size[1].Frame() : size[1].Luma()));
                     return out;
                 };
-                const Bytes moved = warp(p, {0, 0, 0}), seen = warp({0, 0, 0}, {p.row * 256, p.col * 256, p.theta});
-                SCOPED_TRACE(testing::Message() << size[0].width << "x" << size[0].height << " f" << format << " "
-                                                << p.row << "," << p.col << "," << p.theta);
+                const Bytes moved = warp(p, {0, 0, 0}),
+                            seen = warp({0, 0, 0}, {p.row * 256, p.col * 256, p.theta});
+                SCOPED_TRACE(testing::Message()
+                             << size[0].width << "x" << size[0].height << " f" << format << " " << p.row
+                             << "," << p.col << "," << p.theta);
                 EXPECT_LT(MeanDifference(moved.data(), seen.data(), size[1].Luma()), 4.0);
                 if (moved.size() > (size_t)size[1].Luma()) {
-                    EXPECT_LT(MeanDifference(moved.data() + size[1].Luma(), seen.data() + size[1].Luma(),
-                                             2 * size[1].Chroma()), 9.0);
+                    EXPECT_LT(MeanDifference(moved.data() + size[1].Luma(),
+                                             seen.data() + size[1].Luma(), 2 * size[1].Chroma()),
+                              9.0);
                 }
             }
 }
 
 // U was made of the luma at its place, V is its complement: both must still be so after any road.
 TEST(Warped, ChromaStaysOnItsLuma) {
-    const Size kFrames[][2] = {{{176, 144}, {176, 144}}, {{320, 244}, {320, 244}}, {{360, 272}, {320, 240}},
+    const Size kFrames[][2] = {{{176, 144}, {176, 144}},
+                               {{320, 244}, {320, 244}},
+                               {{360, 272}, {320, 240}},
                                {{480, 352}, {432, 316}}};
     for (const Size *size : kFrames)
         for (int32_t mode = 1; mode <= 3; mode++)
             for (int32_t format = 0; format < 2; format++) {
-                const RunResult run = RunClip({size[0], size[1], format, mode, Entry::Diff, 1}, ShakyClip(size[0], 4));
+                const RunResult run =
+                    RunClip({size[0], size[1], format, mode, Entry::Diff, 1}, ShakyClip(size[0], 4));
                 for (const Bytes &frame : run.frames) {
                     const Size s = size[1];
                     const Bytes planar = format ? ToPlanar(frame, s) : frame;
@@ -137,10 +151,10 @@ TEST(Warped, OppositeAnglesMirror) {
             EXPECT_NEAR(zoomed.lR0 + zoomedBack.lR0, 2 * zoomedNone.lR0, 1); // a half is shifted away
             EXPECT_NEAR(zoomed.lC0 + zoomedBack.lC0, 2 * zoomedNone.lC0, 1);
             // The centre of the picture stays where it is, but for what the steps lose to truncation.
-            EXPECT_NEAR(zoomed.lR0 + zoomed.lZ * size.height / 2 + zoomed.lS * size.width / 2, size.height * 512,
-                        size.width + 2);
-            EXPECT_NEAR(zoomed.lC0 + zoomed.lZ * size.width / 2 - zoomed.lS * size.height / 2, size.width * 512,
-                        size.height + 2);
+            EXPECT_NEAR(zoomed.lR0 + zoomed.lZ * size.height / 2 + zoomed.lS * size.width / 2,
+                        size.height * 512, size.width + 2);
+            EXPECT_NEAR(zoomed.lC0 + zoomed.lZ * size.width / 2 - zoomed.lS * size.height / 2,
+                        size.width * 512, size.height + 2);
         }
     }
 }
@@ -148,8 +162,9 @@ TEST(Warped, OppositeAnglesMirror) {
 // Translations never leave the margins. With a rotation the limit keeps translation and sweep of the
 // corner together inside the margin; on square frames that sweep is the exact one.
 TEST(Smoothed, CropStaysInsideForAnyMotion) {
-    const Size kFrames[][2] = {{{240, 240}, {240, 240}}, {{176, 144}, {176, 144}}, {{1280, 720}, {1280, 720}},
-                               {{480, 640}, {480, 640}}, {{1920, 1080}, {1600, 900}}, {{300, 300}, {201, 201}}};
+    const Size kFrames[][2] = {{{240, 240}, {240, 240}},    {{176, 144}, {176, 144}},
+                               {{1280, 720}, {1280, 720}},  {{480, 640}, {480, 640}},
+                               {{1920, 1080}, {1600, 900}}, {{300, 300}, {201, 201}}};
     Random random;
     for (const Size *size : kFrames) {
         Handle handle = MakeHandle(size[0], size[1], 0);
@@ -163,15 +178,22 @@ TEST(Smoothed, CropStaysInsideForAnyMotion) {
             ASSERT_LE(abs(ctx->lCompRow), ctx->lCropY * 1024);
             ASSERT_LE(abs(ctx->lCompCol), ctx->lCropX * 1024);
             const double turn = abs(ctx->lCompTheta) / 64.0;
-            ASSERT_LE((0.5 * size[1].width - ctx->lCropX) * turn + abs(ctx->lCompCol), ctx->lCropX * 1024 + 20.0) << i;
-            ASSERT_LE((0.5 * size[1].height - ctx->lCropY) * turn + abs(ctx->lCompRow), ctx->lCropY * 1024 + 20.0) << i;
+            ASSERT_LE((0.5 * size[1].width - ctx->lCropX) * turn + abs(ctx->lCompCol),
+                      ctx->lCropX * 1024 + 20.0)
+                << i;
+            ASSERT_LE((0.5 * size[1].height - ctx->lCropY) * turn + abs(ctx->lCompRow),
+                      ctx->lCropY * 1024 + 20.0)
+                << i;
             ASSERT_EQ(i % 997 == 500 && (ctx->lCompRow || ctx->lCompCol || ctx->lCompTheta), false);
             if (size[0].width != 240) continue;
             const WarpMap map = MapWithZoom(ctx);
             for (int32_t y : {0, 239})
                 for (int32_t x : {0, 239}) {
-                    const int32_t r = map.lR0 + map.lZ * y + map.lS * x, c = map.lC0 + map.lZ * x - map.lS * y;
-                    ASSERT_TRUE(r >= -512 && r <= 239 * 1024 + 512 && c >= -512 && c <= 239 * 1024 + 512) << i;
+                    const int32_t r = map.lR0 + map.lZ * y + map.lS * x,
+                                  c = map.lC0 + map.lZ * x - map.lS * y;
+                    ASSERT_TRUE(r >= -512 && r <= 239 * 1024 + 512 && c >= -512 &&
+                                c <= 239 * 1024 + 512)
+                        << i;
                 }
         }
     }

@@ -27,7 +27,8 @@ struct Filter {
     }
     Wide Step(int32_t motion, Wide nextNoise) {
         z += motion;
-        const Wide n[4] = {p[0] + p[1] + p[2] + p[3] + q / 4, p[1] + p[3] + q / 2, p[2] + p[3] + q / 2, p[3] + q};
+        const Wide n[4] = {p[0] + p[1] + p[2] + p[3] + q / 4, p[1] + p[3] + q / 2, p[2] + p[3] + q / 2,
+                           p[3] + q};
         const Wide s = r + n[0] / 1024, k0 = s == 0 ? 0 : n[0] * 8 / s, k1 = s == 0 ? 0 : n[2] * 8 / s;
         const Wide gain = (Wide)1 << shift;
         x += k0 * (z - x) / gain;
@@ -55,7 +56,8 @@ TEST(Kalman, LikeItsEquations) {
         bool follow = false;
         for (int32_t i = 0; i < 400; i++) {
             const int32_t reach = run < 8 ? 600 : i / 100 % 2 ? 300 : 9000, drift = run % 3 * 700;
-            const int32_t motion[3] = {random.In(-reach, reach) + drift, random.In(-reach, reach) - drift,
+            const int32_t motion[3] = {random.In(-reach, reach) + drift,
+                                       random.In(-reach, reach) - drift,
                                        random.In(-reach, reach) / 6 + (run % 5 == 4) * 400};
             const MVS_MotionTriple got = KalmanFilterOnePos(ctx.get(), motion[0], motion[1], motion[2]);
             const Wide row = axis[0].Step(motion[0], 128), col = axis[1].Step(motion[1], 128);
@@ -64,8 +66,9 @@ TEST(Kalman, LikeItsEquations) {
             ASSERT_EQ(got.lCol, (int32_t)col);
             ASSERT_EQ(got.lTheta, (int32_t)theta);
             const auto within = [&](Wide part, Wide bound) {
-                return row < axis[0].limit / part && -row < axis[0].limit / part && col < axis[1].limit / part &&
-                       -col < axis[1].limit / part && theta <= bound && -theta <= bound;
+                return row < axis[0].limit / part && -row < axis[0].limit / part &&
+                       col < axis[1].limit / part && -col < axis[1].limit / part && theta <= bound &&
+                       -theta <= bound;
             };
             countdown--;
             const bool leave = !follow && !within(1, 6000);
@@ -99,12 +102,19 @@ TEST(Kalman, BoundsOfTheDeviation) {
     const Handle ctx = MakeHandle({640, 480});
     KalmanSideBlock *side = ctx->pSideBlock;
     const int32_t row = 30 * 1024, col = 40 * 1024;
-    const int32_t kCases[][6] = {// deviation; follow mode before and after; shift of the translations after
-                                 {row - 1, col - 1, 6000, 0, 0, 14}, {row, 0, 0, 0, 1, 13},   {0, -col, 0, 0, 1, 13},
-                                 {0, 0, 6001, 0, 1, 13},             {0, 0, -6001, 0, 1, 13}, {0, 0, 2001, 0, 0, 14},
-                                 {row / 8 - 1, 1 - col / 8, -2000, 0, 0, 15},  {row / 8, 0, 0, 0, 0, 14},
-                                 {row / 8 - 1, 1 - col / 8, -2000, 1, 0, 13},  {0, col / 8, 0, 1, 1, 13},
-                                 {0, 0, 2001, 1, 1, 13}};
+    const int32_t kCases[][6] = {
+        // deviation; follow mode before and after; shift of the translations after
+        {row - 1, col - 1, 6000, 0, 0, 14},
+        {row, 0, 0, 0, 1, 13},
+        {0, -col, 0, 0, 1, 13},
+        {0, 0, 6001, 0, 1, 13},
+        {0, 0, -6001, 0, 1, 13},
+        {0, 0, 2001, 0, 0, 14},
+        {row / 8 - 1, 1 - col / 8, -2000, 0, 0, 15},
+        {row / 8, 0, 0, 0, 0, 14},
+        {row / 8 - 1, 1 - col / 8, -2000, 1, 0, 13},
+        {0, col / 8, 0, 1, 1, 13},
+        {0, 0, 2001, 1, 1, 13}};
     const auto start = [&] {
         InitKalmanFilter(ctx.get());
         for (KalmanState *s : {&side->stAxisRow.st, &side->stAxisCol.st, &side->stAxisTheta.st})
@@ -132,12 +142,13 @@ TEST(Smoothing, LimitedByTheMargins) {
     ctx->lCropX = 64;
     ctx->lCropY = 48;
     // Motion, what the filter without gain makes of it, and the scale it is limited by.
-    const int32_t kCases[][6] = {{-60 * 1024, 1000, 0, 49152, -800, 0},   // 48 / 60
-                                 {48 * 1024, -64 * 1024, 0, -49152, 65536, 0},
-                                 {0, -80 * 1024, 0, 0, 65536, 0},
-                                 {0, 0, -20000, 0, 0, 5041},   // to 5716, then by 65536 / (832 * 5716 / 64)
-                                 {0, 0, 20000, 0, 0, -5041},
-                                 {0, 0, 5000, 0, 0, -5000}};
+    const int32_t kCases[][6] = {
+        {-60 * 1024, 1000, 0, 49152, -800, 0}, // 48 / 60
+        {48 * 1024, -64 * 1024, 0, -49152, 65536, 0},
+        {0, -80 * 1024, 0, 0, 65536, 0},
+        {0, 0, -20000, 0, 0, 5041}, // to 5716, then by 65536 / (832 * 5716 / 64)
+        {0, 0, 20000, 0, 0, -5041},
+        {0, 0, 5000, 0, 0, -5000}};
     for (const auto &k : kCases) {
         InitKalmanFilter(ctx.get());
         KalmanSideBlock *side = ctx->pSideBlock;
@@ -153,7 +164,8 @@ TEST(Smoothing, LimitedByTheMargins) {
         EXPECT_EQ(s.llPos, k[3] + k[0]); // the path remembers the limit
         EXPECT_EQ(s.llVel, (int64_t)(k[3] + k[0]) * s.llP10 / s.llP00);
     }
-    ctx->lCropX = 100; // the bound of the angle alone: the margins would allow 4388, or 8233 by the scale
+    ctx->lCropX =
+        100; // the bound of the angle alone: the margins would allow 4388, or 8233 by the scale
     ctx->lCropY = 60;
     for (int32_t theta : {-20000, -8000, 8000, 20000}) {
         InitKalmanFilter(ctx.get());

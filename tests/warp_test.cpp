@@ -16,9 +16,12 @@ struct Map {
 
 // A guarded plane of noise.
 struct Plane : Guarded {
-    explicit Plane(int32_t bytes, uint64_t seed = 0, Side side = kAtEnd) : Guarded((size_t)bytes, side) {
-        if (seed) memcpy(Data(), Noise(bytes, seed).data(), (size_t)bytes);
-        else memset(Data(), kUntouched, (size_t)bytes);
+    explicit Plane(int32_t bytes, uint64_t seed = 0, Side side = kAtEnd)
+        : Guarded((size_t)bytes, side) {
+        if (seed)
+            memcpy(Data(), Noise(bytes, seed).data(), (size_t)bytes);
+        else
+            memset(Data(), kUntouched, (size_t)bytes);
     }
     Bytes Copy() const { return Bytes(Data(), Data() + Size()); }
 };
@@ -26,7 +29,8 @@ struct Plane : Guarded {
 Map AnyMap(Random *random, Size in) {
     const int32_t side = 1024 * std::max(in.width, in.height);
     const int32_t step = random->In(0, 2) ? random->In(-90, 90) : random->In(-3, 3);
-    return {random->In(-side, side), random->In(-side, side), random->In(0, 3) ? 896 : random->In(700, 1024), step};
+    return {random->In(-side, side), random->In(-side, side),
+            random->In(0, 3) ? 896 : random->In(700, 1024), step};
 }
 
 // Base and quarters of a position; a warp's last base is `margin` from the end of the side.
@@ -39,8 +43,9 @@ void Locate(int32_t q10, int32_t size, int32_t margin, int32_t *base, int32_t *q
 
 TEST(PixelWarp, EverySampleByTheFormula) {
     Random random;
-    const Size kFrames[][2] = {{{1, 1}, {2, 2}}, {{1, 9}, {8, 4}}, {{9, 1}, {2, 9}}, {{2, 3}, {3, 2}}, {{3, 5}, {6, 6}},
-                               {{64, 47}, {64, 47}}, {{90, 63}, {71, 50}}, {{40, 30}, {80, 66}}};
+    const Size kFrames[][2] = {{{1, 1}, {2, 2}},     {{1, 9}, {8, 4}},    {{9, 1}, {2, 9}},
+                               {{2, 3}, {3, 2}},     {{3, 5}, {6, 6}},    {{64, 47}, {64, 47}},
+                               {{90, 63}, {71, 50}}, {{40, 30}, {80, 66}}};
     for (const Size *size : kFrames)
         for (int32_t format = 0; format < 2; format++)
             for (int32_t i = 0; i < 40; i++) {
@@ -58,8 +63,10 @@ TEST(PixelWarp, EverySampleByTheFormula) {
                     int32_t r, c, fy, fx;
                     Locate(m.r0 + m.z * row + m.s * col, in.height, 2, &r, &fy);
                     Locate(m.c0 + m.z * col - m.s * row, in.width, 2, &c, &fx);
-                    const auto at = [&](int32_t dy, int32_t dx) { // a side of 1 has no neighbour and no fraction
-                        return (int32_t)y[std::min(r + dy, in.height - 1) * in.width + std::min(c + dx, in.width - 1)];
+                    const auto at = [&](int32_t dy,
+                                        int32_t dx) { // a side of 1 has no neighbour and no fraction
+                        return (int32_t)y[std::min(r + dy, in.height - 1) * in.width +
+                                          std::min(c + dx, in.width - 1)];
                     };
                     const int32_t top = (at(0, 0) * (4 - fx) + at(0, 1) * fx) / 4;
                     const int32_t bottom = (at(1, 0) * (4 - fx) + at(1, 1) * fx) / 4;
@@ -74,7 +81,8 @@ TEST(PixelWarp, EverySampleByTheFormula) {
                         if (format)
                             want.data()[out.Luma() + 2 * k + plane] = chroma[2 * (r * cw + c) + plane];
                         else
-                            want.data()[out.Luma() + plane * (out.Luma() / 4) + k] = chroma[plane * (in.Luma() / 4) + r * cw + c];
+                            want.data()[out.Luma() + plane * (out.Luma() / 4) + k] =
+                                chroma[plane * (in.Luma() / 4) + r * cw + c];
                 }
                 from.ReadOnly();
                 for (CpuLevel level : CpuLevels()) {
@@ -83,9 +91,12 @@ TEST(PixelWarp, EverySampleByTheFormula) {
                     StabY_RotationF0(ctx, y, to.Data(), m.r0, m.c0, m.z, m.s);
                     ctx->pCurFrame = y;
                     ctx->pOutFrame = to.Data();
-                    if (format) StabC2_RotationF0(ctx, m.r0, m.c0, m.z, m.s);
-                    else StabC_RotationF0(ctx, chroma, to.Data() + out.Luma(), m.r0, m.c0, m.z, m.s);
-                    ASSERT_EQ(to.Copy(), want) << in.width << ' ' << out.width << ' ' << format << ' ' << i;
+                    if (format)
+                        StabC2_RotationF0(ctx, m.r0, m.c0, m.z, m.s);
+                    else
+                        StabC_RotationF0(ctx, chroma, to.Data() + out.Luma(), m.r0, m.c0, m.z, m.s);
+                    ASSERT_EQ(to.Copy(), want)
+                        << in.width << ' ' << out.width << ' ' << format << ' ' << i;
                 }
             }
 }
@@ -114,10 +125,11 @@ TEST(Kernels, ValuesAndFootprint) {
                 Bytes want = dst.Copy();
                 for (int32_t i = 0; i < 4; i++)
                     for (int32_t k = 0; k < 4; k++)
-                        want.data()[i * stride + k * step] =
-                            (uint8_t)KernelSample(src.Data(), stride, step, kOffsets[a][i], kOffsets[b][k]);
+                        want.data()[i * stride + k * step] = (uint8_t)KernelSample(
+                            src.Data(), stride, step, kOffsets[a][i], kOffsets[b][k]);
                 src.ReadOnly();
-                const MappingKernel *const kVariants[] = {kPlanarKernels, kThreadedKernels, kPairKernels};
+                const MappingKernel *const kVariants[] = {kPlanarKernels, kThreadedKernels,
+                                                          kPairKernels};
                 kVariants[variant][phase](src.Data(), dst.Data(), stride);
                 ASSERT_EQ(dst.Copy(), want) << phase << ' ' << variant;
             }
@@ -128,22 +140,23 @@ TEST(Kernels, ValuesAndFootprint) {
 }
 
 // One component of a plane by blocks, up to `rows` rows.
-void PlainBlocks(const uint8_t *in, uint8_t *out, int32_t w, int32_t h, int32_t stride, int32_t step, Map m,
-                 int32_t first, int32_t rows) {
+void PlainBlocks(const uint8_t *in, uint8_t *out, int32_t w, int32_t h, int32_t stride, int32_t step,
+                 Map m, int32_t first, int32_t rows) {
     for (int32_t y = first; y < std::min(h, rows); y++)
         for (int32_t x = 0; x < w; x++) {
             int32_t r, c, fy, fx;
             Locate(m.r0 + 4 * m.z * (y / 4) + 4 * m.s * (x / 4), h, 5, &r, &fy);
             Locate(m.c0 + 4 * m.z * (x / 4) - 4 * m.s * (y / 4), w, 5, &c, &fx);
-            out[y * stride + x * step] = (uint8_t)KernelSample(in + r * stride + c * step, stride, step,
-                                                               kOffsets[fy][y % 4], kOffsets[fx][x % 4]);
+            out[y * stride + x * step] = (uint8_t)KernelSample(
+                in + r * stride + c * step, stride, step, kOffsets[fy][y % 4], kOffsets[fx][x % 4]);
         }
 }
 
 TEST(BlockWarp, EverySampleOfEveryPass) {
     Random random;
     const std::vector<CpuLevel> levels = CpuLevels();
-    for (Size s : {Size{10, 10}, Size{64, 48}, Size{67, 49}, Size{65, 46}, Size{130, 90}, Size{320, 240}})
+    for (Size s :
+         {Size{10, 10}, Size{64, 48}, Size{67, 49}, Size{65, 46}, Size{130, 90}, Size{320, 240}})
         for (int32_t i = 0; i < 48; i++) {
             const AtLevel level(levels[(size_t)i / 2 % levels.size()]);
             const Map m = i ? AnyMap(&random, s) : Map{0, 0, 896, 0};
@@ -158,20 +171,25 @@ TEST(BlockWarp, EverySampleOfEveryPass) {
             PlainBlocks(from.Data(), want.data(), s.width, s.height, s.width, 1, m, 0, s.height);
             Bytes wantShared = want;
             for (int32_t plane = 0; plane < 2; plane++)
-                PlainBlocks(chroma + plane * (s.Luma() / 4), want.data() + s.Luma() + plane * (s.Luma() / 4), cw, ch, cw,
-                            1, m, 0, full ? ch : s.height / 8 * 4);
+                PlainBlocks(chroma + plane * (s.Luma() / 4),
+                            want.data() + s.Luma() + plane * (s.Luma() / 4), cw, ch, cw, 1, m, 0,
+                            full ? ch : s.height / 8 * 4);
             QEL_MVS_SetFullChroma(planar.get(), full);
-            StabY_Rotation_4x4_7to8_normal(planar.get(), from.Data(), normal.Data(), m.r0, m.c0, m.z, m.s);
-            StabC_Rotation_4x4_7to8_normal(planar.get(), chroma, normal.Data() + s.Luma(), m.r0, m.c0, m.z, m.s);
+            StabY_Rotation_4x4_7to8_normal(planar.get(), from.Data(), normal.Data(), m.r0, m.c0, m.z,
+                                           m.s);
+            StabC_Rotation_4x4_7to8_normal(planar.get(), chroma, normal.Data() + s.Luma(), m.r0, m.c0,
+                                           m.z, m.s);
             ASSERT_EQ(normal.Copy(), want) << s.width << ' ' << i;
 
             // Shared out: whole block rows only. Chroma as pairs where the width allows it.
-            memset(wantShared.data() + s.height / 4 * 4 * s.width, kUntouched, (size_t)(s.height % 4 * s.width));
+            memset(wantShared.data() + s.height / 4 * 4 * s.width, kUntouched,
+                   (size_t)(s.height % 4 * s.width));
             MVS_Context *ctx = pairs ? pairs.get() : planar.get();
             StabY_Rotation_4x4_7to8(ctx, from.Data(), shared.Data(), m.r0, m.c0, m.z, m.s);
             if (pairs) {
                 for (int32_t k = 0; k < 2; k++)
-                    PlainBlocks(chroma + k, wantShared.data() + s.Luma() + k, cw, ch, s.width, 2, m, 0, s.height / 8 * 4);
+                    PlainBlocks(chroma + k, wantShared.data() + s.Luma() + k, cw, ch, s.width, 2, m, 0,
+                                s.height / 8 * 4);
                 ctx->pCurFrame = from.Data();
                 ctx->pOutFrame = shared.Data();
                 StabC2_Rotation_4x4_7to8(ctx, nullptr, nullptr, m.r0, m.c0, m.z, m.s);
@@ -181,7 +199,8 @@ TEST(BlockWarp, EverySampleOfEveryPass) {
             Plane part(s.Luma());
             Bytes wantPart = part.Copy();
             PlainBlocks(from.Data(), wantPart.data(), s.width, s.height, s.width, 1, m, 4, 8);
-            StabY_Rotation_4x4_7to8_block(ctx, from.Data(), part.Data(), m.r0, m.c0, 4 * m.z, 4 * m.s, 1, 2);
+            StabY_Rotation_4x4_7to8_block(ctx, from.Data(), part.Data(), m.r0, m.c0, 4 * m.z, 4 * m.s,
+                                          1, 2);
             ASSERT_EQ(part.Copy(), wantPart);
         }
 }
@@ -191,8 +210,9 @@ TEST(Shift, CropKeptInsideTheInput) {
     const Handle ctx = MakeHandle(in, out, 0);
     const Plane from(in.Frame(), 5);
     QEL_MVS_SetMode(ctx.get(), 1);
-    const int32_t kComps[][4] = {{0, 0, 6, 8},       {1023, -1023, 6, 8},  {1024, -1024, 7, 7}, {-1500, 2047, 5, 9},
-                                 {-7000, -9000, 0, 0}, {-90000, -90000, 0, 0}, {90000, 90000, 13, 17}, {7168, 9216, 13, 17}};
+    const int32_t kComps[][4] = {{0, 0, 6, 8},           {1023, -1023, 6, 8},  {1024, -1024, 7, 7},
+                                 {-1500, 2047, 5, 9},    {-7000, -9000, 0, 0}, {-90000, -90000, 0, 0},
+                                 {90000, 90000, 13, 17}, {7168, 9216, 13, 17}};
     for (const auto &k : kComps) {
         ctx->lCompRow = k[0];
         ctx->lCompCol = k[1];
@@ -202,7 +222,8 @@ TEST(Shift, CropKeptInsideTheInput) {
             want.data()[i] = from.Data()[(k[2] + i / 50) * 67 + k[3] + i % 50];
         for (int32_t i = 0; i < 2 * out.Chroma(); i++) {
             const int32_t plane = i / 500, row = k[2] / 2 + i % 500 / 25, col = k[3] / 2 + i % 25;
-            want.data()[out.Luma() + plane * 500 + i % 500] = from.Data()[in.Luma() + plane * (in.Luma() / 4) + row * 33 + col];
+            want.data()[out.Luma() + plane * 500 + i % 500] =
+                from.Data()[in.Luma() + plane * (in.Luma() / 4) + row * 33 + col];
         }
         StabilizeFrameM1F0(ctx.get(), from.Data(), to.Data());
         EXPECT_EQ(to.Copy(), want) << k[0] << ' ' << k[1];
@@ -224,13 +245,16 @@ TEST(Chroma, PairsAndSplit) {
     UV_NV21_to_I420(back.Data(), back.Data() + 15, pairs.Data(), 5, 3);
     EXPECT_EQ(back.Copy(), planes.Copy());
     const Bytes source = Noise(96, 9);
-    const int32_t kSplits[][4] = {{0, 0, 0, 0}, {1, 0, 0, 0}, {5, 0, 4, 2}, {7, 0, 6, 3}, {8, 0, 0, 0}, {4, 1, 0, 0}};
+    const int32_t kSplits[][4] = {{0, 0, 0, 0}, {1, 0, 0, 0}, {5, 0, 4, 2},
+                                  {7, 0, 6, 3}, {8, 0, 0, 0}, {4, 1, 0, 0}};
     for (const auto &k : kSplits) { // 8 x 8
         memset(show.Data(), 0, 96);
         const uint8_t *s = source.data();
-        QEL_MVS_SplitterShow(s, s + 64, s + 80, show.Data(), show.Data() + 64, show.Data() + 80, 8, 8, k[0], k[1]);
+        QEL_MVS_SplitterShow(s, s + 64, s + 80, show.Data(), show.Data() + 64, show.Data() + 80, 8, 8,
+                             k[0], k[1]);
         for (int32_t i = 0; i < 96; i++)
-            EXPECT_EQ(show.Data()[i], (i < 64 ? i % 8 < k[2] : i % 4 < k[3]) ? s[i] : 0) << k[0] << ' ' << i;
+            EXPECT_EQ(show.Data()[i], (i < 64 ? i % 8 < k[2] : i % 4 < k[3]) ? s[i] : 0)
+                << k[0] << ' ' << i;
     }
 }
 

@@ -41,7 +41,8 @@ extern "C" {
 
 void *__real_malloc(size_t size);
 void __real_free(void *p);
-int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *), void *arg);
+int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
+                          void *arg);
 
 void *__wrap_malloc(size_t size) {
     if (++sAllocations == sFailAllocation) return nullptr;
@@ -59,7 +60,8 @@ void __wrap_free(void *p) {
     __real_free(p);
 }
 
-int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *), void *arg) {
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
+                          void *arg) {
     const int n = ++sThreads;
     if (n == sFailThread || (n - 1) % 3 + 1 >= sParticipants) return EAGAIN;
     return __real_pthread_create(thread, attr, body, arg);

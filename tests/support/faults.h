@@ -3,10 +3,10 @@
 #pragma once
 
 struct Faults {
-    static void Reset();                      // nothing fails, counts start at 0
-    static void FailAllocation(int n);        // the n-th from now; 0: none
-    static void FailThread(int n);            // the n-th creation from now; 0: none
-    static void KeepParticipants(int count);  // of every job's four; 4: all
+    static void Reset();                     // nothing fails, counts start at 0
+    static void FailAllocation(int n);       // the n-th from now; 0: none
+    static void FailThread(int n);           // the n-th creation from now; 0: none
+    static void KeepParticipants(int count); // of every job's four; 4: all
 
     static int Allocations(); // since Reset
     static int Threads();     // creations asked for since Reset

@@ -5,7 +5,7 @@
 #include <stdint.h>
 
 class Guarded {
-public:
+  public:
     enum Side { kAtEnd, kAtStart }; // which end of the bytes lies against its page
 
     explicit Guarded(size_t size, Side side = kAtEnd, uint8_t fill = 0);
@@ -17,7 +17,7 @@ public:
     size_t Size() const { return mSize; }
     void ReadOnly() const;
 
-private:
+  private:
     uint8_t *mPages;
     size_t mInner, mSize;
     uint8_t *mData;

@@ -6,7 +6,8 @@
 #include <ostream>
 
 std::string Case::Name() const {
-    static const char *const kEntry[] = {"diff", "same", "sepdiff", "sepsame", "splitdiff", "splitsame", "ex"};
+    static const char *const kEntry[] = {"diff",      "same",      "sepdiff", "sepsame",
+                                         "splitdiff", "splitsame", "ex"};
     std::string s = std::to_string(in.width) + "x" + std::to_string(in.height);
     if (!(in == out)) s += "-" + std::to_string(out.width) + "x" + std::to_string(out.height);
     return s + "/f" + std::to_string(format) + "/m" + std::to_string(mode) + "/" + kEntry[(int)entry] +
@@ -54,8 +55,10 @@ Bytes Runner::Push(const Bytes &planar) {
     switch (mCase.entry) {
     case Entry::Same:
     case Entry::SeparateSame:
-    case Entry::SplitSame: return InPlace(frame);
-    default: return Apart(frame);
+    case Entry::SplitSame:
+        return InPlace(frame);
+    default:
+        return Apart(frame);
     }
 }
 
@@ -63,7 +66,8 @@ Bytes Runner::Push(const Bytes &planar) {
 Bytes Runner::InPlace(const Bytes &frame) {
     const bool separate = mCase.format == 2;
     const size_t inLuma = separate ? (size_t)mCase.in.Luma() : frame.size();
-    const size_t outAll = (size_t)mCase.out.Frame(), outLuma = separate ? (size_t)mCase.out.Luma() : outAll;
+    const size_t outAll = (size_t)mCase.out.Frame(),
+                 outLuma = separate ? (size_t)mCase.out.Luma() : outAll;
     Guarded y(std::max(inLuma, outLuma), mSide, kUntouched);
     Guarded uv(std::max(frame.size() - inLuma, outAll - outLuma), mSide, kUntouched);
     memcpy(y.Data(), frame.data(), inLuma);
@@ -83,7 +87,8 @@ Bytes Runner::InPlace(const Bytes &frame) {
 Bytes Runner::Apart(const Bytes &frame) {
     const bool separate = mCase.format == 2;
     const size_t inLuma = separate ? (size_t)mCase.in.Luma() : frame.size();
-    const size_t outAll = (size_t)mCase.out.Frame(), outLuma = separate ? (size_t)mCase.out.Luma() : outAll;
+    const size_t outAll = (size_t)mCase.out.Frame(),
+                 outLuma = separate ? (size_t)mCase.out.Luma() : outAll;
     auto in = std::make_unique<Guarded>(inLuma, mSide);
     Guarded inUV(frame.size() - inLuma, mSide);
     memcpy(in->Data(), frame.data(), inLuma);

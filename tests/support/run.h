@@ -45,15 +45,17 @@ struct RunResult {
 };
 
 class Runner {
-public:
+  public:
     explicit Runner(const Case &c, Guarded::Side side = Guarded::kAtEnd);
-    bool Ready() const { return mHandle != nullptr; } // false: no handle, or no such mode for these sizes
+    bool Ready() const {
+        return mHandle != nullptr;
+    } // false: no handle, or no such mode for these sizes
     MVS_Context *Context() const { return mHandle.get(); }
     void Use(Entry entry) { mCase.entry = entry; } // from now on
     Bytes Push(const Bytes &planar);               // one frame
     MVS_MotionInfo Motion() const;
 
-private:
+  private:
     Bytes InPlace(const Bytes &frame);
     Bytes Apart(const Bytes &frame);
 
@@ -63,4 +65,5 @@ private:
     std::unique_ptr<Guarded> mPrevious;
 };
 
-RunResult RunClip(const Case &c, const std::vector<Bytes> &planarClip, Guarded::Side side = Guarded::kAtEnd);
+RunResult RunClip(const Case &c, const std::vector<Bytes> &planarClip,
+                  Guarded::Side side = Guarded::kAtEnd);

@@ -10,7 +10,8 @@ Bytes Render(Size size, Pose pose, int32_t brightness) {
     static const Scene scene(1);
     Bytes frame((size_t)size.Frame(), kGap);
     uint8_t *y = frame.data(), *u = y + size.Luma(), *v = u + (size.Luma() >> 2);
-    scene.RenderLuma({pose.col / 256.0, pose.row / 256.0, pose.theta / 65536.0, 1}, size.width, size.height, y);
+    scene.RenderLuma({pose.col / 256.0, pose.row / 256.0, pose.theta / 65536.0, 1}, size.width,
+                     size.height, y);
     for (int32_t i = 0; i < size.Luma(); i++) {
         const int32_t value = y[i] + brightness;
         y[i] = (uint8_t)(value < 0 ? 0 : value > 255 ? 255 : value);
@@ -24,8 +25,9 @@ Bytes Render(Size size, Pose pose, int32_t brightness) {
 }
 
 std::vector<Bytes> ShakyClip(Size size, int32_t frames) {
-    static const Pose kShake[8] = {{0, 0, 0},       {500, -700, 60},  {-300, 400, -90}, {900, 150, 40},
-                                   {-640, 320, 130}, {200, -900, -50}, {700, 650, 20},   {-800, -200, -110}};
+    static const Pose kShake[8] = {{0, 0, 0},      {500, -700, 60},   {-300, 400, -90},
+                                   {900, 150, 40}, {-640, 320, 130},  {200, -900, -50},
+                                   {700, 650, 20}, {-800, -200, -110}};
     std::vector<Bytes> clip;
     for (int32_t i = 0; i < frames; i++) {
         const Pose &p = kShake[i & 7];

@@ -1,4 +1,5 @@
-// An endless textured plane under a moving camera, in whole-number arithmetic: the same bytes everywhere.
+// An endless textured plane under a moving camera, in whole-number arithmetic: the same bytes
+// everywhere.
 #pragma once
 
 #include <stddef.h>
