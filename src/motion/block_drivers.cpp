@@ -15,6 +15,7 @@ namespace {
 const int32_t kBlock = 32;
 const int32_t kMaxRows = 16384 / kBlock;
 const int32_t kSpins = 64;
+const int32_t kWakeBlocks = 16;
 
 } // namespace
 
@@ -38,10 +39,21 @@ struct BlockSearchJob {
 
 namespace {
 
-// The sleeper counts itself before it looks and the publisher writes before it looks at the count, so
-// one of the two always sees the other.
-void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount) {
+// Lets the other thread of the core, or of the pair, go first.
+inline void Pause() {
+#ifdef QEL_X86
+    __builtin_ia32_pause();
+#elif defined(QEL_NEON)
+    __asm__ volatile("yield");
+#endif
+}
+
+// Sleepers are woken at every 16th block and at the row's end: a wake-up costs more than many blocks,
+// and who wakes late finds many blocks to do. The sleeper counts itself before it looks and the
+// publisher writes before it looks at the count, so one of the two always sees the other.
+void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount, bool bLast) {
     __atomic_store_n(pDone, lCount, __ATOMIC_SEQ_CST);
+    if (!bLast && lCount % kWakeBlocks != 0) return;
     if (!__atomic_load_n(&pJob->lWaiters, __ATOMIC_SEQ_CST)) return;
     pthread_mutex_lock(&pJob->stMutex);
     pthread_cond_broadcast(&pJob->stCondition);
@@ -49,8 +61,10 @@ void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount) {
 }
 
 void AwaitCount(BlockSearchJob *pJob, const int32_t *pDone, int32_t lCount) {
-    for (int32_t i = 0; i < kSpins; i++)
+    for (int32_t i = 0; i < kSpins; i++) {
         if (__atomic_load_n(pDone, __ATOMIC_ACQUIRE) >= lCount) return;
+        Pause();
+    }
     pthread_mutex_lock(&pJob->stMutex);
     __atomic_add_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
     while (__atomic_load_n(pDone, __ATOMIC_SEQ_CST) < lCount) {
@@ -97,7 +111,7 @@ void BlockME32F0_BlockMT(BlockSearchJob *pJob, int32_t lYStart, int32_t lYEnd) {
             const ptrdiff_t lOffset = (ptrdiff_t)y * lWidth + x;
             pCtx->pBlockMV[(ptrdiff_t)lRow * lColumns + (x >> 5)] = BlockLDME32(
                 pCtx, pJob->pCurFrame + lOffset, pJob->pPrevFrame + lOffset, lRow, x >> 5, kBlock);
-            Publish(pJob, &pJob->lDone[lRow], i + 1);
+            Publish(pJob, &pJob->lDone[lRow], i + 1, i + 1 == lBlocks);
         }
     }
 }
