@@ -5,6 +5,11 @@
 #include <algorithm>
 #include <ostream>
 
+#include "platform/participants.h"
+
+// Jobs are shared out at sizes that tests can afford; the library's own size is in participants.h.
+const int shareSmallJobs = (SetBytesOfOne(65536), 0);
+
 std::string Case::Name() const {
     static const char *const kEntry[] = {"diff",      "same",      "sepdiff", "sepsame",
                                          "splitdiff", "splitsame", "ex"};
