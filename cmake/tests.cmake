@@ -20,6 +20,7 @@ if(QUORVEL_TESTS)
       tests/smooth_test.cpp
       tests/support/faults.cpp
       tests/support/guarded.cpp
+      tests/support/pitched.cpp
       tests/support/run.cpp
       tests/support/scene.cpp
       tests/warp_test.cpp)
