@@ -10,6 +10,7 @@ if(QUORVEL_TESTS)
       tests/failure_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
+      tests/hostile_test.cpp
       tests/matrix_test.cpp
       tests/model_test.cpp
       tests/motion_test.cpp
@@ -25,7 +26,7 @@ if(QUORVEL_TESTS)
       tests/support/scene.cpp
       tests/warp_test.cpp)
     target_include_directories(quorvel_tests PRIVATE tests src)
-    target_compile_definitions(quorvel_tests PRIVATE QUORVEL_GOLDEN_DIR="${CMAKE_CURRENT_SOURCE_DIR}/tests/golden")
+    target_compile_definitions(quorvel_tests PRIVATE QUORVEL_SOURCE_DIR="${CMAKE_CURRENT_SOURCE_DIR}")
     target_link_libraries(quorvel_tests PRIVATE quorvel_static quorvel_scene quorvel_flags GTest::gtest_main)
     target_link_options(quorvel_tests PRIVATE
       -Wl,--wrap=malloc -Wl,--wrap=free -Wl,--wrap=pthread_create)

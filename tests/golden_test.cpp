@@ -31,7 +31,7 @@ const Case kCases[] = {{{176, 144}, {176, 144}, 0, 3, Entry::Diff, 0},
                        {{648, 484}, {648, 484}, 1, 3, Entry::Diff, 1},
                        {{1280, 720}, {1280, 720}, 1, 3, Entry::Same, 1}};
 
-const char kPath[] = QUORVEL_GOLDEN_DIR "/frames.txt";
+const char kPath[] = QUORVEL_SOURCE_DIR "/tests/golden/frames.txt";
 
 RunResult RunGolden(const Case &c) { return RunClip(c, ShakyClip(c.in, c.in.width > 1000 ? 4 : 10)); }
 

@@ -12,6 +12,8 @@ namespace {
 
 std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sParticipants{4};
 
+std::atomic<void (*)(void *(*)(void *), void *)> sWatch;
+
 std::mutex &LiveLock() {
     static std::mutex *lock = new std::mutex; // outlives every free of the process's end
     return *lock;
@@ -30,6 +32,7 @@ void Faults::Reset() {
 void Faults::FailAllocation(int n) { sFailAllocation = n ? sAllocations + n : 0; }
 void Faults::FailThread(int n) { sFailThread = n ? sThreads + n : 0; }
 void Faults::KeepParticipants(int count) { sParticipants = count; }
+void Faults::OnThread(void (*watch)(void *(*body)(void *), void *arg)) { sWatch = watch; }
 int Faults::Allocations() { return sAllocations; }
 int Faults::Threads() { return sThreads; }
 int Faults::Live() {
@@ -63,6 +66,7 @@ void __wrap_free(void *p) {
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
                           void *arg) {
     const int n = ++sThreads;
+    if (const auto watch = sWatch.load()) watch(body, arg);
     if (n == sFailThread || (n - 1) % 3 + 1 >= sParticipants) return EAGAIN;
     return __real_pthread_create(thread, attr, body, arg);
 }

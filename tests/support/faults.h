@@ -8,6 +8,9 @@ struct Faults {
     static void FailThread(int n);           // the n-th creation from now; 0: none
     static void KeepParticipants(int count); // of every job's four; 4: all
 
+    // Called before each thread is created, with what it is to run; null: not.
+    static void OnThread(void (*watch)(void *(*body)(void *), void *arg));
+
     static int Allocations(); // since Reset
     static int Threads();     // creations asked for since Reset
     static int Live();        // allocations not yet freed, ever
