@@ -28,8 +28,10 @@ if(QUORVEL_TESTS)
     target_include_directories(quorvel_tests PRIVATE tests src)
     target_compile_definitions(quorvel_tests PRIVATE QUORVEL_SOURCE_DIR="${CMAKE_CURRENT_SOURCE_DIR}")
     target_link_libraries(quorvel_tests PRIVATE quorvel_static quorvel_scene quorvel_flags GTest::gtest_main)
-    target_link_options(quorvel_tests PRIVATE
-      -Wl,--wrap=malloc -Wl,--wrap=free -Wl,--wrap=pthread_create)
+    foreach(function malloc free pthread_create pthread_mutex_init pthread_mutex_lock pthread_cond_init
+        pthread_cond_wait pthread_cond_signal pthread_cond_broadcast)
+      target_link_options(quorvel_tests PRIVATE -Wl,--wrap=${function})
+    endforeach()
 
     function(quorvel_test name labels)
       add_test(NAME ${name} COMMAND ${ARGN})

@@ -134,26 +134,6 @@ TEST_F(Camera, LeavesTheFrameWhereItCannotStabilize) {
     EXPECT_EQ(Faults::Live(), live);
 }
 
-TEST_F(Camera, FailedAllocationsLeaveTheFrameOrCompleteIt) {
-    const Size size = {320, 240};
-    const std::vector<Bytes> clip = ShakyClip(size, 3);
-    for (const Stream &stream : {kPreview, kRecording})
-        for (int n = 1; n <= 24; n++) {
-            Faults::Reset();
-            Faults::FailAllocation(n);
-            for (const Bytes &planar : clip) {
-                const Bytes frame = ToPairs(planar, size), got = Stabilized(stream, frame, size);
-                const bool lumaMoved = !std::equal(got.begin(), got.begin() + size.Luma(), frame.begin());
-                const bool lumaIsOld = std::count(got.begin(), got.begin() + size.Luma(), 0) > size.Luma() / 2;
-                EXPECT_TRUE(got == frame || lumaMoved || &stream == &kRecording) << n;
-                EXPECT_FALSE(lumaIsOld) << n << ": a buffer that was never filled";
-            }
-            Faults::FailAllocation(0);
-            stream.uninit();
-        }
-    TakeLines();
-}
-
 } // namespace
 
 extern "C" int __android_log_print(int priority, const char *tag, const char *format, ...) {

@@ -46,7 +46,7 @@ std::vector<Sizes> SizesToSweep() {
                               201, 239, 240, 241, 319, 320, 321, 639, 640, 641};
     const size_t count = std::size(kSides);
     for (size_t i = 0; i < count; i++)
-        for (size_t step : {0, 1, 7, 12}) {
+        for (size_t step : {0u, 1u, 7u, 12u}) {
             const Size in = {kSides[i], kSides[(i + step) % count]};
             if (sweep != "full" && (step != i % 3 || in.Luma() > 100000)) continue;
             const Size kOut[] = {{in.width * 10 / 11, in.height * 10 / 11},
@@ -191,8 +191,12 @@ void Matrix::Compare(const Case &c, const Way &way, const std::vector<Bytes> &cl
         Bytes before((size_t)out.Frame(), kUntouched);
         if (c.InPlace()) {
             before = c.format ? ToPairs(clip[i], in) : clip[i];
-            if (c.format == 2) // luma and chroma each at the start of their buffers
-                before.erase(before.begin() + std::min(out.Luma(), in.Luma()), before.begin() + in.Luma());
+            if (c.format == 2) { // luma and chroma each at the start of their buffers
+                const Bytes pairsIn(before.begin() + in.Luma(), before.end());
+                before.resize((size_t)in.Luma());
+                before.resize((size_t)out.Luma(), kUntouched);
+                before.insert(before.end(), pairsIn.begin(), pairsIn.end());
+            }
             before.resize((size_t)out.Frame(), kUntouched);
             // The preview copies its buffer back as it is, with the half row behind an odd height's
             // chroma.
