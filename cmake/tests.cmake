@@ -10,6 +10,7 @@ if(QUORVEL_TESTS)
       tests/failure_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
+      tests/hostile_test.cpp
       tests/matrix_test.cpp
       tests/model_test.cpp
       tests/motion_test.cpp
@@ -20,14 +21,17 @@ if(QUORVEL_TESTS)
       tests/smooth_test.cpp
       tests/support/faults.cpp
       tests/support/guarded.cpp
+      tests/support/pitched.cpp
       tests/support/run.cpp
       tests/support/scene.cpp
       tests/warp_test.cpp)
     target_include_directories(quorvel_tests PRIVATE tests src)
-    target_compile_definitions(quorvel_tests PRIVATE QUORVEL_GOLDEN_DIR="${CMAKE_CURRENT_SOURCE_DIR}/tests/golden")
+    target_compile_definitions(quorvel_tests PRIVATE QUORVEL_SOURCE_DIR="${CMAKE_CURRENT_SOURCE_DIR}")
     target_link_libraries(quorvel_tests PRIVATE quorvel_static quorvel_scene quorvel_flags GTest::gtest_main)
-    target_link_options(quorvel_tests PRIVATE
-      -Wl,--wrap=malloc -Wl,--wrap=free -Wl,--wrap=pthread_create)
+    foreach(function malloc free pthread_create pthread_mutex_init pthread_mutex_lock pthread_cond_init
+        pthread_cond_wait pthread_cond_signal pthread_cond_broadcast)
+      target_link_options(quorvel_tests PRIVATE -Wl,--wrap=${function})
+    endforeach()
 
     function(quorvel_test name labels)
       add_test(NAME ${name} COMMAND ${ARGN})

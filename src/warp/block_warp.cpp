@@ -205,6 +205,7 @@ void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, u
 void StabC_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     const PlanarChroma stPlanes = ChromaPlanes(pCtx, pInChroma, pOutChroma);
+    if (!stPlanes.pIn[0] || !stPlanes.pOut[0]) return; // the handle was not made for pairs
     const WarpMap stMap = BlockSteps(lR0, lC0, lZ, lS);
     for (int32_t i = 0; i < 2; i++) {
         const BlockPlane st = ChromaPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i]);
