@@ -53,7 +53,7 @@ void AddOptions(CLI::App &app, Options &options, RawArguments &raw) {
            "1 shift by whole pixels, 2 and rotate when needed, 3 shift, rotate and zoom (default); "
            "1 and 2 need an input of 11/10 of the output")
         ->type_name("N")
-        ->check(CLI::IsMember({1, 2, 3}));
+        ->check(CLI::IsMember({"1", "2", "3"}));
     app.add_option("--trace", options.tracePath, "Write the motion of every frame to this CSV file")
         ->type_name("FILE");
     app.set_version_flag("--version", VersionLine, "Print the version and exit");
