@@ -109,6 +109,7 @@ void AddPlanes(FrameJob *pJob, const uint8_t *pInFrame, uint8_t *pOutFrame) {
         return;
     }
     const PlanarChroma stPlanes = ChromaPlanes(pCtx, pInChroma, pOutChroma);
+    if (!stPlanes.pIn[0] || !stPlanes.pOut[0]) return; // the handle was not made for pairs
     for (int32_t i = 0; i < 2; i++) {
         stPlane = ChromaPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i]);
         AddPass(pJob, &stPlane, &stChroma, PlanarChromaRows(pCtx), false);
