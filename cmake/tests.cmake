@@ -18,12 +18,15 @@ if(QUORVEL_TESTS)
       tests/pitch_test.cpp
       tests/platform_test.cpp
       tests/property_test.cpp
+      tests/row_protocol_test.cpp
       tests/smooth_test.cpp
+      tests/soak_test.cpp
       tests/support/faults.cpp
       tests/support/guarded.cpp
       tests/support/pitched.cpp
       tests/support/run.cpp
       tests/support/scene.cpp
+      tests/threads_test.cpp
       tests/warp_test.cpp)
     target_include_directories(quorvel_tests PRIVATE tests src)
     target_compile_definitions(quorvel_tests PRIVATE QUORVEL_SOURCE_DIR="${CMAKE_CURRENT_SOURCE_DIR}")
