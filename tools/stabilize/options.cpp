@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/options.h"
 
+#include <algorithm>
 #include <iostream>
 #include <map>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -54,6 +56,50 @@ std::string VersionLine() {
     QEL_MVS_GetVersion(&version);
     return std::string(kProgram) + " " + version.Version + "\n" + MediaVersion() + "\n" +
            PreviewVersion();
+}
+
+// Wraps descriptions, which are whole sentences here, to a width that fits a terminal.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    HelpFormatter() { column_width(kIndent); }
+
+    std::string make_option(const CLI::Option *option, bool positional) const override {
+        // A flag that takes a value is named with its default in braces.
+        std::string name = make_option_name(option, positional);
+        std::string text = "  " + name.substr(0, name.find('{'));
+        if (!option->get_option_text().empty()) text += " " + option->get_option_text();
+        std::istringstream words(option->get_description());
+        std::string line = text.size() < kIndent ? std::string(kIndent - text.size(), ' ')
+                                                 : "\n" + std::string(kIndent, ' ');
+        size_t used = kIndent;
+        for (std::string word; words >> word; used += word.size() + 1) {
+            if (used + word.size() > kWidth) {
+                line.back() = '\n';
+                line += std::string(kIndent, ' ');
+                used = kIndent;
+            }
+            line += word + " ";
+        }
+        return text + line.substr(0, line.size() - 1) + "\n";
+    }
+
+  private:
+    static const size_t kIndent = 28;
+    static const size_t kWidth = 96;
+};
+
+// A column behind --split is its value, though the option stands without one too.
+std::vector<std::string> Arguments(int argc, char **argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    for (size_t i = 0; i + 1 < arguments.size(); i++) {
+        const std::string &next = arguments[i + 1];
+        if (arguments[i] != "--split" || next.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        arguments[i] += "=" + next;
+        arguments.erase(arguments.begin() + (ptrdiff_t)i + 1);
+    }
+    std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+    return arguments;
 }
 
 // Seconds out of "90", "1:30.5" or "1:02:03"; below 0 when the text is none of these.
@@ -108,37 +154,39 @@ std::string RateFault(const std::string &text) {
 
 void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Input";
-    app.add_option("INPUT", options.input, "Video to read, - for standard input")->required();
+    app.add_option("INPUT", options.input, "Video to read, - for standard input")
+        ->required()
+        ->option_text(" ");
     app.add_option("OUTPUT", options.output,
                    "Video to write, - for standard output; none with --preview or --dry-run");
     app.add_option("--start", raw.start, "Begin here: seconds, M:S or H:M:S")
-        ->type_name("TIME")
+        ->option_text("TIME")
         ->check(SecondsFault)
         ->group(group);
     app.add_option("--duration", raw.duration, "Stop after this time")
-        ->type_name("TIME")
+        ->option_text("TIME")
         ->check(SecondsFault)
         ->group(group);
     app.add_option("--input-format", options.source.format,
                    "Container or input device of INPUT, by FFmpeg's name (v4l2, x11grab, mpegts ...)")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->group(group);
     app.add_option("--input-option", options.source.formatOptions,
                    "Setting of it, e.g. framerate=30 (may be repeated)")
-        ->type_name("KEY=VALUE")
+        ->option_text("KEY=VALUE")
         ->allow_extra_args(false)
         ->group(group);
     app.add_option("--size", raw.size, "Input is raw frames of this size")
-        ->type_name("WxH")
+        ->option_text("WxH")
         ->check(EvenSizeFault)
         ->group(group);
     app.add_option("--format", raw.format, "Layout of raw frames: nv21 (default) or i420")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->check(CLI::IsMember({"nv21", "i420"}))
         ->needs("--size")
         ->group(group);
     app.add_option("--fps", raw.rate, "Frame rate of raw frames (default 30)")
-        ->type_name("RATE")
+        ->option_text("RATE")
         ->check(RateFault)
         ->needs("--size")
         ->group(group);
@@ -152,20 +200,20 @@ void AddPicture(CLI::App &app, Options &options, RawArguments &raw) {
                    "rotate (default): shift, turn and zoom by 8/7. shift: whole pixels only, never "
                    "resampled, crops 10 % unless --crop says otherwise. none: frames pass as they are. "
                    "1, 2, 3: the library's modes, for --out-size")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->check(CLI::IsMember({"rotate", "shift", "none", "1", "2", "3"}))
         ->group(group);
     auto *crop =
         app.add_option("--crop", raw.crop,
                        "Margin for the movements, both sides together in percent of the picture: "
                        "the output is that much smaller; from 13 on nothing is enlarged")
-            ->type_name("PERCENT")
+            ->option_text("PERCENT")
             ->check(CLI::Range(1.0, 45.0))
             ->group(group);
     app.add_flag("--zoom", options.zoom, "Enlarge a cropped picture to the input's size again")
         ->group(group);
     app.add_option("--out-size", raw.outSize, "Size of the output, instead of --crop")
-        ->type_name("WxH")
+        ->option_text("WxH")
         ->check(EvenSizeFault)
         ->excludes(crop)
         ->group(group);
@@ -173,11 +221,10 @@ void AddPicture(CLI::App &app, Options &options, RawArguments &raw) {
 
 void AddComparison(CLI::App &app, Options &options) {
     const char *group = "Before and after";
-    auto *split = app.add_option("--split", options.splitColumn,
-                                 "Show the input left of this column (default: the middle)")
-                      ->type_name("[COLUMN]")
-                      ->expected(0, 1)
-                      ->check(CLI::Range(1, kMaxSide))
+    auto *split = app.add_flag("--split{0}", options.splitColumn,
+                               "Show the input left of this column (default: the middle)")
+                      ->check(CLI::Range(0, kMaxSide))
+                      ->option_text("[COLUMN]")
                       ->group(group);
     app.add_flag("--side-by-side", options.sideBySide,
                  "Show the input on the left, the result on the right")
@@ -193,34 +240,34 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Output";
     app.add_option("--codec", options.sink.codec,
                    "Video encoder, by FFmpeg's name (default: libx264 where the container takes it)")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->group(group);
     auto *crf = app.add_option("--crf", options.sink.crf,
                                "Quality, less is better (default: 17, like the source to the eye)")
-                    ->type_name("N")
+                    ->option_text("N")
                     ->check(CLI::Range(0, 63))
                     ->group(group);
     app.add_option("--preset", options.sink.preset, "Speed of the encoder: ultrafast to veryslow")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->group(group);
     app.add_option("--bitrate", raw.bitrate, "Bits a second instead of a quality, e.g. 8M")
-        ->type_name("RATE")
+        ->option_text("RATE")
         ->check(BitrateFault)
         ->excludes(crf)
         ->group(group);
     app.add_option("--codec-option", options.sink.codecOptions,
                    "Another setting of the encoder (may be repeated)")
-        ->type_name("KEY=VALUE")
+        ->option_text("KEY=VALUE")
         ->allow_extra_args(false)
         ->group(group);
     app.add_option("--output-format", options.sink.format,
                    "Container of OUTPUT, by FFmpeg's name (default: its ending decides; - gets Y4M)")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->group(group);
     app.add_option(
            "--threads", options.source.threads,
            "Threads of the decoder and of the encoder, each (default: as many as suit the machine)")
-        ->type_name("N")
+        ->option_text("N")
         ->check(CLI::Range(1, 64))
         ->group(group);
     app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist")->group(group);
@@ -229,11 +276,11 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
 void AddReports(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Reports";
     app.add_option("--trace", options.tracePath, "Write the motion of every frame: .csv, or .json")
-        ->type_name("FILE")
+        ->option_text("FILE")
         ->group(group);
     app.add_option("--plot", options.plotPath,
                    "Draw the camera's path, measured and smoothed: .png or .svg (needs gnuplot)")
-        ->type_name("FILE")
+        ->option_text("FILE")
         ->group(group);
     app.add_flag("--dry-run", options.dryRun, "Measure only, write no video")->group(group);
     app.add_flag("--json", options.json, "Print a summary in JSON on standard output")->group(group);
@@ -295,7 +342,7 @@ std::string Contradiction(const Options &options) {
 
 bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
     CLI::App app(kDescription, kProgram);
-    app.get_formatter()->column_width(30);
+    app.formatter(std::make_shared<HelpFormatter>());
     RawArguments raw;
     AddInput(app, options, raw);
     AddPicture(app, options, raw);
@@ -305,7 +352,7 @@ bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
     app.footer(kExamples);
     exitCode = 2;
     try {
-        app.parse(argc, argv);
+        app.parse(Arguments(argc, argv));
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0)
             exitCode = app.exit(error);

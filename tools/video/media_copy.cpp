@@ -78,8 +78,9 @@ void CopyChapters(const MediaInput &input, AVFormatContext *to) {
 
 bool Fits(const AVStream *stream, const AVFormatContext *to) {
     const AVCodecParameters *parameters = stream->codecpar;
-    // A time code track is made anew from the video's metadata.
     if (parameters->codec_type == AVMEDIA_TYPE_UNKNOWN || parameters->codec_id == AV_CODEC_ID_NONE)
+        return false;
+    if (parameters->codec_type == AVMEDIA_TYPE_DATA && parameters->codec_id == AV_CODEC_ID_BIN_DATA)
         return false;
     if (parameters->codec_type == AVMEDIA_TYPE_ATTACHMENT)
         return !strcmp(to->oformat->name, "matroska");
@@ -89,7 +90,9 @@ bool Fits(const AVStream *stream, const AVFormatContext *to) {
 
 void TellLeftOut(const AVStream *stream, const AVFormatContext *to, const NoteHandler &note) {
     const AVCodecParameters *parameters = stream->codecpar;
+    // Made anew: the time code from the video's metadata, the track of chapter names from the chapters.
     if (parameters->codec_tag == MKTAG('t', 'm', 'c', 'd')) return;
+    if (parameters->codec_tag == MKTAG('t', 'e', 'x', 't') && to->nb_chapters > 0) return;
     const char *type = av_get_media_type_string(parameters->codec_type);
     std::string kind = parameters->codec_id == AV_CODEC_ID_NONE
                            ? std::string("of an unknown kind")
