@@ -456,6 +456,10 @@ TEST(Hostile, BodiesOfJobs) {
     const Size size = {1280, 720};
     const std::vector<Bytes> clip = ShakyClip(size, 2);
     const RunResult watched = RunClip({size, size, 1, 3, Entry::Diff, 0}, clip);
+    const Handle ctx = MakeHandle(size); // a frame has one job for both passes
+    Bytes in = clip[0], out = in;
+    StabY_Rotation_4x4_7to8(ctx.get(), in.data(), out.data(), 0, 0, 896, 0);
+    StabC2_Rotation_4x4_7to8(ctx.get(), in.data(), out.data(), 0, 0, 896, 0);
     Faults::OnThread(nullptr);
     EXPECT_EQ(watched.Hash(), RunClip({size, size, 1, 3, Entry::Diff, 0}, clip).Hash());
 }

@@ -49,7 +49,6 @@ static inline int64_t ShiftToZero64(int64_t v, int32_t n) {
 
 // Q10 to whole pixels, toward zero.
 static inline int32_t Div1024(int32_t v) { return v / 1024; }
-static inline int32_t Div2(int32_t v) { return v / 2; }
 
 static inline int32_t Clamp32(int32_t v, int32_t lo, int32_t hi) {
     return v < lo ? lo : v > hi ? hi : v;

@@ -9,6 +9,11 @@
 #include "quorvel/camera.h"
 #include "support/pitched.h"
 
+#include "platform/participants.h"
+
+// Jobs are shared out at sizes that tests can afford; the library's own size is in participants.h.
+const int shareSmallJobs = (SetBytesOfOne(65536), 0);
+
 std::string Case::Name() const {
     static const char *const kEntry[kEntries] = {"diff",      "same",      "sepdiff",  "sepsame",
                                                  "splitdiff", "splitsame", "ex",       "pitchdiff",

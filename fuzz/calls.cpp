@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Whole lives of handles: any record, any settings, frames by any mixture of entry points, with every
+// frame between guard pages. The calls are made twice, by portable code and by a level of vector
+// instructions, and must leave the same bytes.
+#include <string.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "input.h"
+#include "quorvel/camera.h"
+#include "quorvel/pitch.h"
+
+extern "C" int __android_log_print(int, const char *, const char *, ...) { return 1; } // silence
+
+namespace {
+
+const int kMaxCalls = 10;
+
+using Buffer = std::unique_ptr<Guarded>;
+
+struct Life {
+    Input input;
+    Guarded::Side side;
+    MVS_Context *ctx;
+    Size in, out;
+    int32_t format;
+    Buffer previous; // of the calls that leave it to their caller
+    uint64_t hash;
+
+    Buffer Make(int32_t bytes) { return std::make_unique<Guarded>((size_t)bytes, side, kUntouched); }
+    Buffer Frame(int32_t bytes) {
+        Buffer frame = Make(bytes);
+        Paint(&input, frame->Data(), frame->Size(), in.width, in.height);
+        return frame;
+    }
+    void Record(const Guarded &buffer) {
+        hash = Hash(Bytes(buffer.Data(), buffer.Data() + buffer.Size()), hash);
+    }
+};
+
+Size AnySize(Input *input) {
+    static const int16_t kSides[4][4] = {
+        {1, 40, 1, 40}, {300, 440, 200, 340}, {200, 660, 32, 260}, {92, 220, 34, 180}};
+    const uint8_t kind = input->Byte();
+    const int16_t *side = kSides[kind & 3];
+    const Size size = {input->In(side[0], side[1]), input->In(side[2], side[3])};
+    return kind & 4 ? size : Size{(size.width + 1) & ~1, (size.height + 1) & ~1};
+}
+
+// One frame by one of the packed calls: plain, split, with the previous frame from outside, or with
+// luma and pairs apart, which for the other formats takes whole frames by the luma pointers.
+void PackedFrame(Life *life, uint8_t call) {
+    const int entry = call & 3;
+    const bool apart = entry == 3 && life->format == QEL_MVS_FORMAT_NV21_SEPARATE;
+    const bool inPlace = entry != 2 && call & 8;
+    const int32_t in = life->in.Frame(), out = life->out.Frame();
+    const int32_t inY = apart ? life->in.Luma() : in, outY = apart ? life->out.Luma() : out;
+    const int32_t room = inPlace ? std::max(inY, outY) : inY;
+    const int32_t roomUV = inPlace ? std::max(in - inY, out - outY) : in - inY;
+    Buffer y = life->Frame(room), uv = life->Frame(roomUV), toY = life->Make(outY),
+           toUV = life->Make(out - outY);
+    if (!inPlace) {
+        y->ReadOnly();
+        uv->ReadOnly();
+    }
+    const uint8_t *from = call & 32 ? nullptr : y->Data();
+    uint8_t *to = inPlace ? y->Data() : toY->Data();
+    const int32_t split = call & 16 ? life->input.Number() : life->in.width / 3;
+    const MVS_FrameTriple triple = {from, life->previous ? life->previous->Data() : nullptr, to};
+    if (entry == 0) QEL_MVS_StabilizeFrame(life->ctx, from, to);
+    if (entry == 1) QEL_MVS_StabilizeFrameSplitterShow(life->ctx, from, to, split);
+    if (entry == 2) QEL_MVS_StabilizeFrameEx(life->ctx, &triple);
+    if (entry == 3)
+        QEL_MVS_StabilizeFrameSeparateBuffer(life->ctx, from, uv->Data(), to,
+                                             inPlace ? uv->Data() : toUV->Data());
+    for (const Buffer *buffer : {&y, &uv, &toY, &toUV}) life->Record(**buffer);
+    if (!apart) life->previous = std::move(y);
+}
+
+// An image whose planes end with the last row's bytes; negative pitches start at the other end.
+struct Image {
+    Buffer planes[3];
+    MVS_PitchImage image = {};
+};
+Image MakeImage(Life *life, int32_t format) {
+    Image made;
+    made.image = {format, life->in.width, life->in.height, {}, {}};
+    for (int32_t i = 0; i < (format == QEL_MVS_FORMAT_NV21 ? 2 : 3); i++) {
+        const int32_t rows = i ? life->in.height >> 1 : life->in.height;
+        const int32_t width = i && format != QEL_MVS_FORMAT_NV21 ? life->in.width >> 1 : life->in.width;
+        const int32_t pitch = width + life->input.In(0, 40);
+        made.planes[i] = life->Frame(rows ? pitch * (rows - 1) + width : 0);
+        const bool upward = life->input.Byte() & 1;
+        made.image.pPlane[i] = made.planes[i]->Data() + (upward && rows ? pitch * (rows - 1) : 0);
+        made.image.lPitch[i] = upward ? -pitch : pitch;
+    }
+    return made;
+}
+
+void PitchedFrame(Life *life, uint8_t call) {
+    if (!life->ctx) return;
+    Image in = MakeImage(life, life->format), out = MakeImage(life, life->format);
+    Image other = MakeImage(life, call & 4 ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21);
+    Buffer packed = life->Frame(life->in.Frame());
+    if (call & 16) in.image.lPitch[call >> 6] = life->in.width / 2 - 1;
+    if (call & 32) other.image.pPlane[call >> 7] = nullptr;
+    QEL_MVS_StabilizeFramePitch(life->ctx, in.image, call & 1 ? in.image : out.image);
+    if (call & 2)
+        (call & 4 ? CopyI420FromPitchBuf : CopyNV21FromPitchBuf)(life->ctx, packed->Data(),
+                                                                 other.image);
+    if (call & 8)
+        (call & 4 ? CopyI420ToPitchBuf : CopyNV21ToPitchBuf)(life->ctx, packed->Data(), other.image);
+    life->Record(*packed);
+    for (const Image *image : {&in, &out, &other})
+        for (const Buffer &plane : image->planes)
+            if (plane) life->Record(*plane);
+}
+
+void Camera(Life *life, uint8_t call) {
+    const int32_t width = call & 1 ? 2 * life->input.In(1, 60) : life->in.width;
+    const int32_t height = life->in.height;
+    if (call & 2)
+        (call & 4 ? uninit_quorvel_videostabilizer : uninit_quorvel_videostabilizer_recording)();
+    Buffer frame = life->Frame(Size{width, height}.Frame());
+    (call & 8 ? runVideoStabilizer : runVideoStabilizer_recording)(frame->Data(), width, height);
+    life->Record(*frame);
+}
+
+// Conversions without a handle, there and back.
+void Convert(Life *life, uint8_t call) {
+    const int32_t w = life->in.width, h = life->in.height, pairs = w >> 1, rows = h >> 1,
+                  pitch = 2 * w + call;
+    Buffer in = life->Frame(w * h + 2 * pairs * rows), out = life->Make(w * h + 2 * pairs * rows);
+    Buffer packed = life->Make(pitch * (h - 1) + 2 * w), both = life->Make(2 * pairs * rows);
+    uint8_t *y = in->Data(), *u = y + w * h, *v = u + pairs * rows;
+    uint8_t *y2 = out->Data(), *u2 = y2 + w * h, *v2 = u2 + pairs * rows;
+    I420_uyvy_conversion_c(y, u, v, packed->Data(), w, h, pitch);
+    uyvy_I420_conversion_c(packed->Data(), y2, u2, v2, w, h, pitch);
+    MUST(w % 2 || !memcmp(y, y2, in->Size()));
+    UV_I420_to_NV21(u, v, both->Data(), pairs, rows);
+    UV_NV21_to_I420(u2, v2, both->Data(), pairs, rows);
+    MUST(!memcmp(u, u2, 2 * (size_t)(pairs * rows)));
+    QEL_MVS_SplitterShow(y, u, v, y2, u2, v2, w, h, life->input.Number(), 0);
+}
+
+void Setting(Life *life, uint8_t call) {
+    Input *input = &life->input;
+    const int32_t first = input->Number(), second = input->Number();
+    QEL_MVS_SetFullChroma(life->ctx, call & 1 ? first : 1);
+    QEL_MVS_SetMode(life->ctx, call & 2 ? second : call >> 6);
+    if (call & 4) QEL_MVS_AnalyzeHW(life->ctx, first, second);
+    const MVS_InitParam param = {3, first, second, 64, 48, life->format, 0};
+    if (first < 600 && second < 600) QEL_MVS_DestroyStabilizer(QEL_MVS_CreateStabilizer(&param));
+}
+
+uint64_t Live(const uint8_t *data, size_t size, bool portable) {
+    Life life = {{data, data + size}, Guarded::kAtEnd, nullptr, {}, {}, 0, nullptr, ::Hash({})};
+    Input *input = &life.input;
+    const uint8_t shape = input->Byte();
+    const CpuLevel level = input->Level();
+    lWidth = lWidth_recording = 0; // the camera's streams begin anew, too
+    const AtLevel at(portable ? kCpuPortable : level);
+    life.side = shape & 1 ? Guarded::kAtStart : Guarded::kAtEnd;
+    life.format = (shape >> 1) % 4; // 3 is none
+    life.in = life.out = AnySize(input);
+    if (shape & 8) life.out = AnySize(input);
+    if (shape & 16) life.out = {life.in.width * 10 / 11, life.in.height * 10 / 11};
+    const bool pitched = shape & 32;
+    const MVS_InitParam param = {
+        3, life.in.width, life.in.height, life.out.width, life.out.height, life.format, 0};
+    const MVS_PitchImage image = {life.format, life.in.width, life.in.height, {}, {}};
+    if (pitched) life.out = life.in;
+    life.ctx = pitched ? QEL_MVS_CreateStabilizerPitch(image) : QEL_MVS_CreateStabilizer(&param);
+    QEL_MVS_SetMode(life.ctx, shape >> 6);
+    for (int i = 0; i < kMaxCalls && !input->Empty(); i++) {
+        const uint8_t call = input->Byte();
+        static void (*const kCalls[16])(Life *, uint8_t) = {Setting,      Camera,       Convert,
+                                                            PitchedFrame, PitchedFrame, PitchedFrame};
+        const auto make = kCalls[input->Byte() & 15];
+        (make ? make : PackedFrame)(&life, call);
+        Guarded motion(sizeof(MVS_MotionInfo));
+        MVS_MotionInfo *info = (MVS_MotionInfo *)motion.Data();
+        info->lSize = (int32_t)sizeof(*info) + (call >> 7);
+        QEL_MVS_GetMotion(life.ctx, info);
+        life.Record(motion);
+    }
+    QEL_MVS_DestroyStabilizer(life.ctx);
+    uninit_quorvel_videostabilizer();
+    uninit_quorvel_videostabilizer_recording();
+    return life.hash;
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    MUST(Live(data, size, true) == Live(data, size, false));
+    return 0;
+}
