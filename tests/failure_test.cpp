@@ -153,7 +153,7 @@ TEST(Failure, ThreadsAndWaitsShowInNoFrame) {
 // A mutex that cannot be taken: the event says so and signals all the same; alone, a frame does not
 // mind.
 TEST(Failure, EveryLockOfAFrame) {
-    const Size size = {640, 480};
+    const Size size = {320, 240};
     const Case c = {size, size, 1, 3, Entry::Diff, 0};
     const std::vector<Bytes> clip = Pan(size, 2);
     Faults::Reset();
