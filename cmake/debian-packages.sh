@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Sourced by scripts that need Debian packages:
 #
 #     . cmake/debian-packages.sh

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Names for other projects, installation, and Debian packages.
 add_library(QuorvelStabilizer::shared ALIAS quorvel_shared)
 add_library(QuorvelStabilizer::static ALIAS quorvel_static)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # GoogleTest programs and scripts, run by ctest. Label `sanitize`: worth its time under sanitizers too.
 if(QUORVEL_TESTS)
   find_package(GTest QUIET)

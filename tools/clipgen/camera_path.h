@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The path of a camera held by hand: shake that has a known strength on top of a steady pan and turn.
 #pragma once
 

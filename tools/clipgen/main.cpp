@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel-clipgen: makes a shaky clip whose camera path is known.
 #include <stdio.h>
 
