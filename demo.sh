@@ -49,7 +49,7 @@ echo "$out/shaky.nv21: $frames frames in $seconds s"
 
 step "Stabilizing it"
 timed "$build/quorvel-stabilize" --size "$size" "$out/shaky.nv21" "$out/steady.nv21" \
-    --trace "$out/trace.csv"
+    --trace "$out/trace.csv" -y
 echo "$out/steady.nv21: $frames frames in $seconds s, reading and writing included"
 
 step "Shake before and after"

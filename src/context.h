@@ -153,8 +153,12 @@ struct MVS_Context {
     CpuLevel eCpuLevel;        // of the kernels
     uint8_t *pOwnFrame;        // the working copy that the library owns, wherever pCurFrame points
     int32_t bFullChroma;
+    int32_t bScratchGrey;      // the scratch planes have been filled, which is put off until they are needed
     int32_t bChromaInScratch;  // while set, the frame's chroma is in the scratch planes and only there
     int32_t bPlaneLeft;        // a pass of this frame could not begin: its plane is as it was
+    const uint8_t *pKeepFrom;  // what becomes the previous frame, until it has been copied:
+    uint8_t *pKeepTo;          // a warp that is shared out takes the copy along
+    int32_t lKeepBytes;        // 0: nothing to copy
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;

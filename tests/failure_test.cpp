@@ -1,9 +1,12 @@
-// What happens when memory cannot be had: null from creation; a frame untouched, or compensated as an
-// unmeasured one; nothing lost, and the next frame measured as ever.
+// What happens when memory, threads or locks cannot be had: null from creation; a frame untouched, or
+// compensated as an unmeasured one; nothing lost, and the next frame measured as ever.
 #include <gtest/gtest.h>
+#include <string.h>
 
 #include <algorithm>
 
+#include "quorvel/memory.h"
+#include "quorvel/threads.h"
 #include "support/faults.h"
 #include "support/run.h"
 
@@ -13,10 +16,6 @@ std::vector<Bytes> Pan(Size size, int32_t frames) {
     std::vector<Bytes> clip;
     for (int32_t i = 0; i < frames; i++) clip.push_back(Render(size, {i * 3 * 256, i * -2 * 256, 0}));
     return clip;
-}
-
-bool SamePart(const Bytes &a, const Bytes &b, int32_t from, int32_t to) {
-    return std::equal(a.begin() + from, a.begin() + to, b.begin() + from);
 }
 
 TEST(Failure, EveryAllocationOfCreation) {
@@ -35,53 +34,148 @@ TEST(Failure, EveryAllocationOfCreation) {
     }
 }
 
-class FailingFrame : public testing::TestWithParam<Case> {};
-
-TEST_P(FailingFrame, EveryAllocation) {
+class FailingFrame : public testing::TestWithParam<Case> {
+  protected:
     const Case c = GetParam();
-    const std::vector<Bytes> clip = Pan(c.in, 4);
-    const RunResult good = RunClip(c, clip);
-    const int live = Faults::Live();
-    for (size_t k = 0; k < 3; k += 2) {
-        Faults::Reset();
-        const Bytes centred = RunClip(c, {clip[k]}).frames[0];
-        for (int n = 1;; n++) {
-            Faults::Reset();
-            Runner runner(c);
-            for (size_t i = 0; i < k; i++) runner.Push(clip[i]);
-            const int before = Faults::Allocations();
-            Faults::FailAllocation(n);
-            const Bytes got = runner.Push(clip[k]);
-            if (Faults::Allocations() - before < n) break;
-            Faults::FailAllocation(0);
+    const std::vector<Bytes> clip = Pan(c.in, 12);
 
-            Bytes untouched((size_t)c.out.Frame(), kUntouched);
-            if (c.entry == Entry::Same || c.entry == Entry::SeparateSame)
-                untouched = c.format ? ToPairs(clip[k], c.in) : clip[k];
-            for (auto part :
-                 {std::pair<int32_t, int32_t>{0, c.out.Luma()}, {c.out.Luma(), c.out.Frame()}})
-                EXPECT_TRUE(SamePart(got, untouched, part.first, part.second) ||
-                            SamePart(got, good.frames[k], part.first, part.second) ||
-                            SamePart(got, centred, part.first, part.second))
-                    << "frame " << k << " allocation " << n << " part " << part.first;
-            for (size_t i = k + 1; i < clip.size(); i++) runner.Push(clip[i]);
-            const MVS_MotionInfo motion = runner.Motion(), want = good.motion.back();
-            EXPECT_EQ(motion.bMeasured, 1);
-            EXPECT_EQ(motion.lMotionRow, want.lMotionRow) << n;
-            EXPECT_EQ(motion.lMotionCol, want.lMotionCol) << n;
-            EXPECT_EQ(motion.lMotionTheta, want.lMotionTheta) << n;
+    // Luma and chroma of a frame that met a failure are each one of three: left, right, or centred.
+    void CheckParts(const Bytes &got, const Bytes &input, const Bytes &right,
+                    const Bytes &centred) const {
+        Bytes left((size_t)c.out.Frame(), kUntouched);
+        if (c.InPlace()) left = c.format ? ToPairs(input, c.in) : input;
+        Bytes split = left; // the unstabilized columns are shown all the same
+        if (c.entry == Entry::SplitDiff)
+            for (int32_t r = 0; r < c.in.height; r++)
+                memcpy(&split[(size_t)(r * c.in.width)], &input[(size_t)(r * c.in.width)], kSplit & ~1);
+        for (auto part :
+             {std::pair<int32_t, int32_t>{0, c.out.Luma()}, {c.out.Luma(), c.out.Frame()}}) {
+            const auto Is = [&](const Bytes &whole) {
+                return std::equal(got.begin() + part.first, got.begin() + part.second,
+                                  whole.begin() + part.first);
+            };
+            EXPECT_TRUE(Is(left) || Is(split) || Is(right) || Is(centred)) << "from byte " << part.first;
+        }
+    }
+    bool CheckRun(int n, const RunResult &good, const std::vector<Bytes> &centred) const;
+};
+
+// One run whose n-th allocation fails; false when it has none.
+bool FailingFrame::CheckRun(int n, const RunResult &good, const std::vector<Bytes> &centred) const {
+    Faults::Reset();
+    Faults::FailAllocation(n);
+    Runner runner(c);
+    const bool inCreation = Faults::Allocations() >= n;
+    size_t rest = 3; // frames to look at from the failing one on
+    for (size_t i = 0; runner.Ready() && i < clip.size() && rest; i++) {
+        const bool before = Faults::Allocations() < n;
+        const Bytes got = runner.Push(clip[i]);
+        const bool hit = before && Faults::Allocations() >= n;
+        if (Faults::Allocations() < n) {
+            EXPECT_EQ(got, good.frames[i]);
+            continue;
+        }
+        if (hit) CheckParts(got, clip[i], good.frames[i], centred[i]);
+        if (--rest || inCreation) { // of the camera's streams only: they stay as they are
+            EXPECT_TRUE(!inCreation || got == ToPairs(clip[i], c.in));
+            continue;
+        }
+        const MVS_MotionInfo motion = runner.Motion(), &want = good.motion[i];
+        EXPECT_EQ(motion.bMeasured, 1);
+        EXPECT_EQ(motion.lMotionRow, want.lMotionRow);
+        EXPECT_EQ(motion.lMotionCol, want.lMotionCol);
+        EXPECT_EQ(motion.lMotionTheta, want.lMotionTheta);
+    }
+    return Faults::Allocations() >= n;
+}
+
+TEST_P(FailingFrame, EveryAllocationOfTwelveFrames) {
+    const int live = Faults::Live();
+    const RunResult good = RunClip(c, clip);
+    ASSERT_EQ(good.frames.size(), clip.size());
+    std::vector<Bytes> centred;
+    for (const Bytes &frame : clip) centred.push_back(RunClip(c, {frame}).frames[0]);
+    int n = 1;
+    do {
+        SCOPED_TRACE(n);
+        if (!CheckRun(n, good, centred)) break;
+        EXPECT_EQ(Faults::Live(), live);
+    } while (!HasFailure() && ++n < 1000);
+    EXPECT_GT(n, 12); // one a frame at least
+    Faults::Reset();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, FailingFrame,
+    testing::Values(Case{{320, 240}, {320, 240}, 1, 3, Entry::Diff, 0},
+                    Case{{320, 244}, {320, 244}, 1, 3, Entry::Same, 1},
+                    Case{{200, 160}, {176, 144}, 0, 2, Entry::Diff, 0},
+                    Case{{480, 352}, {432, 316}, 2, 2, Entry::SeparateDiff, 0},
+                    Case{{320, 240}, {320, 240}, 2, 3, Entry::SeparateSame, 0},
+                    Case{{320, 240}, {320, 240}, 1, 3, Entry::SplitDiff, 0},
+                    Case{{320, 240}, {320, 240}, 0, 3, Entry::SplitSame, 1},
+                    Case{{320, 240}, {320, 240}, 1, 3, Entry::Ex, 1},
+                    Case{{320, 240}, {320, 240}, 1, 3, Entry::PitchDiff, 0, 5, true},
+                    Case{{320, 240}, {320, 240}, 0, 3, Entry::PitchSame, 0, 5},
+                    Case{{320, 240}, {320, 240}, 1, 3, Entry::Preview, 1},
+                    Case{{320, 240}, {320, 240}, 1, 3, Entry::Recording, 0}));
+
+// Threads that cannot be started, one or all of a run, and conditions that cannot be waited for, show
+// in no frame.
+TEST(Failure, ThreadsAndWaitsShowInNoFrame) {
+    const Size size = {1280, 720};
+    const std::vector<Bytes> clip = ShakyClip(size, 3);
+    for (int e = 0; e < kEntries; e++) {
+        Case c = {size, size, 1, 3, (Entry)e, 1};
+        if (c.entry == Entry::SeparateDiff || c.entry == Entry::SeparateSame) c.format = 2;
+        Faults::Reset();
+        const RunResult all = RunClip(c, clip);
+        const int threads = Faults::Threads();
+        EXPECT_GT(threads, 0);
+        for (int participants = 1; participants < 4; participants++) {
+            Faults::KeepParticipants(participants);
+            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << ' ' << participants;
+        }
+        Faults::KeepParticipants(4);
+        for (int what = 1; what <= 2; what++) {
+            Faults::OnWait(what);
+            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " wait " << what;
+        }
+        Faults::OnWait(0);
+        for (int n = 1; n <= threads && c.entry == Entry::Same; n++) {
+            Faults::FailThread(n);
+            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " thread " << n;
         }
     }
     Faults::Reset();
-    EXPECT_EQ(Faults::Live(), live);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, FailingFrame,
-                         testing::Values(Case{{320, 240}, {320, 240}, 1, 3, Entry::Diff, 0},
-                                         Case{{320, 244}, {320, 244}, 1, 3, Entry::Same, 1},
-                                         Case{{200, 160}, {176, 144}, 0, 2, Entry::Diff, 0},
-                                         Case{{480, 352}, {432, 316}, 2, 2, Entry::SeparateDiff, 0},
-                                         Case{{320, 240}, {320, 240}, 2, 3, Entry::SeparateSame, 0}));
+// A mutex that cannot be taken: the event says so and signals all the same; alone, a frame does not
+// mind.
+TEST(Failure, EveryLockOfAFrame) {
+    const Size size = {320, 240};
+    const Case c = {size, size, 1, 3, Entry::Diff, 0};
+    const std::vector<Bytes> clip = Pan(size, 2);
+    Faults::Reset();
+    Faults::KeepParticipants(1);
+    const RunResult good = RunClip(c, clip);
+    const int locks = Faults::Locks();
+    EXPECT_GT(locks, 10);
+    for (int n = 1; n <= locks; n++) {
+        Faults::FailLock(n);
+        const RunResult got = RunClip(c, clip);
+        Faults::FailLock(0);
+        EXPECT_EQ(good.frames, got.frames) << n;
+    }
+    void *event = zekMEventCreate(nullptr);
+    Faults::FailLock(1);
+    EXPECT_EQ(zekMEventSignal(event), QEL_EVENT_FAILED);
+    EXPECT_EQ(zekMEventWait(event, -1), QEL_EVENT_OK);
+    Faults::FailLock(1);
+    EXPECT_EQ(zekMEventWait(event, 0), QEL_EVENT_FAILED);
+    zekMEventDestroy(nullptr, event);
+    Faults::Reset();
+}
 
 // Whatever mixture of entries a handle saw, it frees what is its own, once.
 TEST(Failure, MixedEntriesLeaveNothing) {

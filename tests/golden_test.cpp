@@ -9,7 +9,6 @@
 #include <fstream>
 #include <map>
 
-#include "support/faults.h"
 #include "support/run.h"
 
 namespace {
@@ -31,7 +30,7 @@ const Case kCases[] = {{{176, 144}, {176, 144}, 0, 3, Entry::Diff, 0},
                        {{648, 484}, {648, 484}, 1, 3, Entry::Diff, 1},
                        {{1280, 720}, {1280, 720}, 1, 3, Entry::Same, 1}};
 
-const char kPath[] = QUORVEL_GOLDEN_DIR "/frames.txt";
+const char kPath[] = QUORVEL_SOURCE_DIR "/tests/golden/frames.txt";
 
 RunResult RunGolden(const Case &c) { return RunClip(c, ShakyClip(c.in, c.in.width > 1000 ? 4 : 10)); }
 
@@ -55,27 +54,6 @@ TEST(Golden, Frames) {
         EXPECT_EQ(golden[c.Name()], RunGolden(c).Hash()) << c << " portable";
     }
     EXPECT_EQ(golden.size(), 1 + sizeof(kCases) / sizeof(kCases[0]));
-}
-
-TEST(Golden, AnyNumberOfParticipants) {
-    for (const Case &c : {Case{{1280, 720}, {1280, 720}, 1, 3, Entry::Diff, 0},
-                          Case{{640, 484}, {640, 484}, 0, 3, Entry::Same, 1}}) {
-        Faults::Reset();
-        const std::vector<Bytes> clip = ShakyClip(c.in, 3);
-        const RunResult all = RunClip(c, clip);
-        const int threads = Faults::Threads();
-        EXPECT_GT(threads, 0);
-        for (int participants = 1; participants < 4; participants++) {
-            Faults::KeepParticipants(participants);
-            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << ' ' << participants;
-        }
-        Faults::KeepParticipants(4);
-        for (int n = 1; n <= threads; n++) {
-            Faults::FailThread(n);
-            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " thread " << n;
-        }
-        Faults::Reset();
-    }
 }
 
 } // namespace

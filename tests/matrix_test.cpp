@@ -1,9 +1,14 @@
 // Every entry point over a table of sizes, formats and modes: the luma is always that of the planar
 // call from one buffer into another at the portable level, and the chroma is what its format promises.
+//
+// QUORVEL_SWEEP=wide runs more sizes and clips that no camera sends, QUORVEL_SWEEP=full combines them
+// all with processor levels, sides of the buffers and paddings: tests/sweep.sh.
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "support/faults.h"
 #include "support/run.h"
@@ -24,6 +29,49 @@ const Sizes kSizes[] = {{{1, 1}, {2, 2}},         {{2, 2}, {2, 2}},         {{5,
                         {{648, 484}, {648, 484}}, {{200, 160}, {176, 144}}, {{353, 289}, {319, 241}},
                         {{360, 272}, {320, 240}}, {{480, 360}, {432, 324}}, {{160, 120}, {176, 144}},
                         {{320, 240}, {340, 262}}, {{330, 240}, {320, 244}}, {{352, 240}, {320, 240}}};
+
+std::string Sweep() {
+    const char *sweep = getenv("QUORVEL_SWEEP");
+    return sweep ? sweep : "";
+}
+
+// The sides at which a kernel, a size class or a road changes, in pairs; output sizes that bring a
+// margin for modes 1 and 2, that enlarge, and that have less than a sixteenth of margin.
+std::vector<Sizes> SizesToSweep() {
+    std::vector<Sizes> sizes(std::begin(kSizes), std::end(kSizes));
+    const std::string sweep = Sweep();
+    if (sweep.empty()) return sizes;
+    const int32_t kSides[] = {1,   2,   3,   4,   5,   7,   8,   15,  16,  17,  31,
+                              32,  33,  47,  63,  64,  65,  175, 176, 177, 199, 200,
+                              201, 239, 240, 241, 319, 320, 321, 639, 640, 641};
+    const size_t count = std::size(kSides);
+    for (size_t i = 0; i < count; i++)
+        for (size_t step : {0u, 1u, 7u, 12u}) {
+            const Size in = {kSides[i], kSides[(i + step) % count]};
+            if (sweep != "full" && (step != i % 3 || in.Luma() > 100000)) continue;
+            const Size kOut[] = {{in.width * 10 / 11, in.height * 10 / 11},
+                                 {in.width + in.width / 8, in.height + in.height / 9},
+                                 {in.width - in.width / 20, in.height - in.height / 12}};
+            for (Size out : {in, kOut[(i + step) % 3]})
+                sizes.push_back(
+                    {in, {std::max(out.width & ~(in.width % 2 ? 0 : 1), 2), std::max(out.height, 2)}});
+        }
+    for (Size in : {Size{1, 16384}, {16384, 2}, {1920, 1080}, {1920, 1088}, {3840, 2160}})
+        sizes.push_back({in, {std::max(in.width, 2), in.height}});
+    sizes.push_back({{1920, 1080}, {1600, 900}});
+    const auto less = [](const Sizes &a, const Sizes &b) {
+        const auto key = [](const Sizes &s) {
+            return std::make_tuple(s.in.width, s.in.height, s.out.width, s.out.height);
+        };
+        return key(a) < key(b);
+    };
+    std::sort(sizes.begin(), sizes.end(), less);
+    sizes.erase(
+        std::unique(sizes.begin(), sizes.end(),
+                    [](const Sizes &a, const Sizes &b) { return a.in == b.in && a.out == b.out; }),
+        sizes.end());
+    return sizes;
+}
 
 bool Large(Size s) { return s.width >= 320 && s.height >= 240; }
 
@@ -91,61 +139,113 @@ Bytes Expected(const Case &c, Bytes out, const Bytes &full, const Bytes &pairs, 
     return out;
 }
 
-class Matrix : public testing::TestWithParam<Sizes> {};
+// One way of making a call that must not show in its result.
+struct Way {
+    CpuLevel level;
+    Guarded::Side side;
+    int32_t padding;
+};
 
-TEST_P(Matrix, EveryEntryGivesTheSamePicture) {
+class Matrix : public testing::TestWithParam<Sizes> {
+  protected:
+    void RunMode(int32_t mode, const std::vector<Bytes> &clip);
+    void Compare(const Case &c, const Way &way, const std::vector<Bytes> &clip);
+    std::vector<Way> WaysFor(const Case &c);
+
     const Size in = GetParam().in, out = GetParam().out;
-    const std::vector<Bytes> clip = ShakyClip(in, 3);
-    const bool margin = in.width >= out.width * 11 / 10 && in.height >= out.height * 11 / 10;
+    RunResult full, pairs; // planar with all chroma moved, and the same bytes taken for NV21
     size_t turn = 0;
+};
+
+// One in turn; in the full sweep all, apart from the largest frames, which take each level once.
+std::vector<Way> Matrix::WaysFor(const Case &c) {
     const std::vector<CpuLevel> levels = CpuLevels();
-    const int live = Faults::Live();
-    for (int32_t mode = 1; mode <= 3; mode++) {
-        auto portable = std::make_unique<AtLevel>(kCpuPortable);
-        const RunResult full = RunClip({in, out, 0, mode, Entry::Diff, 1}, clip);
-        ASSERT_EQ(full.frames.size(), mode == 3 || margin ? clip.size() : 0u);
-        if (full.frames.empty()) continue;
-        RunResult pairs;
-        if (in.width % 2 == 0 && in == out) {
+    const int32_t kPadding[] = {0, 1, 63};
+    const bool pitched = c.entry == Entry::PitchDiff || c.entry == Entry::PitchSame;
+    const auto inTurn = [&](CpuLevel level, size_t n) {
+        return Way{level, (Guarded::Side)(n % 2), pitched ? kPadding[n % 3] : 0};
+    };
+    turn++;
+    if (Sweep() != "full") return {inTurn(levels[turn % levels.size()], turn / levels.size())};
+    std::vector<Way> ways;
+    for (CpuLevel level : levels)
+        for (size_t n = 0; n < (c.in.Luma() > 1000000 ? 1 : pitched ? 6 : 2); n++)
+            ways.push_back(inTurn(level, n + turn));
+    return ways;
+}
+
+void Matrix::Compare(const Case &c, const Way &way, const std::vector<Bytes> &clip) {
+    const AtLevel level(way.level);
+    const RunResult got = RunClip(c, clip, way.side);
+    SCOPED_TRACE(testing::Message() << c << " level " << way.level << " side " << way.side);
+    if (c.format > 0 && (in.width % 2 || out.width % 2)) {
+        EXPECT_TRUE(got.frames.empty());
+        return;
+    }
+    ASSERT_EQ(got.frames.size(), clip.size());
+    const Rule rule = ChromaRule(c);
+    const bool lumaOnly =
+        rule == Rule::Unchecked || (rule == Rule::Interleaved && pairs.frames.empty());
+    const ptrdiff_t length = lumaOnly ? out.Luma() : out.Frame();
+    for (size_t i = 0; i < clip.size(); i++) {
+        Bytes before((size_t)out.Frame(), kUntouched);
+        if (c.InPlace()) {
+            before = c.format ? ToPairs(clip[i], in) : clip[i];
+            if (c.format == 2) { // luma and chroma each at the start of their buffers
+                const Bytes pairsIn(before.begin() + in.Luma(), before.end());
+                before.resize((size_t)in.Luma());
+                before.resize((size_t)out.Luma(), kUntouched);
+                before.insert(before.end(), pairsIn.begin(), pairsIn.end());
+            }
+            before.resize((size_t)out.Frame(), kUntouched);
+            // The preview copies its buffer back as it is, with the half row behind an odd height's
+            // chroma.
+            if (c.entry == Entry::Preview && in.height % 2)
+                std::fill(before.end() - in.width / 2, before.end(), (uint8_t)0);
+        }
+        const Bytes want = Expected(c, before, full.frames[i],
+                                    pairs.frames.empty() ? before : pairs.frames[i], clip[i]);
+        const auto at = std::mismatch(want.begin(), want.begin() + length, got.frames[i].begin());
+        ASSERT_EQ(at.first - want.begin(), length) << " frame " << i;
+        ASSERT_EQ(0, memcmp(&full.motion[i], &got.motion[i], sizeof(MVS_MotionInfo))) << " frame " << i;
+    }
+}
+
+void Matrix::RunMode(int32_t mode, const std::vector<Bytes> &clip) {
+    {
+        const AtLevel portable(kCpuPortable);
+        full = RunClip({in, out, 0, mode, Entry::Diff, 1}, clip);
+        pairs = {};
+        if (!full.frames.empty() && in.width % 2 == 0 && in == out) {
             std::vector<Bytes> asPairs;
             for (const Bytes &f : clip) asPairs.push_back(ToPlanar(f, in));
             pairs = RunClip({in, out, 1, mode, Entry::Diff, 0}, asPairs);
         }
-        portable.reset();
-        for (int32_t format = 0; format < 3; format++)
-            for (int e = 0; e <= (int)Entry::Ex; e++)
-                for (int32_t chroma = 0; chroma < 2; chroma++) {
-                    const Case c = {in, out, format, mode, (Entry)e, chroma};
-                    if (format == 2 && c.entry != Entry::SeparateDiff && c.entry != Entry::SeparateSame)
-                        continue;
-                    const AtLevel level(levels[turn++ % levels.size()]);
-                    const RunResult got = RunClip(c, clip, (Guarded::Side)(turn / levels.size() % 2));
-                    if (format > 0 && (in.width % 2 || out.width % 2)) {
-                        EXPECT_TRUE(got.frames.empty()) << c;
-                        continue;
-                    }
-                    ASSERT_EQ(got.frames.size(), clip.size()) << c;
-                    for (size_t i = 0; i < clip.size(); i++) {
-                        Bytes before((size_t)out.Frame(), kUntouched);
-                        if (e == (int)Entry::Same || e == (int)Entry::SeparateSame ||
-                            e == (int)Entry::SplitSame) {
-                            before = format ? ToPairs(clip[i], in) : clip[i];
-                            before.resize((size_t)out.Frame(), kUntouched);
-                        }
-                        const Bytes want =
-                            Expected(c, before, full.frames[i],
-                                     pairs.frames.empty() ? before : pairs.frames[i], clip[i]);
-                        const bool lumaOnly =
-                            ChromaRule(c) == Rule::Unchecked ||
-                            (ChromaRule(c) == Rule::Interleaved && pairs.frames.empty());
-                        const size_t length = (size_t)(lumaOnly ? out.Luma() : out.Frame());
-                        const auto at = std::mismatch(want.begin(), want.begin() + (ptrdiff_t)length,
-                                                      got.frames[i].begin());
-                        ASSERT_EQ(at.first - want.begin(), (ptrdiff_t)length) << c << " frame " << i;
-                        ASSERT_EQ(0, memcmp(&full.motion[i], &got.motion[i], sizeof(MVS_MotionInfo)))
-                            << c;
-                    }
+    }
+    const bool margin = in.width >= out.width * 11 / 10 && in.height >= out.height * 11 / 10;
+    ASSERT_EQ(full.frames.size(), mode == 3 || margin ? clip.size() : 0u);
+    if (full.frames.empty()) return;
+    for (int32_t format = 0; format < 3; format++)
+        for (int e = 0; e < kEntries; e++)
+            for (int32_t chroma = 0; chroma < 2; chroma++) {
+                Case c = {in, out, format, mode, (Entry)e, chroma};
+                if (!c.Exists()) continue;
+                for (const Way &way : WaysFor(c)) {
+                    c.padding = way.padding;
+                    c.bottomUp = way.padding && turn % 2;
+                    Compare(c, way, clip);
+                    if (HasFatalFailure()) return;
                 }
+            }
+}
+
+TEST_P(Matrix, EveryEntryGivesTheSamePicture) {
+    const int live = Faults::Live();
+    for (int32_t mode = 1; mode <= 3; mode++) {
+        RunMode(mode, ShakyClip(in, in.Luma() > 1000000 ? 2 : 3));
+        if (Sweep().empty()) continue;
+        for (int kind = 0; kind < 2; kind++)
+            if (in.Luma() <= 1000000 || (mode + kind) % 2 == 0) RunMode(mode, HostileClip(in, kind));
     }
     EXPECT_EQ(Faults::Live(), live);
 }
@@ -157,7 +257,7 @@ std::string SizesName(const testing::TestParamInfo<Sizes> &param) {
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, Matrix, testing::ValuesIn(kSizes), SizesName);
+INSTANTIATE_TEST_SUITE_P(Sizes, Matrix, testing::ValuesIn(SizesToSweep()), SizesName);
 
 TEST(Entries, MayBeMixed) {
     const Size s = {320, 240};

@@ -40,7 +40,7 @@
  * Creates an event, not signalled.
  *
  * @param pHandle the memory handle it is allocated from (quorvel/memory.h; null: the heap)
- * @return the event; null when the allocation fails
+ * @return the event; null when there is no memory for it or for its lock
  */
 QEL_API void *zekMEventCreate(void *pHandle);
 

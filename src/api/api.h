@@ -21,6 +21,9 @@ struct FrameCall {
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall);
 bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall);
 
+// Fills the scratch planes with grey, once in a handle's life: their pages cost nothing before.
+void NeedScratch(MVS_Context *pCtx);
+
 // QEL_MVS_StabilizeFrame_DiffBuffer with that result.
 bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
 

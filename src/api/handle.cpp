@@ -41,10 +41,12 @@ template <class T> void FreeAndClear(T **ppMem) {
     *ppMem = nullptr;
 }
 
-// Two quarter-size chroma planes in one block; grey until they are written. False without memory.
+uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
+
+// Two quarter-size chroma planes in one block. False without memory.
 bool AllocScratch(int32_t lFormat, int32_t lLumaSize, uint8_t **ppU, uint8_t **ppV) {
     if (!IsSemiPlanar(lFormat)) return true;
-    *ppU = (uint8_t *)AllocFilled((uint32_t)Max32(lLumaSize / 2, 1), kGrey);
+    *ppU = (uint8_t *)MMemAlloc(nullptr, ScratchSize(lLumaSize));
     if (!*ppU) return false;
     *ppV = *ppU + lLumaSize / 4;
     return true;
@@ -148,8 +150,17 @@ MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam) {
         QEL_MVS_DestroyStabilizer(pCtx);
         return nullptr;
     }
+    // Where the warp takes pairs as they are, most handles never need the scratch planes.
+    if (pCtx->lInFormat != QEL_MVS_FORMAT_NV21 || pCtx->lOutHeight % 8 != 0) NeedScratch(pCtx);
     SetUpMode3(pCtx);
     return pCtx;
+}
+
+void NeedScratch(MVS_Context *pCtx) {
+    if (pCtx->bScratchGrey) return;
+    pCtx->bScratchGrey = 1;
+    if (pCtx->pScratchInU) MMemSet(pCtx->pScratchInU, kGrey, ScratchSize(pCtx->lInLumaSize));
+    if (pCtx->pScratchOutU) MMemSet(pCtx->pScratchOutU, kGrey, ScratchSize(pCtx->lOutLumaSize));
 }
 
 // pCurFrame may be a caller's; the copy that is freed is the one the library allocated.

@@ -34,6 +34,7 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
     pCtx->pOutFrame = pCall->pOut;
     pCtx->bPlaneLeft = 0;
     if (pCall->pInVU) {
+        NeedScratch(pCtx);
         UV_NV21_to_I420(pCtx->pScratchInU, pCtx->pScratchInV, pCall->pInVU, InChromaWidth(pCtx),
                         InChromaHeight(pCtx));
         pCtx->bChromaInScratch = 1;
@@ -82,8 +83,11 @@ bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
 bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall) {
     if (!NeedFrame(pCtx, &pCtx->pPrevFrame)) return false;
     pCtx->pCurFrame = pCall->pIn;
+    pCtx->pKeepFrom = pCall->pIn;
+    pCtx->pKeepTo = pCtx->pPrevFrame;
+    pCtx->lKeepBytes = IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
     StabilizeCurrent(pCtx, pCall);
-    MMemCpy(pCtx->pPrevFrame, pCall->pIn,
-            IsSemiPlanar(pCtx->lInFormat) ? (uint32_t)pCtx->lInLumaSize : pCtx->lInFrameSize);
+    MMemCpy(pCtx->pKeepTo, pCtx->pKeepFrom, (uint32_t)pCtx->lKeepBytes);
+    pCtx->lKeepBytes = 0;
     return !pCtx->bPlaneLeft;
 }

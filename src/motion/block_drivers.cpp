@@ -14,8 +14,8 @@ namespace {
 
 const int32_t kBlock = 32;
 const int32_t kMaxRows = 16384 / kBlock;
-const int32_t kSpins = 64;
-const int32_t kWakeBlocks = 16;
+const int32_t kSpins = 256; // some microseconds: the row above is being worked on, if its thread runs
+const int32_t kStride = 8; // blocks between two looks at the row above, and two marks for the row below
 
 } // namespace
 
@@ -23,15 +23,21 @@ const int32_t kWakeBlocks = 16;
 // keeps behind it. The records are then those of one thread working row after row, with any number of
 // participants. Rows are taken in order and finished before the next is asked for: the lowest
 // unfinished row never waits, so the job always completes.
+struct RowMark { // two rows' threads write these at once: each has a cache line of its own
+    alignas(64) int32_t lDone; // finished blocks, read and written atomically
+};
+
 struct BlockSearchJob {
     MVS_Context *pCtx;
     const uint8_t *pCurFrame;
     const uint8_t *pPrevFrame;
     int32_t lX0, lX1; // searched block origins in pixels, both ends included
     int32_t lY0, lY1;
-    void *pEvent; // lock of lNextRow
+    int32_t lBlocks; // of a row
+    int32_t lLead;   // a row's start over the one below it, about a quarter of the row
+    void *pEvent;    // lock of lNextRow
     int32_t lNextRow;
-    int32_t lDone[kMaxRows]; // finished blocks of each row, read and written atomically
+    RowMark stRow[kMaxRows];
     int32_t lWaiters;
     pthread_mutex_t stMutex; // of the sleepers
     pthread_cond_t stCondition;
@@ -44,30 +50,41 @@ inline void Pause() {
 #ifdef QEL_X86
     __builtin_ia32_pause();
 #elif defined(QEL_NEON)
-    __asm__ volatile("yield");
+    __asm__ volatile("isb"); // a yield takes no time on most cores
 #endif
 }
 
-// Sleepers are woken at every 16th block and at the row's end: a wake-up costs more than many blocks,
-// and who wakes late finds many blocks to do. The sleeper counts itself before it looks and the
+// Spins until so many blocks are done; the count seen last, which is less when the time is up.
+int32_t SpinFor(const RowMark *pRow, int32_t lCount) {
+    int32_t lDone = 0;
+    for (int32_t i = 0; i < kSpins; i++) {
+        lDone = __atomic_load_n(&pRow->lDone, __ATOMIC_ACQUIRE);
+        if (lDone >= lCount) break;
+        Pause();
+    }
+    return lDone;
+}
+
+// Sleepers are woken when a row is another lead further and at its end: a wake-up costs more than many
+// blocks, and who wakes late finds many blocks to do. The sleeper counts itself before it looks and the
 // publisher writes before it looks at the count, so one of the two always sees the other.
-void Publish(BlockSearchJob *pJob, int32_t *pDone, int32_t lCount, bool bLast) {
-    __atomic_store_n(pDone, lCount, __ATOMIC_SEQ_CST);
-    if (!bLast && lCount % kWakeBlocks != 0) return;
+void Publish(BlockSearchJob *pJob, RowMark *pRow, int32_t lCount) {
+    if (lCount != pJob->lBlocks && lCount % kStride != 0) return;
+    __atomic_store_n(&pRow->lDone, lCount, __ATOMIC_SEQ_CST);
+    if (lCount != pJob->lBlocks && lCount % pJob->lLead != 0) return;
     if (!__atomic_load_n(&pJob->lWaiters, __ATOMIC_SEQ_CST)) return;
     pthread_mutex_lock(&pJob->stMutex);
     pthread_cond_broadcast(&pJob->stCondition);
     pthread_mutex_unlock(&pJob->stMutex);
 }
 
-void AwaitCount(BlockSearchJob *pJob, const int32_t *pDone, int32_t lCount) {
-    for (int32_t i = 0; i < kSpins; i++) {
-        if (__atomic_load_n(pDone, __ATOMIC_ACQUIRE) >= lCount) return;
-        Pause();
-    }
+// Blocks of a row that are done, at least lCount.
+int32_t AwaitCount(BlockSearchJob *pJob, const RowMark *pRow, int32_t lCount) {
+    int32_t lDone = SpinFor(pRow, lCount);
+    if (lDone >= lCount) return lDone;
     pthread_mutex_lock(&pJob->stMutex);
     __atomic_add_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
-    while (__atomic_load_n(pDone, __ATOMIC_SEQ_CST) < lCount) {
+    while ((lDone = __atomic_load_n(&pRow->lDone, __ATOMIC_SEQ_CST)) < lCount) {
         if (!pthread_cond_wait(&pJob->stCondition, &pJob->stMutex)) continue;
         pthread_mutex_unlock(&pJob->stMutex); // no sleep to be had: give way instead
         sched_yield();
@@ -75,6 +92,25 @@ void AwaitCount(BlockSearchJob *pJob, const int32_t *pDone, int32_t lCount) {
     }
     __atomic_sub_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
     pthread_mutex_unlock(&pJob->stMutex);
+    return lDone;
+}
+
+// The origin of the next row, once the row above has a lead; a value beyond lY1 when none is left, or
+// when the row above does not come on. A row that is taken too early only makes its thread wait, and
+// the next one's with it. So the participant leaves: at least the one who has the last row stays, and
+// finds the row above finished when it asks for the next.
+int32_t TakeRow(BlockSearchJob *pJob) {
+    const int32_t lEnd = pJob->lY1 + kBlock;
+    for (;;) {
+        zekMEventWait(pJob->pEvent, -1);
+        const int32_t lY = pJob->lNextRow;
+        const RowMark *pAbove = lY > pJob->lY0 ? &pJob->stRow[(lY >> 5) - 1] : nullptr;
+        const bool bReady = !pAbove || __atomic_load_n(&pAbove->lDone, __ATOMIC_ACQUIRE) >= pJob->lLead;
+        if (bReady && lY < lEnd) pJob->lNextRow = lY + kBlock;
+        zekMEventSignal(pJob->pEvent);
+        if (bReady || lY >= lEnd) return lY;
+        if (SpinFor(pAbove, pJob->lLead) < pJob->lLead) return lEnd;
+    }
 }
 
 // First and last searched origin along one axis: the outermost blocks are left out, one at the start
@@ -102,16 +138,18 @@ int32_t CountValid(const BlockSearchJob *pJob) {
 void BlockME32F0_BlockMT(BlockSearchJob *pJob, int32_t lYStart, int32_t lYEnd) {
     MVS_Context *pCtx = pJob->pCtx;
     const int32_t lWidth = pCtx->lInWidth, lColumns = lWidth >> 5;
-    const int32_t lBlocks = pJob->lX1 < pJob->lX0 ? 0 : ((pJob->lX1 - pJob->lX0) >> 5) + 1;
+    const int32_t lBlocks = pJob->lBlocks;
     for (int32_t y = lYStart; y < lYEnd; y += kBlock) {
         const int32_t lRow = y >> 5;
+        int32_t lAbove = y > pJob->lY0 ? 0 : lBlocks; // blocks there that are known to be done
         for (int32_t i = 0; i < lBlocks; i++) {
             const int32_t x = pJob->lX0 + i * kBlock;
-            if (y > pJob->lY0) AwaitCount(pJob, &pJob->lDone[lRow - 1], Min32(i + 2, lBlocks));
+            const int32_t lNeeded = Min32(i + 2, lBlocks);
+            if (lAbove < lNeeded) lAbove = AwaitCount(pJob, &pJob->stRow[lRow - 1], lNeeded);
             const ptrdiff_t lOffset = (ptrdiff_t)y * lWidth + x;
             pCtx->pBlockMV[(ptrdiff_t)lRow * lColumns + (x >> 5)] = BlockLDME32(
                 pCtx, pJob->pCurFrame + lOffset, pJob->pPrevFrame + lOffset, lRow, x >> 5, kBlock);
-            Publish(pJob, &pJob->lDone[lRow], i + 1, i + 1 == lBlocks);
+            Publish(pJob, &pJob->stRow[lRow], i + 1);
         }
     }
 }
@@ -120,7 +158,7 @@ void *thread_BlockME32F0(void *pArgument) {
     BlockSearchJob *pJob = (BlockSearchJob *)pArgument;
     const int32_t lEnd = pJob->lY1 + kBlock;
     for (;;) {
-        const int32_t lY = TakeWork(pJob->pEvent, &pJob->lNextRow, lEnd, kBlock);
+        const int32_t lY = TakeRow(pJob);
         if (lY >= lEnd) return nullptr;
         BlockME32F0_BlockMT(pJob, lY, lY + kBlock);
     }
@@ -139,6 +177,8 @@ int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *
     SearchedSpan(pCtx->lInHeight, pCtx->lCurMotionRow, &stJob.lY0, &stJob.lY1);
     SearchedSpan(pCtx->lInWidth, pCtx->lCurMotionCol, &stJob.lX0, &stJob.lX1);
     stJob.lNextRow = stJob.lY0;
+    stJob.lBlocks = stJob.lX1 < stJob.lX0 ? 0 : ((stJob.lX1 - stJob.lX0) >> 5) + 1;
+    stJob.lLead = Min32((stJob.lBlocks / 4 + kStride) / kStride * kStride, stJob.lBlocks);
     int32_t lResult = 0;
     if (stJob.lY0 <= stJob.lY1 && stJob.lX0 <= stJob.lX1) {
         pthread_mutex_init(&stJob.stMutex, nullptr);

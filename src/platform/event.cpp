@@ -24,8 +24,15 @@ void *zekMEventCreate(void *pHandle) {
     if (!pAllocation) return nullptr;
     const uintptr_t lMask = alignof(Event) - 1;
     Event *pEvent = (Event *)(((uintptr_t)pAllocation + lMask) & ~lMask);
-    pthread_mutex_init(&pEvent->stMutex, nullptr);
-    pthread_cond_init(&pEvent->stCondition, nullptr);
+    if (pthread_mutex_init(&pEvent->stMutex, nullptr)) {
+        MMemFree(pHandle, pAllocation);
+        return nullptr;
+    }
+    if (pthread_cond_init(&pEvent->stCondition, nullptr)) {
+        pthread_mutex_destroy(&pEvent->stMutex);
+        MMemFree(pHandle, pAllocation);
+        return nullptr;
+    }
     pEvent->bSignaled = 0;
     pEvent->pAllocation = pAllocation;
     return pEvent;
@@ -61,9 +68,9 @@ int32_t zekMEventWait(void *pArgument, int32_t lTimeout) {
 int32_t zekMEventSignal(void *pArgument) {
     Event *pEvent = (Event *)pArgument;
     if (!pEvent) return QEL_EVENT_NULL;
-    pthread_mutex_lock(&pEvent->stMutex);
-    pEvent->bSignaled = 1;
+    const int lLocked = pthread_mutex_lock(&pEvent->stMutex);
+    pEvent->bSignaled = 1; // also without the lock: who waits would wait for ever
     const int lResult = pthread_cond_signal(&pEvent->stCondition);
-    pthread_mutex_unlock(&pEvent->stMutex);
-    return lResult ? QEL_EVENT_FAILED : QEL_EVENT_OK;
+    if (!lLocked) pthread_mutex_unlock(&pEvent->stMutex);
+    return lLocked || lResult ? QEL_EVENT_FAILED : QEL_EVENT_OK;
 }

@@ -76,7 +76,7 @@ int32_t MMemCmp(const void *pFirst, const void *pSecond, uint32_t lCount) {
 
 void *MMemMgrCreate(void *pBuffer, int32_t lLength) {
     if (!pBuffer) return nullptr;
-    const int64_t lSkip = (int64_t)(-(uintptr_t)pBuffer & 3);
+    const int64_t lSkip = (int64_t)((4 - ((uintptr_t)pBuffer & 3)) & 3);
     const int64_t lUsable = (lLength - lSkip) & ~(int64_t)3;
     if (lUsable - 2 * kHeader <= 0) return nullptr;
     BlockHeader *pFirst = At((uint8_t *)pBuffer + lSkip);

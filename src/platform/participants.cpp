@@ -5,16 +5,40 @@
 
 namespace {
 
-const int64_t kBytesOfOne = 131072; // about what a thread's creation costs, in work on a plane
+int64_t lBytesOfOne = kBytesOfOne;
+
+struct Crew {
+    void *(*pBody)(void *);
+    void *pJob;
+    uintptr_t hThread[3];
+    int32_t lThreads;
+};
+
+void StartOthers(Crew *pCrew) {
+    for (int32_t i = 1; i < pCrew->lThreads; i++)
+        pCrew->hThread[i] = zekMThreadCreate(pCrew->pBody, pCrew->pJob);
+}
+
+// The first thread starts the others while the caller is at work already. The caller joins it first,
+// and so sees their handles.
+void *RunFirst(void *pArgument) {
+    Crew *pCrew = (Crew *)pArgument;
+    StartOthers(pCrew);
+    return pCrew->pBody(pCrew->pJob);
+}
 
 } // namespace
 
+void SetBytesOfOne(int64_t lBytes) { __atomic_store_n(&lBytesOfOne, lBytes, __ATOMIC_RELAXED); }
+
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes) {
-    uintptr_t hThread[3] = {0, 0, 0};
-    for (int64_t i = 0; i < 3 && lBytes > (i + 1) * kBytesOfOne; i++)
-        hThread[i] = zekMThreadCreate(pBody, pJob);
+    const int64_t lEach = __atomic_load_n(&lBytesOfOne, __ATOMIC_RELAXED);
+    Crew st = {pBody, pJob, {0, 0, 0}, 0};
+    while (st.lThreads < 3 && lBytes >= (st.lThreads + 2) * lEach) st.lThreads++;
+    if (st.lThreads > 0) st.hThread[0] = zekMThreadCreate(RunFirst, &st);
+    if (!st.hThread[0]) StartOthers(&st);
     pBody(pJob);
-    for (uintptr_t h : hThread) zekMThreadDestory(h);
+    for (int32_t i = 0; i < 3; i++) zekMThreadDestory(st.hThread[i]);
 }
 
 int32_t TakeWork(void *pEvent, int32_t *pNext, int32_t lEnd, int32_t lChunk) {

@@ -4,10 +4,16 @@
 
 #include <stdint.h>
 
-// Runs pBody(pJob) on the calling thread and on up to three threads more, and returns when all have
-// ended. The bodies fetch their work from a counter of the job, so a thread that could not be started
-// only makes it slower. lBytes is the plane that the job goes over: a small one costs less than the
-// threads would.
+// A participant's share at least, in bytes of a plane that is searched or of a frame that is warped:
+// less is done sooner than a thread is started and ended.
+const int64_t kBytesOfOne = 491520;
+
+// For tests, which share out small jobs too: 0 starts three threads for every job.
+void SetBytesOfOne(int64_t lBytes);
+
+// Runs pBody(pJob) on the calling thread and, where lBytes suffice, on up to three threads more, and
+// returns when all have ended. The bodies fetch their work from a counter of the job, so a
+// thread that could not be started only makes it slower.
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes);
 
 // Fetches the next lChunk items of a counter that runs up to lEnd: its value before, or lEnd when

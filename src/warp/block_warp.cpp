@@ -20,46 +20,6 @@ void WarpBlock(const BlockPlane *pPlane, Position stRow, Position stCol, uint8_t
     }
 }
 
-BlockPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,
-                     const MappingKernel *pKernels) {
-    return {pIn,
-            pOut,
-            pCtx->lInWidth,
-            pCtx->lInHeight,
-            pCtx->lOutHeight,
-            pCtx->lInWidth,
-            1,
-            pKernels,
-            kPlanarTaps,
-            RunKernelOf(pCtx->eCpuLevel)};
-}
-
-BlockPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    return {pIn,
-            pOut,
-            InChromaWidth(pCtx),
-            InChromaHeight(pCtx),
-            OutChromaHeight(pCtx),
-            InChromaWidth(pCtx),
-            1,
-            kPlanarKernels,
-            kPlanarTaps,
-            RunKernelOf(pCtx->eCpuLevel)};
-}
-
-BlockPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    return {pIn,
-            pOut,
-            InChromaWidth(pCtx),
-            InChromaHeight(pCtx),
-            OutChromaHeight(pCtx),
-            pCtx->lInWidth,
-            2,
-            kPairKernels,
-            kPairTaps,
-            RunKernelOf(pCtx->eCpuLevel)};
-}
-
 WarpMap BlockSteps(int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     return {lR0, lC0, WrapMul32(4, lZ), WrapMul32(4, lS)};
 }
@@ -152,6 +112,50 @@ bool CanRun(const RowWalk *pWalk) {
 
 } // namespace
 
+BlockPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,
+                     const MappingKernel *pKernels) {
+    return {pIn,
+            pOut,
+            pCtx->lInWidth,
+            pCtx->lInHeight,
+            pCtx->lOutHeight,
+            pCtx->lInWidth,
+            1,
+            pKernels,
+            kPlanarTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
+}
+
+BlockPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            OutChromaHeight(pCtx),
+            InChromaWidth(pCtx),
+            1,
+            kPlanarKernels,
+            kPlanarTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
+}
+
+BlockPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            OutChromaHeight(pCtx),
+            pCtx->lInWidth,
+            2,
+            kPairKernels,
+            kPairTaps,
+            RunKernelOf(pCtx->eCpuLevel)};
+}
+
+int32_t PlanarChromaRows(const MVS_Context *pCtx) {
+    return pCtx->bFullChroma ? BlockCount(OutChromaHeight(pCtx)) : pCtx->lOutHeight >> 3;
+}
+
 void WarpBlockRows(const BlockPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd) {
     lFirst = Max32(lFirst, 0);
     lEnd = Min32(lEnd, BlockCount(pPlane->lOutHeight));
@@ -201,11 +205,10 @@ void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, u
 void StabC_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     const PlanarChroma stPlanes = ChromaPlanes(pCtx, pInChroma, pOutChroma);
+    if (!stPlanes.pIn[0] || !stPlanes.pOut[0]) return; // the handle was not made for pairs
     const WarpMap stMap = BlockSteps(lR0, lC0, lZ, lS);
     for (int32_t i = 0; i < 2; i++) {
         const BlockPlane st = ChromaPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i]);
-        // Only whole block rows of whole block pairs of luma by default: the last rows of chroma stay.
-        const int32_t lRows = pCtx->bFullChroma ? BlockCount(st.lOutHeight) : pCtx->lOutHeight >> 3;
-        if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, 0, lRows);
+        if (FitsBlockWarp(pCtx, &st)) WarpBlockRows(&st, &stMap, 0, PlanarChromaRows(pCtx));
     }
 }

@@ -19,6 +19,16 @@ struct BlockPlane {
     RunKernel pRun;                // null: blocks go one by one
 };
 
+// Planes of the context's sizes: luma, one plane of planar chroma, and V,U pairs.
+BlockPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,
+                     const MappingKernel *pKernels);
+BlockPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
+BlockPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
+
+// Block rows that planar chroma is warped in. By default only whole block rows of whole block pairs of
+// luma: the last rows of chroma stay.
+int32_t PlanarChromaRows(const MVS_Context *pCtx);
+
 static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
 
 // The kernels need room for a phase-3 block, and input rows of the output's length.

@@ -2,7 +2,10 @@
 // Mode 3: which warp a frame takes, and the block passes that are shared out between participants.
 #include "warp/warp.h"
 
+#include <pthread.h>
+
 #include "platform/participants.h"
+#include "quorvel/memory.h"
 #include "quorvel/threads.h"
 #include "warp/block_warp.h"
 
@@ -31,6 +34,15 @@ void RunPass(WarpJob *pJob, void *(*pBody)(void *), int64_t lBytes) {
     zekMEventDestroy(nullptr, pJob->pEvent);
 }
 
+// Where the interleaved pass finds its pairs: NV21 takes the context's frames, whatever is passed.
+bool PairsOf(const MVS_Context *pCtx, const uint8_t **ppIn, uint8_t **ppOut) {
+    if (pCtx->lInFormat != QEL_MVS_FORMAT_NV21) return true;
+    if (!pCtx->pCurFrame || !pCtx->pOutFrame) return false;
+    *ppIn = pCtx->pCurFrame + pCtx->lInLumaSize;
+    *ppOut = pCtx->pOutFrame + pCtx->lOutLumaSize;
+    return true;
+}
+
 // The next chunk of the pass; false when none is left.
 bool TakeChunk(WarpJob *pJob, int32_t *pFirst, int32_t *pEnd) {
     *pFirst = TakeWork(pJob->pEvent, &pJob->lNextRow, pJob->lRows, pJob->lChunk);
@@ -44,14 +56,107 @@ WarpJob MakeJob(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, WarpMap st
     return {pCtx, pIn, pOut, stMap, nullptr, 0, lRows, Max32(pCtx->lInHeight >> 7, 1)};
 }
 
+// A whole frame in one job, so that three threads are started once and no participant waits for the
+// others between two planes. The unit is a band of the picture: its rows of each plane and, where a
+// copy becomes the previous frame, its bytes of that. The calling thread goes down from the top and the
+// others up from the bottom: what a core wrote for the last frame is then mostly its own to write
+// again.
+struct FramePass {
+    BlockPlane stPlane;
+    WarpMap stMap; // steps of a block
+    int32_t lRows;
+};
+
+struct FrameJob {
+    MVS_Context *pCtx;
+    FramePass stPass[3];
+    int32_t lPasses;
+    pthread_t hCaller;
+    void *pEvent;         // lock of the two counters
+    int32_t lFirst, lEnd; // bands not yet taken
+    int32_t lBands;
+    const uint8_t *pKeepFrom;
+    uint8_t *pKeepTo;
+    int32_t lKeepBytes;
+};
+
+void AddPass(FrameJob *pJob, const BlockPlane *pPlane, const WarpMap *pMap, int32_t lRows,
+             bool bLocked) {
+    if (bLocked && !pJob->pEvent)
+        pJob->pCtx->bPlaneLeft = 1;
+    else if (FitsBlockWarp(pJob->pCtx, pPlane))
+        pJob->stPass[pJob->lPasses++] = {*pPlane, *pMap, lRows};
+}
+
+void AddPlanes(FrameJob *pJob, const uint8_t *pInFrame, uint8_t *pOutFrame) {
+    MVS_Context *pCtx = pJob->pCtx;
+    const WarpMap st = MapWithZoom(pCtx);
+    const WarpMap stLuma = {st.lR0, st.lC0, WrapMul32(4, st.lZ), WrapMul32(4, st.lS)};
+    const WarpMap stChroma = {st.lR0 >> 1, st.lC0 >> 1, stLuma.lZ, stLuma.lS};
+    const bool bPairs = pCtx->lOutHeight % 8 == 0;
+    BlockPlane stPlane =
+        LumaPlane(pCtx, pInFrame, pOutFrame, bPairs ? kThreadedKernels : kPlanarKernels);
+    AddPass(pJob, &stPlane, &stLuma, BlockCount(pCtx->lOutHeight), bPairs);
+
+    const uint8_t *pInChroma = pInFrame + pCtx->lInLumaSize;
+    uint8_t *pOutChroma = pOutFrame + pCtx->lOutLumaSize;
+    // The interleaved pass takes any format's chroma for pairs; planes that belong to their luma are
+    // planar.
+    if (bPairs && !pCtx->bChromaInScratch && (!pCtx->bFullChroma || IsSemiPlanar(pCtx->lInFormat))) {
+        if (!PairsOf(pCtx, &pInChroma, &pOutChroma)) return;
+        stPlane = PairPlane(pCtx, pInChroma, pOutChroma);
+        AddPass(pJob, &stPlane, &stChroma, pCtx->lInHeight >> 3, true);
+        return;
+    }
+    const PlanarChroma stPlanes = ChromaPlanes(pCtx, pInChroma, pOutChroma);
+    if (!stPlanes.pIn[0] || !stPlanes.pOut[0]) return; // the handle was not made for pairs
+    for (int32_t i = 0; i < 2; i++) {
+        stPlane = ChromaPlane(pCtx, stPlanes.pIn[i], stPlanes.pOut[i]);
+        AddPass(pJob, &stPlane, &stChroma, PlanarChromaRows(pCtx), false);
+    }
+}
+
+// The next band, or -1.
+int32_t TakeBand(FrameJob *pJob, bool bFromTop) {
+    zekMEventWait(pJob->pEvent, -1);
+    const int32_t lBand = pJob->lFirst >= pJob->lEnd ? -1 : bFromTop ? pJob->lFirst++ : --pJob->lEnd;
+    zekMEventSignal(pJob->pEvent);
+    return lBand;
+}
+
+// Where a band begins in so many rows, or bytes.
+int32_t BandStart(const FrameJob *pJob, int32_t lBand, int32_t lCount) {
+    return (int32_t)((int64_t)lCount * lBand / pJob->lBands);
+}
+
+// Body of the frame's participants.
+void *WarpFrame(void *pArgument) {
+    FrameJob *pJob = (FrameJob *)pArgument;
+    const bool bFromTop = pthread_equal(pthread_self(), pJob->hCaller) != 0;
+    for (;;) {
+        const int32_t lBand = TakeBand(pJob, bFromTop);
+        if (lBand < 0) return nullptr;
+        for (int32_t i = 0; i < pJob->lPasses; i++) {
+            const FramePass *pPass = &pJob->stPass[i];
+            WarpBlockRows(&pPass->stPlane, &pPass->stMap, BandStart(pJob, lBand, pPass->lRows),
+                          BandStart(pJob, lBand + 1, pPass->lRows));
+        }
+        if (!pJob->lKeepBytes) continue;
+        const int32_t lKeep = BandStart(pJob, lBand, pJob->lKeepBytes);
+        MMemCpy(pJob->pKeepTo + lKeep, pJob->pKeepFrom + lKeep,
+                (uint32_t)(BandStart(pJob, lBand + 1, pJob->lKeepBytes) - lKeep));
+    }
+}
+
 // The per-pixel warp for unequal sizes: unlike a small frame, a large one has its planar chroma moved.
-void WarpUnequal(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame, const WarpMap *pMap) {
-    StabY_RotationF0(pCtx, pInFrame, pOutFrame, pMap->lR0, pMap->lC0, pMap->lZ, pMap->lS);
+void WarpUnequal(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame) {
+    const WarpMap st = MapWithZoom(pCtx);
+    StabY_RotationF0(pCtx, pInFrame, pOutFrame, st.lR0, st.lC0, st.lZ, st.lS);
     if (pCtx->bChromaInScratch || !IsSemiPlanar(pCtx->lInFormat))
         StabC_RotationF0(pCtx, pInFrame + pCtx->lInLumaSize, pOutFrame + pCtx->lOutLumaSize,
-                         pMap->lR0 >> 1, pMap->lC0 >> 1, pMap->lZ, pMap->lS);
+                         st.lR0 >> 1, st.lC0 >> 1, st.lZ, st.lS);
     else
-        StabC2_RotationF0(pCtx, pMap->lR0 >> 1, pMap->lC0 >> 1, pMap->lZ, pMap->lS);
+        StabC2_RotationF0(pCtx, st.lR0 >> 1, st.lC0 >> 1, st.lZ, st.lS);
 }
 
 } // namespace
@@ -68,28 +173,26 @@ void StabilizeFrameM3F0WithOpt(MVS_Context *pCtx, const uint8_t *pInFrame, uint8
 }
 
 void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame) {
-    const WarpMap st = MapWithZoom(pCtx);
     if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) {
-        WarpUnequal(pCtx, pInFrame, pOutFrame, &st);
+        WarpUnequal(pCtx, pInFrame, pOutFrame);
         return;
     }
-    const bool bShared = pCtx->lOutHeight % 8 == 0;
-    if (bShared)
-        StabY_Rotation_4x4_7to8(pCtx, pInFrame, pOutFrame, st.lR0, st.lC0, st.lZ, st.lS);
+    FrameJob stJob = {};
+    stJob.pCtx = pCtx;
+    stJob.pEvent = zekMEventCreate(nullptr);
+    AddPlanes(&stJob, pInFrame, pOutFrame);
+    stJob.hCaller = pthread_self();
+    stJob.lEnd = stJob.lBands = BlockCount(pCtx->lOutHeight) / Max32(pCtx->lInHeight >> 7, 1);
+    stJob.pKeepFrom = pCtx->pKeepFrom;
+    stJob.pKeepTo = pCtx->pKeepTo;
+    stJob.lKeepBytes = pCtx->lKeepBytes;
+    pCtx->lKeepBytes = 0;
+    zekMEventSignal(stJob.pEvent);
+    if (stJob.pEvent)
+        RunParticipants(WarpFrame, &stJob, (int64_t)pCtx->lInLumaSize * 3 / 2);
     else
-        StabY_Rotation_4x4_7to8_normal(pCtx, pInFrame, pOutFrame, st.lR0, st.lC0, st.lZ, st.lS);
-
-    const uint8_t *pInChroma = pInFrame + pCtx->lInLumaSize;
-    uint8_t *pOutChroma = pOutFrame + pCtx->lOutLumaSize;
-    // The interleaved pass takes any format's chroma for pairs; planes that belong to their luma are
-    // planar.
-    const bool bPlanar =
-        pCtx->bChromaInScratch || (pCtx->bFullChroma && !IsSemiPlanar(pCtx->lInFormat));
-    if (bShared && !bPlanar)
-        StabC2_Rotation_4x4_7to8(pCtx, pInChroma, pOutChroma, st.lR0 >> 1, st.lC0 >> 1, st.lZ, st.lS);
-    else
-        StabC_Rotation_4x4_7to8_normal(pCtx, pInChroma, pOutChroma, st.lR0 >> 1, st.lC0 >> 1, st.lZ,
-                                       st.lS);
+        WarpFrame(&stJob);
+    zekMEventDestroy(nullptr, stJob.pEvent);
 }
 
 void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
@@ -100,11 +203,7 @@ void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t 
 
 void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                               int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
-    if (pCtx->lInFormat == QEL_MVS_FORMAT_NV21) {
-        if (!pCtx->pCurFrame || !pCtx->pOutFrame) return;
-        pInChroma = pCtx->pCurFrame + pCtx->lInLumaSize;
-        pOutChroma = pCtx->pOutFrame + pCtx->lOutLumaSize;
-    }
+    if (!PairsOf(pCtx, &pInChroma, &pOutChroma)) return;
     WarpJob st = MakeJob(pCtx, pInChroma, pOutChroma, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 3);
     RunPass(&st, thread_StabC2_Rotation_4x4_7to8, pCtx->lInLumaSize >> 1);
 }

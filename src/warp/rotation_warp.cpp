@@ -141,6 +141,7 @@ void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOut
                       int32_t lC0, int32_t lZ, int32_t lS) {
     const NearestPass stPass = ChromaPass(pCtx, lR0, lC0, lZ, lS);
     const PlanarChroma st = ChromaPlanes(pCtx, pInChroma, pOutChroma);
+    if (!st.pIn[0] || !st.pOut[0]) return; // the handle was not made for pairs
     WalkNearest(&stPass, [&st](ptrdiff_t lOut, ptrdiff_t lIn) {
         st.pOut[0][lOut] = st.pIn[0][lIn];
         st.pOut[1][lOut] = st.pIn[1][lIn];

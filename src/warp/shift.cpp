@@ -45,6 +45,7 @@ void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFrame, uint
         pOut[0] = pCtx->pScratchOutU;
         pOut[1] = pCtx->pScratchOutV;
     }
+    if (!pIn[0] || !pOut[0]) return; // the handle was not made for pairs
     for (int32_t i = 0; i < 2; i++)
         CopyRows(pOut[i], lOutWidth >> 1, pIn[i] + lOffset, lInWidth >> 1, lRows >> 1);
 }

@@ -2,39 +2,123 @@
 
 #include <errno.h>
 #include <pthread.h>
+#include <sched.h>
+#include <signal.h>
 #include <stddef.h>
+#include <time.h>
 
 #include <atomic>
-#include <mutex>
+#include <thread>
 #include <unordered_set>
+#include <vector>
 
 namespace {
 
-std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sParticipants{4};
+std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sLocks, sFailLock,
+    sParticipants{4}, sOnWait;
+std::atomic<bool> sDawdle, sInterrupt;
+std::atomic<unsigned> sSeed;
+std::atomic<void (*)(void *(*)(void *), void *)> sWatch;
 
-std::mutex &LiveLock() {
-    static std::mutex *lock = new std::mutex; // outlives every free of the process's end
-    return *lock;
-}
-std::unordered_set<void *> &LiveSet() {
+// Not a mutex: those are wrapped.
+std::atomic_flag sBusy = ATOMIC_FLAG_INIT;
+struct Busy {
+    Busy() {
+        while (sBusy.test_and_set(std::memory_order_acquire)) sched_yield();
+    }
+    ~Busy() { sBusy.clear(std::memory_order_release); }
+};
+std::unordered_set<void *> &LiveSet() { // outlives every free of the process's end
     static auto *set = new std::unordered_set<void *>;
     return *set;
 }
+std::vector<pthread_t> &Running() {
+    static auto *threads = new std::vector<pthread_t>;
+    return *threads;
+}
+
+unsigned Draw() { return (sSeed += 0x9E3779B9u) * 0x85EBCA6Bu >> 16; }
+
+void Sleep(unsigned microseconds) {
+    const timespec time = {0, (long)microseconds * 1000};
+    nanosleep(&time, nullptr);
+}
+
+void MaybeSleep() {
+    if (!sDawdle) return;
+    const unsigned draw = Draw();
+    if (draw % 4 == 0) Sleep(draw % 200);
+    if (draw % 4 == 1) sched_yield();
+}
+
+bool Fails(std::atomic<int> *count, const std::atomic<int> &which) { return ++*count == which; }
+
+struct Start {
+    void *(*body)(void *);
+    void *arg;
+};
+
+void *Run(void *argument) {
+    const Start start = *(Start *)argument;
+    delete (Start *)argument;
+    {
+        const Busy busy;
+        Running().push_back(pthread_self());
+    }
+    MaybeSleep();
+    void *result = start.body(start.arg);
+    const Busy busy;
+    auto &all = Running();
+    for (size_t i = 0; i < all.size(); i++)
+        if (pthread_equal(all[i], pthread_self())) all.erase(all.begin() + (ptrdiff_t)i--);
+    return result;
+}
+
+std::thread *sInterrupter;
 
 } // namespace
 
 void Faults::Reset() {
-    sAllocations = sFailAllocation = sThreads = sFailThread = 0;
+    sAllocations = sFailAllocation = sThreads = sFailThread = sLocks = sFailLock = sOnWait = 0;
     sParticipants = 4;
+    sDawdle = false;
 }
 void Faults::FailAllocation(int n) { sFailAllocation = n ? sAllocations + n : 0; }
 void Faults::FailThread(int n) { sFailThread = n ? sThreads + n : 0; }
+void Faults::FailLock(int n) { sFailLock = n ? sLocks + n : 0; }
 void Faults::KeepParticipants(int count) { sParticipants = count; }
+void Faults::OnWait(int what) { sOnWait = what; }
+void Faults::Dawdle(bool yes) { sDawdle = yes; }
+void Faults::OnThread(void (*watch)(void *(*body)(void *), void *arg)) { sWatch = watch; }
 int Faults::Allocations() { return sAllocations; }
 int Faults::Threads() { return sThreads; }
+int Faults::Locks() { return sLocks; }
 int Faults::Live() {
-    std::lock_guard<std::mutex> guard(LiveLock());
+    const Busy busy;
     return (int)LiveSet().size();
+}
+
+Interruptions::Interruptions() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { Sleep(20 + Draw() % 100); };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGUSR1, &action, nullptr);
+    sInterrupt = true;
+    sInterrupter = new std::thread([caller = pthread_self()] {
+        while (sInterrupt) {
+            Sleep(20);
+            pthread_kill(caller, SIGUSR1);
+            const Busy busy; // none of them ends meanwhile
+            for (pthread_t thread : Running())
+                if (Draw() % 2) pthread_kill(thread, SIGUSR1);
+        }
+    });
+}
+
+Interruptions::~Interruptions() {
+    sInterrupt = false;
+    sInterrupter->join();
+    delete sInterrupter;
 }
 
 extern "C" {
@@ -43,18 +127,24 @@ void *__real_malloc(size_t size);
 void __real_free(void *p);
 int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
                           void *arg);
+int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_cond_init(pthread_cond_t *condition, const pthread_condattr_t *attr);
+int __real_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex);
+int __real_pthread_cond_signal(pthread_cond_t *condition);
+int __real_pthread_cond_broadcast(pthread_cond_t *condition);
 
 void *__wrap_malloc(size_t size) {
-    if (++sAllocations == sFailAllocation) return nullptr;
+    if (Fails(&sAllocations, sFailAllocation)) return nullptr;
     void *p = __real_malloc(size);
-    std::lock_guard<std::mutex> guard(LiveLock());
+    const Busy busy;
     if (p) LiveSet().insert(p);
     return p;
 }
 
 void __wrap_free(void *p) {
     {
-        std::lock_guard<std::mutex> guard(LiveLock());
+        const Busy busy;
         LiveSet().erase(p);
     }
     __real_free(p);
@@ -63,7 +153,47 @@ void __wrap_free(void *p) {
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
                           void *arg) {
     const int n = ++sThreads;
+    if (const auto watch = sWatch.load()) watch(body, arg);
     if (n == sFailThread || (n - 1) % 3 + 1 >= sParticipants) return EAGAIN;
-    return __real_pthread_create(thread, attr, body, arg);
+    Start *start = new Start{body, arg};
+    const int result = __real_pthread_create(thread, attr, Run, start);
+    if (result) delete start;
+    return result;
+}
+
+int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr) {
+    return Fails(&sAllocations, sFailAllocation) ? ENOMEM : __real_pthread_mutex_init(mutex, attr);
+}
+
+int __wrap_pthread_cond_init(pthread_cond_t *condition, const pthread_condattr_t *attr) {
+    return Fails(&sAllocations, sFailAllocation) ? ENOMEM : __real_pthread_cond_init(condition, attr);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
+    if (Fails(&sLocks, sFailLock)) return EAGAIN;
+    MaybeSleep();
+    return __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) {
+    const int what = sOnWait;
+    const unsigned draw = Draw();
+    if (what == 1 || (what == 2 && draw % 3 == 0)) return EINVAL;
+    if (what == 2 && draw % 3 == 1) {
+        pthread_mutex_unlock(mutex);
+        sched_yield();
+        return __real_pthread_mutex_lock(mutex);
+    }
+    return __real_pthread_cond_wait(condition, mutex);
+}
+
+int __wrap_pthread_cond_signal(pthread_cond_t *condition) {
+    MaybeSleep();
+    return __real_pthread_cond_signal(condition);
+}
+
+int __wrap_pthread_cond_broadcast(pthread_cond_t *condition) {
+    MaybeSleep();
+    return __real_pthread_cond_broadcast(condition);
 }
 }

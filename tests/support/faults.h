@@ -1,14 +1,28 @@
-// Makes the library's allocations and thread creations fail, and counts what it has not freed. The test
-// programs are linked with malloc, free and pthread_create wrapped.
+// Makes the library's allocations, threads and locks fail or dawdle, and counts what it has not freed.
+// The test programs are linked with these functions wrapped.
 #pragma once
 
 struct Faults {
     static void Reset();                     // nothing fails, counts start at 0
-    static void FailAllocation(int n);       // the n-th from now; 0: none
+    static void FailAllocation(int n);       // the n-th from now, of memory or of a lock's; 0: none
     static void FailThread(int n);           // the n-th creation from now; 0: none
+    static void FailLock(int n);             // the n-th taking of a mutex from now; 0: none
     static void KeepParticipants(int count); // of every job's four; 4: all
+    static void OnWait(int what); // waits for conditions: 0 as ever, 1 fail, 2 end early or fail
+    static void Dawdle(bool yes); // random sleeps at locks, wake-ups and the start of threads
+
+    // Called before each thread is created, with what it is to run; null: not.
+    static void OnThread(void (*watch)(void *(*body)(void *), void *arg));
 
     static int Allocations(); // since Reset
     static int Threads();     // creations asked for since Reset
+    static int Locks();       // mutexes taken since Reset
     static int Live();        // allocations not yet freed, ever
+};
+
+// Stops the threads that run meanwhile, wherever they are, for some time again and again.
+class Interruptions {
+  public:
+    Interruptions();
+    ~Interruptions();
 };

@@ -4,14 +4,43 @@
 
 #include <algorithm>
 #include <ostream>
+#include <stdexcept>
+
+#include "quorvel/camera.h"
+#include "support/pitched.h"
+
+#include "platform/participants.h"
+
+// Jobs are shared out at sizes that tests can afford; the library's own size is in participants.h.
+const int shareSmallJobs = (SetBytesOfOne(65536), 0);
 
 std::string Case::Name() const {
-    static const char *const kEntry[] = {"diff",      "same",      "sepdiff", "sepsame",
-                                         "splitdiff", "splitsame", "ex"};
+    static const char *const kEntry[kEntries] = {"diff",      "same",      "sepdiff",  "sepsame",
+                                                 "splitdiff", "splitsame", "ex",       "pitchdiff",
+                                                 "pitchsame", "preview",   "recording"};
     std::string s = std::to_string(in.width) + "x" + std::to_string(in.height);
     if (!(in == out)) s += "-" + std::to_string(out.width) + "x" + std::to_string(out.height);
     return s + "/f" + std::to_string(format) + "/m" + std::to_string(mode) + "/" + kEntry[(int)entry] +
-           (fullChroma ? "/full" : "");
+           (fullChroma ? "/full" : "") + (padding ? "/pad" + std::to_string(padding) : "") +
+           (bottomUp ? "/up" : "");
+}
+
+bool Case::Exists() const {
+    switch (entry) {
+    case Entry::PitchDiff:
+    case Entry::PitchSame:
+        return format < 2 && mode == 3 && in == out;
+    case Entry::Preview:
+    case Entry::Recording:
+        return format == 1 && mode == 3 && in == out;
+    default:
+        return format < 2 || entry == Entry::SeparateDiff || entry == Entry::SeparateSame;
+    }
+}
+
+bool Case::InPlace() const {
+    return entry == Entry::Same || entry == Entry::SeparateSame || entry == Entry::SplitSame ||
+           entry == Entry::PitchSame || entry == Entry::Preview || entry == Entry::Recording;
 }
 
 std::ostream &operator<<(std::ostream &os, const Case &c) { return os << c.Name(); }
@@ -36,30 +65,54 @@ uint64_t RunResult::Hash() const {
     return h;
 }
 
-Runner::Runner(const Case &c, Guarded::Side side)
-    : mCase(c), mSide(side), mHandle(MakeHandle(c.in, c.out, c.format)) {
-    if (!mHandle) return;
-    QEL_MVS_SetFullChroma(mHandle.get(), c.fullChroma);
-    if (!QEL_MVS_SetMode(mHandle.get(), c.mode)) mHandle.reset();
+Runner::Runner(const Case &c, Guarded::Side side) : mCase(c), mSide(side) {
+    if (c.entry == Entry::Preview)
+        init_quorvel_videostabilizer(c.in.width, c.in.height);
+    else if (c.entry == Entry::Recording)
+        init_quorvel_videostabilizer_recording(c.in.width, c.in.height);
+    else if (c.entry == Entry::PitchDiff || c.entry == Entry::PitchSame)
+        mHandle.reset(QEL_MVS_CreateStabilizerPitch(
+            {c.format, c.in.width, c.in.height, {nullptr, nullptr, nullptr, nullptr}, {0, 0, 0, 0}}));
+    else
+        mHandle = MakeHandle(c.in, c.out, c.format);
+    mReady = Context() && QEL_MVS_SetMode(Context(), c.mode);
+    QEL_MVS_SetFullChroma(Context(), c.fullChroma);
+}
+
+Runner::~Runner() {
+    if (mCase.entry == Entry::Preview) uninit_quorvel_videostabilizer();
+    if (mCase.entry == Entry::Recording) uninit_quorvel_videostabilizer_recording();
+}
+
+MVS_Context *Runner::Context() const {
+    return mCase.entry == Entry::Preview     ? hVStabilizer
+           : mCase.entry == Entry::Recording ? hVStabilizer_recording
+                                             : mHandle.get();
 }
 
 MVS_MotionInfo Runner::Motion() const {
     MVS_MotionInfo info = {};
     info.lSize = (int32_t)sizeof(info);
-    QEL_MVS_GetMotion(mHandle.get(), &info);
+    QEL_MVS_GetMotion(Context(), &info);
     return info;
 }
 
 Bytes Runner::Push(const Bytes &planar) {
     const Bytes frame = mCase.format == 0 ? planar : ToPairs(planar, mCase.in);
-    switch (mCase.entry) {
-    case Entry::Same:
-    case Entry::SeparateSame:
-    case Entry::SplitSame:
-        return InPlace(frame);
-    default:
-        return Apart(frame);
-    }
+    if (mCase.entry == Entry::PitchDiff || mCase.entry == Entry::PitchSame) return Pitched(frame);
+    return mCase.InPlace() ? InPlace(frame) : Apart(frame);
+}
+
+Bytes Runner::Pitched(const Bytes &frame) {
+    const bool inPlace = mCase.InPlace();
+    PitchedFrame in(mCase.in, mCase.format, mCase.padding, mCase.bottomUp, mSide);
+    PitchedFrame to(mCase.in, mCase.format, inPlace ? 0 : 63 - mCase.padding, !mCase.bottomUp, mSide);
+    in.Put(frame);
+    if (!inPlace) in.ReadOnly();
+    QEL_MVS_StabilizeFramePitch(mHandle.get(), in.image, inPlace ? in.image : to.image);
+    Bytes out = inPlace ? frame : Bytes(frame.size(), kUntouched);
+    if (!(inPlace ? in : to).Get(&out)) throw std::runtime_error("padding was written");
+    return out;
 }
 
 // Luma and chroma are guarded apart where the entry takes them apart.
@@ -77,6 +130,10 @@ Bytes Runner::InPlace(const Bytes &frame) {
         QEL_MVS_StabilizeFrameSeparateBuffer(ctx, y.Data(), uv.Data(), y.Data(), uv.Data());
     else if (mCase.entry == Entry::SplitSame)
         QEL_MVS_StabilizeFrameSplitterShow(ctx, y.Data(), y.Data(), kSplit);
+    else if (mCase.entry == Entry::Preview)
+        runVideoStabilizer(y.Data(), mCase.in.width, mCase.in.height);
+    else if (mCase.entry == Entry::Recording)
+        runVideoStabilizer_recording(y.Data(), mCase.in.width, mCase.in.height);
     else
         QEL_MVS_StabilizeFrame(ctx, y.Data(), y.Data());
     Bytes out(y.Data(), y.Data() + outLuma);

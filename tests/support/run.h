@@ -9,14 +9,32 @@
 #include "support/guarded.h"
 #include "support/scene.h"
 
-enum class Entry { Diff, Same, SeparateDiff, SeparateSame, SplitDiff, SplitSame, Ex };
+// Preview and Recording are the camera service's streams; they and the pitched calls know equal sizes.
+enum class Entry {
+    Diff,
+    Same,
+    SeparateDiff,
+    SeparateSame,
+    SplitDiff,
+    SplitSame,
+    Ex,
+    PitchDiff,
+    PitchSame,
+    Preview,
+    Recording
+};
+const int kEntries = 11;
 
 struct Case {
     Size in, out;
     int32_t format, mode;
     Entry entry;
     int32_t fullChroma;
+    int32_t padding = 0; // pitched: bytes behind each row
+    bool bottomUp = false;
     std::string Name() const;
+    bool Exists() const;  // the entry takes this format, mode and these sizes
+    bool InPlace() const; // output buffers start as the input
 };
 std::ostream &operator<<(std::ostream &os, const Case &c);
 
@@ -47,21 +65,24 @@ struct RunResult {
 class Runner {
   public:
     explicit Runner(const Case &c, Guarded::Side side = Guarded::kAtEnd);
-    bool Ready() const {
-        return mHandle != nullptr;
-    } // false: no handle, or no such mode for these sizes
-    MVS_Context *Context() const { return mHandle.get(); }
-    void Use(Entry entry) { mCase.entry = entry; } // from now on
+    ~Runner();
+    Runner(const Runner &) = delete;
+    Runner &operator=(const Runner &) = delete;
+    bool Ready() const { return mReady; } // false: no handle, or no such mode for these sizes
+    MVS_Context *Context() const;
+    void Use(Entry entry) { mCase.entry = entry; } // from now on; not to or from the last four
     Bytes Push(const Bytes &planar);               // one frame
     MVS_MotionInfo Motion() const;
 
   private:
     Bytes InPlace(const Bytes &frame);
     Bytes Apart(const Bytes &frame);
+    Bytes Pitched(const Bytes &frame);
 
     Case mCase;
     Guarded::Side mSide;
     Handle mHandle;
+    bool mReady = false;
     std::unique_ptr<Guarded> mPrevious;
 };
 

@@ -36,6 +36,26 @@ std::vector<Bytes> ShakyClip(Size size, int32_t frames) {
     return clip;
 }
 
+std::vector<Bytes> HostileClip(Size size, int kind) {
+    if (kind == 0) {
+        Bytes board((size_t)size.Frame(), 0), negative = board;
+        for (int32_t i = 0; i < size.Frame(); i++) {
+            board[(size_t)i] = (i / size.width + i % size.width) & 1 ? 255 : 0;
+            negative[(size_t)i] = (uint8_t)(255 - board[(size_t)i]);
+        }
+        const Bytes black((size_t)size.Frame(), 0), white((size_t)size.Frame(), 255);
+        return {Noise(size.Frame(), 5), board, negative, black, white, Noise(size.Frame(), 6)};
+    }
+    std::vector<Bytes> clip;
+    const int32_t far = 256 * (size.width + size.height) / 2;
+    const Pose kJumps[6] = {{0, 0, 0},      {far, -far, 0}, {far + 700, 400 - far, 2000},
+                            {-far, far, 0}, {-far, far, 0}, {-far - 2100, far, -1500}};
+    for (const Pose &pose : kJumps) clip.push_back(Render(size, pose, clip.size() == 4 ? 90 : 0));
+    for (size_t i = 1; i < 3; i++)
+        for (uint8_t &b : clip[i]) b = b > 110 ? 255 : 0;
+    return clip;
+}
+
 Bytes ToPairs(const Bytes &planar, Size size) {
     Bytes pairs = planar;
     const uint8_t *u = planar.data() + size.Luma(), *v = u + (size.Luma() >> 2);

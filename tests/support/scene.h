@@ -29,6 +29,10 @@ Bytes Render(Size size, Pose pose, int32_t brightness = 0);
 // A hand-held camera: a slow pan, shake of some pixels, a little roll.
 std::vector<Bytes> ShakyClip(Size size, int32_t frames);
 
+// What no camera sends, six frames: noise and checkerboards and flips from black to white (kind 0);
+// jumps beyond the search, at full contrast and with the brightness changed (kind 1).
+std::vector<Bytes> HostileClip(Size size, int kind);
+
 // Planar to pairs (V first) and back; the gap that odd sides leave between the planes is carried along.
 Bytes ToPairs(const Bytes &planar, Size size);
 Bytes ToPlanar(const Bytes &pairs, Size size);

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # What quorvel-stabilize does with real files and pipes, good and bad.
 #   check_tool.sh <quorvel-stabilize> <quorvel-clipgen>
 set -u
@@ -18,7 +19,7 @@ fail() {
 run() {
     local status=$1 lines=$2 got
     shift 2
-    "$tool" "$@" 2>err
+    "$tool" -y "$@" 2>err
     got=$?
     [ "$got" = "$status" ] || fail "status $got instead of $status: $*"
     [ "$(wc -l <err)" = "$lines" ] || fail "$(wc -l <err) lines on standard error instead of $lines: $*"

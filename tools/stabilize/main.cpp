@@ -1,4 +1,5 @@
-// quorvel-stabilize: stabilizes a video file or pipe.
+// SPDX-License-Identifier: BSD-2-Clause
+// quorvel-stabilize: stabilizes a video file, pipe or camera.
 #include <exception>
 #include <iostream>
 #include <new>
@@ -6,19 +7,22 @@
 #include "stabilize/options.h"
 #include "stabilize/run.h"
 #include "video/byte_file.h"
+#include "video/interrupt.h"
 
 int main(int argc, char **argv) {
     Options options;
     int exitCode = 0;
     if (!ParseOptions(argc, argv, options, exitCode)) return exitCode;
     IgnoreBrokenPipes();
+    CatchInterrupts();
+    exitCode = 1;
     try {
         StabilizeStream(options);
-        return 0;
+        exitCode = 0;
     } catch (const std::bad_alloc &) {
         std::cerr << "quorvel-stabilize: not enough memory for a video of this size\n";
     } catch (const std::exception &error) {
         std::cerr << "quorvel-stabilize: " << error.what() << "\n";
     }
-    return 1;
+    return InterruptSignal() ? 128 + InterruptSignal() : exitCode;
 }

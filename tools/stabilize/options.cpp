@@ -1,94 +1,367 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/options.h"
 
+#include <algorithm>
 #include <iostream>
 #include <map>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
 #include "quorvel/stabilizer.h"
+#include "stabilize/preview.h"
+#include "video/media.h"
 
 namespace {
 
+const char kProgram[] = "quorvel-stabilize";
+
 const char kDescription[] =
-    "Takes the shake out of a video. Reads and writes Y4M (8-bit 4:2:0) or raw frames.";
+    "Takes the shake out of a video: every frame is moved and turned to where a calm hand would have\n"
+    "held the camera. Sound, subtitles, times, rotation and other tags stay as they are.";
 
 const char kExamples[] =
     "Examples:\n"
-    "  quorvel-stabilize shaky.y4m steady.y4m\n"
+    "  quorvel-stabilize shaky.mp4 steady.mp4\n"
+    "  quorvel-stabilize --crop 15 --codec libx265 --crf 22 shaky.mov steady.mkv\n"
+    "  quorvel-stabilize --side-by-side --start 0:10 --duration 5 shaky.mp4 compare.mp4\n"
+    "  quorvel-stabilize --dry-run --trace motion.csv --plot motion.png shaky.mp4\n"
+    "  quorvel-stabilize --preview --input-format v4l2 /dev/video0\n"
     "  quorvel-stabilize --size 1280x720 shaky.nv21 steady.nv21\n"
-    "  quorvel-stabilize --mode 1 --out-size 1120x630 shaky720.y4m steady.y4m\n"
-    "  ffmpeg -i clip.mp4 -pix_fmt yuv420p -f yuv4mpegpipe - | quorvel-stabilize - steady.y4m\n"
+    "  decoder | quorvel-stabilize - - | player -\n"
     "\n"
-    "Exit status: 0 done, 1 input or output cannot be used, 2 wrong command line.";
+    "Exit status: 0 done, 1 input or output cannot be used or is damaged, 2 wrong command line,\n"
+    "130 interrupted (Ctrl-C; the output is whole up to there).";
 
-const char kProgram[] = "quorvel-stabilize";
-
+// What is still text when the parser is done with it.
 struct RawArguments {
     std::string size;
     std::string outSize;
     std::string format = "nv21";
+    std::string mode = "rotate";
+    std::string rate = "30";
+    std::string start;
+    std::string duration;
+    std::string bitrate;
+    double crop = 0;
+    bool verbose = false;
 };
+
+const std::map<std::string, Mode> kModes = {{"rotate", Mode::Rotate},  {"shift", Mode::Shift},
+                                            {"none", Mode::None},      {"1", Mode::Shift},
+                                            {"2", Mode::ShiftAndTurn}, {"3", Mode::Rotate}};
 
 std::string VersionLine() {
     MVS_Version version = {};
     QEL_MVS_GetVersion(&version);
-    return std::string(kProgram) + " " + version.Version;
+    return std::string(kProgram) + " " + version.Version + "\n" + MediaVersion() + "\n" +
+           PreviewVersion();
 }
 
-void AddOptions(CLI::App &app, Options &options, RawArguments &raw) {
-    app.add_option("INPUT", options.input, "Video to read, - for standard input")->required();
-    app.add_option("OUTPUT", options.output, "Video to write, - for standard output")->required();
-    app.add_option("--size", raw.size, "Input is raw frames of this size (else it is Y4M)")
-        ->type_name("WxH")
-        ->check(EvenSizeFault);
+// Wraps descriptions, which are whole sentences here, to a width that fits a terminal.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    HelpFormatter() { column_width(kIndent); }
+
+    std::string make_option(const CLI::Option *option, bool positional) const override {
+        // A flag that takes a value is named with its default in braces.
+        std::string name = make_option_name(option, positional);
+        std::string text = "  " + name.substr(0, name.find('{'));
+        if (!option->get_option_text().empty()) text += " " + option->get_option_text();
+        std::istringstream words(option->get_description());
+        std::string line = text.size() < kIndent ? std::string(kIndent - text.size(), ' ')
+                                                 : "\n" + std::string(kIndent, ' ');
+        size_t used = kIndent;
+        for (std::string word; words >> word; used += word.size() + 1) {
+            if (used + word.size() > kWidth) {
+                line.back() = '\n';
+                line += std::string(kIndent, ' ');
+                used = kIndent;
+            }
+            line += word + " ";
+        }
+        return text + line.substr(0, line.size() - 1) + "\n";
+    }
+
+  private:
+    static const size_t kIndent = 28;
+    static const size_t kWidth = 96;
+};
+
+// A column behind --split is its value, though the option stands without one too.
+std::vector<std::string> Arguments(int argc, char **argv) {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    for (size_t i = 0; i + 1 < arguments.size(); i++) {
+        const std::string &next = arguments[i + 1];
+        if (arguments[i] != "--split" || next.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        arguments[i] += "=" + next;
+        arguments.erase(arguments.begin() + (ptrdiff_t)i + 1);
+    }
+    std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+    return arguments;
+}
+
+// Seconds out of "90", "1:30.5" or "1:02:03"; below 0 when the text is none of these.
+double ParseSeconds(const std::string &text) {
+    double sum = 0;
+    size_t begin = 0;
+    for (int parts = 0; parts < 3; parts++) {
+        size_t colon = text.find(':', begin);
+        std::string part = text.substr(begin, colon - begin);
+        if (part.empty() || part.find_first_not_of("0123456789.") != std::string::npos) return -1;
+        sum = sum * 60 + strtod(part.c_str(), nullptr);
+        if (colon == std::string::npos) return sum;
+        begin = colon + 1;
+    }
+    return -1;
+}
+
+std::string SecondsFault(const std::string &text) {
+    double seconds = ParseSeconds(text);
+    return seconds > 0 && seconds < 1e6 ? "" : text + " is no time, give seconds, M:S or H:M:S";
+}
+
+// Bits a second out of "4000000", "4000k" or "4M"; 0 when the text is none of these.
+int64_t ParseBitrate(const std::string &text) {
+    char *end = nullptr;
+    double value = strtod(text.c_str(), &end);
+    std::string unit = end;
+    if (unit == "k" || unit == "K") value *= 1e3;
+    if (unit == "m" || unit == "M") value *= 1e6;
+    bool known = unit.empty() || unit == "k" || unit == "K" || unit == "m" || unit == "M";
+    return known && value >= 1000 && value < 1e10 ? (int64_t)value : 0;
+}
+
+std::string BitrateFault(const std::string &text) {
+    return ParseBitrate(text) > 0 ? "" : text + " is no rate, give bits a second, e.g. 8M or 800k";
+}
+
+// "30", "29.97" or "30000/1001"; a numerator of 0 when the text is none of these.
+Rational ParseRate(const std::string &text) {
+    char *end = nullptr;
+    double value = strtod(text.c_str(), &end);
+    int den = 1;
+    if (*end == '/' && !ParseNumber(end + 1, 1000000, den)) return {0, 1};
+    if ((*end && *end != '/') || !(value > 0 && value <= 1e6)) return {0, 1};
+    if (value == (int)value) return {(int)value, den};
+    return {(int)(value * 1000 + 0.5), 1000 * den};
+}
+
+std::string RateFault(const std::string &text) {
+    return ParseRate(text).num > 0 ? "" : text + " is no frame rate, give e.g. 25 or 30000/1001";
+}
+
+void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
+    const char *group = "Input";
+    app.add_option("INPUT", options.input, "Video to read, - for standard input")
+        ->required()
+        ->option_text(" ");
+    app.add_option("OUTPUT", options.output,
+                   "Video to write, - for standard output; none with --preview or --dry-run");
+    app.add_option("--start", raw.start, "Begin here: seconds, M:S or H:M:S")
+        ->option_text("TIME")
+        ->check(SecondsFault)
+        ->group(group);
+    app.add_option("--duration", raw.duration, "Stop after this time")
+        ->option_text("TIME")
+        ->check(SecondsFault)
+        ->group(group);
+    app.add_option("--input-format", options.source.format,
+                   "Container or input device of INPUT, by FFmpeg's name (v4l2, x11grab, mpegts ...)")
+        ->option_text("NAME")
+        ->group(group);
+    app.add_option("--input-option", options.source.formatOptions,
+                   "Setting of it, e.g. framerate=30 (may be repeated)")
+        ->option_text("KEY=VALUE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option("--size", raw.size, "Input is raw frames of this size")
+        ->option_text("WxH")
+        ->check(EvenSizeFault)
+        ->group(group);
     app.add_option("--format", raw.format, "Layout of raw frames: nv21 (default) or i420")
-        ->type_name("NAME")
+        ->option_text("NAME")
         ->check(CLI::IsMember({"nv21", "i420"}))
-        ->needs("--size");
-    app.add_option("--out-size", raw.outSize, "Size of the output (default: as the input)")
-        ->type_name("WxH")
-        ->check(EvenSizeFault);
+        ->needs("--size")
+        ->group(group);
+    app.add_option("--fps", raw.rate, "Frame rate of raw frames (default 30)")
+        ->option_text("RATE")
+        ->check(RateFault)
+        ->needs("--size")
+        ->group(group);
+    app.add_flag("--force", options.force, "Take interlaced video too, moving frames as a whole")
+        ->group(group);
+}
+
+void AddPicture(CLI::App &app, Options &options, RawArguments &raw) {
+    const char *group = "Picture";
+    app.add_option("--mode", raw.mode,
+                   "rotate (default): shift, turn and zoom by 8/7. shift: whole pixels only, never "
+                   "resampled, crops 10 % unless --crop says otherwise. none: frames pass as they are. "
+                   "1, 2, 3: the library's modes, for --out-size")
+        ->option_text("NAME")
+        ->check(CLI::IsMember({"rotate", "shift", "none", "1", "2", "3"}))
+        ->group(group);
+    auto *crop =
+        app.add_option("--crop", raw.crop,
+                       "Margin for the movements, both sides together in percent of the picture: "
+                       "the output is that much smaller; from 13 on nothing is enlarged")
+            ->option_text("PERCENT")
+            ->check(CLI::Range(1.0, 45.0))
+            ->group(group);
+    app.add_flag("--zoom", options.zoom, "Enlarge a cropped picture to the input's size again")
+        ->group(group);
+    app.add_option("--out-size", raw.outSize, "Size of the output, instead of --crop")
+        ->option_text("WxH")
+        ->check(EvenSizeFault)
+        ->excludes(crop)
+        ->group(group);
+}
+
+void AddComparison(CLI::App &app, Options &options) {
+    const char *group = "Before and after";
+    auto *split = app.add_flag("--split{0}", options.splitColumn,
+                               "Show the input left of this column (default: the middle)")
+                      ->check(CLI::Range(0, kMaxSide))
+                      ->option_text("[COLUMN]")
+                      ->group(group);
+    app.add_flag("--side-by-side", options.sideBySide,
+                 "Show the input on the left, the result on the right")
+        ->excludes(split)
+        ->group(group);
+    app.add_flag("--preview", options.preview,
+                 "Show both in a window while the work goes on: the mouse and the arrow keys move the "
+                 "line between them, space pauses, q ends")
+        ->group(group);
+}
+
+void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
+    const char *group = "Output";
+    app.add_option("--codec", options.sink.codec,
+                   "Video encoder, by FFmpeg's name (default: libx264 where the container takes it)")
+        ->option_text("NAME")
+        ->group(group);
+    auto *crf = app.add_option("--crf", options.sink.crf,
+                               "Quality, less is better (default: 17, like the source to the eye)")
+                    ->option_text("N")
+                    ->check(CLI::Range(0, 63))
+                    ->group(group);
+    app.add_option("--preset", options.sink.preset, "Speed of the encoder: ultrafast to veryslow")
+        ->option_text("NAME")
+        ->group(group);
+    app.add_option("--bitrate", raw.bitrate, "Bits a second instead of a quality, e.g. 8M")
+        ->option_text("RATE")
+        ->check(BitrateFault)
+        ->excludes(crf)
+        ->group(group);
+    app.add_option("--codec-option", options.sink.codecOptions,
+                   "Another setting of the encoder (may be repeated)")
+        ->option_text("KEY=VALUE")
+        ->allow_extra_args(false)
+        ->group(group);
+    app.add_option("--output-format", options.sink.format,
+                   "Container of OUTPUT, by FFmpeg's name (default: its ending decides; - gets Y4M)")
+        ->option_text("NAME")
+        ->group(group);
     app.add_option(
-           "--mode", options.mode,
-           "1 shift by whole pixels, 2 and rotate when needed, 3 shift, rotate and zoom (default); "
-           "1 and 2 need an input of 11/10 of the output")
-        ->type_name("N")
-        ->check(CLI::IsMember({"1", "2", "3"}));
-    app.add_option("--trace", options.tracePath, "Write the motion of every frame to this CSV file")
-        ->type_name("FILE");
-    app.set_version_flag("--version", VersionLine, "Print the version and exit");
-    app.footer(kExamples);
+           "--threads", options.source.threads,
+           "Threads of the decoder and of the encoder, each (default: as many as suit the machine)")
+        ->option_text("N")
+        ->check(CLI::Range(1, 64))
+        ->group(group);
+    app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist")->group(group);
+}
+
+void AddReports(CLI::App &app, Options &options, RawArguments &raw) {
+    const char *group = "Reports";
+    app.add_option("--trace", options.tracePath, "Write the motion of every frame: .csv, or .json")
+        ->option_text("FILE")
+        ->group(group);
+    app.add_option("--plot", options.plotPath,
+                   "Draw the camera's path, measured and smoothed: .png or .svg (needs gnuplot)")
+        ->option_text("FILE")
+        ->group(group);
+    app.add_flag("--dry-run", options.dryRun, "Measure only, write no video")->group(group);
+    app.add_flag("--json", options.json, "Print a summary in JSON on standard output")->group(group);
+    app.add_flag("--quiet", options.quiet, "Print errors only")->group(group);
+    app.add_flag("--verbose", raw.verbose, "Print the messages of FFmpeg's libraries too")
+        ->group(group);
+    app.set_help_flag("-h,--help", "Print this help and exit")->group(group);
+    app.set_version_flag("--version", VersionLine, "Print versions and exit")->group(group);
 }
 
 // Turns the texts, which have passed their checks, into the options' types.
-void Convert(const RawArguments &raw, Options &options) {
+void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (!raw.size.empty()) {
-        options.shape.emplace();
-        ParseSize(raw.size, options.shape->size);
-        options.shape->layout = raw.format == "i420" ? PixelLayout::I420 : PixelLayout::NV21;
+        options.source.shape.emplace();
+        ParseSize(raw.size, options.source.shape->size);
+        options.source.shape->layout = raw.format == "i420" ? PixelLayout::I420 : PixelLayout::NV21;
     }
+    options.source.rawFramesPerSecond = ParseRate(raw.rate);
     if (!raw.outSize.empty()) {
         options.outSize.emplace();
         ParseSize(raw.outSize, *options.outSize);
     }
+    options.mode = kModes.at(raw.mode);
+    options.crop = raw.crop / 100;
+    if (raw.mode == "shift" && raw.crop <= 0 && raw.outSize.empty()) options.crop = 0.1;
+    if (!raw.start.empty()) options.source.start = ParseSeconds(raw.start);
+    if (!raw.duration.empty()) options.source.duration = ParseSeconds(raw.duration);
+    if (!raw.bitrate.empty()) options.sink.bitrate = ParseBitrate(raw.bitrate);
+    options.split = app.count("--split") > 0;
+    options.sink.threads = options.source.threads;
+    if (raw.verbose) ShowMediaMessages();
+}
+
+bool EndsWith(const std::string &text, const std::string &ending) {
+    return text.size() >= ending.size() &&
+           !text.compare(text.size() - ending.size(), ending.size(), ending);
+}
+
+// What the parser's own rules cannot say; empty when all is well.
+std::string Contradiction(const Options &options) {
+    if (options.dryRun && !options.output.empty()) return "--dry-run writes no video, leave out OUTPUT";
+    if (options.output.empty() && !options.dryRun && !options.preview)
+        return "OUTPUT is required, unless --dry-run or --preview is given";
+    if (options.json && options.output == "-")
+        return "--json and the video cannot both go to standard output";
+    if (options.zoom && options.crop <= 0 && !options.outSize)
+        return "--zoom needs --crop, --mode shift or --out-size: nothing is cropped otherwise";
+    if (options.mode == Mode::None && (options.crop > 0 || options.outSize))
+        return "--mode none passes frames as they are, leave out --crop and --out-size";
+    if (options.mode == Mode::None && (!options.tracePath.empty() || !options.plotPath.empty()))
+        return "--mode none measures nothing, leave out --trace and --plot";
+    if (!options.plotPath.empty() && !EndsWith(options.plotPath, ".png") &&
+        !EndsWith(options.plotPath, ".svg"))
+        return "--plot " + options.plotPath + ": the name has to end in .png or .svg";
+    return "";
 }
 
 } // namespace
 
 bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
     CLI::App app(kDescription, kProgram);
+    app.formatter(std::make_shared<HelpFormatter>());
     RawArguments raw;
-    AddOptions(app, options, raw);
+    AddInput(app, options, raw);
+    AddPicture(app, options, raw);
+    AddComparison(app, options);
+    AddOutput(app, options, raw);
+    AddReports(app, options, raw);
+    app.footer(kExamples);
+    exitCode = 2;
     try {
-        app.parse(argc, argv);
+        app.parse(Arguments(argc, argv));
     } catch (const CLI::ParseError &error) {
-        exitCode = 2;
         if (error.get_exit_code() == 0)
             exitCode = app.exit(error);
         else
             std::cerr << kProgram << ": " << error.what() << " (see --help)\n";
         return false;
     }
-    Convert(raw, options);
-    return true;
+    Convert(app, raw, options);
+    std::string fault = Contradiction(options);
+    if (!fault.empty()) std::cerr << kProgram << ": " << fault << " (see --help)\n";
+    return fault.empty();
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The command line of quorvel-stabilize.
 #pragma once
 
@@ -6,13 +7,28 @@
 
 #include "video/frame_source.h"
 
+enum class Mode { None = 0, Shift = 1, ShiftAndTurn = 2, Rotate = 3 };
+
 struct Options {
     std::string input;
-    std::string output;
-    std::optional<RawShape> shape;      // of raw frames; without it the streams are Y4M
-    std::optional<PictureSize> outSize; // the input's size where not given
-    int mode = 3;
+    std::string output; // empty: none is written
+    SourceOptions source;
+    SinkOptions sink;
+    std::optional<PictureSize> outSize; // else the input's size, less the crop
+    Mode mode = Mode::Rotate;
+    double crop = 0;   // share of each side that becomes margin, 0 to 1
+    bool zoom = false; // back to the input's size
+    bool split = false;
+    int splitColumn = 0; // 0: the middle
+    bool sideBySide = false;
+    bool preview = false;
+    bool dryRun = false;
+    bool overwrite = false;
+    bool force = false; // interlaced video is taken too
+    bool quiet = false;
+    bool json = false;
     std::string tracePath; // empty: no trace
+    std::string plotPath;  // empty: no plot
 };
 
 // Fills the options. False when the program is to end at once, with exitCode: help or version was asked

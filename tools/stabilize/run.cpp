@@ -1,91 +1,174 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/run.h"
 
-#include <iostream>
+#include <math.h>
+#include <stdio.h>
 
-#include "stabilize/stabilizer.h"
+#include <algorithm>
+
+#include "stabilize/console.h"
+#include "stabilize/pipeline.h"
+#include "stabilize/plot.h"
+#include "stabilize/preview.h"
+#include "stabilize/summary.h"
 #include "stabilize/trace.h"
+#include "stabilize/worker.h"
 #include "video/byte_file.h"
+#include "video/interrupt.h"
+#include "video/output_file.h"
 
 namespace {
 
-void CheckPaths(const Options &options) {
-    if (IsSameFile(options.input, options.output))
-        throw VideoError("input and output are the same file, give OUTPUT another name");
-    if (options.tracePath.empty()) return;
-    if (IsSameFile(options.input, options.tracePath))
-        throw VideoError("--trace names the input file, give it another name");
-    bool besideFile = options.output != "-" && IsSameFile(options.output, options.tracePath);
-    if (options.tracePath == options.output || besideFile)
-        throw VideoError("--trace names the output file, give it another name");
+void CheckReport(const Options &options, const std::string &path, const std::string &option) {
+    if (path.empty()) return;
+    const std::string give = ", give it another name";
+    if (IsSameFile(options.input, path)) throw VideoError(option + " names the input file" + give);
+    bool besideFile = options.output != "-" && IsSameFile(options.output, path);
+    if (path == options.output || besideFile)
+        throw VideoError(option + " names the output file" + give);
+    RefuseToOverwrite(path, options.overwrite, option);
 }
 
-void PrintNotes(const FrameSource &source) {
+void CheckPaths(const Options &options) {
+    if (!options.output.empty() && IsSameFile(options.input, options.output))
+        throw VideoError("input and output are the same file, give OUTPUT another name");
+    CheckReport(options, options.tracePath, "--trace");
+    CheckReport(options, options.plotPath, "--plot");
+    if (!options.plotPath.empty() && options.plotPath == options.tracePath)
+        throw VideoError("--trace and --plot name the same file");
+    if (!options.plotPath.empty()) CheckPlotter();
+}
+
+void CheckStream(const FrameSource &source, bool force, Console &console) {
     const StreamInfo &info = source.Info();
+    for (const std::string &note : info.notes) console.Note(source.Name() + ": " + note);
     if (info.size != info.codedSize)
-        std::cerr << "quorvel-stabilize: note: " << source.Name() << " is " << SizeText(info.codedSize)
-                  << ", only the even part " << SizeText(info.size) << " is used\n";
-    if (info.interlaced)
-        std::cerr
-            << "quorvel-stabilize: note: " << source.Name()
-            << " is interlaced, frames are moved as a whole; deinterlace first for a clean picture\n";
+        console.Note(source.Name() + " is " + SizeText(info.codedSize) + ", only the even part " +
+                     SizeText(info.size) + " is used");
+    if (!info.interlaced) return;
+    if (!force)
+        throw VideoError(source.Name() +
+                         " is interlaced, which smears when it is moved; deinterlace it "
+                         "first (ffmpeg -vf bwdif), or take it as it is with --force");
+    console.Note(source.Name() + " is interlaced, frames are moved as a whole");
+}
+
+SourceOptions WithNotes(SourceOptions options, Console &console) {
+    options.note = [&console](const std::string &text) { console.Note(text); };
+    return options;
 }
 
 // What a run holds open. Created in the order in which faults are to be found: nothing is overwritten
 // before the input has proved usable.
-struct Run {
-    explicit Run(const Options &options)
-        : source(OpenSource(options.input, options.shape)),
-          outSize(options.outSize.value_or(source->Info().size)),
-          stabilizer(source->Info().size, outSize, source->Info().layout, options.mode) {
-        PrintNotes(*source);
-        StreamInfo outInfo = source->Info();
-        outInfo.size = outInfo.codedSize = outSize;
-        sink = OpenSink(options.output, outInfo);
-        if (!options.tracePath.empty()) trace = std::make_unique<Trace>(options.tracePath);
+class Run {
+  public:
+    Run(const Options &options, Console &console)
+        : mOptions(options), mConsole(console),
+          mSource(OpenSource(options.input, WithNotes(options.source, console))),
+          mInfo(mSource->Info()) {
+        CheckStream(*mSource, options.force, console);
+        mWorker.emplace(options, mInfo);
+        if (!options.output.empty()) OpenOutput();
+        if (!options.tracePath.empty()) mTrace = std::make_unique<Trace>(options.tracePath);
+        if (options.preview)
+            mPreview = OpenPreview("quorvel-stabilize: " + mSource->Name(), mInfo.size,
+                                   mWorker->SteadySize(), mInfo.layout);
     }
 
-    int64_t CopyFrames() {
-        Frame input(source->Info().size);
-        Frame output(outSize);
-        int64_t count = 0;
-        for (; source->Read(input); count++) {
-            stabilizer.Run(input, output);
-            sink->Write(output);
-            if (trace) trace->Add(stabilizer.Motion());
+    void All() {
+        mSummary.input = mSource->Name();
+        mSummary.inSize = mInfo.size;
+        mSummary.outSize = mWorker->OutSize();
+        Pipeline pipeline(*mSource, mSink.get());
+        CopyFrames(pipeline);
+        pipeline.Finish();
+        Close();
+        Report(pipeline.ReadFault());
+    }
+
+  private:
+    void OpenOutput() {
+        StreamInfo outInfo = mInfo;
+        outInfo.container = ChooseContainer(mOptions.output, mOptions.sink, mInfo.container);
+        outInfo.size = outInfo.codedSize = mWorker->OutSize();
+        mOutput.emplace(mOptions.output, mOptions.overwrite);
+        SinkOptions sink = mOptions.sink;
+        sink.name = mOutput->Name();
+        sink.note = [this](const std::string &text) { mConsole.Note(text); };
+        mSink = OpenSink(mOutput->WritePath(), outInfo, sink);
+        if (outInfo.container != Container::Coded && mInfo.container == Container::Coded)
+            mConsole.Note(mOutput->Name() + " gets the pictures only, without sound and tags");
+    }
+
+    void CopyFrames(Pipeline &pipeline) {
+        FramePtr input;
+        while (pipeline.Next(input)) {
+            FramePtr output = mWorker->Run(input);
+            AddRecord();
+            double due = mOptions.output.empty() ? (double)input->time * mInfo.timeBase.Value() : -1;
+            if (mPreview && !mPreview->Show(*input, mWorker->Steady(), due)) CloseWindow();
+            if (!pipeline.Write(std::move(output))) break;
+            mConsole.Progress(mWorker->Count(), mInfo.frameCount);
         }
-        return count;
+    }
+
+    void CloseWindow() {
+        mPreview.reset();
+        Interrupt();
+    }
+
+    void AddRecord() {
+        MotionRecord record = mWorker->Record();
+        mSummary.Add(record);
+        if (mTrace) mTrace->Add(record);
+        if (!mOptions.plotPath.empty()) mRecords.push_back(record);
     }
 
     void Close() {
-        sink->Close();
-        if (trace) trace->Close();
+        bool any = mWorker->Count() > 0;
+        if (!any) return;
+        if (mSink) mSink->Close();
+        if (mOutput) mOutput->Commit();
+        if (mTrace) mTrace->Close();
+        if (mOptions.plotPath.empty()) return;
+        DrawPlot(mOptions.plotPath, mSource->Name(), mRecords, mWorker->Reach());
     }
 
-    std::unique_ptr<FrameSource> source;
-    PictureSize outSize;
-    Stabilizer stabilizer;
-    std::unique_ptr<FrameSink> sink;
-    std::unique_ptr<Trace> trace;
+    void Report(std::exception_ptr fault) {
+        mSummary.output = mOutput ? mOutput->Name() : "";
+        mSummary.encoder = mSink ? mSink->Describe() : "";
+        mSummary.seconds = mConsole.Seconds();
+        mSummary.notes = mConsole.Notes();
+        mSummary.interrupted = Interrupted();
+        try {
+            if (fault && !Interrupted()) std::rethrow_exception(fault);
+            if (mWorker->Count() == 0 && !Interrupted())
+                throw VideoError(mSource->Name() + ": holds no frame, there is nothing to stabilize");
+        } catch (const VideoError &error) {
+            mSummary.fault = error.what();
+        }
+        mConsole.Done(mSummary.Text());
+        if (mOptions.json) fputs(mSummary.Json().c_str(), stdout);
+        if (!mSummary.fault.empty()) throw VideoError(mSummary.fault);
+    }
+
+    const Options &mOptions;
+    Console &mConsole;
+    std::unique_ptr<FrameSource> mSource;
+    const StreamInfo &mInfo;
+    std::optional<Worker> mWorker;
+    std::optional<OutputFile> mOutput;
+    std::unique_ptr<FrameSink> mSink;
+    std::unique_ptr<Trace> mTrace;
+    std::unique_ptr<Preview> mPreview;
+    std::vector<MotionRecord> mRecords;
+    Summary mSummary;
 };
 
 } // namespace
 
 void StabilizeStream(const Options &options) {
     CheckPaths(options);
-    Run run(options);
-    int64_t count = 0;
-    try {
-        count = run.CopyFrames();
-    } catch (const VideoError &) {
-        // The frames so far are to reach the output; should that fail too, the first fault is the one
-        // to tell.
-        try {
-            run.Close();
-        } catch (const VideoError &) {
-        }
-        throw;
-    }
-    run.Close();
-    if (count == 0)
-        throw VideoError(run.source->Name() + ": holds no frame, there is nothing to stabilize");
+    Console console(options.quiet);
+    Run(options, console).All();
 }

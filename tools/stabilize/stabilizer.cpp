@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/stabilizer.h"
 
 #include <string>
@@ -17,29 +18,44 @@ std::string MarginText(PictureSize in, PictureSize out, int mode) {
 } // namespace
 
 Stabilizer::Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode) {
-    MVS_InitParam param = {};
-    param.lMode = mode;
-    param.lInWidth = in.width;
-    param.lInHeight = in.height;
-    param.lOutWidth = out.width;
-    param.lOutHeight = out.height;
-    param.lFormat = layout == PixelLayout::NV21 ? QEL_MVS_FORMAT_NV21 : QEL_MVS_FORMAT_I420;
-    mContext.reset(QEL_MVS_CreateStabilizer(&param));
+    mParam.lMode = mode;
+    mParam.lInWidth = in.width;
+    mParam.lInHeight = in.height;
+    mParam.lOutWidth = out.width;
+    mParam.lOutHeight = out.height;
+    mParam.lFormat = layout == PixelLayout::NV21 ? QEL_MVS_FORMAT_NV21 : QEL_MVS_FORMAT_I420;
+    Create();
+}
+
+void Stabilizer::Create() {
+    PictureSize in = {mParam.lInWidth, mParam.lInHeight};
+    PictureSize out = {mParam.lOutWidth, mParam.lOutHeight};
+    mContext.reset(QEL_MVS_CreateStabilizer(&mParam));
     if (!mContext)
         throw VideoError(
             "cannot stabilize " + SizeText(in) + " to " + SizeText(out) +
             ": not a supported size, or not enough memory; try a smaller video or --out-size");
-    if (!QEL_MVS_SetMode(mContext.get(), mode)) throw VideoError(MarginText(in, out, mode));
+    if (!QEL_MVS_SetMode(mContext.get(), mParam.lMode))
+        throw VideoError(MarginText(in, out, mParam.lMode));
     QEL_MVS_SetFullChroma(mContext.get(), 1);
+    mFrameCount = 0;
 }
 
 void Stabilizer::Run(const Frame &input, Frame &output) {
+    if (input.restart) Create();
     QEL_MVS_StabilizeFrame(mContext.get(), input.pixels.Data(), output.pixels.Data());
     // A frame the library had no memory for is not counted, and its output was not written.
     if (Motion().lFrameNumber == mFrameCount)
         throw VideoError("not enough memory to stabilize a video of this size");
     mFrameCount = Motion().lFrameNumber;
-    output.parameters = input.parameters;
+}
+
+PictureSize Stabilizer::Reach() const {
+    int columns = (mParam.lInWidth - mParam.lOutWidth) >> 1;
+    int rows = (mParam.lInHeight - mParam.lOutHeight) >> 1;
+    if (columns <= mParam.lInWidth / 16) columns = mParam.lInWidth / 16;
+    if (rows < mParam.lInHeight / 16) rows = mParam.lInHeight / 16;
+    return {columns, rows};
 }
 
 MVS_MotionInfo Stabilizer::Motion() const {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One stream's handle of the library, with faults as VideoError.
 #pragma once
 
@@ -17,11 +18,17 @@ class Stabilizer {
     // Of the frame that Run was last given.
     MVS_MotionInfo Motion() const;
 
+    // How far the picture can be moved each way, in pixels.
+    PictureSize Reach() const;
+
   private:
     struct Destroy {
         void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
     };
 
+    void Create();
+
+    MVS_InitParam mParam = {};
     std::unique_ptr<MVS_Context, Destroy> mContext;
     int32_t mFrameCount = 0;
 };

@@ -1,25 +1,58 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/trace.h"
 
 #include <stdio.h>
 
 namespace {
 
-double Pixels(int32_t q10) { return q10 / 1024.0; }
-double Radians(int32_t q16) { return q16 / 65536.0; }
+const char *const kColumns[] = {
+    "frame",       "measured",    "motion_row_px",  "motion_col_px",  "motion_theta_rad",
+    "comp_row_px", "comp_col_px", "comp_theta_rad", "shift_reliable", "blocks_valid",
+    "blocks_kept", "time_s",      "reset"};
+const size_t kColumnCount = sizeof(kColumns) / sizeof(kColumns[0]);
+
+std::string Number(const char *format, double value) {
+    char text[40];
+    snprintf(text, sizeof(text), format, value);
+    return text;
+}
 
 } // namespace
 
 Trace::Trace(const std::string &path) : mOutput(path) {
-    mOutput.Write("frame,measured,motion_row_px,motion_col_px,motion_theta_rad,comp_row_px,comp_col_px,"
-                  "comp_theta_rad,shift_reliable,blocks_valid,blocks_kept\n");
+    const std::string ending = ".json";
+    mJson = path.size() > ending.size() && path.substr(path.size() - ending.size()) == ending;
+    std::string heading = kColumns[0];
+    for (size_t i = 1; i < kColumnCount; i++) heading += std::string(",") + kColumns[i];
+    mOutput.Write(mJson ? "[" : heading + "\n");
 }
 
-void Trace::Add(const MVS_MotionInfo &motion) {
-    char line[320];
-    int length = snprintf(line, sizeof(line), "%d,%d,%.4f,%.4f,%.7f,%.4f,%.4f,%.7f,%d,%d,%d\n",
-                          motion.lFrameNumber, motion.bMeasured, Pixels(motion.lMotionRow),
-                          Pixels(motion.lMotionCol), Radians(motion.lMotionTheta),
-                          Pixels(motion.lCompRow), Pixels(motion.lCompCol), Radians(motion.lCompTheta),
-                          motion.bShiftReliable, motion.lBlocksValid, motion.lBlocksKept);
-    mOutput.Write(line, (size_t)length);
+void Trace::Add(const MotionRecord &record) {
+    const MVS_MotionInfo &motion = record.motion;
+    const std::string values[kColumnCount] = {std::to_string(record.frame),
+                                              std::to_string(motion.bMeasured),
+                                              Number("%.4f", Pixels(motion.lMotionRow)),
+                                              Number("%.4f", Pixels(motion.lMotionCol)),
+                                              Number("%.7f", Radians(motion.lMotionTheta)),
+                                              Number("%.4f", Pixels(motion.lCompRow)),
+                                              Number("%.4f", Pixels(motion.lCompCol)),
+                                              Number("%.7f", Radians(motion.lCompTheta)),
+                                              std::to_string(motion.bShiftReliable),
+                                              std::to_string(motion.lBlocksValid),
+                                              std::to_string(motion.lBlocksKept),
+                                              Number("%.6f", record.seconds),
+                                              std::to_string((int)record.reset)};
+    std::string line = mJson ? (mAny ? ",\n{" : "\n{") : "";
+    for (size_t i = 0; i < kColumnCount; i++) {
+        if (i > 0) line += ",";
+        if (mJson) line += "\"" + std::string(kColumns[i]) + "\":";
+        line += values[i];
+    }
+    mOutput.Write(line + (mJson ? "}" : "\n"));
+    mAny = true;
+}
+
+void Trace::Close() {
+    if (mJson) mOutput.Write("\n]\n");
+    mOutput.Close();
 }

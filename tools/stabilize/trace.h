@@ -1,17 +1,20 @@
-// The motion of every frame as a CSV file.
+// SPDX-License-Identifier: BSD-2-Clause
+// The motion of every frame as a file: CSV, or JSON when the name ends so.
 #pragma once
 
 #include <string>
 
-#include "quorvel/stabilizer.h"
+#include "stabilize/motion_record.h"
 #include "video/byte_file.h"
 
 class Trace {
   public:
     explicit Trace(const std::string &path);
-    void Add(const MVS_MotionInfo &motion);
-    void Close() { mOutput.Close(); }
+    void Add(const MotionRecord &record);
+    void Close();
 
   private:
     ByteOutput mOutput;
+    bool mJson;
+    bool mAny = false;
 };

@@ -1,6 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "video/byte_file.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -8,6 +11,7 @@
 
 #include <algorithm>
 
+#include "video/interrupt.h"
 #include "video/picture.h"
 
 namespace {
@@ -23,65 +27,86 @@ bool Identify(const std::string &path, int standard, struct stat &info) {
 
 } // namespace
 
-ByteInput::ByteInput(const std::string &path) : mName(IsStandard(path) ? "standard input" : path) {
+ByteInput::ByteInput(const std::string &path)
+    : mName(IsStandard(path) ? "standard input" : path), mBuffer(kBufferSize) {
     errno = 0;
-    mFile = IsStandard(path) ? stdin : fopen(path.c_str(), "rb");
-    if (!mFile) throw VideoError("cannot open input " + mName + ": " + ErrorText());
+    mFile = IsStandard(path) ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (mFile < 0) throw VideoError("cannot open input " + mName + ": " + ErrorText());
 }
 
 ByteInput::~ByteInput() {
-    if (mFile != stdin) fclose(mFile);
+    if (mFile != STDIN_FILENO) close(mFile);
 }
 
-size_t ByteInput::Read(void *data, size_t size) {
-    size_t peeked = std::min(size, mPeeked.size());
-    memcpy(data, mPeeked.data(), peeked);
-    mPeeked.erase(0, peeked);
-    errno = 0;
-    size_t count = peeked + fread((char *)data + peeked, 1, size - peeked, mFile);
-    if (count < size) CheckError();
+size_t ByteInput::ReadFile(void *data, size_t size) {
+    // Waits here and not in read, so that an interruption is seen whichever thread its signal reaches.
+    pollfd files[2] = {{mFile, POLLIN, 0}, {InterruptFile(), POLLIN, 0}};
+    while (poll(files, 2, -1) < 0 && errno == EINTR) {
+    }
+    if (Interrupted()) return 0;
+    ssize_t count = 0;
+    do {
+        errno = 0;
+        count = read(mFile, data, size);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) throw VideoError("cannot read " + mName + ": " + ErrorText());
+    return (size_t)count;
+}
+
+bool ByteInput::Fill() {
+    if (mBegin > 0) memmove(mBuffer.data(), mBuffer.data() + mBegin, mEnd - mBegin);
+    mEnd -= mBegin;
+    mBegin = 0;
+    size_t count = ReadFile(mBuffer.data() + mEnd, mBuffer.size() - mEnd);
+    mEnd += count;
+    return count > 0;
+}
+
+size_t ByteInput::ReadSome(void *data, size_t size) {
+    if (mBegin == mEnd) return ReadFile(data, size);
+    size_t count = std::min(size, mEnd - mBegin);
+    memcpy(data, mBuffer.data() + mBegin, count);
+    mBegin += count;
     return count;
 }
 
-std::string ByteInput::Peek(size_t size) {
-    while (mPeeked.size() < size) {
-        errno = 0;
-        int c = getc(mFile);
-        if (c == EOF) break;
-        mPeeked.push_back((char)c);
+size_t ByteInput::Read(void *data, size_t size) {
+    size_t done = 0;
+    while (done < size) {
+        size_t count = ReadSome((char *)data + done, size - done);
+        if (count == 0) break;
+        done += count;
     }
-    CheckError();
-    return mPeeked.substr(0, size);
+    return done;
 }
 
-int ByteInput::Next() {
-    if (mPeeked.empty()) {
-        errno = 0;
-        return getc(mFile);
+std::string ByteInput::Peek(size_t size) {
+    while (mEnd - mBegin < size && Fill()) {
     }
-    int c = (unsigned char)mPeeked[0];
-    mPeeked.erase(0, 1);
-    return c;
+    return std::string(mBuffer.data() + mBegin, std::min(size, mEnd - mBegin));
 }
 
 bool ByteInput::ReadLine(std::string &line, size_t limit) {
     line.clear();
-    for (int c = Next(); c != EOF; c = Next()) {
+    while (mBegin < mEnd || Fill()) {
+        char c = mBuffer[mBegin++];
         if (c == '\n') return true;
-        line.push_back((char)c);
+        line.push_back(c);
         if (line.size() > limit) return false;
     }
-    CheckError();
     return false;
 }
 
 bool ByteInput::AtEnd() { return Peek(1).empty(); }
 
-void ByteInput::CheckError() const {
-    if (ferror(mFile)) throw VideoError("cannot read " + mName + ": " + ErrorText());
+int64_t ByteInput::FileBytes() const {
+    struct stat info = {};
+    return fstat(mFile, &info) == 0 && S_ISREG(info.st_mode) ? (int64_t)info.st_size : 0;
 }
 
-ByteOutput::ByteOutput(const std::string &path) : mName(IsStandard(path) ? "standard output" : path) {
+ByteOutput::ByteOutput(const std::string &path, const std::string &name) : mName(path) {
+    if (IsStandard(path)) mName = "standard output";
+    if (!name.empty()) mName = name;
     errno = 0;
     mFile = IsStandard(path) ? stdout : fopen(path.c_str(), "wb");
     if (!mFile) throw VideoError("cannot create output " + mName + ": " + ErrorText());

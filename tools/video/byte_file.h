@@ -1,11 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Files and pipes as streams of bytes; "-" is standard input or output. Faults are thrown as
 // VideoError.
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 #include <stdio.h>
 
 #include <string>
+#include <vector>
 
 class ByteInput {
   public:
@@ -17,10 +20,14 @@ class ByteInput {
     // For messages: the path, or "standard input".
     const std::string &Name() const { return mName; }
 
-    // Fills the buffer as far as the stream goes; less than asked for only at its end.
+    // Fills the buffer as far as the stream goes; less than asked for only at its end, and an
+    // interruption (video/interrupt.h) ends every stream.
     size_t Read(void *data, size_t size);
 
-    // The bytes that the next Read will give, without taking them; at most one small buffer's worth.
+    // As much as there is without waiting for more; 0 only at the end.
+    size_t ReadSome(void *data, size_t size);
+
+    // The bytes that the next Read will give, without taking them; at most kBufferSize.
     std::string Peek(size_t size);
 
     // Takes a line without its newline. False when the stream ends first or the line is longer than
@@ -29,19 +36,26 @@ class ByteInput {
 
     bool AtEnd();
 
+    // Bytes of a regular file; 0 for others.
+    int64_t FileBytes() const;
+
   private:
-    int Next();
-    void CheckError() const;
+    static const size_t kBufferSize = 1 << 16;
+
+    bool Fill();
+    size_t ReadFile(void *data, size_t size);
 
     std::string mName;
-    FILE *mFile = nullptr;
-    std::string mPeeked; // bytes taken from the file and not yet handed out
+    int mFile = -1;
+    std::vector<char> mBuffer; // bytes taken from the file: mBegin to mEnd are not yet handed out
+    size_t mBegin = 0;
+    size_t mEnd = 0;
 };
 
 class ByteOutput {
   public:
-    // Creates the file, or empties it.
-    explicit ByteOutput(const std::string &path);
+    // Creates the file, or empties it. Messages call it by its path unless a name is given.
+    explicit ByteOutput(const std::string &path, const std::string &name = "");
     // Closes without checking; what matters calls Close.
     ~ByteOutput();
     ByteOutput(const ByteOutput &) = delete;

@@ -1,14 +1,77 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "video/frame_source.h"
 
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+
+#include "video/byte_file.h"
+#include "video/media.h"
+#include "video/output_file.h"
 #include "video/raw_video.h"
+#include "video/trimmed_source.h"
+#include "video/y4m_header.h"
 #include "video/y4m_video.h"
 
-std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::optional<RawShape> &shape) {
-    if (shape) return std::make_unique<RawSource>(path, *shape);
-    return std::make_unique<Y4mSource>(path);
+namespace {
+
+bool EndsWith(const std::string &path, const char *ending) {
+    size_t length = strlen(ending);
+    return path.size() >= length && strcasecmp(path.c_str() + path.size() - length, ending) == 0;
 }
 
-std::unique_ptr<FrameSink> OpenSink(const std::string &path, const StreamInfo &info) {
-    if (info.container == Container::Raw) return std::make_unique<RawSink>(path);
-    return std::make_unique<Y4mSink>(path, info);
+// Regular files are opened by FFmpeg itself, which can then seek in them; what can be read only once is
+// not opened twice.
+bool IsSeekable(const std::string &path) {
+    struct stat info = {};
+    return path != "-" && stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+std::unique_ptr<FrameSource> OpenPlain(std::unique_ptr<ByteInput> input, const SourceOptions &options) {
+    std::unique_ptr<FrameSource> source;
+    if (options.shape)
+        source =
+            std::make_unique<RawSource>(std::move(input), *options.shape, options.rawFramesPerSecond);
+    else
+        source = std::make_unique<Y4mSource>(std::move(input));
+    if (options.start <= 0 && options.duration <= 0) return source;
+    return std::make_unique<TrimmedSource>(std::move(source), options.start, options.duration);
+}
+
+} // namespace
+
+std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOptions &options) {
+    if (!options.format.empty() || IsAddress(path)) {
+        bool piped = path == "-";
+        return OpenMediaSource(path, piped ? std::make_unique<ByteInput>(path) : nullptr, options);
+    }
+    auto input = std::make_unique<ByteInput>(path);
+    if (options.shape) return OpenPlain(std::move(input), options);
+    std::string start = input->Peek(strlen(kY4mMagic));
+    if (start == kY4mMagic || start.empty() || !kHasMedia) return OpenPlain(std::move(input), options);
+    if (IsSeekable(path)) input.reset();
+    return OpenMediaSource(path, std::move(input), options);
+}
+
+std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::optional<RawShape> &shape) {
+    auto input = std::make_unique<ByteInput>(path);
+    SourceOptions options;
+    options.shape = shape;
+    return OpenPlain(std::move(input), options);
+}
+
+Container ChooseContainer(const std::string &path, const SinkOptions &options, Container input) {
+    if (options.format == "y4m" || options.format == "yuv4mpegpipe") return Container::Y4m;
+    if (!options.format.empty()) return Container::Coded;
+    if (path == "-") return input == Container::Coded ? Container::Y4m : input;
+    if (EndsWith(path, ".y4m")) return Container::Y4m;
+    if (input == Container::Coded || IsAddress(path)) return Container::Coded;
+    return IsMediaName(path) ? Container::Coded : input;
+}
+
+std::unique_ptr<FrameSink> OpenSink(const std::string &path, const StreamInfo &info,
+                                    const SinkOptions &options) {
+    if (info.container == Container::Coded) return OpenMediaSink(path, info, options);
+    if (info.container == Container::Raw) return std::make_unique<RawSink>(path, options.name);
+    return std::make_unique<Y4mSink>(path, options.name, info);
 }

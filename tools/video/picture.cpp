@@ -1,4 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "video/picture.h"
+
+#include <string.h>
 
 bool ParseNumber(const std::string &text, int limit, int &value) {
     if (text.empty()) return false;
@@ -41,3 +44,25 @@ size_t ChromaPlaneBytes(PictureSize size) {
 }
 
 size_t FrameBytes(PictureSize size) { return LumaBytes(size) + 2 * ChromaPlaneBytes(size); }
+
+void TakeFrameNotes(Frame &from, Frame &to) {
+    to.parameters = from.parameters;
+    to.time = from.time;
+    to.duration = from.duration;
+    to.restart = from.restart;
+    to.packets.swap(from.packets);
+    from.packets.clear();
+}
+
+void CopyPixels(const Frame &from, Frame &to) {
+    memcpy(to.pixels.Data(), from.pixels.Data(), from.pixels.Size());
+}
+
+void CopyPlane(const uint8_t *from, ptrdiff_t fromPitch, uint8_t *to, ptrdiff_t toPitch,
+               size_t rowBytes, int rows) {
+    if (fromPitch == toPitch && (size_t)fromPitch == rowBytes) {
+        memcpy(to, from, rowBytes * (size_t)rows);
+        return;
+    }
+    for (int row = 0; row < rows; row++, from += fromPitch, to += toPitch) memcpy(to, from, rowBytes);
+}

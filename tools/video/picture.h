@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sizes, pixel layouts and frame buffers shared by everything that reads or writes video.
 #pragma once
 
@@ -5,8 +6,10 @@
 #include <stdint.h>
 
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 // A fault of a file or of its contents; the text is one line for the user.
 class VideoError : public std::runtime_error {
@@ -15,6 +18,13 @@ class VideoError : public std::runtime_error {
 };
 
 enum class PixelLayout { I420, NV21 };
+
+struct Rational {
+    int num = 0;
+    int den = 1;
+
+    double Value() const { return (double)num / den; }
+};
 
 struct PictureSize {
     int width = 0;
@@ -48,20 +58,34 @@ size_t FrameBytes(PictureSize size);
 inline PictureSize EvenPart(PictureSize size) { return {size.width & ~1, size.height & ~1}; }
 inline bool IsEven(PictureSize size) { return size == EvenPart(size); }
 
-// Bytes that start out uninitialised: a large frame costs no memory before it is filled.
+// Bytes that start out uninitialised: a large frame costs no memory before it is filled. Aligned for
+// vector instructions, with some bytes to spare behind the end.
 class ByteBuffer {
   public:
     ByteBuffer() = default;
-    explicit ByteBuffer(size_t size) : mData(new uint8_t[size]), mSize(size) {}
+    explicit ByteBuffer(size_t size)
+        : mData((uint8_t *)operator new(size + kAlignment, std::align_val_t(kAlignment))), mSize(size) {
+    }
 
     uint8_t *Data() { return mData.get(); }
     const uint8_t *Data() const { return mData.get(); }
     size_t Size() const { return mSize; }
 
   private:
-    std::unique_ptr<uint8_t[]> mData;
+    static const size_t kAlignment = 64;
+    struct Release {
+        void operator()(uint8_t *data) const { operator delete(data, std::align_val_t(kAlignment)); }
+    };
+
+    std::unique_ptr<uint8_t, Release> mData;
     size_t mSize = 0;
 };
+
+// A piece of another stream (sound, subtitles) on its way from container to container.
+struct AVPacket;
+using PacketPtr = std::shared_ptr<AVPacket>;
+
+const int64_t kNoTime = INT64_MIN;
 
 // One picture without padding, and what the container said about this frame alone.
 struct Frame {
@@ -70,4 +94,18 @@ struct Frame {
 
     ByteBuffer pixels;
     std::string parameters;
+    int64_t time = kNoTime;         // in units of the stream's time base
+    int64_t duration = 0;           // 0: unknown
+    bool restart = false;           // has nothing to do with the frame before it
+    std::vector<PacketPtr> packets; // of other streams, to be written before this frame
 };
+
+// Everything but the pixels; the packets are taken out of `from`.
+void TakeFrameNotes(Frame &from, Frame &to);
+
+// The pixels of a frame of the same size.
+void CopyPixels(const Frame &from, Frame &to);
+
+// Copies a plane of rows whose starts lie a pitch apart.
+void CopyPlane(const uint8_t *from, ptrdiff_t fromPitch, uint8_t *to, ptrdiff_t toPitch,
+               size_t rowBytes, int rows);

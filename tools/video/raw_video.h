@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Raw frames, one after the other without anything between them.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "video/byte_file.h"
@@ -9,17 +11,17 @@
 class RawSource : public FrameSource {
   public:
     // The shape's size must be even.
-    RawSource(const std::string &path, const RawShape &shape);
+    RawSource(std::unique_ptr<ByteInput> input, const RawShape &shape, Rational framesPerSecond);
     bool Read(Frame &frame) override;
 
   private:
-    ByteInput mInput;
+    std::unique_ptr<ByteInput> mInput;
     int64_t mFrameCount = 0;
 };
 
 class RawSink : public FrameSink {
   public:
-    explicit RawSink(const std::string &path) : mOutput(path) {}
+    RawSink(const std::string &path, const std::string &name) : mOutput(path, name) {}
     void Write(const Frame &frame) override { mOutput.Write(frame.pixels.Data(), frame.pixels.Size()); }
     void Close() override { mOutput.Close(); }
 

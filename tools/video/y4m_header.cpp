@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "video/y4m_header.h"
 
 #include <stdio.h>
@@ -61,14 +62,15 @@ void CheckColour(const std::vector<std::string> &tags, const std::string &name) 
         Refuse(name, "pixels are not 8-bit 4:2:0; convert them, e.g. with ffmpeg -pix_fmt yuv420p");
 }
 
-double ParseRate(const std::string &tag) {
+// "30000:1001" behind the tag's letter; 0 when it is no such thing.
+Rational ParseRatio(const std::string &tag) {
     const int limit = 1 << 30;
     size_t colon = tag.find(':');
-    int count = 0;
-    int seconds = 0;
-    if (colon == std::string::npos || !ParseNumber(tag.substr(1, colon - 1), limit, count)) return 0;
-    if (!ParseNumber(tag.substr(colon + 1), limit, seconds)) return 0;
-    return (double)count / seconds;
+    Rational ratio;
+    if (colon == std::string::npos || !ParseNumber(tag.substr(1, colon - 1), limit, ratio.num))
+        return {};
+    if (!ParseNumber(tag.substr(colon + 1), limit, ratio.den)) return {};
+    return ratio;
 }
 
 void TakeTag(Y4mHeader &header, const std::string &tag, const std::string &name) {
@@ -77,7 +79,9 @@ void TakeTag(Y4mHeader &header, const std::string &tag, const std::string &name)
     } else if (tag[0] == 'H') {
         header.size.height = ParseSide(tag, name);
     } else {
-        if (tag[0] == 'F') header.framesPerSecond = ParseRate(tag);
+        if (tag[0] == 'F') header.framesPerSecond = ParseRatio(tag);
+        if (tag[0] == 'A') header.sampleAspect = ParseRatio(tag);
+        if (tag == "XCOLORRANGE=FULL") header.fullRange = true;
         if (tag[0] == 'I') header.interlaced = tag == "It" || tag == "Ib" || tag == "Im";
         header.tags.push_back(tag);
     }

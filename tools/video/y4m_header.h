@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The text of Y4M streams: the header of the stream and the line before each frame.
 //
 //     YUV4MPEG2 W640 H480 F30:1 Ip A1:1 C420jpeg
@@ -15,7 +16,9 @@ extern const char kY4mMagic[];
 struct Y4mHeader {
     PictureSize size;
     bool interlaced = false;
-    double framesPerSecond = 0;    // 0 when the stream does not say
+    Rational framesPerSecond; // 0 when the stream does not say
+    Rational sampleAspect;    // likewise
+    bool fullRange = false;
     std::vector<std::string> tags; // all of them but W and H, in the order of the stream
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "video/y4m_video.h"
 
 #include <string.h>
@@ -13,19 +14,19 @@ PictureSize ChromaSize(PictureSize size) { return {(size.width + 1) / 2, (size.h
 
 } // namespace
 
-Y4mSource::Y4mSource(const std::string &path) : mInput(path) {
-    mName = mInput.Name();
+Y4mSource::Y4mSource(std::unique_ptr<ByteInput> input) : mInput(std::move(input)) {
+    mName = mInput->Name();
     ReadHeader();
     if (!IsEven(mInfo.codedSize)) mCodedRow = ByteBuffer((size_t)mInfo.codedSize.width);
 }
 
 void Y4mSource::ReadHeader() {
     // Looked at before the line is read: a binary file may have no line end for gigabytes.
-    std::string start = mInput.Peek(strlen(kY4mMagic));
+    std::string start = mInput->Peek(strlen(kY4mMagic));
     if (start.empty()) throw VideoError(mName + ": empty, there is no Y4M stream");
     if (start != kY4mMagic)
         throw VideoError(mName + ": not a Y4M stream; for raw frames give --size WxH (and --format)");
-    if (!mInput.ReadLine(mLine, kMaxLine)) throw VideoError(mName + ": the Y4M header has no end");
+    if (!mInput->ReadLine(mLine, kMaxLine)) throw VideoError(mName + ": the Y4M header has no end");
     Y4mHeader header = ParseY4mHeader(mLine, mName);
     mInfo.container = Container::Y4m;
     mInfo.layout = PixelLayout::I420;
@@ -33,6 +34,11 @@ void Y4mSource::ReadHeader() {
     mInfo.size = EvenPart(header.size);
     mInfo.interlaced = header.interlaced;
     mInfo.framesPerSecond = header.framesPerSecond;
+    if (header.framesPerSecond.num > 0)
+        mInfo.timeBase = {header.framesPerSecond.den, header.framesPerSecond.num};
+    mInfo.sampleAspect = header.sampleAspect;
+    mInfo.fullRange = header.fullRange;
+    mInfo.frameCount = mInput->FileBytes() / (int64_t)(FrameBytes(mInfo.codedSize) + strlen("FRAME\n"));
     mInfo.tags = header.tags;
     if (mInfo.size.width == 0 || mInfo.size.height == 0)
         throw VideoError(mName + ": pictures of " + SizeText(header.size) +
@@ -40,14 +46,15 @@ void Y4mSource::ReadHeader() {
 }
 
 bool Y4mSource::Read(Frame &frame) {
-    if (mInput.AtEnd()) return false;
-    bool whole = mInput.ReadLine(mLine, kMaxLine);
+    if (mInput->AtEnd()) return false;
+    bool whole = mInput->ReadLine(mLine, kMaxLine);
     if (!whole && mLine.size() <= kMaxLine) FailTruncated();
     if (!whole || !ParseY4mFrameLine(mLine, frame.parameters))
         throw VideoError(mName + ": damaged, there is no FRAME line before frame " +
                          std::to_string(mFrameCount + 1));
     ReadPicture(frame.pixels.Data());
-    mFrameCount++;
+    frame.time = mFrameCount++;
+    frame.duration = 1;
     return true;
 }
 
@@ -73,7 +80,7 @@ void Y4mSource::ReadPlane(uint8_t *plane, PictureSize kept, PictureSize coded) {
 }
 
 void Y4mSource::ReadBytes(uint8_t *data, size_t size) {
-    if (mInput.Read(data, size) < size) FailTruncated();
+    if (mInput->Read(data, size) < size) FailTruncated();
 }
 
 void Y4mSource::FailTruncated() const {
@@ -81,10 +88,30 @@ void Y4mSource::FailTruncated() const {
                      "; the file is cut short, only the whole frames before it can be used");
 }
 
-Y4mSink::Y4mSink(const std::string &path, const StreamInfo &info) : mOutput(path) {
+namespace {
+
+std::string RatioTag(char letter, Rational ratio) {
+    return letter + std::to_string(ratio.num) + ":" + std::to_string(ratio.den);
+}
+
+// For streams that came without tags.
+std::vector<std::string> MakeTags(const StreamInfo &info) {
+    std::vector<std::string> tags;
+    if (info.framesPerSecond.num > 0) tags.push_back(RatioTag('F', info.framesPerSecond));
+    tags.push_back("Ip");
+    if (info.sampleAspect.num > 0) tags.push_back(RatioTag('A', info.sampleAspect));
+    tags.push_back("C420jpeg");
+    if (info.fullRange) tags.push_back("XCOLORRANGE=FULL");
+    return tags;
+}
+
+} // namespace
+
+Y4mSink::Y4mSink(const std::string &path, const std::string &name, const StreamInfo &info)
+    : mOutput(path, name) {
     Y4mHeader header;
     header.size = info.size;
-    header.tags = info.tags;
+    header.tags = info.tags.empty() && info.container != Container::Y4m ? MakeTags(info) : info.tags;
     mOutput.Write(Y4mHeaderLine(header));
 }
 

@@ -1,6 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Y4M streams of 8-bit 4:2:0 pictures.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "video/byte_file.h"
@@ -8,7 +10,7 @@
 
 class Y4mSource : public FrameSource {
   public:
-    explicit Y4mSource(const std::string &path);
+    explicit Y4mSource(std::unique_ptr<ByteInput> input);
     bool Read(Frame &frame) override;
 
   private:
@@ -18,7 +20,7 @@ class Y4mSource : public FrameSource {
     void ReadPlane(uint8_t *plane, PictureSize kept, PictureSize coded);
     [[noreturn]] void FailTruncated() const;
 
-    ByteInput mInput;
+    std::unique_ptr<ByteInput> mInput;
     int64_t mFrameCount = 0;
     std::string mLine;
     ByteBuffer mCodedRow; // used when the coded pictures have odd sides
@@ -26,7 +28,7 @@ class Y4mSource : public FrameSource {
 
 class Y4mSink : public FrameSink {
   public:
-    Y4mSink(const std::string &path, const StreamInfo &info);
+    Y4mSink(const std::string &path, const std::string &name, const StreamInfo &info);
     void Write(const Frame &frame) override;
     void Close() override { mOutput.Close(); }
 

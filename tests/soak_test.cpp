@@ -1,0 +1,101 @@
+// What a long life costs: nothing. QUORVEL_SOAK=full runs 100,000 small and 5,000 large frames and
+// 10,000 handles (tests/soak.sh), else a fiftieth of that.
+#include <gtest/gtest.h>
+#include <dirent.h>
+#include <malloc.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "support/faults.h"
+#include "support/run.h"
+
+namespace {
+
+int Count(const char *folder) {
+    int count = 0;
+    DIR *dir = opendir(folder);
+    while (dir && readdir(dir)) count++;
+    if (dir) closedir(dir);
+    return count;
+}
+
+struct Footprint {
+    long rss; // bytes
+    int threads, files, live;
+};
+
+Footprint Measure() {
+    long pages = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> pages >> resident;
+    return {resident * sysconf(_SC_PAGESIZE), Count("/proc/self/task"), Count("/proc/self/fd"),
+            Faults::Live()};
+}
+
+bool Full() {
+    const char *soak = getenv("QUORVEL_SOAK");
+    return soak && !strcmp(soak, "full");
+}
+
+void ExpectUnchanged(const Footprint &before, const char *what) {
+    const Footprint after = Measure();
+    printf("%s: RSS %+ld bytes, threads %+d, files %+d, allocations %+d\n", what,
+           after.rss - before.rss, after.threads - before.threads, after.files - before.files,
+           after.live - before.live);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(after.rss - before.rss, 1 << 20);
+    EXPECT_EQ(after.threads, before.threads);
+#endif
+    EXPECT_EQ(after.files, before.files);
+    EXPECT_EQ(after.live, before.live);
+}
+
+// The last frame of `frames`, by plain buffers; the footprint is watched from the hundredth frame on.
+uint64_t Last(const Case &c, const std::vector<Bytes> &clip, int frames, bool watch) {
+    const Handle handle = MakeHandle(c.in, c.format);
+    Bytes out((size_t)c.out.Frame());
+    Footprint before = {};
+    for (int i = 0; i < frames; i++) {
+        const size_t n = clip.size(), k = (size_t)i % (2 * n - 2);
+        if (i == std::min(100, frames / 2)) before = Measure();
+        QEL_MVS_StabilizeFrame(handle.get(), clip[k < n ? k : 2 * n - 2 - k].data(), out.data());
+    }
+    if (watch) ExpectUnchanged(before, (c.Name() + " x " + std::to_string(frames)).c_str());
+    return Hash(out);
+}
+
+TEST(Soak, FramesCostNothingThatStays) {
+    const struct {
+        Size size;
+        int frames;
+    } kRuns[] = {{{176, 144}, 100000}, {{1920, 1080}, 5000}};
+    for (const auto &run : kRuns) {
+        const Case c = {run.size, run.size, 1, 3, Entry::Diff, 0};
+        std::vector<Bytes> clip = ShakyClip(run.size, 9);
+        const int frames = Full() ? run.frames : run.frames / 50;
+        Faults::Reset();
+        const uint64_t hash = Last(c, clip, frames, true);
+        Faults::KeepParticipants(1);
+        EXPECT_EQ(hash, Last(c, clip, frames, false));
+        printf("last frame %016llx, as with one participant\n", (unsigned long long)hash);
+        Faults::Reset();
+    }
+}
+
+TEST(Soak, HandlesCostNothingThatStays) {
+    const Size size = {320, 240};
+    const Bytes frame = ShakyClip(size, 1)[0];
+    Bytes out = frame;
+    Footprint before = {};
+    const int count = Full() ? 10000 : 200;
+    for (int i = 0; i < count; i++) {
+        if (i == std::min(100, count / 2)) before = Measure();
+        const Handle handle = MakeHandle(size, i % 2);
+        for (int k = 0; k < 2; k++)
+            QEL_MVS_StabilizeFrame(handle.get(), out.data(), i % 3 ? out.data() : &out[0]);
+    }
+    ExpectUnchanged(before, (std::to_string(count) + " handles").c_str());
+}
+
+} // namespace

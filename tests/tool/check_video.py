@@ -1,0 +1,326 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
+"""quorvel-stabilize with real files, end to end; what goes in is made on the fly by the ffmpeg program.
+
+    check_video.py TOOL CLIPGEN SOURCE_FOLDER [fast]
+"""
+import json
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+TOOL, CLIPGEN, ROOT = sys.argv[1:4]
+FAST = sys.argv[4:] == ["fast"]
+FRAMES, W, H = 40, 320, 240
+failures = []
+
+
+def check(condition, what):
+    if not condition:
+        failures.append(what)
+        print("FAILED:", what)
+
+
+def run(*args, status=0, say="", stdin=None, binary=False, **options):
+    """Runs the tool; `say` is a pattern that its messages must match, none may come without one."""
+    args = [str(arg) for arg in args]
+    done = subprocess.run([TOOL, *args], stdin=stdin or subprocess.DEVNULL, capture_output=True, **options)
+    text = done.stderr.decode()
+    check(done.returncode == status, f"status {done.returncode}, not {status}: {args}\n{text}")
+    check(say is None or (re.search(say, text) if say else not text), f"messages do not match '{say}': {args}\n{text}")
+    return done.stdout if binary else done.stdout.decode()
+
+
+def ffmpeg(*args):
+    return subprocess.run(["ffmpeg", "-v", "error", "-y", *map(str, args)], check=True,
+                          stdin=subprocess.DEVNULL, capture_output=True).stdout
+
+
+def probe(file, *args):
+    text = subprocess.run(["ffprobe", "-v", "error", "-of", "json", *args, str(file)], check=True,
+                          capture_output=True).stdout
+    return json.loads(text)
+
+
+def packets(file, kind):
+    """Times, relative to the first of the file, and sizes of a kind of packets, in the order of time."""
+    found = probe(file, "-select_streams", kind, "-show_entries", "packet=pts_time,size")["packets"]
+    found = sorted((float(p.get("pts_time", 0)), int(p["size"])) for p in found)
+    return [round(t, 3) for t, _ in found], [size for _, size in found]
+
+
+def pixels(file, *filters):
+    """Raw I420 frames."""
+    return ffmpeg("-noautorotate", "-i", file, *filters, "-f", "rawvideo", "-pix_fmt", "yuv420p", "-fps_mode", "passthrough", "-")
+
+
+def steady(file):
+    """What the tool makes of the same pictures when they come as raw frames, not through FFmpeg."""
+    return run("--size", f"{W}x{H}", "--format", "i420", "-", "-", binary=True, stdin=stdin_of(pixels(file)))
+
+
+def stdin_of(data):
+    file = tempfile.TemporaryFile()
+    file.write(data)
+    file.seek(0)
+    return file
+
+
+def sources():
+    subprocess.run([CLIPGEN, "--size", f"{W}x{H}", "--frames", str(FRAMES), "--format", "y4m", "clip.y4m"], check=True)
+    tone = ["-f", "lavfi", "-i", "sine=440:r=44100:d=1.3", "-map", "0:v", "-map", "1:a"]
+    h264 = ["-pix_fmt", "yuv420p", "-c:v", "libx264", "-preset", "ultrafast"]
+    pathlib.Path("text.srt").write_text("1\n00:00:00,200 --> 00:00:00,900\nHello\n")
+    pathlib.Path("chapters").write_text(";FFMETADATA1\ntitle=A walk\n[CHAPTER]\nTIMEBASE=1/1000\n"
+                                        "START=0\nEND=700\ntitle=One\n[CHAPTER]\nTIMEBASE=1/1000\n"
+                                        "START=700\nEND=1300\ntitle=Two\n")
+    colours = ["-color_range", "tv", "-colorspace", "bt709", "-color_trc", "bt709", "-color_primaries", "bt709"]
+    ffmpeg("-i", "clip.y4m", *tone[:4], "-i", "text.srt", "-i", "chapters", *tone[4:], "-map", "2:s",
+           "-map_metadata", "3", *h264, *colours, "-aspect", "2:1", "-c:a", "aac", "-c:s", "mov_text", "a.mp4")
+    yield "a.mp4"
+    if FAST:
+        return
+    ffmpeg("-i", "clip.y4m", *tone, "-c:v", "ffv1", "-c:a", "flac", "b.mkv")
+    ffmpeg("-i", "clip.y4m", *tone, "-c:v", "libvpx-vp9", "-cpu-used", "8", "-c:a", "libopus", "c.webm")
+    ffmpeg("-i", "a.mp4", "-map", "0:v", "-map", "0:a", "-map", "0:s", "-c", "copy", "-metadata:s:v", "rotate=90", "d.mov")
+    ffmpeg("-i", "clip.y4m", *tone, "-vf", "select='not(eq(mod(n,5),3))'", "-fps_mode", "vfr", *h264, "e.mp4")
+    ffmpeg("-i", "clip.y4m", *tone, *h264, "-c:a", "mp2", "f.ts")
+    ffmpeg("-i", "clip.y4m", *tone, "-c:v", "mpeg4", "-q:v", "2", "-c:a", "pcm_s16le", "g.avi")
+    yield from ("b.mkv", "c.webm", "d.mov", "e.mp4", "f.ts", "g.avi")
+
+
+def same_but_steady():
+    """Frames, times and everything beside the pictures arrive; the pictures are those of the raw road."""
+    shown = ["-show_entries", "stream=sample_aspect_ratio,color_range,color_space,color_transfer,color_primaries:"
+             "stream_side_data=rotation:format_tags=title:chapter=start_time,end_time:chapter_tags=title",
+             "-show_chapters", "-select_streams", "v"]
+    for source in sources():
+        ending = {".webm": ".mkv", ".ts": ".mkv", ".avi": ".mkv"}.get(pathlib.Path(source).suffix,
+                                                                     pathlib.Path(source).suffix)
+        out, exact = "out" + ending, "exact.mkv"
+        run("-y", source, out)
+        for kind in ("v", "a", "s"):
+            (times, sizes), (new_times, new_sizes) = packets(source, kind), packets(out, kind)
+            first, new_first = (times or [0])[0], (new_times or [0])[0]
+            off = [abs(t - first - u + new_first) for t, u in zip(times, new_times)]
+            check(len(times) == len(new_times) and max(off, default=0) <= 0.0011, f"{source}: times of {kind}")
+            check(kind == "v" or sizes == new_sizes, f"{source}: packets of {kind}")
+        check(len(packets(source, "v")[0]) > 30, f"{source}: is no test")
+        if ending in (".mp4", ".mov"):
+            check(probe(source, *shown) == probe(out, *shown), f"{source}: tags\n{probe(source, *shown)}\n"
+                  f"{probe(out, *shown)}")
+        run("-y", "--codec", "ffv1", source, exact, say=None if "mov" in source or source == "a.mp4" else "")
+        check(pixels(exact) == steady(source), f"{source}: other pictures")
+        if source == "d.mov":
+            check("90" in str(probe(out, *shown)), "the rotation is no test")
+
+
+def roads():
+    """Pipes, FIFO, standard output, parts, and containers of no ending give the same pictures."""
+    want = steady("b.mkv")
+    with open("b.mkv", "rb") as file:
+        out = run("-", "-", stdin=file, binary=True, say="pictures only")
+    pathlib.Path("piped.y4m").write_bytes(out)
+    check(pixels("piped.y4m") == want, "pipe to Y4M")
+    os.mkfifo("fifo")
+    with subprocess.Popen("cat b.mkv >fifo", shell=True):
+        run("--codec", "ffv1", "fifo", "fifo.mkv")
+    check(pixels("fifo.mkv") == want, "FIFO")
+    out = run("--output-format", "mp4", "--codec-option", "qp=0", "b.mkv", "-", binary=True, say="left out|^$")
+    pathlib.Path("piped.mp4").write_bytes(out)
+    check(len(packets("piped.mp4", "v")[0]) == FRAMES, "MP4 to a pipe")
+    run("--start", "0.5", "--duration", "0.5", "a.mp4", "part.mp4")
+    check(packets("part.mp4", "v")[0] == [round(i / 30, 3) for i in range(15)], "a part's times")
+    check(20 <= len(packets("part.mp4", "a")[0]) <= 24, "a part's sound")
+    run("--start", "0.5", "--duration", "0:0.5", "clip.y4m", "part.y4m")
+    check(len(pixels("part.y4m")) == 15 * W * H * 3 // 2, "a part of a Y4M stream")
+    run("--size", f"{W}x{H}", "--fps", "30000/1001", "--codec", "ffv1", "clip.nv21", "raw.mkv")
+    check(packets("raw.mkv", "v")[0][-1] == round(39 * 1001 / 30000, 3), "frame rate of raw frames")
+
+
+def views():
+    """Crop, zoom, before and after."""
+    size = W * H * 3 // 2
+    before, after = pixels("b.mkv"), steady("b.mkv")
+    row = 100 * W  # of the last frame
+    last = (FRAMES - 1) * size + row
+    for args, width, height, part in [
+            (["--split", "160"], W, H, lambda p: p[last:last + 160] == before[last:last + 160] and
+             p[last + 162:last + W] == after[last + 162:last + W]),
+            (["--side-by-side"], 2 * W, H, lambda p: p[2 * last:2 * last + W] == before[last:last + W] and
+             p[2 * last + W:2 * last + 2 * W] == after[last:last + W]),
+            (["--mode", "none"], W, H, lambda p: p == before),
+            (["--mode", "shift"], 288, 216, lambda p: p[:288] == before[12 * W + 16:12 * W + 16 + 288]),
+            (["--crop", "20"], 256, 192, lambda p: p[:256] == before[24 * W + 32:24 * W + 32 + 256]),
+            (["--crop", "20", "--zoom"], W, H, lambda p: p[:W] != after[:W])]:
+        run("-y", "--codec", "ffv1", *args, "b.mkv", "view.mkv")
+        stream = probe("view.mkv", "-show_streams", "-select_streams", "v")["streams"][0]
+        check((stream["width"], stream["height"]) == (width, height), f"size of {args}")
+        check(part(pixels("view.mkv")), f"pictures of {args}")
+
+
+def pixel_formats():
+    """What is not 8-bit 4:2:0 is converted and said to be; odd sizes lose their last row and column."""
+    for name, codec in [("yuv420p10le", "ffv1"), ("yuv422p", "ffv1"), ("yuv444p", "ffv1"), ("bgr0", "ffv1"),
+                        ("gray", "ffv1"), ("yuvj420p", "mjpeg")]:
+        ffmpeg("-i", "clip.y4m", "-c:v", codec, "-pix_fmt", name, "in.mkv")
+        run("-y", "in.mkv", "out.mkv", say="" if codec == "mjpeg" else f"{name}.*converted to 8-bit 4:2:0")
+        stream = probe("out.mkv", "-show_streams")["streams"][0]
+        check(stream["pix_fmt"] in ("yuv420p", "yuvj420p"), f"{name}: {stream['pix_fmt']}")
+        data = pixels("out.mkv")
+        luma = sum(data[:W * H]) / (W * H)
+        source = pixels("in.mkv")
+        check(len(data) == FRAMES * W * H * 3 // 2, f"{name}: frames")
+        check(abs(luma - sum(source[:W * H]) / (W * H)) < 4, f"{name}: another brightness")
+    ffmpeg("-i", "clip.y4m", "-vf", "crop=319:239:0:0:exact=1,format=yuv444p", "-c:v", "ffv1", "in.mkv")
+    run("-y", "in.mkv", "out.mkv", say="319x239, only the even part 318x238")
+    ffmpeg("-i", "clip.y4m", "-vf", "tinterlace=4", "-c:v", "libx264", "-flags", "+ildct", "in.mkv")
+    run("-y", "in.mkv", "interlaced.mkv", status=1, say="interlaced.*--force")
+    check(not os.path.exists("interlaced.mkv"), "an output for refused input")
+    run("-y", "--force", "in.mkv", "out.mkv", say="interlaced")
+
+
+def sizes_that_change():
+    for name, scale in (("1", "320:240"), ("2", "240:180")):
+        ffmpeg("-i", "clip.y4m", "-vf", "scale=" + scale, "-c:v", "libx264", "-preset", "ultrafast", name + ".h264")
+    pathlib.Path("both.h264").write_bytes(pathlib.Path("1.h264").read_bytes() + pathlib.Path("2.h264").read_bytes())
+    run("-y", "both.h264", "out.mkv", "--trace", "t.csv", say="240x180 from frame 41 on, they are scaled to 320x240")
+    check(len(packets("out.mkv", "v")[0]) == 2 * FRAMES, "frames of both sizes")
+    resets = [line.split(",")[0] for line in open("t.csv") if line.rstrip().endswith(",1")]
+    check(resets == ["41"], f"resets in the trace: {resets}")
+
+
+def damage():
+    """What can be decoded is delivered, and the status tells; nothing is left of what cannot be used."""
+    ffmpeg("-i", "a.mp4", "-c", "copy", "-movflags", "faststart", "-map", "0:v", "-map", "0:a", "fast.mp4")
+    for source in ("b.mkv", "fast.mp4"):
+        data = pathlib.Path(source).read_bytes()
+        cut = "cut" + source[-4:]
+        pathlib.Path(cut).write_bytes(data[:len(data) * 6 // 10])
+        run("-y", cut, "out.mkv", status=1, say="cut short or damaged.*missing")
+        decodable = len(pixels(cut)) // (W * H * 3 // 2)
+        check(5 < len(packets("out.mkv", "v")[0]) == decodable < FRAMES, f"{cut}: {decodable} can be decoded")
+    data = bytearray(pathlib.Path("a.mp4").read_bytes())
+    for at in range(3000, len(data) // 2, 2000):
+        data[at:at + 16] = bytes(16)
+    pathlib.Path("holes.mp4").write_bytes(data)
+    run("-y", "holes.mp4", "out.mp4", status=1, say="damaged")
+    check(len(packets("out.mp4", "v")[0]) > FRAMES // 2, "pictures around damage")
+    pathlib.Path("headless.mp4").write_bytes(pathlib.Path("a.mp4").read_bytes()[:20000])
+    pathlib.Path("text.txt").write_text("no video at all\n" * 100)
+    ffmpeg("-f", "lavfi", "-i", "sine=d=1", "sound.m4a")
+    ffmpeg("-i", "clip.y4m", "-frames:v", "0", "-c:v", "ffv1", "none.mkv")
+    for name, say in [("headless.mp4", "moov"), ("text.txt", "cannot read|no video"),
+                      ("sound.m4a", "no video"), ("none.mkv", "no frame"), ("absent.mp4", "No such file")]:
+        run(name, "never.mp4", status=1, say=say)
+    check(not list(pathlib.Path().glob("never.mp4*")), "outputs of inputs that cannot be used")
+
+
+def full_disk():
+    os.mkdir("small")
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=100k", "tmpfs", "small"], capture_output=True).returncode:
+        print("SKIPPED: full disk (no tmpfs may be mounted here)")
+        return
+    try:
+        for name in ("full.mkv", "full.y4m"):
+            run("a.mp4", "small/" + name, status=1, say="No space left")
+        check(os.listdir("small") == [], f"left on a full disk: {os.listdir('small')}")
+    finally:
+        subprocess.run(["umount", "small"], check=True)
+
+
+def interruptions():
+    """Ctrl-C at any time ends with a file that plays; so does a pipe in which nothing moves."""
+    feed = "ffmpeg -v quiet -re -f lavfi -i testsrc2=s=320x240:r=60 -c:v ffv1 -f matroska -"
+    for command, wait in [(feed, random.uniform(1.5, 2.5)), (feed, random.uniform(1.5, 2.5)),
+                          ("cat clip.y4m; sleep 60", 1.5)]:
+        with subprocess.Popen(command, shell=True, stdout=subprocess.PIPE, start_new_session=True) as feeder:
+            with subprocess.Popen([TOOL, "-y", "-", "stopped.mp4"], stdin=feeder.stdout,
+                                  stderr=subprocess.PIPE) as tool:
+                time.sleep(wait)
+                tool.send_signal(signal.SIGINT)
+                begin = time.monotonic()
+                text = tool.communicate()[1].decode()
+            os.killpg(feeder.pid, signal.SIGKILL)
+        check(tool.returncode == 130 and time.monotonic() - begin < 10, f"{tool.returncode} after Ctrl-C\n{text}")
+        check(os.path.exists("stopped.mp4") and len(pixels("stopped.mp4")) > 0, f"plays after {wait:.2f} s\n{text}")
+        check(not list(pathlib.Path().glob("*.part")), "a temporary file is left")
+
+
+def paths():
+    """Nothing is overwritten unasked, and never the input, by whatever name."""
+    shutil.copy("a.mp4", "kept.mp4")
+    run("a.mp4", "kept.mp4", status=1, say="exists already; give -y")
+    os.symlink("a.mp4", "soft.mp4")
+    os.link("a.mp4", "hard.mp4")
+    before = pathlib.Path("a.mp4").read_bytes()
+    for name in ("a.mp4", "soft.mp4", "hard.mp4", "./a.mp4"):
+        run("-y", "a.mp4", name, status=1, say="same file")
+        run("-y", "--dry-run", "a.mp4", "--trace", name, status=1, say="names the input")
+    check(pathlib.Path("a.mp4").read_bytes() == before, "the input was changed")
+    os.symlink("kept.mp4", "link.mp4")
+    run("-y", "a.mp4", "link.mp4")
+    check(os.path.islink("link.mp4") and pathlib.Path("kept.mp4").read_bytes() != before, "a link is followed")
+    run("a.mp4", "nameless", status=1, say="what kind of file.*--output-format")
+    for args, say in [(["a.mp4"], "OUTPUT"), (["a.mp4", "b", "--zoom"], "--zoom"), (["--crf", "99", "a", "b"], "--crf"),
+                      (["--start", "1:x", "a", "b"], "--start"), (["--bitrate", "x", "a", "b"], "--bitrate"),
+                      (["--crop", "60", "a", "b"], "--crop"), (["--dry-run", "a", "b"], "--dry-run"),
+                      (["--plot", "p.gif", "a", "b"], "--plot"), (["--json", "a", "-"], "--json")]:
+        run(*args, status=2, say=say)
+    for args, say in [(["--codec", "nope"], "--codec nope"), (["--codec", "ffv1", "--crf", "20"], "--crf"),
+                      (["--codec-option", "nope=1"], "--codec-option.*nope"),
+                      (["--input-format", "nope"], "--input-format nope")]:
+        run(*args, "a.mp4", "never.mkv", status=1, say=say)
+
+
+def reports():
+    out = json.loads(run("--dry-run", "--json", "--trace", "t.json", "--quiet", "a.mp4"))
+    trace = json.load(open("t.json"))
+    check(out["frames"] == FRAMES == len(trace) and out["measured"] == FRAMES - 1, f"summary {out}")
+    check(out["motion_left_rms"]["pixels"] < out["motion_rms"]["pixels"] * 0.7, f"shake {out}")
+    check(trace[3]["measured"] == 1 and abs(trace[3]["time_s"] - 0.1) < 1e-3, "the trace")
+    if shutil.which("gnuplot"):
+        run("--dry-run", "--plot", "p.svg", "a.mp4")
+        check("<svg" in pathlib.Path("p.svg").read_text(), "the plot")
+    run("--dry-run", "--plot", "q.svg", "a.mp4", status=1, say="gnuplot-nox", env={"PATH": "/nowhere"})
+
+
+def option_names():
+    """The help, the manual page and the completion know the same options."""
+    dashed = r"(?<![\w-])(--[a-z][a-z-]+)"
+    text = run("--help").split("Examples:")[0]
+    told = set(re.findall(r"^  (?:-\w,)?" + dashed, text, re.M))
+    manual = pathlib.Path(ROOT, "docs/man/quorvel-stabilize.1").read_text().replace("\\-", "-")
+    paged = set(re.findall(dashed, "\n".join(re.findall(r"^\.TP\n(\..*)", manual, re.M))))
+    script = pathlib.Path(ROOT, "tools/stabilize/quorvel-stabilize.bash").read_text()
+    completed = set(subprocess.run(
+        ["bash", "-c", script + '\nCOMP_WORDS=(quorvel-stabilize --); COMP_CWORD=1; _quorvel_stabilize; '
+         'printf "%s\\n" "${COMPREPLY[@]}"'], capture_output=True, text=True, check=True).stdout.split())
+    check(len(told) > 25 and told == paged, f"help and manual page differ: {told ^ paged}")
+    check(told == completed, f"help and completion differ: {told ^ completed}")
+
+
+def main():
+    with tempfile.TemporaryDirectory() as folder:
+        os.chdir(folder)
+        steps = [same_but_steady, option_names, paths, reports]
+        if not FAST:
+            ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
+            steps += [ready, roads, views, pixel_formats, sizes_that_change, damage, full_disk, interruptions]
+        for step in steps:
+            step()
+        os.chdir("/")
+    sys.exit(1 if failures else 0)
+
+
+if "with FFmpeg" not in run("--version") or not shutil.which("ffmpeg"):
+    print("SKIPPED: the tool is built without FFmpeg, or there is no ffmpeg program")
+    sys.exit(77)
+main()

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "stabilize/plot.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+// Grey: the measured path and the room for movements around it. Blue: the path of the output. A red
+// line from top to bottom: a frame whose motion could not be measured; orange below: measured in doubt.
+const char kLook[] = R"(
+set encoding utf8
+set multiplot layout 3,1 title title noenhanced
+set grid lc rgb '#dddddd'
+set key top left horizontal opaque
+set lmargin 10
+set rmargin 3
+set y2range [0:1]
+unset y2tics
+set ytics nomirror
+doubt(c) = c == 1 ? 0.02 : NaN
+set ylabel 'x, pixels'
+plot $path using 1:($2 - columns):($2 + columns) with filledcurves lc rgb '#eeeeee' title 'reach', \
+  '' using 1:2 with lines lc rgb '#777777' title 'measured', \
+  '' using 1:3 with lines lw 2 lc rgb '#2060c0' title 'smoothed', \
+  '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020' title 'no motion', \
+  '' using 1:(doubt($9)) axes x1y2 with points pt 7 ps 0.4 lc rgb '#e08000' title 'in doubt'
+set ylabel 'y, pixels'
+unset key
+plot $path using 1:($4 - rows):($4 + rows) with filledcurves lc rgb '#eeeeee', \
+  '' using 1:4 with lines lc rgb '#777777', '' using 1:5 with lines lw 2 lc rgb '#2060c0', \
+  '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020', \
+  '' using 1:(doubt($9)) axes x1y2 with points pt 7 ps 0.4 lc rgb '#e08000'
+set ylabel 'angle, mrad'
+set xlabel 'seconds'
+plot $path using 1:6 with lines lc rgb '#777777', '' using 1:7 with lines lw 2 lc rgb '#2060c0', \
+  '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020', \
+  '' using 1:(doubt($9)) axes x1y2 with points pt 7 ps 0.4 lc rgb '#e08000'
+unset multiplot
+)";
+
+// Within single quotes of gnuplot.
+std::string Quoted(const std::string &text) {
+    std::string result = "'";
+    for (char c : text) {
+        if (c == '\'') result += "'";
+        result += c < ' ' && c >= 0 ? ' ' : c;
+    }
+    return result + "'";
+}
+
+// Measured motions summed up are the camera's path, and with the compensation that of the output.
+void WritePath(FILE *script, const std::vector<MotionRecord> &records) {
+    double row = 0;
+    double column = 0;
+    double angle = 0;
+    fputs("$path << END\n", script);
+    for (const MotionRecord &record : records) {
+        const MVS_MotionInfo &motion = record.motion;
+        row += Pixels(motion.lMotionRow);
+        column += Pixels(motion.lMotionCol);
+        angle += Radians(motion.lMotionTheta) * 1000;
+        if (record.reset) fputs("\n", script); // the lines break there
+        fprintf(script, "%.6f %.3f %.3f %.3f %.3f %.4f %.4f %d %d\n", record.seconds, column,
+                column + Pixels(motion.lCompCol), row, row + Pixels(motion.lCompRow), angle,
+                angle + Radians(motion.lCompTheta) * 1000, record.reset,
+                motion.bMeasured && !motion.bShiftReliable);
+    }
+    fputs("END\n", script);
+}
+
+} // namespace
+
+void CheckPlotter() {
+    FILE *output = popen("gnuplot --version 2>/dev/null", "r");
+    char line[80] = "";
+    bool there =
+        output && fgets(line, sizeof(line), output) && !strncmp(line, "gnuplot", strlen("gnuplot"));
+    if (output) pclose(output);
+    if (!there) throw VideoError("--plot needs gnuplot, which is not there (Debian: gnuplot-nox)");
+}
+
+void DrawPlot(const std::string &path, const std::string &title,
+              const std::vector<MotionRecord> &records, PictureSize reach) {
+    bool svg = path.size() > 4 && path.substr(path.size() - 4) == ".svg";
+    FILE *script = popen("gnuplot", "w");
+    if (!script) throw VideoError(std::string("--plot: cannot start gnuplot: ") + strerror(errno));
+    fprintf(script, "set terminal %s size 1000,800\n", svg ? "svg" : "pngcairo");
+    fprintf(script, "set output %s\ntitle = %s\n", Quoted(path).c_str(), Quoted(title).c_str());
+    fprintf(script, "columns = %d\nrows = %d\n", reach.width, reach.height);
+    WritePath(script, records);
+    fputs(kLook, script);
+    if (pclose(script) != 0) throw VideoError("--plot: gnuplot could not draw " + path);
+}

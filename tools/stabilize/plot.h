@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A picture of the camera's path before and after, drawn by gnuplot.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "stabilize/motion_record.h"
+#include "video/picture.h"
+
+// Throws VideoError when there is no gnuplot.
+void CheckPlotter();
+
+// `path` ends in .png or .svg; `reach` is how far the picture can be moved each way.
+void DrawPlot(const std::string &path, const std::string &title,
+              const std::vector<MotionRecord> &records, PictureSize reach);

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What a run came to.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "stabilize/motion_record.h"
+#include "video/picture.h"
+
+struct Summary {
+    std::string input;
+    std::string output; // empty: none
+    std::string encoder;
+    PictureSize inSize;
+    PictureSize outSize;
+    double seconds = 0;
+    bool interrupted = false;
+    std::string fault; // empty: none
+    std::vector<std::string> notes;
+
+    void Add(const MotionRecord &record);
+
+    // A line.
+    std::string Text() const;
+    std::string Json() const;
+
+  private:
+    // Root mean square of the motion from frame to frame, measured and left in the output.
+    struct Shake {
+        double pixels = 0;
+        double milliradians = 0;
+    };
+    Shake Measured() const;
+    Shake Left() const;
+
+    int64_t mFrames = 0;
+    int64_t mMeasured = 0;
+    int64_t mResets = 0;
+    int64_t mDoubtful = 0;
+    double mSquares[4] = {}; // of pixels and radians, measured; of both, left
+    MVS_MotionInfo mBefore = {};
+};

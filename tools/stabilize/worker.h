@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What happens to a frame between reading and writing: stabilized, enlarged, shown beside its input.
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "stabilize/motion_record.h"
+#include "stabilize/options.h"
+#include "stabilize/stabilizer.h"
+#include "video/frame_pool.h"
+#include "video/media.h"
+
+class Worker {
+  public:
+    Worker(const Options &options, const StreamInfo &info);
+
+    // The frame to be written, with the input's times and packets.
+    FramePtr Run(const FramePtr &input);
+
+    // What was stabilized, before it was put beside the input; of the frame that Run was last given.
+    const Frame &Steady() const { return *mSteady; }
+    PictureSize SteadySize() const { return mSteadySize; }
+
+    // Of the frames that Run returns.
+    PictureSize OutSize() const { return mOutSize; }
+    // How far the picture can be moved.
+    PictureSize Reach() const { return mStabilizer ? mStabilizer->Reach() : PictureSize(); }
+
+    MotionRecord Record() const;
+    int64_t Count() const { return mCount; }
+
+  private:
+    const Options &mOptions;
+    const StreamInfo &mInfo;
+    PictureSize mCropSize;   // as the stabilizer gives it
+    PictureSize mSteadySize; // and enlarged
+    PictureSize mOutSize;
+    std::optional<Stabilizer> mStabilizer; // none in mode none
+    std::unique_ptr<FrameScaler> mScaler;
+    FramePool mCropPool;
+    FramePool mSteadyPool;
+    FramePool mOutPool;
+    FramePtr mSteady;
+    int64_t mCount = 0;
+    int64_t mTime = 0;
+};

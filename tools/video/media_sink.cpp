@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Encodes pictures and writes them, together with the packets of other streams, to a container.
+#include <string.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+#include "video/media.h"
+#include "video/media_copy.h"
+#include "video/media_encoder.h"
+#include "video/media_picture.h"
+#include "video/output_file.h"
+
+namespace {
+
+class MediaSink : public FrameSink {
+  public:
+    MediaSink(const std::string &path, const StreamInfo &info, const SinkOptions &options);
+    ~MediaSink() override;
+    void Write(const Frame &frame) override;
+    void Take(const FramePtr &frame) override;
+    void TakePackets(const std::vector<PacketPtr> &packets) override;
+    void Close() override;
+    std::string Describe() const override;
+
+  private:
+    void OpenContainer(const std::string &path, const SinkOptions &options);
+    void AddStreams(const SinkOptions &options);
+    void WriteHeader();
+    void Encode(const AVFrame *picture);
+    void WritePacket(AVPacket *packet);
+    void Check(int code) const { CheckMedia(code, "cannot write " + mName); }
+
+    StreamInfo mInfo;
+    std::string mName;
+    AVFormatContext *mFormat = nullptr;
+    MediaPtr<AVCodecContext> mEncoder;
+    MediaPtr<AVPacket> mPacket;
+    AVStream *mVideo = nullptr;
+    std::optional<StreamCopier> mCopier;
+    std::map<int64_t, int64_t> mDurations; // of the pictures in the encoder, by their time
+    int64_t mLastTime = INT64_MIN;
+};
+
+MediaSink::MediaSink(const std::string &path, const StreamInfo &info, const SinkOptions &options)
+    : mInfo(info), mName(options.name.empty() ? path : options.name),
+      mPacket(NotNull(av_packet_alloc())) {
+    try {
+        OpenContainer(path, options);
+        mEncoder = OpenEncoder(*mFormat->oformat, info, options);
+        AddStreams(options);
+        WriteHeader();
+    } catch (...) {
+        if (mFormat && mFormat->pb) avio_closep(&mFormat->pb);
+        avformat_free_context(mFormat);
+        throw;
+    }
+}
+
+MediaSink::~MediaSink() {
+    if (mFormat && !(mFormat->oformat->flags & AVFMT_NOFILE)) avio_closep(&mFormat->pb);
+    avformat_free_context(mFormat);
+}
+
+void MediaSink::OpenContainer(const std::string &path, const SinkOptions &options) {
+    std::string url = path == "-" ? "pipe:1" : IsAddress(path) ? path : "file:" + path;
+    const char *format = options.format.empty() ? nullptr : options.format.c_str();
+    const AVOutputFormat *container = av_guess_format(format, mName.c_str(), nullptr);
+    if (!container && format)
+        throw VideoError("--output-format " + options.format +
+                         ": FFmpeg knows no container of this name here");
+    if (!container)
+        throw VideoError("cannot tell from its name what kind of file " + mName +
+                         " is to be; end it in .mp4, .mkv or the like, or give --output-format");
+    if (avformat_alloc_output_context2(&mFormat, container, nullptr, url.c_str()) < 0)
+        throw std::bad_alloc();
+    if (!(container->flags & AVFMT_NOFILE))
+        CheckMedia(avio_open(&mFormat->pb, url.c_str(), AVIO_FLAG_WRITE),
+                   "cannot create output " + mName);
+}
+
+void MediaSink::AddStreams(const SinkOptions &options) {
+    if (mInfo.media) mCopier.emplace(*mInfo.media, mFormat, options.note);
+    mVideo = mCopier ? mCopier->Video() : NotNull(avformat_new_stream(mFormat, nullptr));
+    CheckMedia(avcodec_parameters_from_context(mVideo->codecpar, mEncoder.get()), mName);
+    mVideo->time_base = mEncoder->time_base;
+    mVideo->sample_aspect_ratio = mEncoder->sample_aspect_ratio;
+    mVideo->avg_frame_rate = mEncoder->framerate;
+}
+
+void MediaSink::WriteHeader() {
+    MediaOptions dictionary;
+    mFormat->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL; // FLAC in MP4, which players know by now
+    bool isMp4 = !strcmp(mFormat->oformat->name, "mp4") || !strcmp(mFormat->oformat->name, "mov");
+    // The index of an ordinary MP4 file is written into its beginning at the end.
+    if (isMp4 && mFormat->pb && !(mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL))
+        dictionary.Set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+    Check(avformat_write_header(mFormat, dictionary.Get()));
+}
+
+void MediaSink::Write(const Frame &frame) {
+    Frame notes;
+    notes.time = frame.time;
+    notes.duration = frame.duration;
+    notes.packets = frame.packets;
+    auto copy = std::make_shared<Frame>(mInfo.size);
+    CopyPixels(frame, *copy);
+    TakeFrameNotes(notes, *copy);
+    Take(copy);
+}
+
+void MediaSink::Take(const FramePtr &frame) {
+    TakePackets(frame->packets);
+    MediaPtr<AVFrame> picture = ExportPicture(frame, mInfo.size, mInfo.layout, mEncoder->pix_fmt);
+    AVRational from = ToMedia(mInfo.timeBase);
+    int64_t time = av_rescale_q(frame->time, from, mEncoder->time_base);
+    if (mLastTime != INT64_MIN) time = std::max(time, mLastTime + 1);
+    mLastTime = picture->pts = time;
+    picture->quality = mEncoder->global_quality;
+    picture->sample_aspect_ratio = mEncoder->sample_aspect_ratio;
+    picture->color_range = mEncoder->color_range;
+    picture->color_primaries = mEncoder->color_primaries;
+    picture->color_trc = mEncoder->color_trc;
+    picture->colorspace = mEncoder->colorspace;
+    if (frame->duration > 0)
+        mDurations[time] = av_rescale_q(frame->duration, from, mEncoder->time_base);
+    Encode(picture.get());
+}
+
+void MediaSink::Encode(const AVFrame *picture) {
+    CheckMedia(avcodec_send_frame(mEncoder.get(), picture), "cannot encode a picture");
+    for (;;) {
+        int result = avcodec_receive_packet(mEncoder.get(), mPacket.get());
+        if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+        CheckMedia(result, "cannot encode a picture");
+        auto known = mDurations.find(mPacket->pts);
+        if (known != mDurations.end()) {
+            mPacket->duration = known->second;
+            mDurations.erase(known);
+        }
+        mPacket->stream_index = mVideo->index;
+        av_packet_rescale_ts(mPacket.get(), mEncoder->time_base, mVideo->time_base);
+        WritePacket(mPacket.get());
+    }
+}
+
+void MediaSink::TakePackets(const std::vector<PacketPtr> &packets) {
+    for (const PacketPtr &packet : packets) {
+        if (!mCopier) return;
+        Check(av_packet_ref(mPacket.get(), packet.get()));
+        if (mCopier->Convert(mPacket.get()))
+            WritePacket(mPacket.get());
+        else
+            av_packet_unref(mPacket.get());
+    }
+}
+
+void MediaSink::WritePacket(AVPacket *packet) { Check(av_interleaved_write_frame(mFormat, packet)); }
+
+void MediaSink::Close() {
+    Encode(nullptr);
+    Check(av_write_trailer(mFormat));
+    if (mFormat->oformat->flags & AVFMT_NOFILE) return;
+    avio_flush(mFormat->pb);
+    Check(mFormat->pb->error);
+    Check(avio_closep(&mFormat->pb));
+}
+
+std::string MediaSink::Describe() const {
+    std::string text = std::string(mEncoder->codec->name) + " in " + mFormat->oformat->name;
+    int copied = mCopier ? mCopier->CopiedCount() : 0;
+    if (copied > 0)
+        text += ", " + std::to_string(copied) + (copied == 1 ? " other stream" : " other streams") +
+                " copied";
+    return text;
+}
+
+} // namespace
+
+bool IsMediaName(const std::string &path) {
+    const AVOutputFormat *container = av_guess_format(nullptr, path.c_str(), nullptr);
+    return container && strcmp(container->name, "rawvideo") &&
+           container->video_codec != AV_CODEC_ID_NONE;
+}
+
+std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &info,
+                                         const SinkOptions &options) {
+    return std::make_unique<MediaSink>(path, info, options);
+}
