@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Compiler settings: quorvel_flags for everything, quorvel_library_flags for the library's own objects.
 find_package(Threads REQUIRED)
 
@@ -20,4 +21,20 @@ target_compile_options(quorvel_library_flags INTERFACE
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i[3-6]86|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   # The smoother's float step must round to single precision after each operation.
   target_compile_options(quorvel_library_flags INTERFACE -msse2 -mfpmath=sse)
+endif()
+
+# Guards against what a fault would otherwise do to the process (docs/reliability.md). Off under
+# sanitizers, which see the same and more.
+option(QUORVEL_HARDEN "Stack guards, checked copies, signed return addresses in the library" ON)
+if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE)
+  include(CheckCXXCompilerFlag)
+  foreach(flag -fstack-protector-strong -fstack-clash-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "QUORVEL_HAS${flag}" known)
+    check_cxx_compiler_flag("-Werror ${flag}" ${known})
+    if(${known})
+      target_compile_options(quorvel_library_flags INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_compile_options(quorvel_library_flags INTERFACE # without optimization the headers refuse it
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
 endif()

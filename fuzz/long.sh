@@ -16,7 +16,7 @@ for program in "${programs[@]}"; do
     cd "$build"
     if [ "$seconds" = merge ]; then
         rm -rf "$found.new" && mkdir "$found.new"
-        "./fuzz-$program" "${options[@]}" -merge=1 "$found.new" "$seeds/$program" "$found" 2>>merge.log
+        "./fuzz-$program" "${options[@]}" -set_cover_merge=1 -use_counters=0 "$found.new" "$seeds/$program" "$found" 2>>merge.log
         find "$seeds/$program" -type f ! -name 'fault-*' -delete
         cp -n "$found.new"/* "$seeds/$program/"
         echo "$program: $(find "$seeds/$program" -type f | wc -l) seeds"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # determinism.sh [PROCESSOR...]: compiles the library for five processors with two compilers at four
 # optimizations, runs three clips at every vector level with one to four participants, and prints the hashes
 # as a table; 1 when two differ. Needs the Debian packages below; about a quarter of an hour.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Every exported function with its arguments and the state behind its handle at the ends of what can be
 // written down. Nothing is expected but to come back, to touch no byte outside the buffers, and to let
 // the next frame through; sanitizers watch the arithmetic.

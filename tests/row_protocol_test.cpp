@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The protocol by which block rows wait for each other (src/motion/block_drivers.cpp), searched
 // exhaustively on small frames: every order of its steps, with wake-ups that nobody sent. No order may
 // block for ever or price a block before its predictors are done. Planted mistakes must be found.

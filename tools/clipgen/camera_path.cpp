@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "clipgen/camera_path.h"
 
 #include <math.h>

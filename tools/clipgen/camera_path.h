@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The path of a camera: shake of a known strength and kind on top of a pan and a turn.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel-clipgen: makes a shaky clip whose camera path is known.
 #include <stdio.h>
 
@@ -115,8 +116,6 @@ EffectOptions MakeEffectOptions(const Options &options) {
     effects.framesPerSecond = options.framesPerSecond;
     effects.seed = options.seed;
     return effects;
-}
-    return path;
 }
 
 StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
