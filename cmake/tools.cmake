@@ -94,7 +94,7 @@ if(QUORVEL_TOOL)
       tools/stabilize/summary.cpp
       tools/stabilize/trace.cpp
       tools/stabilize/worker.cpp)
-    add_executable(quorvel_clipgen tools/clipgen/main.cpp)
+    add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
     add_executable(quorvel_measure
       tools/measure/csv_table.cpp
       tools/measure/jitter.cpp
