@@ -13,7 +13,7 @@ const char kLook[] = R"(
 set encoding utf8
 set multiplot layout 3,1 title title noenhanced
 set grid lc rgb '#dddddd'
-set key top left horizontal opaque
+set key outside top center horizontal
 set lmargin 10
 set rmargin 3
 set y2range [0:1]
