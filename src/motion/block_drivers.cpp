@@ -164,6 +164,19 @@ void *thread_BlockME32F0(void *pArgument) {
     }
 }
 
+namespace {
+
+// One participant alone never waits, and needs nothing to sleep on.
+void SearchRows(BlockSearchJob *pJob) {
+    const bool bMutex = pthread_mutex_init(&pJob->stMutex, nullptr) == 0;
+    const bool bCondition = bMutex && pthread_cond_init(&pJob->stCondition, nullptr) == 0;
+    RunParticipants(thread_BlockME32F0, pJob, bCondition ? pJob->pCtx->lInLumaSize : 0);
+    if (bCondition) pthread_cond_destroy(&pJob->stCondition);
+    if (bMutex) pthread_mutex_destroy(&pJob->stMutex);
+}
+
+} // namespace
+
 int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame) {
     BlockSearchJob stJob = {};
     stJob.pEvent = zekMEventCreate(nullptr);
@@ -181,11 +194,7 @@ int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *
     stJob.lLead = Min32((stJob.lBlocks / 4 + kStride) / kStride * kStride, stJob.lBlocks);
     int32_t lResult = 0;
     if (stJob.lY0 <= stJob.lY1 && stJob.lX0 <= stJob.lX1) {
-        pthread_mutex_init(&stJob.stMutex, nullptr);
-        pthread_cond_init(&stJob.stCondition, nullptr);
-        RunParticipants(thread_BlockME32F0, &stJob, pCtx->lInLumaSize);
-        pthread_cond_destroy(&stJob.stCondition);
-        pthread_mutex_destroy(&stJob.stMutex);
+        SearchRows(&stJob);
         lResult = CountValid(&stJob) > pCtx->lBlockNum / 20;
     }
     zekMEventDestroy(nullptr, stJob.pEvent);

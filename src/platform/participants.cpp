@@ -34,7 +34,7 @@ void SetBytesOfOne(int64_t lBytes) { __atomic_store_n(&lBytesOfOne, lBytes, __AT
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes) {
     const int64_t lEach = __atomic_load_n(&lBytesOfOne, __ATOMIC_RELAXED);
     Crew st = {pBody, pJob, {0, 0, 0}, 0};
-    while (st.lThreads < 3 && lBytes >= (st.lThreads + 2) * lEach) st.lThreads++;
+    while (st.lThreads < 3 && lBytes > 0 && lBytes >= (st.lThreads + 2) * lEach) st.lThreads++;
     if (st.lThreads > 0) st.hThread[0] = zekMThreadCreate(RunFirst, &st);
     if (!st.hThread[0]) StartOthers(&st);
     pBody(pJob);

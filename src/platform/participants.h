@@ -12,7 +12,7 @@ const int64_t kBytesOfOne = 491520;
 void SetBytesOfOne(int64_t lBytes);
 
 // Runs pBody(pJob) on the calling thread and, where lBytes suffice, on up to three threads more, and
-// returns when all have ended. The bodies fetch their work from a counter of the job, so a
+// returns when all have ended (0: on the calling thread only). The bodies fetch their work from a counter of the job, so a
 // thread that could not be started only makes it slower.
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes);
 
