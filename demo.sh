@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # Builds the stabilizer and shows what it does to a shaky clip. For Debian 12; see the text below.
 set -euo pipefail
 cd "$(dirname "$0")"

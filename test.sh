@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # Installs what is missing, builds everything and runs all fast tests.
 set -euo pipefail
 cd "$(dirname "$0")"

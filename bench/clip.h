@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The benchmarks' input: a textured scene under a camera held by hand, as a cycle of frames that can be
 // played for ever.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // CPU time of the whole process, ended threads included.
 #pragma once
 

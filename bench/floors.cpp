@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the frame costs are held against, measured among them.
 #include <benchmark/benchmark.h>
 #include <libyuv/scale_uv.h>

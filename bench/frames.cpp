@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Whole frames through the public calls. CPU time is that of the process: all participants of a frame.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A handle that is destroyed with its scope, at a chosen level of vector instructions.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What bench/instructions.sh runs under callgrind: a few 1280x720 frames with one participant, as whole
 // frames and stage by stage.
 //   quorvel-bench-instructions write FILE   makes the input (without callgrind: it takes the longest)

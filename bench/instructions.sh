@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # Instructions of a 1280x720 frame, stage by stage, against the committed figures in instructions.txt.
 #   bench/instructions.sh            fails when a stage takes over 3 % more than its figure
 #   bench/instructions.sh --update   writes the figures anew

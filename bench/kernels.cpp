@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The kernels by themselves, on data in the cache, at each level of vector instructions.
 #include <benchmark/benchmark.h>
 

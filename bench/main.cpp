@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Floors, kernels, stages and frames in one run, so that their ratios mean something.
 #include <benchmark/benchmark.h>
 

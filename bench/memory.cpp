@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Heap, resident memory, allocations and threads of one stabilizer; a process of its own for each size.
 //   quorvel-bench-memory WIDTH HEIGHT nv21|i420 separate|in_place [OUT_WIDTH OUT_HEIGHT]
 // Prints JSON.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Jobs of the calling thread alone: the bench programs are linked with pthread_create wrapped.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Tables of docs/performance.md from the results of a run of bench/run.sh.
 
 report.py RESULTS PREFIX     writes PREFIX.md, PREFIX.json and the chart's data PREFIX-*.dat

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # Builds the benchmarks, runs all of them once, and brings docs/performance.md up to date: its measured
 # section, docs/performance.json and docs/performance.svg. Takes some ten minutes; let the machine be quiet.
 #   bench/run.sh                 measure, print the table, write docs/

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Each stage inside whole frames, and what the stages are made of.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // One frame of mode 3, stage by stage: the calls of the driver with a seam between them, so that each can
 // be timed and counted by itself. Buffers are separate and NV21.
 #pragma once

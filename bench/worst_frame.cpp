@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The worst of 1,000 frames against the median: cuts, a fast pan, noise and flat pictures among hand shake.
 //
 // The work of a frame is the same at every play, so each frame counts with the median of its plays: what

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Benchmarks: see docs/performance.md. Off by default, they are no part of a test run.
 option(QUORVEL_BENCH "Build the benchmarks (the main one needs Google Benchmark and libyuv)" OFF)
 if(QUORVEL_BENCH)

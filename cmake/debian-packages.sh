@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Sourced by scripts that need Debian packages:
 #
 #     . cmake/debian-packages.sh
@@ -47,3 +48,8 @@ need_packages() {
     echo "    apt-get update && apt-get install -y ${missing[*]}" >&2
     return 1
 }
+
+# What the tool needs to read and write every kind of video, to show it, and to be tested with it.
+# shellcheck disable=SC2034
+video_packages=(pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libavdevice-dev
+    libsdl2-dev ffmpeg)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # The programs of examples/, and the one that draws the pictures of the documents.
 option(QUORVEL_EXAMPLES "Build the example programs and the documents' figures" OFF)
 if(QUORVEL_EXAMPLES)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Compiler settings: quorvel_flags for everything, quorvel_library_flags for the library's own objects.
 find_package(Threads REQUIRED)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Fuzz programs (docs/reliability.md): cmake --preset fuzz. Needs clang; everything is built with its probes.
 option(QUORVEL_FUZZ "Build the fuzz programs (needs clang)" OFF)
 if(QUORVEL_FUZZ)

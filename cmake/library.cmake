@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # libQuorvelStabilizer, shared and static, from one set of objects.
 
 # The camera wrapper writes to the platform's log where there is one. In the static library the wrapper is

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Names for other projects, installation, and Debian packages.
 add_library(QuorvelStabilizer::shared ALIAS quorvel_shared)
 add_library(QuorvelStabilizer::static ALIAS quorvel_static)
@@ -63,6 +64,8 @@ if(TARGET quorvel_tool)
   list(APPEND QUORVEL_COMPONENTS tool)
   set_target_properties(quorvel_tool PROPERTIES INSTALL_RPATH "${log_folder}")
   install(TARGETS quorvel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(FILES tools/stabilize/quorvel-stabilize.bash RENAME quorvel-stabilize
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)
   file(GLOB manuals CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
   if(manuals)
     install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)

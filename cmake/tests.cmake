@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # GoogleTest programs and scripts, run by ctest. Label `sanitize`: worth its time under sanitizers too.
 if(QUORVEL_TESTS)
   find_package(GTest QUIET)
@@ -61,6 +62,14 @@ if(QUORVEL_TESTS)
     if(TARGET quorvel_tool)
       quorvel_test(tool "fast;sanitize" ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_tool.sh
         $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen>)
+      find_package(Python3 QUIET COMPONENTS Interpreter)
+      if(Python3_FOUND AND TARGET PkgConfig::QUORVEL_AV)
+        set(check_video ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_video.py
+          $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen> ${CMAKE_CURRENT_SOURCE_DIR})
+        quorvel_test(video_files "video" ${check_video})
+        quorvel_test(video_files_short "fast" ${check_video} fast)
+        set_tests_properties(video_files video_files_short PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 900)
+      endif()
     endif()
     if(NOT QUORVEL_SANITIZE)
       quorvel_test(library "fast" ${CMAKE_CURRENT_SOURCE_DIR}/tests/check_library.sh

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # The video tool and the programs of the demo. Their two libraries need nothing but the compiler and are
 # built for whoever links them, tests and benchmarks included.
 # FFmpeg's libraries (the tool reads and writes every kind of file by them) and SDL 2 (its preview window)
@@ -93,7 +94,7 @@ if(QUORVEL_TOOL)
       tools/stabilize/summary.cpp
       tools/stabilize/trace.cpp
       tools/stabilize/worker.cpp)
-    add_executable(quorvel_clipgen tools/clipgen/main.cpp)
+    add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
     add_executable(quorvel_measure
       tools/measure/csv_table.cpp
       tools/measure/jitter.cpp

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # docs/check.sh: the documents are sound. Doxygen has nothing to say, every piece of C in the headers and
 # documents compiles, the examples compile, links between the documents lead somewhere, and the tables of
 # integration.md are what the library computes.

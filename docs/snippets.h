@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 /* What the pieces of code in the headers and documents take for granted; check.sh compiles each after it. */
 #include <stdint.h>
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /*
  * motion_csv WIDTH HEIGHT < luma > motion.csv
  *

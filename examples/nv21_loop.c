@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /*
  * nv21_loop WIDTH HEIGHT < shaky.nv21 > steady.nv21
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The camera service's wrapper, with the log recorded line by line.
 #include <gtest/gtest.h>
 #include <stdarg.h>

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause
 # What a loader sees of the shared library, and what its sources include.
 #   check_library.sh <library.so> <source directory>
 set -u

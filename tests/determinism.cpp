@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Prints what three clips come out as, a line for each processor level and number of participants: level,
 // participants, three hashes. tests/determinism.sh builds it for all processors and compilers.
 #include <stdio.h>

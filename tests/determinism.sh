@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # determinism.sh [PROCESSOR...]: compiles the library for five processors with two compilers at four
 # optimizations, runs three clips at every vector level with one to four participants, and prints the hashes
 # as a table; 1 when two differ. Needs the Debian packages below; about a quarter of an hour.
@@ -66,7 +67,7 @@ for processor in "${@:-x86-64 i386 arm64 armhf s390x}"; do
                 if [ $compiler$optimization = clangLTO ]; then # linked as bitcode, then compiled as one
                     llvm-link -o "$folder/all.bc" "$folder"/*.o
                     rm "$folder"/*.o
-                    "${clang[@]}" -O2 -c "$folder/all.bc" -o "$folder/all.o"
+                    "${clang[@]}" -Wno-unused-command-line-argument -O2 -c "$folder/all.bc" -o "$folder/all.o"
                     flags=()
                 fi
                 "${gcc[@]}" "${flags[@]/-flto/-flto=auto}" -pthread "$folder"/*.o "$work/$one"/*.o $wraps -o "$folder/program"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What happens when memory, threads or locks cannot be had: null from creation; a frame untouched, or
 // compensated as an unmeasured one; nothing lost, and the next frame measured as ever.
 #include <gtest/gtest.h>

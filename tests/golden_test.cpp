@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The bytes of a generated clip, frame after frame, must never change: not between runs, compilers or
 // optimisation levels, nor with the number of threads that could be started.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Geometry and starting state of a handle; its settings; what bad arguments do.
 #include <gtest/gtest.h>
 #include <string.h>

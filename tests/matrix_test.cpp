@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Every entry point over a table of sizes, formats and modes: the luma is always that of the planar
 // call from one buffer into another at the portable level, and the chroma is what its format promises.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Block vectors to one motion: small examples worked out by hand, and fields of vectors of a known
 // model.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Motion estimation against plain searches written out from scratch, on pictures that reach their
 // branches.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the drivers of the modes do around the stages: first frames, frames that cannot be measured, and
 // the choice of the compensation.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Pitched handles, and UYVY, with every plane against a guard page. Frames: matrix_test.cpp.
 #include <gtest/gtest.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Memory pool against a plain model of its blocks; events and threads.
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What must hold whatever the picture shows, from frames in memory to measured motion and warped
 // frames.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The smoother against the filter's equations written out in wide arithmetic, and its limits by hand.
 #include <gtest/gtest.h>
 #include <stdlib.h>

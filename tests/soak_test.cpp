@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What a long life costs: nothing. QUORVEL_SOAK=full runs 100,000 small and 5,000 large frames and
 // 10,000 handles (tests/soak.sh), else a fiftieth of that.
 #include <gtest/gtest.h>

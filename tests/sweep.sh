@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # sweep.sh TESTS [wide|full] [LOG]: every entry point over all sizes, in two processes. TESTS is the test
 # program. The full sweep takes about half an hour; sizes that LOG lists as passed are not run again.
 set -euo pipefail

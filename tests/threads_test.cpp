@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Threads that get in each other's way: handles and streams at once, and the waiting of block rows with
 // every number of participants, on one core, interrupted anywhere.
 #include <gtest/gtest.h>

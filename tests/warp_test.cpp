@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Warps against the plain formula for every sample, with the planes between guard pages.
 #include <gtest/gtest.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Builds for Android with a plain clang and lld and no NDK, to check that the sources and the build accept
 # the system; the result cannot run. ANDROID_CHECK_TARGET is the compiler's target, and ANDROID_CHECK_ROOT
 # a folder whose lib/ has stand-ins for the system's libraries (tests/packages/check_android.sh makes them).

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Debian's cross compiler for armhf; programs run under qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Debian's 32-bit x86 libraries under the x86-64 compiler; programs run as they are.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Debian's cross compiler for s390x; programs run under qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR s390x)

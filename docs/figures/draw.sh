@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # docs/figures/draw.sh: draws the pictures of how-it-works.md anew. Needs cmake, a C++ compiler and gnuplot
 # (Debian: gnuplot-nox).
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel_figures: what the pictures and tables of the documents show, computed by the library itself.
 //
 //     quorvel_figures FOLDER    data files for draw.gp

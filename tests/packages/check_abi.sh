@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_abi.sh [--update]: compares the public ABI with its record, docs/abi/x86_64.abi, or makes the record
 # anew. Needs abigail-tools and an x86-64 compiler.
 set -euo pipefail

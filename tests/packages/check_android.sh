@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_android.sh: builds the library for Android's four processors, without the NDK (docs/android.md), and
 # checks the result and Android.bp. Needs clang and lld; the form of Android.bp is checked where bpfmt is.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_deb.sh BUILD: makes Debian packages of a build tree, installs them, builds a program with them, and
 # removes them again. Without root the packages are only made.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_elf.sh LIBRARY: how the shared library is linked.
 set -euo pipefail
 library=${1:?usage: check_elf.sh LIBRARY}

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_headers.sh: every public header compiles alone, twice included, in old and new C and C++. And every
 # source names its licence.
 set -euo pipefail
@@ -17,7 +18,7 @@ for header in include/quorvel/*.h; do
         count=$((count + 1))
     done
 done
-missing=$(find include src -name '*.h' -o -name '*.cpp' |
-    while read -r file; do head -1 "$file" | grep -q 'SPDX-License-Identifier: BSD-2-Clause' || echo "$file"; done)
-[[ -z $missing ]] || { echo "FAILED: first line is no licence line:" $missing; exit 1; }
+missing=$(find include src tools tests fuzz bench examples -name '*.h' -o -name '*.cpp' -o -name '*.c' -o -name '*.sh' |
+    while read -r file; do head -2 "$file" | grep -q 'SPDX-License-Identifier: BSD-2-Clause' || echo "$file"; done)
+[[ -z $missing ]] || { echo "FAILED: no licence line at the top:" $missing; exit 1; }
 echo "ok: $count compilations"

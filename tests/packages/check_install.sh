@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # check_install.sh BUILD: installs a build tree and builds programs with the result, by CMake, by pkg-config,
 # by dlopen, and with the library as a subproject. All must stabilize the same frames to the same bytes.
 set -euo pipefail

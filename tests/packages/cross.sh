@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
 # cross.sh ARCH [BUILD]: builds library and tests for arm64, armhf, i386 or s390x and runs the tests, under
 # qemu-user where they need it. Missing Debian packages are installed when CI=true, else the run is skipped.
 # BUILD is kept for the next run (default: a temporary folder).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Makes the library's allocations, threads and locks fail or dawdle, and counts what it has not freed.
 // The test programs are linked with these functions wrapped.
 #pragma once

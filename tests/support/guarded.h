@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Memory between two pages that cannot be touched: a read or write one byte outside ends the test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A picture with pitches: every plane in memory of its own between guard pages, its padding watched.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Drives a clip through one handle by any of the entry points, every buffer between guard pages.
 #pragma once
 

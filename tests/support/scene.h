@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // An endless textured plane under a moving camera, in whole-number arithmetic: the same bytes
 // everywhere.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "clipgen/camera_path.h"
 
 #include <math.h>
@@ -13,6 +14,18 @@ const double kLowest = 1.0;
 const double kHighest = 8.0;
 const int kSwings = 24;
 
+// Walking: the sway to both sides takes two steps, each step bobs once.
+const double kStride = 0.95;
+const double kHandOfWalker = 0.3;
+
+// Stop and go: still, then moving, with this much time to speed up and to slow down.
+const double kHalt = 2;
+const double kRamp = 0.2;
+
+const uint32_t kSeriesX = 301;
+const uint32_t kSeriesY = 302;
+const uint32_t kSeriesAngle = 303;
+
 double Fraction(uint32_t seed, uint32_t key) { return HashNoise(seed, key) / 4294967296.0; }
 
 double RoundTo(double value, double steps) { return floor(value * steps + 0.5) / steps; }
@@ -20,9 +33,23 @@ double RoundTo(double value, double steps) { return floor(value * steps + 0.5) /
 } // namespace
 
 CameraPath::CameraPath(const PathOptions &options)
-    : mOptions(options), mX(MakeSwings(options.seed, 301, options.shake)),
-      mY(MakeSwings(options.seed, 302, options.shake)),
-      mAngle(MakeSwings(options.seed, 303, options.roll)) {}
+    : mOptions(options), mX(MakeAxis(options, kSeriesX, options.shake)),
+      mY(MakeAxis(options, kSeriesY, options.shake)),
+      mAngle(MakeAxis(options, kSeriesAngle, options.roll)) {}
+
+std::vector<CameraPath::Swing> CameraPath::MakeAxis(const PathOptions &options, uint32_t series,
+                                                    double strength) {
+    const double peak = strength * sqrt(2.0);
+    const double phase = Fraction(options.seed, series);
+    if (options.kind == PathKind::Tripod) return {};
+    if (options.kind == PathKind::Swing) return {{options.frequency, phase, peak}};
+    if (options.kind != PathKind::Walk) return MakeSwings(options.seed, series, strength);
+    std::vector<Swing> swings = MakeSwings(options.seed, series, kHandOfWalker * strength);
+    const double beat = series == kSeriesY ? 2 * kStride : kStride;
+    swings.push_back({beat, phase, 0.9 * peak});
+    swings.push_back({2 * beat, 2 * phase, 0.3 * peak});
+    return swings;
+}
 
 // Swings spread evenly over the band, weaker the faster they are.
 std::vector<CameraPath::Swing> CameraPath::MakeSwings(uint32_t seed, uint32_t series, double strength) {
@@ -47,10 +74,23 @@ double CameraPath::Sum(const std::vector<Swing> &swings, double time) {
     return sum;
 }
 
+double CameraPath::PanAt(double time) const {
+    if (mOptions.kind != PathKind::StopAndGo) return mOptions.pan * time;
+    const double period = 2 * kHalt;
+    const double rounds = floor(time / period);
+    const double going = fmax(0, time - rounds * period - kHalt);
+    // Speed is a trapezoid of unit height over kHalt seconds.
+    const double up = fmin(going, kRamp);
+    const double level = fmin(fmax(0, going - kRamp), kHalt - 2 * kRamp);
+    const double down = fmax(0, going - (kHalt - kRamp));
+    const double way = up * up / (2 * kRamp) + level + down - down * down / (2 * kRamp);
+    return mOptions.pan * (rounds * (kHalt - kRamp) + way);
+}
+
 CameraPose CameraPath::Pose(int frame) const {
     double time = frame / mOptions.framesPerSecond;
     CameraPose pose;
-    pose.x = RoundTo(Sum(mX, time) + mOptions.pan * time, 65536);
+    pose.x = RoundTo(Sum(mX, time) + PanAt(time), 65536);
     pose.y = RoundTo(Sum(mY, time), 65536);
     pose.angle = RoundTo(Sum(mAngle, time) + mOptions.turn * time, 16777216);
     return pose;

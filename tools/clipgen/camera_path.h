@@ -1,4 +1,5 @@
-// The path of a camera held by hand: shake that has a known strength on top of a steady pan and turn.
+// SPDX-License-Identifier: BSD-2-Clause
+// The path of a camera: shake of a known strength and kind on top of a pan and a turn.
 #pragma once
 
 #include <stdint.h>
@@ -7,7 +8,13 @@
 
 #include "clipgen/scene.h"
 
+// Hand: a band of frequencies. Swing: one. Walk: the beat of steps, with a weaker hand. StopAndGo: a hand
+// whose pan halts every other two seconds. Tripod: nothing but pan and turn.
+enum class PathKind { Hand, Swing, Walk, StopAndGo, Tripod };
+
 struct PathOptions {
+    PathKind kind = PathKind::Hand;
+    double frequency = 4; // of a swing, Hz
     double framesPerSecond = 30;
     double shake = 7;    // pixels RMS, in each direction
     double roll = 0.002; // radians RMS
@@ -31,7 +38,10 @@ class CameraPath {
     };
 
     static std::vector<Swing> MakeSwings(uint32_t seed, uint32_t series, double strength);
+    static std::vector<Swing> MakeAxis(const PathOptions &options, uint32_t series, double strength);
     static double Sum(const std::vector<Swing> &swings, double time);
+
+    double PanAt(double time) const;
 
     PathOptions mOptions;
     std::vector<Swing> mX, mY, mAngle;

@@ -1,14 +1,17 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel-clipgen: makes a shaky clip whose camera path is known.
 #include <stdio.h>
 
 #include <exception>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 
 #include <CLI/CLI.hpp>
 
 #include "clipgen/camera_path.h"
+#include "clipgen/effects.h"
 #include "clipgen/scene.h"
 #include "video/byte_file.h"
 #include "video/frame_source.h"
@@ -27,11 +30,37 @@ struct Options {
     double roll = 2;             // milliradians RMS
     double pan = 20;             // pixels a second
     double turn = 0;             // milliradians a second
+    std::string motion = "hand";
+    double frequency = 4;
+    EffectOptions effects;
+    int cut = 0; // frames from one scene to the next
 };
+
+const std::map<std::string, PathKind> kMotions = {{"hand", PathKind::Hand},
+                                                  {"swing", PathKind::Swing},
+                                                  {"walk", PathKind::Walk},
+                                                  {"stop-and-go", PathKind::StopAndGo},
+                                                  {"tripod", PathKind::Tripod}};
 
 const char kExamples[] = "Examples:\n"
                          "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
-                         "  quorvel-clipgen --format y4m --size 640x360 --frames 90 shaky.y4m";
+                         "  quorvel-clipgen --format y4m --size 640x360 --frames 90 shaky.y4m\n"
+                         "  quorvel-clipgen --motion walk --noise 6 --format y4m walk.y4m";
+
+void AddEffectOptions(CLI::App &app, Options &options) {
+    EffectOptions &effects = options.effects;
+    app.add_option("--noise", effects.noise, "Noise of every sample, grey levels RMS")
+        ->check(CLI::Range(0.0, 50.0))
+        ->capture_default_str();
+    app.add_option("--flicker", effects.flicker, "Brightness from frame to frame, percent up and down")
+        ->check(CLI::Range(0.0, 90.0))
+        ->capture_default_str();
+    app.add_option("--object", effects.object, "Something passes by, this many percent of the picture")
+        ->check(CLI::Range(0.0, 80.0))
+        ->capture_default_str();
+    app.add_option("--cut", options.cut, "Another scene after every so many frames [never]")
+        ->check(CLI::Range(1, 1000000));
+}
 
 void AddOptions(CLI::App &app, Options &options) {
     app.add_option("OUTPUT", options.output, "Clip to write, - for standard output")->required();
@@ -59,11 +88,20 @@ void AddOptions(CLI::App &app, Options &options) {
     app.add_option("--turn", options.turn, "Steady rotation, milliradians a second")
         ->check(CLI::Range(-1000.0, 1000.0))
         ->capture_default_str();
+    app.add_option("--motion", options.motion, "hand, swing, walk, stop-and-go or tripod")
+        ->check(CLI::IsMember({"hand", "swing", "walk", "stop-and-go", "tripod"}))
+        ->capture_default_str();
+    app.add_option("--frequency", options.frequency, "Of the swing, Hz")
+        ->check(CLI::Range(0.01, 500.0))
+        ->capture_default_str();
+    AddEffectOptions(app, options);
     app.footer(kExamples);
 }
 
 PathOptions MakePathOptions(const Options &options, PictureSize size) {
     PathOptions path;
+    path.kind = kMotions.at(options.motion);
+    path.frequency = options.frequency;
     path.framesPerSecond = options.framesPerSecond;
     path.shake = options.shake.value_or(7.0 * size.height / 720);
     path.roll = options.roll / 1000;
@@ -71,6 +109,13 @@ PathOptions MakePathOptions(const Options &options, PictureSize size) {
     path.turn = options.turn / 1000;
     path.seed = options.seed;
     return path;
+}
+
+EffectOptions MakeEffectOptions(const Options &options) {
+    EffectOptions effects = options.effects;
+    effects.framesPerSecond = options.framesPerSecond;
+    effects.seed = options.seed;
+    return effects;
 }
 
 StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
@@ -84,10 +129,10 @@ StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
 
 // Frames are numbered from 1, as MVS_MotionInfo does.
 void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pose,
-                const PoseMotion &motion) {
+                const PoseMotion &motion, bool cut) {
     char line[240];
-    int length = snprintf(line, sizeof(line), "%d,%.6f,%.6f,%.6f,%.9f,%.6f,%.6f,%.9f\n", frame, time,
-                          pose.x, pose.y, pose.angle, motion.row, motion.col, motion.theta);
+    int length = snprintf(line, sizeof(line), "%d,%.6f,%.6f,%.6f,%.9f,%.6f,%.6f,%.9f,%d\n", frame, time,
+                          pose.x, pose.y, pose.angle, motion.row, motion.col, motion.theta, (int)cut);
     truth.Write(line, (size_t)length);
 }
 
@@ -96,23 +141,27 @@ void Generate(const Options &options) {
     ParseSize(options.size, size);
     const StreamInfo info = MakeStreamInfo(options, size);
     const CameraPath path(MakePathOptions(options, size));
-    const Scene scene(options.seed);
+    Scene scene(options.seed);
+    const Effects effects(MakeEffectOptions(options), path, info);
     std::unique_ptr<FrameSink> sink = OpenSink(options.output, info);
     std::unique_ptr<ByteOutput> truth;
     if (!options.truthPath.empty()) {
         truth = std::make_unique<ByteOutput>(options.truthPath);
-        truth->Write("frame,time_s,x_px,y_px,angle_rad,row_px,col_px,theta_rad\n");
+        truth->Write("frame,time_s,x_px,y_px,angle_rad,row_px,col_px,theta_rad,cut\n");
     }
     Frame frame(size);
     for (int i = 0; i < options.frames; i++) {
         CameraPose pose = path.Pose(i);
+        const bool cut = options.cut > 0 && i > 0 && i % options.cut == 0;
+        if (cut) scene = Scene(options.seed + (uint32_t)(i / options.cut));
         if (info.layout == PixelLayout::NV21)
             scene.RenderNV21(pose, size.width, size.height, frame.pixels.Data());
         else
             scene.RenderI420(pose, size.width, size.height, frame.pixels.Data());
+        effects.Apply(i, frame.pixels.Data());
         sink->Write(frame);
         PoseMotion motion = MotionBetween(path.Pose(i > 0 ? i - 1 : 0), pose);
-        if (truth) WriteTruth(*truth, i + 1, (double)i / options.framesPerSecond, pose, motion);
+        if (truth) WriteTruth(*truth, i + 1, (double)i / options.framesPerSecond, pose, motion, cut);
     }
     sink->Close();
     if (truth) truth->Close();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A procedural flat scene and a camera that looks at it.
 //
 // The scene has texture at all scales, hard-edged shapes in colour, and patches with next to no

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "clipgen/scene_paint.h"
 
 #include <stdlib.h>

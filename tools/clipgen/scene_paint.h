@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Paints the picture of a scene into tables; see scene.h for what it looks like.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel-compare: shows two clips side by side.
 #include <exception>
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // CSV files of numbers: a line of column names, then lines of as many numbers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // How much of a camera path is shake, before and after stabilization.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // quorvel-measure: how much shake a stabilized clip has left, from its true path and its trace.
 #include <stdio.h>
 

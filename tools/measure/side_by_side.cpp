@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "measure/side_by_side.h"
 
 #include <string.h>

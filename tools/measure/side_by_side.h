@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Two pictures side by side in one.
 #pragma once
 

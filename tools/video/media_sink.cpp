@@ -91,7 +91,8 @@ void MediaSink::AddStreams(const SinkOptions &options) {
 
 void MediaSink::WriteHeader() {
     MediaOptions dictionary;
-    mFormat->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL; // FLAC in MP4, which players know by now
+    mFormat->strict_std_compliance =
+        FF_COMPLIANCE_EXPERIMENTAL; // FLAC in MP4, which players know by now
     bool isMp4 = !strcmp(mFormat->oformat->name, "mp4") || !strcmp(mFormat->oformat->name, "mov");
     // The index of an ordinary MP4 file is written into its beginning at the end.
     if (isMp4 && mFormat->pb && !(mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL))

@@ -13,7 +13,7 @@
 namespace {
 
 const int kReadAttempts = 16;       // at what follows a damaged piece of a container
-const double kMissingSeconds = 0.5; // short of the length in the header, taken for a cut-off file
+const double kMissingSeconds = 0.3; // short of the length in the header, taken for a cut-off file
 
 bool IsInterlaced(const AVFrame &picture) {
 #ifdef AV_FRAME_FLAG_INTERLACED
