@@ -10,6 +10,7 @@
 #include "input.h"
 #include "quorvel/camera.h"
 #include "quorvel/pitch.h"
+#include "support/pitched.h"
 
 extern "C" int __android_log_print(int, const char *, const char *, ...) { return 1; } // silence
 
@@ -78,43 +79,32 @@ void PackedFrame(Life *life, uint8_t call) {
     if (!apart) life->previous = std::move(y);
 }
 
-// An image whose planes end with the last row's bytes; negative pitches start at the other end.
-struct Image {
-    Buffer planes[3];
-    MVS_PitchImage image = {};
-};
-Image MakeImage(Life *life, int32_t format) {
-    Image made;
-    made.image = {format, life->in.width, life->in.height, {}, {}};
-    for (int32_t i = 0; i < (format == QEL_MVS_FORMAT_NV21 ? 2 : 3); i++) {
-        const int32_t rows = i ? life->in.height >> 1 : life->in.height;
-        const int32_t width = i && format != QEL_MVS_FORMAT_NV21 ? life->in.width >> 1 : life->in.width;
-        const int32_t pitch = width + life->input.In(0, 40);
-        made.planes[i] = life->Frame(rows ? pitch * (rows - 1) + width : 0);
-        const bool upward = life->input.Byte() & 1;
-        made.image.pPlane[i] = made.planes[i]->Data() + (upward && rows ? pitch * (rows - 1) : 0);
-        made.image.lPitch[i] = upward ? -pitch : pitch;
-    }
-    return made;
-}
-
-void PitchedFrame(Life *life, uint8_t call) {
+// Both images, and one of any layout for the plain copies; nothing between the rows may be written.
+void Pitched(Life *life, uint8_t call) {
     if (!life->ctx) return;
-    Image in = MakeImage(life, life->format), out = MakeImage(life, life->format);
-    Image other = MakeImage(life, call & 4 ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21);
+    const int32_t layout = call & 4 ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21;
+    std::unique_ptr<PitchedFrame> made[3];
+    for (auto &frame : made) {
+        const int32_t format = &frame == &made[2] || life->format > 1 ? layout : life->format;
+        const uint8_t how = life->input.Byte();
+        frame = std::make_unique<PitchedFrame>(life->in, format, how >> 2, how & 1, life->side);
+        Buffer pixels = life->Frame(life->in.Frame());
+        frame->Put(Bytes(pixels->Data(), pixels->Data() + pixels->Size()));
+    }
+    MVS_PitchImage in = made[0]->image, other = made[2]->image;
     Buffer packed = life->Frame(life->in.Frame());
-    if (call & 16) in.image.lPitch[call >> 6] = life->in.width / 2 - 1;
-    if (call & 32) other.image.pPlane[call >> 7] = nullptr;
-    QEL_MVS_StabilizeFramePitch(life->ctx, in.image, call & 1 ? in.image : out.image);
+    if (call & 16) in.lPitch[call >> 6] = life->in.width / 2 - 1;
+    if (call & 32) other.pPlane[call >> 7] = nullptr;
+    QEL_MVS_StabilizeFramePitch(life->ctx, in, call & 1 ? in : made[1]->image);
     if (call & 2)
-        (call & 4 ? CopyI420FromPitchBuf : CopyNV21FromPitchBuf)(life->ctx, packed->Data(),
-                                                                 other.image);
-    if (call & 8)
-        (call & 4 ? CopyI420ToPitchBuf : CopyNV21ToPitchBuf)(life->ctx, packed->Data(), other.image);
+        (layout ? CopyNV21FromPitchBuf : CopyI420FromPitchBuf)(life->ctx, packed->Data(), other);
+    if (call & 8) (layout ? CopyNV21ToPitchBuf : CopyI420ToPitchBuf)(life->ctx, packed->Data(), other);
     life->Record(*packed);
-    for (const Image *image : {&in, &out, &other})
-        for (const Buffer &plane : image->planes)
-            if (plane) life->Record(*plane);
+    for (const auto &frame : made) {
+        Bytes pixels((size_t)life->in.Frame(), kUntouched);
+        MUST(frame->Get(&pixels));
+        life->hash = Hash(pixels, life->hash);
+    }
 }
 
 void Camera(Life *life, uint8_t call) {
@@ -175,8 +165,8 @@ uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     QEL_MVS_SetMode(life.ctx, shape >> 6);
     for (int i = 0; i < kMaxCalls && !input->Empty(); i++) {
         const uint8_t call = input->Byte();
-        static void (*const kCalls[16])(Life *, uint8_t) = {Setting,      Camera,       Convert,
-                                                            PitchedFrame, PitchedFrame, PitchedFrame};
+        static void (*const kCalls[16])(Life *, uint8_t) = {Setting, Camera,  Convert,
+                                                            Pitched, Pitched, Pitched};
         const auto make = kCalls[input->Byte() & 15];
         (make ? make : PackedFrame)(&life, call);
         Guarded motion(sizeof(MVS_MotionInfo));

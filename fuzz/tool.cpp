@@ -69,8 +69,7 @@ void ReadOptions(const std::string &text) {
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
     MUST(usable || ((exitCode == 0 || exitCode == 2) && !silence.str().empty()));
-    MUST(!usable || (options.mode >= 1 && options.mode <= 3));
-    MUST(!usable || !options.shape || IsEven(options.shape->size));
+    MUST(!usable || !options.source.shape || IsEven(options.source.shape->size));
 }
 
 } // namespace

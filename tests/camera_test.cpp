@@ -128,6 +128,11 @@ TEST_F(Camera, LeavesTheFrameWhereItCannotStabilize) {
         EXPECT_EQ(TakeLines(), Lines());
         EXPECT_EQ(one, 7);
         stream.uninit();
+        for (const Size longest : {Size{16384, 48}, Size{96, 16384}}) { // sides that it just takes
+            const Bytes noise = Noise(longest.Frame(), 4);
+            EXPECT_NE(Stabilized(stream, noise, longest), noise);
+            stream.uninit();
+        }
     }
     EXPECT_EQ(init_quorvel_videostabilizer(-1, 5), 0);
     EXPECT_EQ(init_quorvel_videostabilizer_recording(4, -5), 0);

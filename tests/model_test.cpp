@@ -53,6 +53,8 @@ TEST(Translation, MeanAroundTheMedian) {
     EXPECT_SHIFT(Shift(small.get(), 2, four), 1024, 22 * 1024 / 3, 1);
     EXPECT_SHIFT(Shift(small.get(), 3, four), 1024, 7168, 1); // spans 0 and 0: 192 / 240, 256 / 320
     EXPECT_SHIFT(Shift(large.get(), 3, four), 3 * 1024 / 4, 34 * 256, 1); // spans 4 and 6
+    EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 7}, {1, 0, 7}, {1, 0, 8}, {1, 0, 9}}), 0, 22 * 1024 / 3, 1);
+    EXPECT_SHIFT(Shift(MakeHandle({96, 256}).get(), 1, {{1, 200, 3}}), 200, 3, 1); // more rows than columns
     // Half a pixel is no motion in mode 1; the quotient is cut toward zero.
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}}), 0, -0, 1);
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}, {1, 1, -1}}), 682, -682, 1);
@@ -88,6 +90,9 @@ TEST(Rotation, SlopesOfRows) {
     EXPECT_EQ(GetTheta32(blocks, 100, 96), 1024);
     blocks[2] = {1, 6, 64}; // positions 16, 48, 144: n Sxy - Sx Sy = 3504 - 3120, n Sxx - Sx^2 = 26624
     EXPECT_EQ(GetTheta32(blocks, 100, 96), 945 / 2);
+    blocks[6] = {1, 0, 0};
+    blocks[7] = {1, 2, 0}; // and one of slope 1/16 at the bottom
+    EXPECT_EQ(GetTheta32(blocks, 100, 96), (945 + 4096) / 3);
     EXPECT_EQ(GetTheta32(blocks, 100, 31), 0);
 }
 

@@ -53,6 +53,22 @@ TEST(Pitched, BadArgumentsTouchNothing) {
     }
 }
 
+// Chroma in place and luma apart: two images, so the input's luma stays.
+TEST(Pitched, InPlaceTakesAllPlanes) {
+    const Size size = {64, 48};
+    const Bytes frame = ShakyClip(size, 1)[0], empty((size_t)size.Frame(), kUntouched);
+    PitchedFrame in(size, 0, 3, false, Guarded::kAtEnd), out(size, 0, 3, false, Guarded::kAtEnd);
+    const PitchHandle handle(QEL_MVS_CreateStabilizerPitch(in.image));
+    in.Put(frame);
+    MVS_PitchImage mixed = in.image;
+    mixed.pPlane[0] = out.image.pPlane[0];
+    QEL_MVS_StabilizeFramePitch(handle.get(), in.image, mixed);
+    Bytes kept = empty, made = empty;
+    EXPECT_TRUE(in.Get(&kept) && out.Get(&made));
+    EXPECT_TRUE(std::equal(frame.begin(), frame.begin() + size.Luma(), kept.begin()));
+    EXPECT_NE(made, empty);
+}
+
 TEST(Pitched, CreationStoresThePitchesAndEitherDestructorFreesAll) {
     const int live = Faults::Live();
     MVS_PitchImage image = {1, 128, 96, {nullptr, nullptr, nullptr, nullptr}, {-1, 7, 1 << 30, 5}};
@@ -101,6 +117,7 @@ TEST(Uyvy, ThereAndBackAtOddSizes) {
                                              y.Data()[r * size.width + 2 * i + 1]};
                     ASSERT_EQ(memcmp(packed.Data() + r * pitch + 4 * i, want, 4), 0) << r << " " << i;
                 }
+            const Bytes before(packed.Data(), packed.Data() + packed.Size());
             Guarded y2(y.Size(), Guarded::kAtEnd, kUntouched), u2(u.Size()), v2(v.Size());
             uyvy_I420_conversion_c(packed.Data(), y2.Data(), u2.Data(), v2.Data(), size.width, size.height, pitch);
             for (int32_t k = 0; k < size.Luma(); k++) {
@@ -111,6 +128,7 @@ TEST(Uyvy, ThereAndBackAtOddSizes) {
             EXPECT_EQ(memcmp(v.Data(), v2.Data(), v.Size()), 0);
             I420_uyvy_conversion_c(y.Data(), u.Data(), v.Data(), packed.Data(), size.width, size.height,
                                    2 * size.width - 1); // too short: nothing happens
+            EXPECT_EQ(Bytes(packed.Data(), packed.Data() + packed.Size()), before);
         }
 }
 

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <list>
 
+#include "platform/cpu.h"
+#include "platform/fixed.h"
 #include "quorvel/memory.h"
 #include "quorvel/threads.h"
 #include "support/guarded.h"
@@ -192,6 +194,17 @@ TEST(Event, SignalsDoNotCount) {
     EXPECT_EQ(zekMEventDestroy(nullptr, nullptr), QEL_EVENT_NULL);
     EXPECT_EQ(zekMThreadCreate(nullptr, nullptr), 0u);
     EXPECT_EQ(zekMThreadExit(0), 0);
+}
+
+TEST(Platform, BestLevelAndSaturation) {
+#ifdef QEL_X86
+    __builtin_cpu_init();
+    EXPECT_EQ(ChooseCpuLevel() == kCpuAvx2, __builtin_cpu_supports("avx2") != 0);
+#endif
+    const volatile float large = 2147483648.0f; // not known to the compiler
+    EXPECT_EQ(TruncateFloat(large), INT32_MAX);
+    EXPECT_EQ(TruncateFloat(-large), INT32_MIN);
+    EXPECT_EQ(TruncateFloat(large - large / 16), 2013265920);
 }
 
 TEST(Event, ServesAsALock) {

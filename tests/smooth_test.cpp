@@ -174,6 +174,12 @@ TEST(Smoothing, LimitedByTheMargins) {
         const MVS_MotionTriple st = AddGmvQueueM3(ctx.get(), 0, 0, theta);
         EXPECT_EQ(st.lTheta, theta < 0 ? 5716 : -5716);
     }
+    // A tall output: the columns' margin bounds the angle, 53 * 65536 / 446 cut, and nothing is scaled.
+    const Handle tall = MakeHandle({706, 1400}, {600, 892}, 0);
+    ASSERT_TRUE(QEL_MVS_SetMode(tall.get(), 1));
+    tall->pSideBlock->lGainShiftTheta = 62;
+    EXPECT_EQ(AddGmvQueueM3(tall.get(), 0, 0, -20000).lTheta, 7787);
+    EXPECT_EQ(MakeHandle({1280, 720})->pSideBlock->stAxisTheta.st.llProcNoise, 2); // 72 squared, Q11
     EXPECT_EQ(SmoothGlobalMotionM3(ctx.get(), 2), 1); // anything but 1 starts anew
     EXPECT_EQ(ctx->lCompTheta, 0);
     EXPECT_EQ(ctx->pSideBlock->stAxisRow.st.llMeasPos, 0);
