@@ -43,15 +43,15 @@ class Camera {
 };
 
 // RMS above the cutoff over all stretches that are long enough, each by itself.
-PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double cutoff, size_t &used) {
+PathRms Jitter(const Judgement &judgement, const std::vector<CameraPose> &poses, double cutoff,
+               size_t &used) {
     std::vector<double> kept[3];
-    const std::vector<JudgedFrame> &frames = judgement.frames;
-    for (size_t begin = 0, end; begin < frames.size(); begin = end) {
+    for (size_t begin = 0, end; begin < poses.size(); begin = end) {
         std::vector<double> path[3];
-        for (end = begin; end < frames.size() && (end == begin || !frames[end].start); end++) {
-            path[0].push_back((frames[end].*pose).y);
-            path[1].push_back((frames[end].*pose).x);
-            path[2].push_back((frames[end].*pose).angle);
+        for (end = begin; end < poses.size() && (end == begin || !judgement.frames[end].start); end++) {
+            path[0].push_back(poses[end].y);
+            path[1].push_back(poses[end].x);
+            path[2].push_back(poses[end].angle);
         }
         if (end - begin <= 2 * HighPassMargin(judgement.framesPerSecond, cutoff)) continue;
         for (int i = 0; i < 3; i++) {
@@ -62,6 +62,21 @@ PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double
     }
     used = kept[0].size();
     return {Rms(kept[0]), Rms(kept[1]), Rms(kept[2])};
+}
+
+PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double cutoff, size_t &used) {
+    std::vector<CameraPose> poses;
+    for (const JudgedFrame &frame : judgement.frames) poses.push_back(frame.*pose);
+    return Jitter(judgement, poses, cutoff, used);
+}
+
+// With equal sizes the window has a sixteenth each way, for the shift and the sweep of its corners.
+bool AtMargin(const PoseMotion &cut, PictureSize size) {
+    const double kNearly = 0.97;
+    const double columns = size.width / 16, rows = size.height / 16;
+    const double angle = fabs(cut.theta);
+    return fabs(cut.col) + (size.width / 2.0 - columns) * angle > kNearly * columns ||
+           fabs(cut.row) + (size.height / 2.0 - rows) * angle > kNearly * rows;
 }
 
 void Summarise(Judgement &judgement, double cutoff) {
@@ -117,4 +132,27 @@ Judgement Judge(FrameSource &before, FrameSource &after, const std::optional<Csv
     }
     Summarise(judgement, cutoff);
     return judgement;
+}
+
+StageReport JudgeStages(const Judgement &judgement, const CsvTable &truth, const CsvTable &trace,
+                        PictureSize size, double cutoff) {
+    StageReport report;
+    size_t measured = 0, used = 0;
+    report.measurementError = MeasurementError(truth, trace, measured);
+    if (trace.Rows() != judgement.frames.size())
+        throw VideoError("trace and clip have different numbers of frames");
+    std::vector<CameraPose> smoothed, planned;
+    CameraPose path;
+    for (size_t i = 0; i < trace.Rows(); i++) {
+        const auto value = [&](const char *name) { return trace.Column(name)[i]; };
+        const PoseMotion cut = {value("comp_row_px"), value("comp_col_px"), value("comp_theta_rad")};
+        path = PoseOfCut(
+            path, {value("motion_row_px"), value("motion_col_px"), value("motion_theta_rad")}, 1);
+        smoothed.push_back(PoseOfCut(path, cut, 1));
+        planned.push_back(PoseOfCut(judgement.frames[i].before, cut, 1));
+        if (AtMargin(cut, size)) report.atMargin += 1.0 / (double)trace.Rows();
+    }
+    report.smoothed = Jitter(judgement, smoothed, cutoff, used);
+    report.planned = Jitter(judgement, planned, cutoff, used);
+    return report;
 }

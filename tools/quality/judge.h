@@ -20,6 +20,15 @@ struct JudgedFrame {
     double invented = 0; // share of the output frame that the input does not show
 };
 
+// The same path at three stages, from the stabilizer's own trace: where the shake that is left comes
+// from.
+struct StageReport {
+    PathRms measurementError; // of the motion from frame to frame
+    PathRms smoothed;         // shake of the smoothed path, had the measurements been true
+    PathRms planned;          // shake of the true path as compensated, had the warp been exact
+    double atMargin = 0;      // share of the frames that were held back by the margin
+};
+
 struct Judgement {
     std::vector<JudgedFrame> frames;
     double framesPerSecond = 0;
@@ -32,3 +41,7 @@ struct Judgement {
 // With the true path of the camera; without, the path is measured from the frames of `before`.
 Judgement Judge(FrameSource &before, FrameSource &after, const std::optional<CsvTable> &truth,
                 double framesPerSecond, double cutoff);
+
+// Of a trace for pictures of equal sizes; `judgement` tells which frames belong together.
+StageReport JudgeStages(const Judgement &judgement, const CsvTable &truth, const CsvTable &trace,
+                        PictureSize size, double cutoff);

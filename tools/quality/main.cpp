@@ -37,7 +37,8 @@ void AddOptions(CLI::App &app, Options &options) {
         ->type_name("FILE")
         ->needs("--truth");
     app.add_option("--path", options.path, "Write both paths to this CSV file")->type_name("FILE");
-    app.add_option("--row", options.row, "Print one row of a Markdown table, begun with this text")
+    app.add_option("--row", options.row,
+                   "Print one row of a Markdown table, begun with this text, and one of the trace")
         ->type_name("TEXT");
     app.add_option("--fps", options.framesPerSecond, "Frame rate, where the clip does not say [30]")
         ->check(CLI::Range(1.0, 1000.0));
@@ -47,16 +48,33 @@ void AddOptions(CLI::App &app, Options &options) {
     app.footer(kExamples);
 }
 
-void PrintRow(const Options &options, const Judgement &result, const PathRms *error) {
-    printf("| %s | %.2f → %.2f | %.2f → %.2f | %.2f → %.2f | %.1f %% | %.2f %% |", options.row.c_str(),
-           result.before.row, result.after.row, result.before.col, result.after.col,
-           result.before.angle * 1000, result.after.angle * 1000, result.visible * 100,
-           result.invented * 100);
-    if (error) printf(" %.2f, %.2f, %.2f |", error->row, error->col, error->angle * 1000);
-    printf("%s\n", result.lost ? (" " + std::to_string(result.lost) + " lost").c_str() : "");
+void PrintRow(const Options &options, const Judgement &result) {
+    printf("| %s | %.2f → %.2f | %.2f → %.2f | %.2f → %.2f | %.1f %% | %.2f %% | %zu |\n",
+           options.row.c_str(), result.before.row, result.after.row, result.before.col,
+           result.after.col, result.before.angle * 1000, result.after.angle * 1000,
+           result.visible * 100, result.invented * 100, result.lost);
 }
 
-void Print(const Options &options, const Judgement &result, const PathRms *error) {
+void PrintStageRow(const Options &options, const Judgement &result, const StageReport &stages) {
+    printf("| %s |", options.row.c_str());
+    for (const PathRms *rms :
+         {&stages.measurementError, &stages.smoothed, &stages.planned, &result.after})
+        printf(" %.2f, %.2f, %.2f |", rms->row, rms->col, rms->angle * 1000);
+    printf(" %.0f %% |\n", stages.atMargin * 100);
+}
+
+void PrintStages(const StageReport &stages) {
+    const auto line = [](const char *name, const PathRms &rms) {
+        printf("%-40s %8.3f %8.3f %8.3f\n", name, rms.row, rms.col, rms.angle * 1000);
+    };
+    printf("\n%-40s %8s %8s %8s\n", "From the trace", "row", "column", "roll");
+    line("measured minus true motion", stages.measurementError);
+    line("left by the smoother alone", stages.smoothed);
+    line("left by measurement and smoother", stages.planned);
+    printf("Frames held back by the margin: %.0f %%\n", stages.atMargin * 100);
+}
+
+void Print(const Options &options, const Judgement &result) {
     printf("Shake faster than %g Hz, RMS over %zu of %zu frames%s.\n\n%-12s %10s %10s\n",
            options.cutoff, result.used, result.frames.size(),
            options.truth.empty() ? "; the path is measured" : "", "", "before", "after");
@@ -67,9 +85,6 @@ void Print(const Options &options, const Judgement &result, const PathRms *error
     printf("\nVisible: %.1f %% of the input; invented: %.2f %% of the output; %zu frames not "
            "recognised.\n",
            result.visible * 100, result.invented * 100, result.lost);
-    if (error)
-        printf("Measured minus true motion, RMS: %.3f rows, %.3f columns, %.3f mrad.\n", error->row,
-               error->col, error->angle * 1000);
 }
 
 void WritePaths(const std::string &path, const Judgement &result) {
@@ -95,15 +110,20 @@ void Run(const Options &options) {
     if (framesPerSecond <= 0) framesPerSecond = before->Info().framesPerSecond.Value();
     if (framesPerSecond <= 0) framesPerSecond = 30;
     std::optional<CsvTable> truth;
-    std::optional<PathRms> error;
     if (!options.truth.empty()) truth.emplace(options.truth);
-    if (!options.trace.empty()) {
-        size_t measured = 0;
-        error = MeasurementError(*truth, CsvTable(options.trace), measured);
-    }
     const Judgement result = Judge(*before, *after, truth, framesPerSecond, options.cutoff);
     if (!options.path.empty()) WritePaths(options.path, result);
-    (options.row.empty() ? Print : PrintRow)(options, result, error ? &*error : nullptr);
+    std::optional<StageReport> stages;
+    if (!options.trace.empty())
+        stages =
+            JudgeStages(result, *truth, CsvTable(options.trace), before->Info().size, options.cutoff);
+    if (options.row.empty()) {
+        Print(options, result);
+        if (stages) PrintStages(*stages);
+    } else {
+        PrintRow(options, result);
+        if (stages) PrintStageRow(options, result, *stages);
+    }
 }
 
 } // namespace
