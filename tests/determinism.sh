@@ -67,7 +67,7 @@ for processor in "${@:-x86-64 i386 arm64 armhf s390x}"; do
                 if [ $compiler$optimization = clangLTO ]; then # linked as bitcode, then compiled as one
                     llvm-link -o "$folder/all.bc" "$folder"/*.o
                     rm "$folder"/*.o
-                    "${clang[@]}" -O2 -c "$folder/all.bc" -o "$folder/all.o"
+                    "${clang[@]}" -Wno-unused-command-line-argument -O2 -c "$folder/all.bc" -o "$folder/all.o"
                     flags=()
                 fi
                 "${gcc[@]}" "${flags[@]/-flto/-flto=auto}" -pthread "$folder"/*.o "$work/$one"/*.o $wraps -o "$folder/program"

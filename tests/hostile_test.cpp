@@ -54,7 +54,7 @@ struct Box {
                : kind < 9 ? random->In(-300, 300)
                           : (int32_t)random->Next();
     }
-    int64_t Any64() { return random->In(0, 2) ? Any() : (int64_t)Any() << random->In(0, 32); }
+    int64_t Any64() { return random->In(0, 2) ? Any() : (int64_t)Any() * ((int64_t)1 << random->In(0, 32)); }
     MVS_BlockMV *Blocks() {
         for (int32_t i = 0; i < std::max(ctx->lBlockNum, 1); i++)
             ctx->pBlockMV[i] = {random->In(0, 3), Any(), Any()};

@@ -22,17 +22,20 @@ enum Mistake {
     kNoWakeAtRowEnd,
     kWaitsForOneBlock,
     kWakesUnlocked,
+    kLeadBeyondRow,
     kMistakes
 };
 
 struct Shape {
-    int rows, columns, participants, wakeEvery;
+    int rows, columns, participants;
+    int markEvery; // blocks between two marks of a row's progress
+    int lead;      // of a row over the next one at its start, a multiple of that or the whole row
     Mistake mistake;
 };
 
 // Where a participant stands: before the step that the name tells.
 enum Step : uint8_t {
-    kTake,  // a row of its own
+    kTake,  // a row of its own, or leave
     kSpin,  // look at the row above, without a lock
     kLock,  // taking the sleepers' mutex
     kCount, // itself among the sleepers
@@ -80,6 +83,10 @@ struct Search {
     bool AboveReady(const State &s, const Participant &p) const {
         return p.row == 0 || s.done[p.row - 1] >= Needed(p);
     }
+    bool HasLead(const State &s) const {
+        const int lead = shape.lead + (shape.mistake == kLeadBeyondRow ? shape.columns : 0);
+        return s.nextRow == 0 || s.done[s.nextRow - 1] >= lead;
+    }
     bool Move(State s, int i); // false: it cannot
     void Run();
 };
@@ -91,9 +98,10 @@ bool Search::Move(State s, int i) {
     const bool locked = s.owner != 0;
     switch (p.step) {
     case kTake:
+        // Without the lead it may leave at once or after more looks, which are no steps.
         p.column = 0;
         p.row = s.nextRow;
-        p.step = s.nextRow == shape.rows ? kDone : kSpin;
+        p.step = s.nextRow == shape.rows || !HasLead(s) ? kDone : kSpin;
         if (p.step == kSpin) s.nextRow++;
         break;
     case kSpin: // as often as it likes: one look stands for all
@@ -136,9 +144,10 @@ bool Search::Move(State s, int i) {
         p.step = kStore;
         break;
     case kStore: {
-        s.done[p.row] = (uint8_t)(p.column + 1);
-        const bool last = p.column + 1 == shape.columns && shape.mistake != kNoWakeAtRowEnd;
-        if (last || (p.column + 1) % shape.wakeEvery == 0)
+        const int count = p.column + 1;
+        const bool last = count == shape.columns;
+        if (last || count % shape.markEvery == 0) s.done[p.row] = (uint8_t)count;
+        if (last ? shape.mistake != kNoWakeAtRowEnd : count % shape.lead == 0)
             p.step = kSleepersAny;
         else
             NextBlock(&p, shape.columns);
@@ -192,6 +201,7 @@ void Search::Run() {
         }
         if (!moves && !allDone) fault = "deadlock";
         if (allDone && (s.sleepers || s.owner)) fault = "not left as found";
+        if (allDone && s.done[shape.rows - 1] != shape.columns) fault = "rows left";
     }
 }
 
@@ -207,11 +217,11 @@ TEST(RowProtocol, NoOrderOfStepsBlocksOrRunsAhead) {
     for (int participants = 1; participants <= (wide ? 4 : 3); participants++)
         for (int rows = 1; rows <= (participants == 3 ? 3 : 4); rows++)
             for (int columns = 1; columns <= (participants == 4 ? 2 : wide ? 4 : 3); columns++)
-                for (int wakeEvery : {1, 2, 3}) {
-                    const Search search =
-                        Searched({rows, columns, participants, wakeEvery, kNoMistake});
+                for (const auto &[mark, lead] : {std::pair(1, 1), {1, 2}, {2, 2}, {1, 4}, {3, 3}}) {
+                    const Search search = Searched(
+                        {rows, columns, participants, mark, std::min(lead, columns), kNoMistake});
                     ASSERT_EQ(search.fault, "")
-                        << participants << ' ' << rows << 'x' << columns << ' ' << wakeEvery;
+                        << participants << ' ' << rows << 'x' << columns << ' ' << mark << ' ' << lead;
                     states += search.known.size();
                 }
     EXPECT_GT(states, 100000u);
@@ -219,10 +229,10 @@ TEST(RowProtocol, NoOrderOfStepsBlocksOrRunsAhead) {
 }
 
 TEST(RowProtocol, PlantedMistakesAreFound) {
-    const char *const kFault[kMistakes] = {"",         "deadlock",    "deadlock",
-                                           "deadlock", "early block", "deadlock"};
+    const char *const kFault[kMistakes] = {
+        "", "deadlock", "deadlock", "deadlock", "early block", "deadlock", "rows left"};
     for (int mistake = 1; mistake < kMistakes; mistake++) {
-        const Search search = Searched({3, 3, 3, 2, (Mistake)mistake});
+        const Search search = Searched({3, 3, 3, 1, 1, (Mistake)mistake});
         EXPECT_EQ(search.fault, kFault[mistake]) << mistake;
     }
 }

@@ -13,7 +13,7 @@ const char kLook[] = R"(
 set encoding utf8
 set multiplot layout 3,1 title title noenhanced
 set grid lc rgb '#dddddd'
-set key top left horizontal opaque
+set key outside top center horizontal
 set lmargin 10
 set rmargin 3
 set y2range [0:1]
@@ -32,6 +32,9 @@ plot $path using 1:($4 - rows):($4 + rows) with filledcurves lc rgb '#eeeeee', \
   '' using 1:4 with lines lc rgb '#777777', '' using 1:5 with lines lw 2 lc rgb '#2060c0', \
   '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020', \
   '' using 1:(doubt($9)) axes x1y2 with points pt 7 ps 0.4 lc rgb '#e08000'
+set yrange [*:*] noextend
+stats $path using 6 nooutput
+if (STATS_max == STATS_min) set yrange [STATS_min - 1:STATS_max + 1]
 set ylabel 'angle, mrad'
 set xlabel 'seconds'
 plot $path using 1:6 with lines lc rgb '#777777', '' using 1:7 with lines lw 2 lc rgb '#2060c0', \
