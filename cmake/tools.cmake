@@ -101,6 +101,16 @@ if(QUORVEL_TOOL)
       tools/measure/measure_main.cpp)
     add_executable(quorvel_compare tools/measure/compare_main.cpp tools/measure/side_by_side.cpp)
     set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
+
+    add_executable(quorvel_quality
+      tools/measure/csv_table.cpp
+      tools/measure/jitter.cpp
+      tools/quality/align.cpp
+      tools/quality/judge.cpp
+      tools/quality/main.cpp)
+    set_target_properties(quorvel_quality PROPERTIES OUTPUT_NAME quorvel-quality)
+    target_link_libraries(quorvel_quality PRIVATE
+      quorvel_flags quorvel_scene quorvel_media_io CLI11::CLI11)
     foreach(program clipgen measure compare)
       set_target_properties(quorvel_${program} PROPERTIES OUTPUT_NAME quorvel-${program})
     endforeach()

@@ -8,8 +8,8 @@
 
 #include "clipgen/scene.h"
 
-// Hand: a band of frequencies. Swing: one. Walk: the beat of steps, with a weaker hand. StopAndGo: a hand
-// whose pan halts every other two seconds. Tripod: nothing but pan and turn.
+// Hand: a band of frequencies. Swing: one. Walk: the beat of steps, with a weaker hand. StopAndGo: a
+// hand whose pan halts every other two seconds. Tripod: nothing but pan and turn.
 enum class PathKind { Hand, Swing, Walk, StopAndGo, Tripod };
 
 struct PathOptions {

@@ -32,7 +32,8 @@ Overlap FindOverlap(PictureSize picture, PictureSize part, int x, int y) {
 }
 
 // `first` and `pitch` in bytes for both pictures; the overlap in samples of `step` bytes.
-void CopyPart(const uint8_t *from, int fromPitch, uint8_t *to, int toPitch, const Overlap &o, int step) {
+void CopyPart(const uint8_t *from, int fromPitch, uint8_t *to, int toPitch, const Overlap &o,
+              int step) {
     CopyPlane(from + (ptrdiff_t)o.fromY * fromPitch + o.fromX * step, fromPitch,
               to + (ptrdiff_t)o.y * toPitch + o.x * step, toPitch, (size_t)(o.width * step), o.height);
 }
@@ -53,8 +54,8 @@ void Effects::Apply(int frame, uint8_t *pixels) const {
     if (mOptions.noise > 0) AddNoise(frame, pixels);
 }
 
-// A textured box that crosses the scene again and again: it moves with the scene when the camera shakes,
-// and against it by its own speed. Its edges keep to even pixels, its texture moves smoothly.
+// A textured box that crosses the scene again and again: it moves with the scene when the camera
+// shakes, and against it by its own speed. Its edges keep to even pixels, its texture moves smoothly.
 void Effects::DrawObject(int frame, uint8_t *pixels) const {
     const CameraPose camera = mPath.Pose(frame);
     const double span = mSize.width + mObjectSize.width;

@@ -13,12 +13,6 @@ const double kReach = 3;
 
 const double kPi = 3.14159265358979323846;
 
-double Rms(const std::vector<double> &values) {
-    double sum = 0;
-    for (double value : values) sum += value * value;
-    return values.empty() ? 0 : sqrt(sum / (double)values.size());
-}
-
 std::vector<CameraPose> CameraPoses(const CsvTable &truth) {
     std::vector<CameraPose> poses(truth.Rows());
     for (size_t i = 0; i < poses.size(); i++) {
@@ -57,11 +51,34 @@ PathRms PathJitter(const std::vector<CameraPose> &poses, double framesPerSecond,
     return rms;
 }
 
+double FramesPerSecond(const CsvTable &truth) {
+    const std::vector<double> &time = truth.Column("time_s");
+    double span = time.empty() ? 0 : time.back() - time.front();
+    if (!(span > 0)) throw VideoError("the clip is too short to tell its frame rate");
+    return (double)(time.size() - 1) / span;
+}
+
+// Frames of a standard deviation: exp(-2 (pi f deviation)^2) is the mean's response, a half at the
+// cutoff.
+double Deviation(double framesPerSecond, double cutoff) {
+    return sqrt(log(2.0) / 2) / (kPi * cutoff) * framesPerSecond;
+}
+
+} // namespace
+
+double Rms(const std::vector<double> &values) {
+    double sum = 0;
+    for (double value : values) sum += value * value;
+    return values.empty() ? 0 : sqrt(sum / (double)values.size());
+}
+
 PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace, size_t &framesMeasured) {
     const std::vector<double> &measured = trace.Column("measured");
     Path error;
+    if (truth.Column("frame") != trace.Column("frame"))
+        throw VideoError("truth and trace are not of the same clip, their frames differ");
     for (size_t i = 0; i < trace.Rows(); i++) {
-        if (measured[i] == 0) continue;
+        if (measured[i] == 0 || truth.Column("cut")[i] != 0) continue;
         error.row.push_back(trace.Column("motion_row_px")[i] - truth.Column("row_px")[i]);
         error.col.push_back(trace.Column("motion_col_px")[i] - truth.Column("col_px")[i]);
         error.angle.push_back(trace.Column("motion_theta_rad")[i] - truth.Column("theta_rad")[i]);
@@ -70,20 +87,14 @@ PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace, size_t &f
     return {Rms(error.row), Rms(error.col), Rms(error.angle)};
 }
 
-double FramesPerSecond(const CsvTable &truth) {
-    const std::vector<double> &time = truth.Column("time_s");
-    double span = time.empty() ? 0 : time.back() - time.front();
-    if (!(span > 0)) throw VideoError("the clip is too short to tell its frame rate");
-    return (double)(time.size() - 1) / span;
+size_t HighPassMargin(double framesPerSecond, double cutoff) {
+    return (size_t)ceil(kReach * Deviation(framesPerSecond, cutoff));
 }
-
-} // namespace
 
 std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
                              size_t &margin) {
-    // exp(-2 (pi f deviation)^2) is the mean's response; it is to be a half at the cutoff.
-    double deviation = sqrt(log(2.0) / 2) / (kPi * cutoff) * framesPerSecond;
-    margin = (size_t)ceil(kReach * deviation);
+    const double deviation = Deviation(framesPerSecond, cutoff);
+    margin = HighPassMargin(framesPerSecond, cutoff);
     if (values.size() <= 2 * margin)
         throw VideoError("the clip is too short: more than " + std::to_string(2 * margin) +
                          " frames are needed for this cutoff");

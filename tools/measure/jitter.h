@@ -30,6 +30,13 @@ struct JitterReport {
 // VideoError when the tables do not belong together or are too short.
 JitterReport MeasureJitter(const CsvTable &truth, const CsvTable &trace, double cutoff);
 
+// Measured minus true motion from frame to frame, over the frames that were measured.
+PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace, size_t &framesMeasured);
+
+double Rms(const std::vector<double> &values);
+
+size_t HighPassMargin(double framesPerSecond, double cutoff);
+
 // What is left of the values when a Gaussian mean, which has no delay, is taken off. A swing of
 // `cutoff` passes by half, faster ones more. The first and last `margin` frames, whose mean lacks one
 // side, are left out.
