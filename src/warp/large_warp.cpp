@@ -2,8 +2,6 @@
 // Mode 3: which warp a frame takes, and the block passes that are shared out between participants.
 #include "warp/warp.h"
 
-#include <pthread.h>
-
 #include "platform/participants.h"
 #include "quorvel/memory.h"
 #include "quorvel/threads.h"
@@ -71,7 +69,7 @@ struct FrameJob {
     MVS_Context *pCtx;
     FramePass stPass[3];
     int32_t lPasses;
-    pthread_t hCaller;
+    bool bTopTaken;       // by the first to come, which is the caller: threads take a while to start
     void *pEvent;         // lock of the two counters
     int32_t lFirst, lEnd; // bands not yet taken
     int32_t lBands;
@@ -116,10 +114,16 @@ void AddPlanes(FrameJob *pJob, const uint8_t *pInFrame, uint8_t *pOutFrame) {
     }
 }
 
-// The next band, or -1.
-int32_t TakeBand(FrameJob *pJob, bool bFromTop) {
+enum Side { kNone, kTop, kBottom };
+
+// The next band, or -1. The side is chosen when a participant comes first.
+int32_t TakeBand(FrameJob *pJob, Side *pSide) {
     zekMEventWait(pJob->pEvent, -1);
-    const int32_t lBand = pJob->lFirst >= pJob->lEnd ? -1 : bFromTop ? pJob->lFirst++ : --pJob->lEnd;
+    if (*pSide == kNone) *pSide = pJob->bTopTaken ? kBottom : kTop;
+    pJob->bTopTaken = true;
+    const int32_t lBand = pJob->lFirst >= pJob->lEnd ? -1
+                          : *pSide == kTop           ? pJob->lFirst++
+                                                     : --pJob->lEnd;
     zekMEventSignal(pJob->pEvent);
     return lBand;
 }
@@ -132,9 +136,9 @@ int32_t BandStart(const FrameJob *pJob, int32_t lBand, int32_t lCount) {
 // Body of the frame's participants.
 void *WarpFrame(void *pArgument) {
     FrameJob *pJob = (FrameJob *)pArgument;
-    const bool bFromTop = pthread_equal(pthread_self(), pJob->hCaller) != 0;
+    Side eSide = kNone;
     for (;;) {
-        const int32_t lBand = TakeBand(pJob, bFromTop);
+        const int32_t lBand = TakeBand(pJob, &eSide);
         if (lBand < 0) return nullptr;
         for (int32_t i = 0; i < pJob->lPasses; i++) {
             const FramePass *pPass = &pJob->stPass[i];
@@ -181,7 +185,6 @@ void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *
     stJob.pCtx = pCtx;
     stJob.pEvent = zekMEventCreate(nullptr);
     AddPlanes(&stJob, pInFrame, pOutFrame);
-    stJob.hCaller = pthread_self();
     stJob.lEnd = stJob.lBands = BlockCount(pCtx->lOutHeight) / Max32(pCtx->lInHeight >> 7, 1);
     stJob.pKeepFrom = pCtx->pKeepFrom;
     stJob.pKeepTo = pCtx->pKeepTo;
