@@ -25,7 +25,7 @@ cat <<TEXT
 This demo
   - installs what is missing of: cmake, g++, make, CLI11 (Debian packages)
   - builds the library and its tools in $build/
-  - makes a shaky clip of $frames frames ($size, NV21) in $out/, whose camera path is known
+  - makes a shaky clip of $frames frames ($size) in $out/, whose camera path is known
   - stabilizes it and measures how much of the shake is left
   - puts both clips side by side for viewing
 It takes about a minute and 2 GB of disk space.
@@ -40,24 +40,29 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON >"$build.log
     { cat "$build.log"; exit 1; }
 rm -f "$build.log"
 cmake --build "$build" --parallel "$(nproc)" --target \
-    quorvel_tool quorvel_clipgen quorvel_measure quorvel_compare
+    quorvel_tool quorvel_clipgen quorvel_quality quorvel_compare
 
 mkdir -p "$out"
 step "Making a shaky clip"
-timed "$build/quorvel-clipgen" "$out/shaky.nv21" --truth "$out/truth.csv" \
+timed "$build/quorvel-clipgen" "$out/shaky.y4m" --format y4m --truth "$out/truth.csv" \
     --size "$size" --frames "$frames"
-echo "$out/shaky.nv21: $frames frames in $seconds s"
+echo "$out/shaky.y4m: $frames frames in $seconds s"
 
 step "Stabilizing it"
-timed "$build/quorvel-stabilize" --size "$size" "$out/shaky.nv21" "$out/steady.nv21" \
-    --trace "$out/trace.csv" -y
-echo "$out/steady.nv21: $frames frames in $seconds s, reading and writing included"
+timed "$build/quorvel-stabilize" "$out/shaky.y4m" "$out/steady.y4m" --trace "$out/trace.csv" -y
+echo "$out/steady.y4m: $frames frames in $seconds s, reading and writing included"
 
 step "Shake before and after"
-"$build/quorvel-measure" "$out/truth.csv" "$out/trace.csv"
+"$build/quorvel-quality" "$out/shaky.y4m" "$out/steady.y4m" --truth "$out/truth.csv" \
+    --trace "$out/trace.csv" --path "$out/path.csv"
+plot=
+if command -v gnuplot >/dev/null 2>&1 &&
+    "$build/quorvel-stabilize" --dry-run --plot "$out/path.svg" -y "$out/shaky.y4m" 2>/dev/null; then
+    plot=", $out/path.svg"
+fi
 
 step "Side by side"
-"$build/quorvel-compare" --size "$size" "$out/shaky.nv21" "$out/steady.nv21" "$out/side-by-side.y4m"
+"$build/quorvel-compare" "$out/shaky.y4m" "$out/steady.y4m" "$out/side-by-side.y4m"
 movie="$out/side-by-side.y4m"
 if command -v ffmpeg >/dev/null 2>&1; then
     if ffmpeg -v error -y -i "$movie" -pix_fmt yuv420p -preset superfast -crf 20 \
@@ -72,7 +77,7 @@ fi
 
 cat <<TEXT
 
-Stabilized clip:  $out/steady.nv21  (raw NV21, $size)
+Stabilized clip:  $out/steady.y4m
 To look at:       $movie  (left before, right after)
-Motion per frame: $out/trace.csv
+Motion per frame: $out/trace.csv, $out/path.csv$plot
 TEXT

@@ -37,6 +37,15 @@ if(QUORVEL_TESTS)
       target_link_options(quorvel_tests PRIVATE -Wl,--wrap=${function})
     endforeach()
 
+    # The yardstick of docs/quality.md, apart from the library.
+    add_executable(quorvel_quality_tests
+      tests/quality_test.cpp
+      tools/measure/csv_table.cpp
+      tools/measure/jitter.cpp
+      tools/quality/align.cpp)
+    target_link_libraries(quorvel_quality_tests PRIVATE
+      quorvel_scene quorvel_video_io quorvel_flags GTest::gtest_main)
+
     function(quorvel_test name labels)
       add_test(NAME ${name} COMMAND ${ARGN})
       set_tests_properties(${name} PROPERTIES LABELS "${labels}" TIMEOUT 300)
@@ -49,6 +58,7 @@ if(QUORVEL_TESTS)
     quorvel_test(soak "fast" quorvel_tests --gtest_filter=Soak.*)
     set(frames "Golden.*:Entries.*")
     set(properties "Measured.*:Warped.*:Smoothed.*")
+    quorvel_test(quality "fast;sanitize" quorvel_quality_tests)
     quorvel_test(frames "fast;sanitize" quorvel_tests --gtest_filter=${frames})
     quorvel_test(properties "fast;sanitize" quorvel_tests --gtest_filter=${properties})
     set(matrix "*Matrix*-*/64*")

@@ -139,6 +139,31 @@ double Descend(const Pyramid &picture, const Pyramid &other, size_t from, bool r
     return difference;
 }
 
+size_t Coarsest(const Pyramid &picture, const Pyramid &other) {
+    return std::min(picture.Levels(), other.Levels()) - 1;
+}
+
+// The best of a grid of shifts and zooms, for pictures too far apart for a descent from anywhere.
+Placement SearchCoarse(const Pyramid &picture, const Pyramid &other, bool rigid) {
+    const size_t level = Coarsest(picture, other);
+    const double scale = (double)(2 << level);
+    Placement best;
+    double least = 1e9;
+    for (double zoom : {1.0, 8.0 / 7, 1.3}) {
+        if (rigid && zoom != 1) continue;
+        for (int row = -3; row <= 3; row++)
+            for (int col = -6; col <= 6; col++) {
+                const Placement place = {1 / zoom, 0, row * scale, col * scale};
+                const double difference =
+                    Compare(picture.At(level), other.At(level), scale, {place, 1, 0}, 20, 1).difference;
+                if (difference >= least) continue;
+                least = difference;
+                best = place;
+            }
+    }
+    return best;
+}
+
 } // namespace
 
 double Placement::Angle() const { return atan2(b, a); }
@@ -167,16 +192,16 @@ Pyramid::Pyramid(const uint8_t *luma, int width, int height) {
 }
 
 Alignment Align(const Pyramid &picture, const Pyramid &other, const Placement &guess, bool rigid) {
-    const size_t coarsest = std::min(picture.Levels(), other.Levels()) - 1;
-    State near = {guess, 1, 0};
-    double difference = Descend(picture, other, std::min(coarsest, (size_t)1), rigid, near);
+    State best = {guess, 1, 0};
+    double difference =
+        Descend(picture, other, std::min(Coarsest(picture, other), (size_t)1), rigid, best);
     if (difference > kLargestDifference / 2) {
-        State afresh;
-        const double again = Descend(picture, other, coarsest, rigid, afresh);
-        if (again < difference) near = afresh;
+        State afresh = {SearchCoarse(picture, other, rigid), 1, 0};
+        const double again = Descend(picture, other, Coarsest(picture, other), rigid, afresh);
+        if (again < difference) best = afresh;
         difference = std::min(again, difference);
     }
-    return {near.place, difference, difference < kLargestDifference};
+    return {best.place, difference, difference < kLargestDifference};
 }
 
 double ShareOutside(const Placement &place, int width, int height, int otherWidth, int otherHeight) {

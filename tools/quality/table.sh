@@ -32,7 +32,6 @@ compared='hand shake, 1 to 8 Hz
 walking
 pan, 200 px/s
 stop and go, 300 px/s
-strong roll
 tripod, noise'
 filters='deshake|deshake
 deshake, range 64|deshake=rx=64:ry=64
@@ -64,7 +63,7 @@ measure_clip() { # number
     head -n 1 "$dir/rows" >"$work/clip.$1"
     tail -n 1 "$dir/rows" >"$work/stage.$1"
     if [ "$(command -v ffmpeg)" ] && grep -qxF "$name" <<<"$compared"; then
-        sed "s/^| [^|]*|/| $name | quorvel |/" "$work/clip.$1" >"$work/other.$1"
+        sed "s,^| [^|]*|,| $name | quorvel |," "$work/clip.$1" >"$work/other.$1"
         while IFS='|' read -r label spec; do
             filter "$dir/in.y4m" "$dir/out.y4m" "$spec" </dev/null
             "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --row "| $label" |

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The yardstick itself: pictures of the scene whose places are known, and clips whose camera is known.
+#include <gtest/gtest.h>
+#include <math.h>
+
+#include <vector>
+
+#include "clipgen/camera_path.h"
+#include "clipgen/scene.h"
+#include "measure/jitter.h"
+#include "quality/align.h"
+
+namespace {
+
+const int kWidth = 480, kHeight = 272;
+
+std::vector<uint8_t> Picture(const CameraPose &pose) {
+    static const Scene scene(3);
+    std::vector<uint8_t> luma((size_t)kWidth * kHeight);
+    scene.RenderLuma(pose, kWidth, kHeight, luma.data());
+    return luma;
+}
+
+Pyramid Levels(const std::vector<uint8_t> &luma) { return {luma.data(), kWidth, kHeight}; }
+
+TEST(Quality, FindsWhereAPictureLies) {
+    const CameraPose camera = {300, 200, 0.02, 1};
+    struct {
+        PoseMotion cut;
+        double zoom;
+    } const cases[] = {{{0, 0, 0}, 1},
+                       {{3.3, -5.7, 0.004}, 1},
+                       {{-12.25, 26.5, -0.02}, 8.0 / 7},
+                       {{14, 29, 0.05}, 1.25}};
+    const Pyramid other = Levels(Picture(camera));
+    for (const auto &c : cases) {
+        std::vector<uint8_t> luma = Picture(PoseOfCut(camera, c.cut, c.zoom));
+        for (int object = 0; object < 2; object++) {
+            // A fifth of the picture shows something else, and all of it is darker.
+            for (int j = 0; object && j < kHeight; j++)
+                for (int i = 0; i < kWidth; i++) {
+                    uint8_t &pixel = luma[(size_t)(j * kWidth + i)];
+                    pixel = (uint8_t)(i < kWidth / 5 ? 90 + (i / 7 + j / 9) % 5 * 20 : pixel * 9 / 10);
+                }
+            const Alignment found = Align(Levels(luma), other, Placement(), c.zoom == 1);
+            SCOPED_TRACE(testing::Message() << c.cut.row << " " << c.zoom << " " << object);
+            EXPECT_TRUE(found.found);
+            EXPECT_NEAR(found.place.row, c.cut.row, object ? 0.15 : 0.05);
+            EXPECT_NEAR(found.place.col, c.cut.col, object ? 0.15 : 0.05);
+            EXPECT_NEAR(found.place.Angle(), c.cut.theta, object ? 0.0006 : 0.0002);
+            EXPECT_NEAR(found.place.Zoom(), c.zoom, 0.002);
+        }
+    }
+    const Alignment none = Align(Levels(Picture({1500, 1200, 0, 1})), other, Placement(), false);
+    EXPECT_FALSE(none.found);
+}
+
+TEST(Quality, CountsWhatAPictureInvents) {
+    EXPECT_EQ(ShareOutside({}, 400, 200, 400, 200), 0);
+    EXPECT_NEAR(ShareOutside({1, 0, 0, 100}, 400, 200, 400, 200), 0.25, 0.02);
+    EXPECT_NEAR(ShareOutside({1, 0, -50, 0}, 400, 200, 400, 200), 0.25, 0.02);
+    EXPECT_EQ(ShareOutside({0.8, 0.02, 15, 30}, 400, 200, 400, 200), 0);
+}
+
+TEST(Quality, PathsAreWhatTheyAreCalled) {
+    const auto path = [](PathKind kind) {
+        PathOptions options;
+        options.kind = kind;
+        options.pan = 90;
+        options.shake = kind == PathKind::StopAndGo ? 0 : 5;
+        return CameraPath(options);
+    };
+    // Still for two seconds, then 1.8 seconds' worth of the pan; and again.
+    const CameraPath stops = path(PathKind::StopAndGo);
+    const double stations[] = {0, 0, 162, 162, 324};
+    for (int i = 0; i < 5; i++) EXPECT_NEAR(stops.Pose(60 * i).x, stations[i], 1e-3) << i;
+    EXPECT_NEAR(stops.Pose(91).x - stops.Pose(90).x, 3, 1e-3);
+    EXPECT_NEAR(path(PathKind::Tripod).Pose(77).x, 77 * 3, 1e-3);
+    EXPECT_EQ(path(PathKind::Tripod).Pose(77).y, 0);
+
+    // The high-pass keeps half of a swing at its cutoff, nearly all of one well above it, no pan.
+    PathOptions options;
+    options.kind = PathKind::Swing;
+    options.pan = 200;
+    for (double frequency : {1.0, 5.0}) {
+        options.frequency = frequency;
+        const CameraPath swing(options);
+        std::vector<double> x, y;
+        for (int i = 0; i < 300; i++) {
+            x.push_back(swing.Pose(i).x);
+            y.push_back(swing.Pose(i).y);
+        }
+        size_t margin = 0;
+        for (const std::vector<double> &values : {x, y})
+            EXPECT_NEAR(Rms(HighPass(values, 30, 1, margin)), frequency < 2 ? 3.5 : 7, 0.15);
+    }
+}
+
+} // namespace
