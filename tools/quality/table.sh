@@ -63,7 +63,7 @@ measure_clip() { # number
     head -n 1 "$dir/rows" >"$work/clip.$1"
     tail -n 1 "$dir/rows" >"$work/stage.$1"
     if [ "$(command -v ffmpeg)" ] && grep -qxF "$name" <<<"$compared"; then
-        sed "s,^| [^|]*|,| $name | quorvel |," "$work/clip.$1" >"$work/other.$1"
+        sed "s#^| [^|]*|#| $name | quorvel |#" "$work/clip.$1" >"$work/other.$1"
         while IFS='|' read -r label spec; do
             filter "$dir/in.y4m" "$dir/out.y4m" "$spec" </dev/null
             "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --row "| $label" |
