@@ -50,7 +50,7 @@ filter() { # in, out, filter
 
 # One clip of the list: rows into files whose names sort as the list does.
 measure_clip() { # number
-    local line name dir="$work/$1" label spec
+    local line name dir="$work/$1" label options
     line=$(sed -n "$1p" <<<"$clips")
     name=${line%%|*}
     mkdir "$dir"
@@ -64,8 +64,8 @@ measure_clip() { # number
     tail -n 1 "$dir/rows" >"$work/stage.$1"
     if [ "$(command -v ffmpeg)" ] && grep -qxF "$name" <<<"$compared"; then
         sed "s#^| [^|]*|#| $name | quorvel |#" "$work/clip.$1" >"$work/other.$1"
-        while IFS='|' read -r label spec; do
-            filter "$dir/in.y4m" "$dir/out.y4m" "$spec" </dev/null
+        while IFS='|' read -r label options; do
+            filter "$dir/in.y4m" "$dir/out.y4m" "$options" </dev/null
             "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --row "| $label" |
                 sed 's/^| *| /| | /' >>"$work/other.$1"
         done <<<"$filters"
@@ -82,14 +82,14 @@ speed_row() { # label, command...
     awk -v label="$label" -v n=$frames '{printf "| %s | %.0f | %.1f |\n", label, n / $1, 1000 * ($2 + $3) / n}' <<<"$times"
 }
 speeds() {
-    local label spec clip=$work/speed.y4m
+    local label options clip=$work/speed.y4m
     "$build/quorvel-clipgen" --frames $frames --format y4m "$clip"
     echo '| | frames a second | processor, ms a frame |'
     echo '|---|---|---|'
     speed_row 'quorvel' "$build/quorvel-stabilize" "$clip" -
     [ "$(command -v ffmpeg)" ] || return 0
-    while IFS='|' read -r label spec; do
-        speed_row "$label" filter "$clip" - "$spec" -f null
+    while IFS='|' read -r label options; do
+        speed_row "$label" filter "$clip" - "$options" -f null
     done <<<"$filters"
     speed_row 'reading alone (ffmpeg)' ffmpeg -v error -i "$clip" -f null -
 }
