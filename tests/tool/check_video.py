@@ -180,7 +180,7 @@ def pixel_formats():
         check(len(data) == FRAMES * W * H * 3 // 2, f"{name}: frames")
         check(abs(luma - sum(source[:W * H]) / (W * H)) < 4, f"{name}: another brightness")
     ffmpeg("-i", "clip.y4m", "-vf", "crop=319:239:0:0:exact=1,format=yuv444p", "-c:v", "ffv1", "in.mkv")
-    run("-y", "in.mkv", "out.mkv", say="319x239, only the even part 318x238")
+    run("-y", "in.mkv", "out.mkv", say="319x239, only 318x238, the even part, is used")
     ffmpeg("-i", "clip.y4m", "-vf", "tinterlace=4", "-c:v", "libx264", "-flags", "+ildct", "in.mkv")
     run("-y", "in.mkv", "interlaced.mkv", status=1, say="interlaced.*--force")
     check(not os.path.exists("interlaced.mkv"), "an output for refused input")
