@@ -89,7 +89,7 @@ speeds() {
     speed_row 'quorvel' "$build/quorvel-stabilize" "$clip" -
     [ "$(command -v ffmpeg)" ] || return 0
     while IFS='|' read -r label options; do
-        speed_row "$label" filter "$clip" - "$options" -f null
+        speed_row "$label" filter "$clip" - "$options" -f null </dev/null
     done <<<"$filters"
     speed_row 'reading alone (ffmpeg)' ffmpeg -v error -i "$clip" -f null -
 }
