@@ -16,12 +16,12 @@ uint8_t *PitchedPlane::Top() const {
 }
 
 void PitchedPlane::Put(const uint8_t *packed) {
-    for (int32_t y = 0; y < mHeight; y++) memcpy(Row(y), packed + y * mWidth, (size_t)mWidth);
+    for (int32_t y = 0; mWidth && y < mHeight; y++) memcpy(Row(y), packed + y * mWidth, (size_t)mWidth);
 }
 
 bool PitchedPlane::Get(uint8_t *packed) const {
     Bytes rest(mMemory.Data(), mMemory.Data() + mMemory.Size());
-    for (int32_t y = 0; y < mHeight; y++) {
+    for (int32_t y = 0; mWidth && y < mHeight; y++) { // nowhere to copy planes of no width
         memcpy(packed + y * mWidth, Row(y), (size_t)mWidth);
         memset(rest.data() + (Row(y) - mMemory.Data()), kUntouched, (size_t)mWidth);
     }
