@@ -70,8 +70,8 @@ Sums Compare(const Pyramid::Level &picture, const Pyramid::Level &other, double 
             sums.difference += std::min(fabs(error), 4 * tolerance);
         }
     }
-    const double pixels =
-        (double)((picture.width + step - 1) / step) * (double)((picture.height + step - 1) / step);
+    const int columns = (picture.width + step - 1) / step, rows = (picture.height + step - 1) / step;
+    const double pixels = (double)columns * rows;
     sums.difference = sums.count < kUsedAtLeast * pixels ? 1e9 : sums.difference / sums.count;
     return sums;
 }

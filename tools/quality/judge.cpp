@@ -73,7 +73,7 @@ PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double
 // With equal sizes the window has a sixteenth each way, for the shift and the sweep of its corners.
 bool AtMargin(const PoseMotion &cut, PictureSize size) {
     const double kNearly = 0.97;
-    const double columns = size.width / 16, rows = size.height / 16;
+    const int columns = size.width / 16, rows = size.height / 16;
     const double angle = fabs(cut.theta);
     return fabs(cut.col) + (size.width / 2.0 - columns) * angle > kNearly * columns ||
            fabs(cut.row) + (size.height / 2.0 - rows) * angle > kNearly * rows;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/options.h"
 
+#include <math.h>
+
 #include <algorithm>
 #include <iostream>
 #include <map>
@@ -145,7 +147,7 @@ Rational ParseRate(const std::string &text) {
     if (*end == '/' && !ParseNumber(end + 1, 1000000, den)) return {0, 1};
     if ((*end && *end != '/') || !(value > 0 && value <= 1e6)) return {0, 1};
     if (value == (int)value) return {(int)value, den};
-    return {(int)(value * 1000 + 0.5), 1000 * den};
+    return {(int)lround(value * 1000), 1000 * den};
 }
 
 std::string RateFault(const std::string &text) {

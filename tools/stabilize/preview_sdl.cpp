@@ -141,7 +141,8 @@ void SdlPreview::WaitUntil(double seconds) {
         mBegin = Clock::now() -
                  std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     mStarted = true;
-    for (double left = due(); left > 0 && !mClosed; left = due()) {
+    double left;
+    while ((left = due()) > 0 && !mClosed) {
         SDL_Delay((Uint32)std::min(left * 1000, (double)kPauseWait));
         TakeEvents();
     }

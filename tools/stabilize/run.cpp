@@ -134,7 +134,7 @@ class Run {
         DrawPlot(mOptions.plotPath, mSource->Name(), mRecords, mWorker->Reach());
     }
 
-    void Report(std::exception_ptr fault) {
+    void Report(const std::exception_ptr &fault) {
         mSummary.output = mOutput ? mOutput->Name() : "";
         mSummary.encoder = mSink ? mSink->Describe() : "";
         mSummary.seconds = mConsole.Seconds();

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/worker.h"
 
+#include <math.h>
+
 #include "stabilize/compose.h"
 
 namespace {
 
 PictureSize CropSize(const Options &options, PictureSize in) {
     if (options.outSize) return *options.outSize;
-    auto side = [&](int whole) { return (int)(whole * (1 - options.crop) + 0.5); };
+    auto side = [&](int whole) { return (int)lround(whole * (1 - options.crop)); };
     return EvenPart({side(in.width), side(in.height)});
 }
 

@@ -51,6 +51,10 @@ std::string VersionText(const char *name, unsigned version) {
            std::to_string(AV_VERSION_MINOR(version)) + "." + std::to_string(AV_VERSION_MICRO(version));
 }
 
+[[noreturn]] void Refuse(const std::string &option, const std::string &text) {
+    throw VideoError(option + " " + text + ": give KEY=VALUE");
+}
+
 } // namespace
 
 std::string MediaVersion() {
@@ -81,7 +85,7 @@ MediaOptions::MediaOptions(const std::vector<std::string> &texts, const std::str
     for (const std::string &text : texts) {
         size_t equals = text.find('=');
         if (equals == std::string::npos || equals == 0)
-            throw VideoError(option + " " + text + ": give KEY=VALUE");
+            Refuse(option, text);
         Set(text.substr(0, equals).c_str(), text.substr(equals + 1));
     }
 }

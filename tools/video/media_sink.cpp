@@ -181,7 +181,7 @@ std::string MediaSink::Describe() const {
 
 bool IsMediaName(const std::string &path) {
     const AVOutputFormat *container = av_guess_format(nullptr, path.c_str(), nullptr);
-    return container && strcmp(container->name, "rawvideo") &&
+    return container && strcmp(container->name, "rawvideo") != 0 &&
            container->video_codec != AV_CODEC_ID_NONE;
 }
 
