@@ -110,7 +110,7 @@ PoseMotion CutOf(const MVS_MotionInfo &info) {
 void DrawPath(const std::string &folder) {
     const Size size = {1280, 720};
     const Scene scene(1);
-    const CameraPath path({kRate, 7, 0.003, 0, 0, 4});
+    const CameraPath path({PathKind::Hand, 0, kRate, 7, 0.003, 0, 0, 4});
     const Handle handle = MakeHandle(size, size);
     Bytes frame(size.Frame());
     const File file(folder, "path.dat");
@@ -220,7 +220,7 @@ void WriteOutline(FILE *file, const WarpMap &map, Size out) {
 void DrawCrop(const std::string &folder) {
     const Size size = {480, 272};
     const Scene scene(1);
-    const CameraPath path({kRate, 7, 0.016, 0, 0, 2});
+    const CameraPath path({PathKind::Hand, 0, kRate, 7, 0.016, 0, 0, 2});
     const Handle handle = MakeHandle(size, size);
     Bytes in(size.Frame()), out(size.Frame());
     double most = 0;
