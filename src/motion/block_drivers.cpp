@@ -15,7 +15,9 @@ namespace {
 const int32_t kBlock = 32;
 const int32_t kMaxRows = 16384 / kBlock;
 const int32_t kSpins = 256; // some microseconds: the row above is being worked on, if its thread runs
+const int32_t kLongSpins = 1024; // a lead of the widest rows and more
 const int32_t kStride = 8; // blocks between two looks at the row above, and two marks for the row below
+const int32_t kLead = 16;  // blocks: five microseconds, and a multiple of kStride
 
 } // namespace
 
@@ -34,7 +36,7 @@ struct BlockSearchJob {
     int32_t lX0, lX1; // searched block origins in pixels, both ends included
     int32_t lY0, lY1;
     int32_t lBlocks; // of a row
-    int32_t lLead;   // a row's start over the one below it, about a quarter of the row
+    int32_t lLead;   // a row's start over the one below it: kLead, or all of a shorter row
     void *pEvent;    // lock of lNextRow
     int32_t lNextRow;
     RowMark stRow[kMaxRows];
@@ -55,9 +57,9 @@ inline void Pause() {
 }
 
 // Spins until so many blocks are done; the count seen last, which is less when the time is up.
-int32_t SpinFor(const RowMark *pRow, int32_t lCount) {
+int32_t SpinFor(const RowMark *pRow, int32_t lCount, int32_t lSpins) {
     int32_t lDone = 0;
-    for (int32_t i = 0; i < kSpins; i++) {
+    for (int32_t i = 0; i < lSpins; i++) {
         lDone = __atomic_load_n(&pRow->lDone, __ATOMIC_ACQUIRE);
         if (lDone >= lCount) break;
         Pause();
@@ -80,7 +82,7 @@ void Publish(BlockSearchJob *pJob, RowMark *pRow, int32_t lCount) {
 
 // Blocks of a row that are done, at least lCount.
 int32_t AwaitCount(BlockSearchJob *pJob, const RowMark *pRow, int32_t lCount) {
-    int32_t lDone = SpinFor(pRow, lCount);
+    int32_t lDone = SpinFor(pRow, lCount, kSpins);
     if (lDone >= lCount) return lDone;
     pthread_mutex_lock(&pJob->stMutex);
     __atomic_add_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
@@ -109,7 +111,7 @@ int32_t TakeRow(BlockSearchJob *pJob) {
         if (bReady && lY < lEnd) pJob->lNextRow = lY + kBlock;
         zekMEventSignal(pJob->pEvent);
         if (bReady || lY >= lEnd) return lY;
-        if (SpinFor(pAbove, pJob->lLead) < pJob->lLead) return lEnd;
+        if (SpinFor(pAbove, pJob->lLead, kLongSpins) < pJob->lLead) return lEnd;
     }
 }
 
@@ -191,7 +193,7 @@ int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *
     SearchedSpan(pCtx->lInWidth, pCtx->lCurMotionCol, &stJob.lX0, &stJob.lX1);
     stJob.lNextRow = stJob.lY0;
     stJob.lBlocks = stJob.lX1 < stJob.lX0 ? 0 : ((stJob.lX1 - stJob.lX0) >> 5) + 1;
-    stJob.lLead = Min32((stJob.lBlocks / 4 + kStride) / kStride * kStride, stJob.lBlocks);
+    stJob.lLead = Min32(kLead, stJob.lBlocks);
     int32_t lResult = 0;
     if (stJob.lY0 <= stJob.lY1 && stJob.lX0 <= stJob.lX1) {
         SearchRows(&stJob);

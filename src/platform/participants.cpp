@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "platform/participants.h"
 
+#include <sched.h>
+
 #include "quorvel/threads.h"
 
 namespace {
@@ -13,6 +15,28 @@ struct Crew {
     uintptr_t hThread[3];
     int32_t lThreads;
 };
+
+// That the calling thread may run on; four, which is all that matters, where that cannot be told.
+int32_t Cores() {
+#ifdef CPU_COUNT
+    cpu_set_t st;
+    if (!sched_getaffinity(0, sizeof(st), &st)) return CPU_COUNT(&st);
+#endif
+    return 4;
+}
+
+// Participants beside the caller.
+int32_t CountThreads(int64_t lBytes) {
+    const int64_t lEach = __atomic_load_n(&lBytesOfOne, __ATOMIC_RELAXED);
+    const int32_t lCores = lBytes > 0 ? Cores() : 0;
+    int32_t lCount = 1;
+    while (lCount < 4 && lBytes > 0) {
+        const int64_t lWanted = lCount < lCores ? lEach : lEach * kWithoutCore;
+        if (lBytes < (lCount + 1) * lWanted) break;
+        lCount++;
+    }
+    return lCount - 1;
+}
 
 void StartOthers(Crew *pCrew) {
     for (int32_t i = 1; i < pCrew->lThreads; i++)
@@ -32,9 +56,7 @@ void *RunFirst(void *pArgument) {
 void SetBytesOfOne(int64_t lBytes) { __atomic_store_n(&lBytesOfOne, lBytes, __ATOMIC_RELAXED); }
 
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes) {
-    const int64_t lEach = __atomic_load_n(&lBytesOfOne, __ATOMIC_RELAXED);
-    Crew st = {pBody, pJob, {0, 0, 0}, 0};
-    while (st.lThreads < 3 && lBytes > 0 && lBytes >= (st.lThreads + 2) * lEach) st.lThreads++;
+    Crew st = {pBody, pJob, {0, 0, 0}, CountThreads(lBytes)};
     if (st.lThreads > 0) st.hThread[0] = zekMThreadCreate(RunFirst, &st);
     if (!st.hThread[0]) StartOthers(&st);
     pBody(pJob);

@@ -192,7 +192,7 @@ void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *
     pCtx->lKeepBytes = 0;
     zekMEventSignal(stJob.pEvent);
     if (stJob.pEvent)
-        RunParticipants(WarpFrame, &stJob, (int64_t)pCtx->lInLumaSize * 3 / 2);
+        RunParticipants(WarpFrame, &stJob, pCtx->lInLumaSize);
     else
         WarpFrame(&stJob);
     zekMEventDestroy(nullptr, stJob.pEvent);

@@ -13,7 +13,7 @@
 #include "platform/participants.h"
 
 // Jobs are shared out at sizes that tests can afford; the library's own size is in participants.h.
-const int shareSmallJobs = (SetBytesOfOne(65536), 0);
+const int shareSmallJobs = (SetBytesOfOne(65536 / kWithoutCore), 0);
 
 std::string Case::Name() const {
     static const char *const kEntry[kEntries] = {"diff",      "same",      "sepdiff",  "sepsame",
