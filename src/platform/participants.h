@@ -6,7 +6,7 @@
 
 // A participant's share at least, in bytes of the luma plane that is searched or warped:
 // less is done sooner than a thread is started and ended. One that has no core to itself starts when
-// another ends, or in its place, and needs so many times more to do.
+// another ends and needs so many times more to do.
 const int64_t kBytesOfOne = 491520;
 const int32_t kWithoutCore = 4;
 
