@@ -140,19 +140,19 @@ def size_table(r):
 
 
 def stage_table(r):
-    where = {"four participants": "stages/1080p", "one participant": "stages/1080p/one_participant",
+    where = {"all participants": "stages/1080p", "one participant": "stages/1080p/one_participant",
              "720p": "stages/720p", "to 1792x984": "stages/1080p_to_1792x984"}
     copy = r.cpu("floor/memcpy/1080p")
     rows = []
     totals = {text: sum(r.median(name, s) for s in STAGES) for text, name in where.items()}
     for stage in STAGES:
         values = {text: r.median(name, stage) for text, name in where.items()}
-        first = values["four participants"]
-        rows.append([stage, f"{first:.0f}", f"{100 * first / totals['four participants']:.1f} %",
+        first = values["all participants"]
+        rows.append([stage, f"{first:.0f}", f"{100 * first / totals['all participants']:.1f} %",
                      f"{first / copy:.2f}"] +
                     [f"{values[text]:.0f}" for text in list(where)[1:]])
-    rows.append(["all", f"{totals['four participants']:.0f}", "100 %",
-                 f"{totals['four participants'] / copy:.2f}"] +
+    rows.append(["all", f"{totals['all participants']:.0f}", "100 %",
+                 f"{totals['all participants'] / copy:.2f}"] +
                 [f"{totals[text]:.0f}" for text in list(where)[1:]])
     return table(["stage", "1080p, µs", "share", "in copies of the frame", "1080p, one participant, µs",
                   "720p, µs", "1080p to 1792x984, µs"], rows)
@@ -217,11 +217,10 @@ def core_text(r):
     one, two = (r.wall(f"frame/1080p/nv21/cores_{n}") for n in (1, 2))
     cpu_one, cpu_two = (r.cpu(f"frame/1080p/nv21/cores_{n}") for n in (1, 2))
     stages = "stages/1080p/one_participant"
-    serial = sum(r.median(stages, s) for s in ("coarse shift", "model", "smoothing",
-                                               "previous frame copy"))
+    serial = sum(r.median(stages, s) for s in ("coarse shift", "model", "smoothing"))
     share = serial / sum(r.median(stages, s) for s in STAGES)
     return (f"Serial stages are {100 * share:.0f} % of a 1080p frame with one participant, so that two "
-            f"cores could bring it to {(1 + share) / 2:.2f} at best. Four participants take "
+            f"cores could bring it to {(1 + share) / 2:.2f} at best. It takes "
             f"{one:.0f} µs of wall time ({cpu_one:.0f} µs of CPU time) on one core and {two:.0f} µs "
             f"({cpu_two:.0f} µs of CPU time) on two. Creating and joining three threads takes "
             f"{r.cpu('threads/create_and_join_three'):.0f} µs of CPU time.\n")

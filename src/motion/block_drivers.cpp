@@ -17,6 +17,7 @@ const int32_t kMaxRows = 16384 / kBlock;
 const int32_t kSpins = 256; // some microseconds: the row above is being worked on, if its thread runs
 const int32_t kLongSpins = 1024; // a lead of the widest rows and more
 const int32_t kStride = 8; // blocks between two looks at the row above, and two marks for the row below
+const int32_t kAhead = 128; // pixels from a block to those that are fetched early
 const int32_t kLead = 16;  // blocks: five microseconds, and a multiple of kStride
 
 } // namespace
@@ -126,6 +127,21 @@ void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast
     *pLast = lLast < -kBlock ? -kBlock : (int32_t)lLast;
 }
 
+// What two blocks a little further will read first: the rows of the sparse pattern, and in the frame
+// before every other row, since the search goes up and down from where the coarse shift points. Rows of
+// a frame lie too far apart for the processor to see it coming. Beyond the frame's end it is no read.
+// (As a function of its own g++ takes it for one without effect, and drops the call.)
+__attribute__((always_inline)) inline void PrefetchBlocks(const BlockSearchJob *pJob, int64_t lOffset) {
+    const int64_t lWidth = pJob->pCtx->lInWidth;
+    const int64_t lCur = (int64_t)(uintptr_t)pJob->pCurFrame + lOffset + kAhead;
+    const int64_t lPrev = (int64_t)(uintptr_t)pJob->pPrevFrame + lOffset + kAhead -
+                          pJob->pCtx->lCurMotionRow * lWidth - pJob->pCtx->lCurMotionCol;
+    for (int32_t y = 0; y < kBlock; y += 4)
+        __builtin_prefetch((const void *)(uintptr_t)(lCur + y * lWidth));
+    for (int32_t y = 0; y < kBlock; y += 2)
+        __builtin_prefetch((const void *)(uintptr_t)(lPrev + y * lWidth));
+}
+
 int32_t CountValid(const BlockSearchJob *pJob) {
     const int32_t lColumns = pJob->pCtx->lInWidth >> 5;
     int32_t lCount = 0;
@@ -149,6 +165,7 @@ void BlockME32F0_BlockMT(BlockSearchJob *pJob, int32_t lYStart, int32_t lYEnd) {
             const int32_t lNeeded = Min32(i + 2, lBlocks);
             if (lAbove < lNeeded) lAbove = AwaitCount(pJob, &pJob->stRow[lRow - 1], lNeeded);
             const ptrdiff_t lOffset = (ptrdiff_t)y * lWidth + x;
+            if (i % 2 == 0) PrefetchBlocks(pJob, lOffset);
             pCtx->pBlockMV[(ptrdiff_t)lRow * lColumns + (x >> 5)] = BlockLDME32(
                 pCtx, pJob->pCurFrame + lOffset, pJob->pPrevFrame + lOffset, lRow, x >> 5, kBlock);
             Publish(pJob, &pJob->stRow[lRow], i + 1);
