@@ -42,7 +42,9 @@ class Results:
             with open(path) as file:
                 self.memory.append(json.load(file))
         with open(os.path.join(folder, "load.txt")) as file:
-            self.load = [line.strip() for line in file]
+            self.load, ticks = zip(*(line.strip().split("|") for line in file))
+        (all_before, stolen_before), (all_after, stolen_after) = (map(int, t.split()) for t in ticks)
+        self.stolen = 100 * (stolen_after - stolen_before) / (all_after - all_before)
 
     def has(self, name):
         return name in self.rows
@@ -274,7 +276,7 @@ def machine_text(r):
     return (f"{cpu}, {r.context['num_cpus']} cores ({caches}), {system}, compiler "
             f"{r.context['compiler']}, release build, vector level {r.context['vector_level']}; "
             f"{r.repetitions} repetitions in random order, medians. System load (1, 5, 15 minutes) "
-            f"{r.load[0]} before and {r.load[1]} after.\n")
+            f"{r.load[0]} before and {r.load[1]} after; {r.stolen:.1f} % of the processors' time went to others.\n")
 
 
 def report(r):

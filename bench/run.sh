@@ -19,7 +19,9 @@ if [ ! -x "$build/quorvel-bench" ]; then
 fi
 rm -rf "$results"
 mkdir -p "$results"
-cut -d' ' -f1-3 /proc/loadavg >"$results/load.txt"
+# Load, and ticks of all processors since they started: all, and those that a host gave to others.
+note_load() { echo "$(cut -d' ' -f1-3 /proc/loadavg)|$(awk '/^cpu / {for (i = 2; i <= 9; i++) n += $i; print n, $9}' /proc/stat)"; }
+note_load >"$results/load.txt"
 
 # Repetitions of all benchmarks are mixed, so that a disturbance does not fall on one side of a ratio.
 "$build/quorvel-bench" --benchmark_enable_random_interleaving=true \
@@ -36,7 +38,7 @@ for size in "${sizes[@]}"; do
 done
 "$build/quorvel-bench-memory" 1920 1080 nv21 separate 1792 984 >"$results/memory-unequal.json"
 "$build/quorvel-bench-memory" 1920 1076 nv21 separate >"$results/memory-odd.json"
-cut -d' ' -f1-3 /proc/loadavg >>"$results/load.txt"
+note_load >>"$results/load.txt"
 
 python3 bench/report.py "$results" "$results/report"
 cat "$results/report.md"

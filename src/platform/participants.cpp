@@ -3,11 +3,13 @@
 
 #include <sched.h>
 
+#include "platform/fixed.h"
 #include "quorvel/threads.h"
 
 namespace {
 
 int64_t lBytesOfOne = kBytesOfOne;
+int32_t lGivenCores = 0; // 0: those that there are
 
 struct Crew {
     void *(*pBody)(void *);
@@ -16,8 +18,10 @@ struct Crew {
     int32_t lThreads;
 };
 
-// That the calling thread may run on; four, which is all that matters, where that cannot be told.
+// That the calling thread may run on; as many as matter where that cannot be told.
 int32_t Cores() {
+    const int32_t lGiven = __atomic_load_n(&lGivenCores, __ATOMIC_RELAXED);
+    if (lGiven > 0) return lGiven;
 #ifdef CPU_COUNT
     cpu_set_t st;
     if (!sched_getaffinity(0, sizeof(st), &st)) return CPU_COUNT(&st);
@@ -28,14 +32,9 @@ int32_t Cores() {
 // Participants beside the caller.
 int32_t CountThreads(int64_t lBytes) {
     const int64_t lEach = __atomic_load_n(&lBytesOfOne, __ATOMIC_RELAXED);
-    const int32_t lCores = lBytes > 0 ? Cores() : 0;
-    int32_t lCount = 1;
-    while (lCount < 4 && lBytes > 0) {
-        const int64_t lWanted = lCount < lCores ? lEach : lEach * kWithoutCore;
-        if (lBytes < (lCount + 1) * lWanted) break;
-        lCount++;
-    }
-    return lCount - 1;
+    if (lBytes < 2 * lEach) return 0;
+    const int64_t lMost = lBytes < 4 * lEach ? lBytes / lEach : 4;
+    return Min32(Cores(), (int32_t)lMost) - 1;
 }
 
 void StartOthers(Crew *pCrew) {
@@ -53,7 +52,10 @@ void *RunFirst(void *pArgument) {
 
 } // namespace
 
-void SetBytesOfOne(int64_t lBytes) { __atomic_store_n(&lBytesOfOne, lBytes, __ATOMIC_RELAXED); }
+void SetShares(int64_t lBytes, int32_t lCores) {
+    __atomic_store_n(&lBytesOfOne, lBytes, __ATOMIC_RELAXED);
+    __atomic_store_n(&lGivenCores, lCores, __ATOMIC_RELAXED);
+}
 
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes) {
     Crew st = {pBody, pJob, {0, 0, 0}, CountThreads(lBytes)};

@@ -4,17 +4,16 @@
 
 #include <stdint.h>
 
-// A participant's share at least, in bytes of the luma plane that is searched or warped:
-// less is done sooner than a thread is started and ended. One that has no core to itself starts when
-// another ends and needs so many times more to do.
+// A participant's share at least, in bytes of the luma plane that is searched or warped: less is done
+// sooner than a thread is started and ended.
 const int64_t kBytesOfOne = 491520;
-const int32_t kWithoutCore = 4;
 
-// For tests, which share out small jobs too: 0 starts three threads for every job.
-void SetBytesOfOne(int64_t lBytes);
+// For tests, which share out small jobs too, and to more threads than there may be cores.
+void SetShares(int64_t lBytesOfOne, int32_t lCores);
 
-// Runs pBody(pJob) on the calling thread and, where lBytes suffice, on up to three threads more, and
-// returns when all have ended (0: on the calling thread only). The bodies fetch their work from a counter
+// Runs pBody(pJob) on the calling thread and, where lBytes suffice, on up to three threads more, each
+// with a core to run on: one without starts when the others end, and is waited for. Returns when all have
+// ended (0 bytes: on the calling thread only). The bodies fetch their work from a counter
 // of the job, so a thread that could not be started only makes it slower.
 void RunParticipants(void *(*pBody)(void *), void *pJob, int64_t lBytes);
 

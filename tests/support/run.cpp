@@ -12,8 +12,9 @@
 
 #include "platform/participants.h"
 
-// Jobs are shared out at sizes that tests can afford; the library's own size is in participants.h.
-const int shareSmallJobs = (SetBytesOfOne(65536 / kWithoutCore), 0);
+// Jobs are shared out at sizes that tests can afford, to four on any machine; the library's own rules
+// are in participants.h.
+const int shareSmallJobs = (SetShares(65536, 4), 0);
 
 std::string Case::Name() const {
     static const char *const kEntry[kEntries] = {"diff",      "same",      "sepdiff",  "sepsame",
