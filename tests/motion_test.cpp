@@ -283,6 +283,21 @@ Bytes Patchwork(Size s, Pose pose, bool weak) {
     return frame;
 }
 
+// The pattern is that of a whole block, whatever size is asked for.
+TEST(BlockSearch, SmallSizesHaveNoMoreRoom) {
+    const Size s = {320, 240};
+    const Handle handle = MakeHandle(s);
+    Guarded prev((size_t)s.Luma()), cur((size_t)s.Luma());
+    const ptrdiff_t at = 192 * s.width + 128;
+    for (int32_t i = 0; i < s.Luma(); i++) { // brighter downwards: a match lies 25 rows below
+        prev.Data()[i] = (uint8_t)(i / s.width + i % 7);
+        cur.Data()[i] = (uint8_t)(i / s.width + 25 + i % 7);
+    }
+    handle->lCurMotionRow = handle->lCurMotionCol = 0;
+    for (int32_t size : {0, 16, 32})
+        EXPECT_EQ(BlockLDME32(handle.get(), cur.Data() + at, prev.Data() + at, 6, 4, size).lMvRow, 15) << size;
+}
+
 TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
     int refused = 0, used = 0;
     for (Size s : {Size{201, 163}, Size{200, 161}, Size{177, 144}, Size{320, 240}, Size{333, 251},
