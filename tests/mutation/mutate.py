@@ -103,7 +103,7 @@ def sources():
 class Worker:
     def __init__(self, folder):
         self.tree = folder / 'tree'
-        shutil.rmtree(self.tree, ignore_errors=True)
+        shutil.rmtree(folder, ignore_errors=True)  # an interrupted run leaves a fault's object behind
         shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns('build*', '.git', 'corpus'))
         self.build = folder / 'build'
         self.run(['cmake', '-S', self.tree, '-B', self.build, '-DCMAKE_BUILD_TYPE=Release', '-DQUORVEL_TOOL=OFF'])
