@@ -10,6 +10,7 @@
 #include "quorvel/threads.h"
 #include "support/faults.h"
 #include "support/run.h"
+#include "warp/warp.h"
 
 namespace {
 
@@ -176,6 +177,19 @@ TEST(Failure, EveryLockOfAFrame) {
     EXPECT_EQ(zekMEventWait(event, 0), QEL_EVENT_FAILED);
     zekMEventDestroy(nullptr, event);
     Faults::Reset();
+}
+
+// A pass of its own that has no lock leaves its plane, and the handle knows.
+TEST(Failure, APassWithoutItsLock) {
+    const Size size = {320, 240};
+    const Handle handle = MakeHandle(size, 1);
+    Bytes in((size_t)size.Frame(), 50), out((size_t)size.Frame(), 9);
+    Faults::Reset();
+    Faults::FailAllocation(1);
+    StabY_Rotation_4x4_7to8(handle.get(), in.data(), out.data(), 0, 0, 3584, 0);
+    Faults::Reset();
+    EXPECT_EQ(handle->bPlaneLeft, 1);
+    EXPECT_EQ(out, Bytes((size_t)size.Frame(), 9));
 }
 
 // Whatever mixture of entries a handle saw, it frees what is its own, once.
