@@ -26,6 +26,7 @@ set(QUORVEL_SOURCES
   src/api/separate.cpp
   src/api/splitter.cpp
   src/api/uyvy.cpp
+  src/pipeline/keep_ahead.cpp
   src/pipeline/modes.cpp
   src/motion/block_drivers.cpp
   src/motion/block_search.cpp
@@ -54,6 +55,7 @@ set(QUORVEL_SOURCES
   src/warp/shift.cpp
   src/platform/cpu.cpp
   src/platform/event.cpp
+  src/platform/gate.cpp
   src/platform/memory.cpp
   src/platform/participants.cpp
   src/platform/thread.cpp)

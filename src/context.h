@@ -157,8 +157,10 @@ struct MVS_Context {
     int32_t bChromaInScratch;  // while set, the frame's chroma is in the scratch planes and only there
     int32_t bPlaneLeft;        // a pass of this frame could not begin: its plane is as it was
     const uint8_t *pKeepFrom;  // what becomes the previous frame, until it has been copied:
-    uint8_t *pKeepTo;          // a warp that is shared out takes the copy along
-    int32_t lKeepBytes;        // 0: nothing to copy
+    uint8_t *pKeepTo;          // from the end on beside the model, and by a warp that is shared out
+    int32_t lKeepSize;         // bytes in all
+    int32_t lKeepBytes;        // atomic: still to be copied, 0 or less when there is nothing
+    struct Crew *pCrew;        // threads of the frame that is being stabilized, null between frames
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;

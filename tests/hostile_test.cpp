@@ -12,6 +12,7 @@
 #include "model/model.h"
 #include "motion/motion.h"
 #include "pipeline/pipeline.h"
+#include "platform/participants.h"
 #include "quorvel/camera.h"
 #include "quorvel/memory.h"
 #include "quorvel/threads.h"
@@ -445,8 +446,9 @@ TEST(Hostile, KernelsBetweenGuardPages) {
 TEST(Hostile, BodiesOfJobs) {
     static std::mutex lock;
     Faults::Reset();
-    Faults::OnThread([](void *(*body)(void *), void *job) {
+    Faults::OnThread([](void *(*)(void *), void *crew) {
         const std::lock_guard<std::mutex> guard(lock);
+        const auto [body, job] = ((Crew *)crew)->stJob[0]; // none yet for the crew of a frame
         if (body == thread_BlockME32F0) {
             reached.insert("thread_BlockME32F0");
             for (int32_t end : kEnds) REACH(BlockME32F0_BlockMT, (BlockSearchJob *)job, INT32_MAX, end);
@@ -457,8 +459,9 @@ TEST(Hostile, BodiesOfJobs) {
     const Size size = {1280, 720};
     const std::vector<Bytes> clip = ShakyClip(size, 2);
     const RunResult watched = RunClip({size, size, 1, 3, Entry::Diff, 0}, clip);
-    const Handle ctx = MakeHandle(size); // a frame has one job for both passes
+    const Handle ctx = MakeHandle(size);
     Bytes in = clip[0], out = in;
+    BlockME32F0(ctx.get(), clip[1].data(), in.data());
     StabY_Rotation_4x4_7to8(ctx.get(), in.data(), out.data(), 0, 0, 896, 0);
     StabC2_Rotation_4x4_7to8(ctx.get(), in.data(), out.data(), 0, 0, 896, 0);
     Faults::OnThread(nullptr);

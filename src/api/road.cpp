@@ -3,6 +3,7 @@
 #include "api/api.h"
 
 #include "pipeline/pipeline.h"
+#include "platform/participants.h"
 #include "quorvel/memory.h"
 
 namespace {
@@ -51,6 +52,9 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
 } // namespace
 
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+    Crew stCrew;
+    BeginCrew(&stCrew, pCtx->lInLumaSize);
+    pCtx->pCrew = &stCrew;
     switch (pCtx->lMode) {
     case 1:
         DeshakerM1(pCtx, pCurrent, pPrevious, pOutput);
@@ -64,6 +68,8 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
     default:
         break;
     }
+    pCtx->pCrew = nullptr;
+    EndCrew(&stCrew);
 }
 
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
@@ -85,9 +91,10 @@ bool StabilizeApart(MVS_Context *pCtx, const FrameCall *pCall) {
     pCtx->pCurFrame = pCall->pIn;
     pCtx->pKeepFrom = pCall->pIn;
     pCtx->pKeepTo = pCtx->pPrevFrame;
-    pCtx->lKeepBytes = IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
+    pCtx->lKeepSize = IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
+    pCtx->lKeepBytes = pCtx->lKeepSize;
     StabilizeCurrent(pCtx, pCall);
-    MMemCpy(pCtx->pKeepTo, pCtx->pKeepFrom, (uint32_t)pCtx->lKeepBytes);
+    if (pCtx->lKeepBytes > 0) MMemCpy(pCtx->pKeepTo, pCtx->pKeepFrom, (uint32_t)pCtx->lKeepBytes);
     pCtx->lKeepBytes = 0;
     return !pCtx->bPlaneLeft;
 }

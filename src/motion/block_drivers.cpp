@@ -2,9 +2,6 @@
 // All blocks of a frame: the 32-pixel grid shared out by rows, the 16-pixel grid on the calling thread.
 #include "motion/motion.h"
 
-#include <pthread.h>
-#include <sched.h>
-
 #include "platform/fixed.h"
 #include "platform/participants.h"
 #include "quorvel/memory.h"
@@ -41,61 +38,35 @@ struct BlockSearchJob {
     void *pEvent;    // lock of lNextRow
     int32_t lNextRow;
     RowMark stRow[kMaxRows];
-    int32_t lWaiters;
-    pthread_mutex_t stMutex; // of the sleepers
-    pthread_cond_t stCondition;
+    Gate stGate; // of those who wait for the row above
 };
 
 namespace {
 
-// Lets the other thread of the core, or of the pair, go first.
-inline void Pause() {
-#ifdef QEL_X86
-    __builtin_ia32_pause();
-#elif defined(QEL_NEON)
-    __asm__ volatile("isb"); // a yield takes no time on most cores
-#endif
-}
+struct RowDone {
+    const RowMark *pRow;
+    int32_t lCount; // at least
+};
 
-// Spins until so many blocks are done; the count seen last, which is less when the time is up.
-int32_t SpinFor(const RowMark *pRow, int32_t lCount, int32_t lSpins) {
-    int32_t lDone = 0;
-    for (int32_t i = 0; i < lSpins; i++) {
-        lDone = __atomic_load_n(&pRow->lDone, __ATOMIC_ACQUIRE);
-        if (lDone >= lCount) break;
-        Pause();
-    }
-    return lDone;
+bool IsDone(const void *pWhat) {
+    const RowDone *pDone = (const RowDone *)pWhat;
+    return __atomic_load_n(&pDone->pRow->lDone, __ATOMIC_SEQ_CST) >= pDone->lCount;
 }
 
 // Sleepers are woken when a row is another lead further and at its end: a wake-up costs more than many
-// blocks, and who wakes late finds many blocks to do. The sleeper counts itself before it looks and the
-// publisher writes before it looks at the count, so one of the two always sees the other.
+// blocks, and who wakes late finds many blocks to do.
 void Publish(BlockSearchJob *pJob, RowMark *pRow, int32_t lCount) {
     if (lCount != pJob->lBlocks && lCount % kStride != 0) return;
     __atomic_store_n(&pRow->lDone, lCount, __ATOMIC_SEQ_CST);
     if (lCount != pJob->lBlocks && lCount % pJob->lLead != 0) return;
-    if (!__atomic_load_n(&pJob->lWaiters, __ATOMIC_SEQ_CST)) return;
-    pthread_mutex_lock(&pJob->stMutex);
-    pthread_cond_broadcast(&pJob->stCondition);
-    pthread_mutex_unlock(&pJob->stMutex);
+    WakeSleepers(&pJob->stGate);
 }
 
 // Blocks of a row that are done, at least lCount.
 int32_t AwaitCount(BlockSearchJob *pJob, const RowMark *pRow, int32_t lCount) {
-    int32_t lDone = SpinFor(pRow, lCount, kSpins);
-    if (lDone >= lCount) return lDone;
-    pthread_mutex_lock(&pJob->stMutex);
-    __atomic_add_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
-    while ((lDone = __atomic_load_n(&pRow->lDone, __ATOMIC_SEQ_CST)) < lCount) {
-        if (!pthread_cond_wait(&pJob->stCondition, &pJob->stMutex)) continue;
-        pthread_mutex_unlock(&pJob->stMutex); // no sleep to be had: give way instead
-        sched_yield();
-        pthread_mutex_lock(&pJob->stMutex);
-    }
-    __atomic_sub_fetch(&pJob->lWaiters, 1, __ATOMIC_SEQ_CST);
-    pthread_mutex_unlock(&pJob->stMutex);
-    return lDone;
+    const RowDone st = {pRow, lCount};
+    WaitUntil(&pJob->stGate, IsDone, &st, kSpins);
+    return __atomic_load_n(&pRow->lDone, __ATOMIC_ACQUIRE);
 }
 
 // The origin of the next row, once the row above has a lead; a value beyond lY1 when none is left, or
@@ -112,7 +83,8 @@ int32_t TakeRow(BlockSearchJob *pJob) {
         if (bReady && lY < lEnd) pJob->lNextRow = lY + kBlock;
         zekMEventSignal(pJob->pEvent);
         if (bReady || lY >= lEnd) return lY;
-        if (SpinFor(pAbove, pJob->lLead, kLongSpins) < pJob->lLead) return lEnd;
+        const RowDone stLead = {pAbove, pJob->lLead};
+        if (!SpinUntil(IsDone, &stLead, kLongSpins)) return lEnd;
     }
 }
 
@@ -187,11 +159,12 @@ namespace {
 
 // One participant alone never waits, and needs nothing to sleep on.
 void SearchRows(BlockSearchJob *pJob) {
-    const bool bMutex = pthread_mutex_init(&pJob->stMutex, nullptr) == 0;
-    const bool bCondition = bMutex && pthread_cond_init(&pJob->stCondition, nullptr) == 0;
-    RunParticipants(thread_BlockME32F0, pJob, bCondition ? pJob->pCtx->lInLumaSize : 0);
-    if (bCondition) pthread_cond_destroy(&pJob->stCondition);
-    if (bMutex) pthread_mutex_destroy(&pJob->stMutex);
+    if (!MakeGate(&pJob->stGate)) {
+        thread_BlockME32F0(pJob);
+        return;
+    }
+    ShareJob(pJob->pCtx->pCrew, thread_BlockME32F0, pJob, pJob->pCtx->lInLumaSize, false);
+    DropGate(&pJob->stGate);
 }
 
 } // namespace

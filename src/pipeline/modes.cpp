@@ -27,8 +27,10 @@ int32_t MeasureAndSmooth(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8
     pCtx->lBlocksValid = 0;
     pCtx->lBlocksKept = 0;
     pCtx->stFrameMotion = {0, 0, 0};
-    if (GetBigShiftF0(pCtx, pCurrent, pPrevious)) {
-        BlockMotionEstimation(pCtx, pCurrent, pPrevious);
+    const int32_t bShift = GetBigShiftF0(pCtx, pCurrent, pPrevious);
+    if (bShift) BlockMotionEstimation(pCtx, pCurrent, pPrevious);
+    KeepAhead(pCtx); // nothing looks at the previous frame any more
+    if (bShift) {
         pCtx->lBlocksValid = CountValid(pCtx);
         bValid = pGlobalMotion(pCtx);
         pCtx->lBlocksKept = CountValid(pCtx);

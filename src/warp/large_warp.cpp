@@ -28,7 +28,7 @@ void RunPass(WarpJob *pJob, void *(*pBody)(void *), int64_t lBytes) {
         return;
     }
     zekMEventSignal(pJob->pEvent);
-    RunParticipants(pBody, pJob, lBytes);
+    ShareJob(pJob->pCtx->pCrew, pBody, pJob, lBytes, false);
     zekMEventDestroy(nullptr, pJob->pEvent);
 }
 
@@ -54,8 +54,7 @@ WarpJob MakeJob(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, WarpMap st
     return {pCtx, pIn, pOut, stMap, nullptr, 0, lRows, Max32(pCtx->lInHeight >> 7, 1)};
 }
 
-// A whole frame in one job, so that three threads are started once and no participant waits for the
-// others between two planes. The unit is a band of the picture: its rows of each plane and, where a
+// A whole frame in one job, so that no participant waits for the others between two planes. The unit is a band of the picture: its rows of each plane and, where a
 // copy becomes the previous frame, its bytes of that. The calling thread goes down from the top and the
 // others up from the bottom: what a core wrote for the last frame is then mostly its own to write
 // again.
@@ -75,7 +74,8 @@ struct FrameJob {
     int32_t lBands;
     const uint8_t *pKeepFrom;
     uint8_t *pKeepTo;
-    int32_t lKeepBytes;
+    int32_t lKeepSize;  // what the bands divide
+    int32_t lKeepBytes; // those of it that have not been copied yet
 };
 
 void AddPass(FrameJob *pJob, const BlockPlane *pPlane, const WarpMap *pMap, int32_t lRows,
@@ -116,14 +116,19 @@ void AddPlanes(FrameJob *pJob, const uint8_t *pInFrame, uint8_t *pOutFrame) {
 
 enum Side { kNone, kTop, kBottom };
 
+// A thread takes longer to end than a band takes to warp, and the caller waits for it: it had better go
+// while there is something left to do.
+const int32_t kCallersBands = 2;
+
 // The next band, or -1. The side is chosen when a participant comes first.
 int32_t TakeBand(FrameJob *pJob, Side *pSide) {
     zekMEventWait(pJob->pEvent, -1);
     if (*pSide == kNone) *pSide = pJob->bTopTaken ? kBottom : kTop;
     pJob->bTopTaken = true;
-    const int32_t lBand = pJob->lFirst >= pJob->lEnd ? -1
-                          : *pSide == kTop           ? pJob->lFirst++
-                                                     : --pJob->lEnd;
+    const int32_t lLeft = pJob->lEnd - pJob->lFirst;
+    const int32_t lBand = lLeft <= (*pSide == kTop ? 0 : kCallersBands) ? -1
+                          : *pSide == kTop                              ? pJob->lFirst++
+                                                                        : --pJob->lEnd;
     zekMEventSignal(pJob->pEvent);
     return lBand;
 }
@@ -145,10 +150,10 @@ void *WarpFrame(void *pArgument) {
             WarpBlockRows(&pPass->stPlane, &pPass->stMap, BandStart(pJob, lBand, pPass->lRows),
                           BandStart(pJob, lBand + 1, pPass->lRows));
         }
-        if (!pJob->lKeepBytes) continue;
-        const int32_t lKeep = BandStart(pJob, lBand, pJob->lKeepBytes);
-        MMemCpy(pJob->pKeepTo + lKeep, pJob->pKeepFrom + lKeep,
-                (uint32_t)(BandStart(pJob, lBand + 1, pJob->lKeepBytes) - lKeep));
+        const int32_t lKeep = BandStart(pJob, lBand, pJob->lKeepSize);
+        const int32_t lKeepEnd = Min32(BandStart(pJob, lBand + 1, pJob->lKeepSize), pJob->lKeepBytes);
+        if (lKeep < lKeepEnd)
+            MMemCpy(pJob->pKeepTo + lKeep, pJob->pKeepFrom + lKeep, (uint32_t)(lKeepEnd - lKeep));
     }
 }
 
@@ -188,11 +193,11 @@ void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *
     stJob.lEnd = stJob.lBands = BlockCount(pCtx->lOutHeight) / Max32(pCtx->lInHeight >> 7, 1);
     stJob.pKeepFrom = pCtx->pKeepFrom;
     stJob.pKeepTo = pCtx->pKeepTo;
-    stJob.lKeepBytes = pCtx->lKeepBytes;
-    pCtx->lKeepBytes = 0;
+    stJob.lKeepSize = pCtx->lKeepSize;
+    stJob.lKeepBytes = __atomic_exchange_n(&pCtx->lKeepBytes, 0, __ATOMIC_RELAXED);
     zekMEventSignal(stJob.pEvent);
     if (stJob.pEvent)
-        RunParticipants(WarpFrame, &stJob, pCtx->lInLumaSize);
+        ShareJob(pCtx->pCrew, WarpFrame, &stJob, pCtx->lInLumaSize, true);
     else
         WarpFrame(&stJob);
     zekMEventDestroy(nullptr, stJob.pEvent);
