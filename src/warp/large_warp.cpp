@@ -54,10 +54,10 @@ WarpJob MakeJob(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, WarpMap st
     return {pCtx, pIn, pOut, stMap, nullptr, 0, lRows, Max32(pCtx->lInHeight >> 7, 1)};
 }
 
-// A whole frame in one job, so that no participant waits for the others between two planes. The unit is a band of the picture: its rows of each plane and, where a
-// copy becomes the previous frame, its bytes of that. The calling thread goes down from the top and the
-// others up from the bottom: what a core wrote for the last frame is then mostly its own to write
-// again.
+// A whole frame in one job, so that no participant waits for the others between two planes. The unit is
+// a band of the picture: its rows of each plane and, where a copy becomes the previous frame, its bytes
+// of that. The calling thread goes down from the top and the others up from the bottom: what a core
+// wrote for the last frame is then mostly its own to write again.
 struct FramePass {
     BlockPlane stPlane;
     WarpMap stMap; // steps of a block
