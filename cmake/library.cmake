@@ -36,6 +36,9 @@ set(QUORVEL_SOURCES
   src/motion/cost_kernels_x86.cpp
   src/motion/cost_table.cpp
   src/model/agreement.cpp
+  src/model/error_kernels.cpp
+  src/model/error_kernels_neon.cpp
+  src/model/error_kernels_x86.cpp
   src/model/global_motion.cpp
   src/model/rotation.cpp
   src/model/translation.cpp

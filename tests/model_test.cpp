@@ -8,7 +8,9 @@
 
 #include <algorithm>
 
+#include "model/error_kernels.h"
 #include "model/model.h"
+#include "support/guarded.h"
 #include "support/run.h"
 
 namespace {
@@ -144,6 +146,40 @@ TEST(Agreement, DropsWhatIsThreePixelsOff) {
     int32_t inliers = -1;
     EXPECT_EQ(CheckBlockMV(&far, 64, 31, 0, 0, 0, &inliers), 0);
     EXPECT_EQ(inliers, 0);
+}
+
+TEST(Agreement, KernelsEqualThePortableOne) {
+    Random random{11};
+    const int32_t kWild[] = {0, 1, -1, 47, -48, 2097151, -2097152, INT32_MAX, INT32_MIN};
+    const auto any = [&] { return random.In(0, 3) ? random.In(-60, 60) : kWild[random.In(0, 8)]; };
+    for (CpuLevel level : CpuLevels())
+        for (int32_t count = 0; count <= kErrorBlocks; count += count < 40 ? 1 : 43) {
+            Guarded blocks((size_t)count * sizeof(MVS_BlockMV), Guarded::kAtEnd);
+            Guarded rows((size_t)count * sizeof(int32_t), Guarded::kAtEnd);
+            auto *block = (MVS_BlockMV *)blocks.Data();
+            auto *row = (int32_t *)rows.Data();
+            for (int32_t i = 0; i < count; i++) {
+                block[i] = {random.In(0, 2) ? any() : 0, any(), any()};
+                row[i] = (int32_t)((uint32_t)any() * (random.In(0, 1) ? 1000u : 1u));
+            }
+            const int32_t col = any();
+            EXPECT_EQ(ErrorOfRowAt(level)(block, count, row, col),
+                      ErrorOfRowPortable(block, count, row, col))
+                << level << ' ' << count;
+            for (int32_t i = 0; i < count; i++) // all terms as large, or as far below zero, as they get
+                block[i] = {1, 0, count % 2 ? 0 : 32};
+            std::fill(row, row + count, count % 2 ? 46340 : 32768);
+            EXPECT_EQ(ErrorOfRowAt(level)(block, count, row, count % 2 ? 46340 : 0),
+                      ErrorOfRowPortable(block, count, row, count % 2 ? 46340 : 0));
+        }
+    // Columns beyond what a kernel takes at once.
+    const Size wide = {32 * (kErrorBlocks + 9), 64};
+    const std::vector<MVS_BlockMV> blocks = Field(wide, 3, 5, 0.002);
+    int32_t inliers;
+    std::vector<MVS_BlockMV> checked = blocks;
+    const int32_t error = CheckBlockMV(checked.data(), wide.width, wide.height, 3072, 5120, 131, &inliers);
+    EXPECT_EQ(inliers, (int32_t)blocks.size());
+    EXPECT_EQ(GetLSEError(blocks.data(), wide.width, wide.height, 3072, 5120, 131), error);
 }
 
 TEST(Agreement, FindsTheAngleFromBothSides) {

@@ -2,28 +2,29 @@
 // How well the block vectors agree with a model of translation and rotation.
 #include "model/model.h"
 
+#include "model/error_kernels.h"
 #include "platform/fixed.h"
 
 namespace {
 
 const int32_t kTolerance = 3096; // Q10 pixels, either component
 
-struct Model {
-    int32_t lShiftRow, lShiftCol; // Q10 pixels
-    int32_t lTheta;               // Q16 radians
-};
-
 struct Residual {
     int32_t lRow, lCol; // Q10 pixels
 };
 
-// What the vector differs by from the model's at (lDy, lDx) whole pixels from the frame centre. Q16
-// radians times pixels, divided by 64, are Q10 pixels.
-Residual ResidualAt(const MVS_BlockMV *pBlock, const Model *pModel, int32_t lDy, int32_t lDx) {
-    const int32_t lRow = WrapAdd32(pModel->lShiftRow, WrapMul32(pModel->lTheta, lDx) / 64);
-    const int32_t lCol = WrapSub32(pModel->lShiftCol, WrapMul32(pModel->lTheta, lDy) / 64);
-    return {WrapSub32(WrapMul32(pBlock->lMvRow, 1024), lRow),
-            WrapSub32(WrapMul32(pBlock->lMvCol, 1024), lCol)};
+// The model's vector at (lDy, lDx) whole pixels from the frame centre. Q16 radians times pixels,
+// divided by 64, are Q10 pixels.
+int32_t RowAt(const MotionModel *pModel, int32_t lDx) {
+    return WrapAdd32(pModel->lShiftRow, WrapMul32(pModel->lTheta, lDx) / 64);
+}
+int32_t ColAt(const MotionModel *pModel, int32_t lDy) {
+    return WrapSub32(pModel->lShiftCol, WrapMul32(pModel->lTheta, lDy) / 64);
+}
+
+Residual ResidualAt(const MVS_BlockMV *pBlock, const MotionModel *pModel, int32_t lDy, int32_t lDx) {
+    return {WrapSub32(WrapMul32(pBlock->lMvRow, 1024), RowAt(pModel, lDx)),
+            WrapSub32(WrapMul32(pBlock->lMvCol, 1024), ColAt(pModel, lDy))};
 }
 
 int64_t SquaredError(Residual st) {
@@ -35,11 +36,27 @@ bool Agrees(Residual st) {
            st.lCol < kTolerance;
 }
 
+int32_t ErrorOf(const ModelledBlocks &stBlocks, const MotionModel &stModel) {
+    const int32_t lColumns = stBlocks.lWidth >> 5, lRows = stBlocks.lHeight >> 5;
+    int32_t lModelRow[kErrorBlocks];
+    int64_t llError = 0;
+    for (int32_t c = 0; c < lColumns; c += kErrorBlocks) {
+        const int32_t lCount = Min32(lColumns - c, kErrorBlocks);
+        for (int32_t i = 0; i < lCount; i++)
+            lModelRow[i] = RowAt(&stModel, 32 * (c + i) + 16 - (stBlocks.lWidth >> 1));
+        for (int32_t r = 0; r < lRows; r++)
+            llError +=
+                stBlocks.pErrorOfRow(stBlocks.pBlockMV + (ptrdiff_t)r * lColumns + c, lCount, lModelRow,
+                                     ColAt(&stModel, 32 * r + 16 - (stBlocks.lHeight >> 1)));
+    }
+    return Low32(llError);
+}
+
 } // namespace
 
 int32_t CheckBlockMV(MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight, int32_t lShiftRow,
                      int32_t lShiftCol, int32_t lTheta, int32_t *pInliers) {
-    const Model stModel = {lShiftRow, lShiftCol, lTheta};
+    const MotionModel stModel = {lShiftRow, lShiftCol, lTheta};
     const int32_t lColumns = lWidth >> 5, lRows = lHeight >> 5;
     int64_t llError = 0;
     *pInliers = 0;
@@ -60,20 +77,20 @@ int32_t CheckBlockMV(MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight, int
 
 int32_t GetLSEError(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight, int32_t lShiftRow,
                     int32_t lShiftCol, int32_t lTheta) {
-    const Model stModel = {lShiftRow, lShiftCol, lTheta};
-    const int32_t lColumns = lWidth >> 5, lRows = lHeight >> 5;
-    int64_t llError = 0;
-    for (int32_t r = 0; r < lRows; r++)
-        for (int32_t c = 0; c < lColumns; c++, pBlockMV++)
-            if (pBlockMV->bValid)
-                llError += SquaredError(ResidualAt(pBlockMV, &stModel, 32 * r + 16 - (lHeight >> 1),
-                                                   32 * c + 16 - (lWidth >> 1)));
-    return Low32(llError);
+    return ErrorOf({pBlockMV, lWidth, lHeight, ErrorOfRowPortable}, {lShiftRow, lShiftCol, lTheta});
 }
 
 MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
                            int32_t lShiftRow, int32_t lShiftCol, int32_t lTheta, int32_t lError,
                            int32_t lStep, int32_t lMinStep) {
+    return SearchTheta({pBlockMV, lWidth, lHeight, ErrorOfRowPortable}, {lShiftRow, lShiftCol, lTheta},
+                       lError, lStep, lMinStep);
+}
+
+MVS_ThetaFit SearchTheta(ModelledBlocks stBlocks, MotionModel stModel, int32_t lError, int32_t lStep,
+                         int32_t lMinStep) {
+    const int32_t lShiftRow = stModel.lShiftRow, lShiftCol = stModel.lShiftCol;
+    int32_t lTheta = stModel.lTheta;
     enum { kAny, kUpward, kDownward } eLast = kAny;
     int32_t lBest = lError;
     do {
@@ -82,10 +99,8 @@ MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t 
             bAgain = false;
             const int32_t lUp = WrapAdd32(lTheta, lStep), lDown = WrapSub32(lTheta, lStep);
             int32_t lErrorUp = QEL_NOT_MEASURED, lErrorDown = QEL_NOT_MEASURED;
-            if (eLast != kDownward)
-                lErrorUp = GetLSEError(pBlockMV, lWidth, lHeight, lShiftRow, lShiftCol, lUp);
-            if (eLast != kUpward)
-                lErrorDown = GetLSEError(pBlockMV, lWidth, lHeight, lShiftRow, lShiftCol, lDown);
+            if (eLast != kDownward) lErrorUp = ErrorOf(stBlocks, {lShiftRow, lShiftCol, lUp});
+            if (eLast != kUpward) lErrorDown = ErrorOf(stBlocks, {lShiftRow, lShiftCol, lDown});
             if (lErrorUp < lErrorDown && lErrorUp < lBest) {
                 lTheta = lUp;
                 lBest = lErrorUp;

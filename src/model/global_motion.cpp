@@ -2,6 +2,7 @@
 // The frame's motion from its block vectors.
 #include "model/model.h"
 
+#include "model/error_kernels.h"
 #include "quorvel/memory.h"
 
 namespace {
@@ -43,7 +44,9 @@ int32_t GetGlobalMotionM3(MVS_Context *pCtx) {
         return 1;
     }
     if (lWidth > 400)
-        lTheta = EstimateTheta(pBlockMV, lWidth, lHeight, lRow, lCol, lTheta, lError, 128, 4).lTheta;
+        lTheta = SearchTheta({pBlockMV, lWidth, lHeight, ErrorOfRowAt(pCtx->eCpuLevel)},
+                             {lRow, lCol, lTheta}, lError, 128, 4)
+                     .lTheta;
     StoreMotion(pCtx, lRow, lCol, lTheta);
     return 1;
 }

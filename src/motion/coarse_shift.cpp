@@ -159,6 +159,16 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
     }
 }
 
+// A buffer of the grid's samples, with room for lRows rows at least.
+uint8_t *FillBuffer(GridGather pGather, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
+                    int32_t lRowSkip, int32_t lRows) {
+    const int64_t lSize = (int64_t)GridGroups(lAreaW) * kGroupSamples * Max32(GridRows(lAreaH), lRows);
+    if (lSize > INT32_MAX) return nullptr;
+    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, (uint32_t)lSize);
+    if (pBuffer) pGather(pBuffer, pArea, lAreaW, lAreaH, lRowSkip);
+    return pBuffer;
+}
+
 } // namespace
 
 int32_t GridGroups(int32_t lAreaW) { return Max32(lAreaW >> 6, 1); }
@@ -166,18 +176,17 @@ int32_t GridRows(int32_t lAreaH) { return Max32(lAreaH / kRowStep, 1); }
 
 uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
                       int32_t lRows) {
-    const int32_t lGroups = GridGroups(lAreaW), lWalked = GridRows(lAreaH);
-    const int64_t lSize = (int64_t)lGroups * kGroupSamples * Max32(lWalked, lRows);
-    if (lSize > INT32_MAX) return nullptr;
-    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, (uint32_t)lSize);
-    if (!pBuffer) return nullptr;
-    uint8_t *pOut = pBuffer;
-    for (int32_t r = 0; r < lWalked; r++) {
+    return FillBuffer(GatherGrid, pArea, lAreaW, lAreaH, lRowSkip, lRows);
+}
+
+void GatherGrid(uint8_t *pSamples, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
+                int32_t lRowSkip) {
+    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
+    for (int32_t r = 0; r < lRows; r++) {
         for (int32_t g = 0; g < lGroups; g++, pArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) *pOut++ = pArea[k];
+            for (int32_t k = 0; k < kGroup; k += 4) *pSamples++ = pArea[k];
         pArea += lRowSkip;
     }
-    return pBuffer;
 }
 
 uint32_t GetGlobalSADAlignF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
@@ -220,15 +229,14 @@ int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t
 
     const Grid stGrid = {lAreaW, lAreaH, RowSkip(pCtx, lAreaW)};
     const ptrdiff_t lOrigin = (ptrdiff_t)lRangeY * pCtx->lInWidth + lRangeX;
-    uint8_t *pSamples =
-        GetCurBuffer(pCurFrame + lOrigin, lAreaW, lAreaH, stGrid.lRowSkip, lAreaH / kRowStep);
+    const CostTable *pTable = CostTableOf(pCtx->eCpuLevel);
+    uint8_t *pSamples = FillBuffer(pTable->pGather, pCurFrame + lOrigin, lAreaW, lAreaH,
+                                   stGrid.lRowSkip, lAreaH / kRowStep);
     if (!pSamples) {
         pCtx->bShiftReliable = 0;
         return 0;
     }
-    Search stSearch = {
-        pCtx, CostTableOf(pCtx->eCpuLevel)->pGlobalSad, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0,
-        0};
+    Search stSearch = {pCtx, pTable->pGlobalSad, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0, 0};
     ChooseStart(&stSearch);
     const int32_t lResult = SearchRounds(pCtx, &stSearch);
     MMemFree(nullptr, pSamples);

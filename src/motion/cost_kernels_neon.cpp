@@ -26,14 +26,30 @@ inline uint32x4_t AddSad(uint32x4_t vSum, uint8x16_t v0, uint8x16_t v1) {
 
 } // namespace
 
+void GatherGridNeon(uint8_t *pSamples, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
+                    int32_t lRowSkip) {
+    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
+    for (int32_t r = 0; r < lRows; r++) {
+        for (int32_t g = 1; g < lGroups; g++, pSamples += 16, pArea += 64) {
+            PrefetchNextRow(pArea, lGroups, lRowSkip);
+            vst1q_u8(pSamples, vld4q_u8(pArea).val[0]);
+        }
+        vst1q_u8(pSamples, LastGroup(pArea));
+        pSamples += 16;
+        pArea += 64 + lRowSkip;
+    }
+}
+
 uint32_t GlobalSadNeon(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
                        int32_t lAreaH, int32_t lRowSkip, uint32_t lBound) {
     const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
     uint32_t lSum = 0;
     for (int32_t r = 0; r < lRows && lSum < lBound; r++) {
         uint32x4_t vSum = vdupq_n_u32(0);
-        for (int32_t g = 1; g < lGroups; g++, pSamples += 16, pPrevArea += 64)
+        for (int32_t g = 1; g < lGroups; g++, pSamples += 16, pPrevArea += 64) {
+            PrefetchNextRow(pPrevArea, lGroups, lRowSkip);
             vSum = AddSad(vSum, vld4q_u8(pPrevArea).val[0], vld1q_u8(pSamples));
+        }
         lSum += vaddvq_u32(AddSad(vSum, LastGroup(pPrevArea), vld1q_u8(pSamples)));
         pSamples += 16;
         pPrevArea += 64 + lRowSkip;

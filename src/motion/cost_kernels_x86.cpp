@@ -57,6 +57,20 @@ QEL_SSE2 inline __m128i TwoRuns(const uint8_t *pFirst, const uint8_t *pSecond) {
 
 } // namespace
 
+QEL_SSE2 void GatherGridSse2(uint8_t *pSamples, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
+                             int32_t lRowSkip) {
+    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
+    for (int32_t r = 0; r < lRows; r++) {
+        for (int32_t g = 1; g < lGroups; g++, pSamples += 16, pArea += 64) {
+            PrefetchNextRow(pArea, lGroups, lRowSkip);
+            _mm_storeu_si128((__m128i *)pSamples, Group128(pArea));
+        }
+        _mm_storeu_si128((__m128i *)pSamples, LastGroup128(pArea));
+        pSamples += 16;
+        pArea += 64 + lRowSkip;
+    }
+}
+
 QEL_SSE2 uint32_t GlobalSadSse2(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
                                 int32_t lAreaH, int32_t lRowSkip, uint32_t lBound) {
     const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
@@ -65,6 +79,7 @@ QEL_SSE2 uint32_t GlobalSadSse2(const uint8_t *pSamples, const uint8_t *pPrevAre
         __m128i vSum = _mm_setzero_si128();
         for (int32_t g = 1; g < lGroups; g++, pSamples += 16, pPrevArea += 64) {
             const __m128i vSamples = _mm_loadu_si128((const __m128i *)pSamples);
+            PrefetchNextRow(pPrevArea, lGroups, lRowSkip);
             vSum = _mm_add_epi32(vSum, _mm_sad_epu8(Group128(pPrevArea), vSamples));
         }
         const __m128i vSamples = _mm_loadu_si128((const __m128i *)pSamples);
@@ -85,6 +100,8 @@ QEL_AVX2 uint32_t GlobalSadAvx2(const uint8_t *pSamples, const uint8_t *pPrevAre
         int32_t g = 2;
         for (; g < lGroups; g += 2, pSamples += 32, pPrevArea += 128) {
             const __m256i vSamples = _mm256_loadu_si256((const __m256i *)pSamples);
+            PrefetchNextRow(pPrevArea, lGroups, lRowSkip);
+            PrefetchNextRow(pPrevArea + 64, lGroups, lRowSkip);
             vSum = _mm256_add_epi32(vSum, _mm256_sad_epu8(TwoGroups256(pPrevArea), vSamples));
         }
         __m128i vRest = _mm_add_epi32(_mm256_castsi256_si128(vSum), _mm256_extracti128_si256(vSum, 1));

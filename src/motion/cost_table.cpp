@@ -8,12 +8,12 @@ uint32_t GlobalSadPortable(const uint8_t *pSamples, const uint8_t *pPrevArea, in
     return GetGlobalSADAlignF0(pSamples, pPrevArea, lAreaW, lAreaH, lRowSkip);
 }
 
-const CostTable kPortable = {GlobalSadPortable, GetSad32AlignF0, GetInnerSad32};
+const CostTable kPortable = {GatherGrid, GlobalSadPortable, GetSad32AlignF0, GetInnerSad32};
 #ifdef QEL_X86
-const CostTable kSse2 = {GlobalSadSse2, Sad32Sse2, Texture32Sse2};
-const CostTable kAvx2 = {GlobalSadAvx2, Sad32Sse2, Texture32Sse2};
+const CostTable kSse2 = {GatherGridSse2, GlobalSadSse2, Sad32Sse2, Texture32Sse2};
+const CostTable kAvx2 = {GatherGridSse2, GlobalSadAvx2, Sad32Sse2, Texture32Sse2};
 #elif defined(QEL_NEON)
-const CostTable kNeon = {GlobalSadNeon, Sad32Neon, Texture32Neon};
+const CostTable kNeon = {GatherGridNeon, GlobalSadNeon, Sad32Neon, Texture32Neon};
 #endif
 
 } // namespace
