@@ -39,5 +39,18 @@ private:
     std::vector<uint8_t> mBytes;
 };
 
+// Where results go, in turn: a camera has a queue of buffers, and the one that it hands out has left the cache
+// at large sizes.
+class Outputs {
+public:
+    explicit Outputs(size_t bytes) : mBytes(bytes), mMemory(bytes * kBuffers) {}
+    uint8_t *At(int i) { return mMemory.data() + (size_t)(i % kBuffers) * mBytes; }
+
+private:
+    static const int kBuffers = 8;
+    size_t mBytes;
+    std::vector<uint8_t> mMemory;
+};
+
 // Rendered at the first call and kept.
 const Clip &SharedClip(Size size, double rollMilliradians);

@@ -12,10 +12,11 @@ namespace {
 
 void CopyFrame(benchmark::State &state, Size size, bool luma) {
     const Clip &clip = SharedClip(size, 6);
-    std::vector<uint8_t> out(size.Frame());
+    Outputs outputs(size.Frame());
     int i = 0;
     for (auto _ : state) {
-        memcpy(out.data(), clip.Frame(i++), luma ? size.Luma() : size.Frame());
+        memcpy(outputs.At(i), clip.Frame(i), luma ? size.Luma() : size.Frame());
+        i++;
         benchmark::ClobberMemory();
     }
 }
@@ -23,16 +24,17 @@ void CopyFrame(benchmark::State &state, Size size, bool luma) {
 // The crop that a stabilizer without rotation shows, by a scaler that many programs use.
 void ScaleCrop(benchmark::State &state, Size size) {
     const Clip &clip = SharedClip(size, 6);
-    std::vector<uint8_t> out(size.Frame());
+    Outputs outputs(size.Frame());
     const int width = size.width * 9 / 10 & ~1, height = size.height * 9 / 10 & ~1;
     const size_t left = (size_t)((size.width - width) / 2 & ~1), top = (size_t)((size.height - height) / 2 & ~1);
     const size_t stride = (size_t)size.width;
     int i = 0;
     for (auto _ : state) {
-        const uint8_t *in = clip.Frame(i++);
+        const uint8_t *in = clip.Frame(i);
+        uint8_t *out = outputs.At(i++);
         libyuv::NV12Scale(in + top * stride + left, size.width,
-                          in + size.Luma() + top / 2 * stride + left, size.width, width, height, out.data(),
-                          size.width, out.data() + size.Luma(), size.width, size.width, size.height,
+                          in + size.Luma() + top / 2 * stride + left, size.width, width, height, out,
+                          size.width, out + size.Luma(), size.width, size.width, size.height,
                           libyuv::kFilterBilinear);
         benchmark::ClobberMemory();
     }

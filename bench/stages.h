@@ -4,6 +4,7 @@
 #pragma once
 
 #include "handle.h"
+#include "platform/participants.h"
 
 enum Stage { kCoarseShift, kBlockSearch, kModel, kSmoothing, kWarpLuma, kWarpChroma, kCopy, kStages };
 
@@ -30,5 +31,6 @@ private:
     CpuLevel mHighest;
     Handle mHandle;
     int mNext = 0;
-    std::vector<uint8_t> mOutput;
+    Outputs mOutputs;
+    Crew mCrew; // begins with a frame's first stage and ends with its last
 };
