@@ -65,8 +65,8 @@ void StagedFrames::Run(Stage stage) {
                         mOut.height > 239;
     switch (stage) {
     case kCoarseShift:
-        BeginCrew(&mCrew, ctx->lInLumaSize);
-        ctx->pCrew = &mCrew;
+        BeginCrew(&ctx->stCrew, ctx->lInLumaSize); // it ends with the last stage
+        ctx->pCrew = &ctx->stCrew;
         ctx->pCurFrame = in;
         ctx->pOutFrame = out;
         StageCoarseShift(ctx, in);
@@ -82,7 +82,7 @@ void StagedFrames::Run(Stage stage) {
         ctx->lPrevTheta = ctx->lCurMotionTheta;
         StageCopy(ctx, in);
         ctx->pCrew = nullptr;
-        EndCrew(&mCrew);
+        EndCrew(&ctx->stCrew);
         mNext++;
         break;
     }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "handle.h"
-#include "platform/participants.h"
 
 enum Stage { kCoarseShift, kBlockSearch, kModel, kSmoothing, kWarpLuma, kWarpChroma, kCopy, kStages };
 
@@ -32,5 +31,4 @@ private:
     Handle mHandle;
     int mNext = 0;
     Outputs mOutputs;
-    Crew mCrew; // begins with a frame's first stage and ends with its last
 };

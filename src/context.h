@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "platform/cpu.h"
+#include "platform/participants.h"
 #include "quorvel/stabilizer.h"
 
 // Motion of one block: what lies at (y, x) in the current frame is found at (y + lMvRow, x + lMvCol) of
@@ -38,15 +39,15 @@ struct MVS_ThetaFit {
     int32_t lError;
 };
 
-// One axis of the smoother, a filter of position and velocity. Positions are Q10 pixels (Q16 radians for
-// the rotation) within +-262142; covariances carry 10 more fractional bits than a squared position.
+// One axis of the smoother, a filter of position and velocity. Positions are Q10 pixels (Q16 radians
+// for the rotation) within +-262142; covariances carry 10 more fractional bits than a squared position.
 struct KalmanState {
-    int64_t llPos;      // smoothed path
-    int64_t llVel;      // its change per frame
+    int64_t llPos; // smoothed path
+    int64_t llVel; // its change per frame
     int64_t llProcNoise;
     int64_t llProcNoise2;
     int64_t llMeasNoise;
-    int64_t llMeasPos;  // measured path: the sum of all motion since the last reset
+    int64_t llMeasPos; // measured path: the sum of all motion since the last reset
     int64_t llP00;
     int64_t llP01;
     int64_t llP10;
@@ -79,15 +80,15 @@ struct KalmanSideBlock {
     KalmanAxisLong stAxisCol;
     KalmanAxisShort stAxisTheta;
     int32_t lSpare[6];
-    int32_t lPredictModeRow;   // 1: position alone is predicted; 2: with the velocity added
+    int32_t lPredictModeRow; // 1: position alone is predicted; 2: with the velocity added
     int32_t lPredictModeCol;
     int32_t lPredictModeTheta;
     int32_t lSpare30[2];
-    int32_t lAdaptCountdown;   // frames until the gains are reconsidered
-    int32_t lGainShiftRow;     // right shift of the gain product: 13 is the full gain, one more halves it
+    int32_t lAdaptCountdown; // frames until the gains are reconsidered
+    int32_t lGainShiftRow;   // right shift of the gain product: 13 is the full gain, one more halves it
     int32_t lGainShiftCol;
     int32_t lGainShiftTheta;
-    int32_t bFollowMode;       // 1 while the smoothed path follows the measured one at full gain
+    int32_t bFollowMode; // 1 while the smoothed path follows the measured one at full gain
 };
 
 struct MVS_Context {
@@ -95,10 +96,11 @@ struct MVS_Context {
     int32_t lBlockNum;
     MVS_BlockMV *pBlockMV;
     int32_t lMotionWords[6];
-    int32_t lCurMotionRow;     // measured motion of the frame, Q10; whole pixels between coarse shift and model
+    int32_t
+        lCurMotionRow; // measured motion of the frame, Q10; whole pixels between coarse shift and model
     int32_t lCurMotionCol;
     int32_t lCurMotionTheta;
-    int32_t lCompRow;          // compensation of the frame
+    int32_t lCompRow; // compensation of the frame
     int32_t lCompCol;
     int32_t lCompTheta;
     int32_t lMode;
@@ -110,17 +112,17 @@ struct MVS_Context {
     int32_t lFrameCount;
     int32_t lCropX;
     int32_t lCropY;
-    int32_t lZoomScale;        // output over input, Q10
-    int32_t lZoomStep;         // input pixels per output pixel, Q10
+    int32_t lZoomScale; // output over input, Q10
+    int32_t lZoomStep;  // input pixels per output pixel, Q10
     uint8_t *pPrevFrame;
-    const uint8_t *pCurFrame;  // the working copy, or the caller's input frame
+    const uint8_t *pCurFrame; // the working copy, or the caller's input frame
     int32_t lUnused28;
     uint8_t *pOutFrame;
     int32_t lInLumaSize;
     uint32_t lInFrameSize;
     int32_t lOutLumaSize;
     uint32_t lOutFrameSize;
-    int32_t *pRowProj;         // histograms of the block vectors: bin k counts the component k - side
+    int32_t *pRowProj; // histograms of the block vectors: bin k counts the component k - side
     int32_t lRowProjLen;
     int32_t *pColProj;
     int32_t lColProjLen;
@@ -133,8 +135,8 @@ struct MVS_Context {
     int32_t lUnused44;
     int32_t lShiftMeanDiff;
     int32_t bSameBuffer;
-    int32_t lSizeLevel;        // 1 (smallest) .. 5
-    int32_t lShiftRangeX;      // coarse search range and unsampled margin, 16 .. 240 pixels
+    int32_t lSizeLevel;   // 1 (smallest) .. 5
+    int32_t lShiftRangeX; // coarse search range and unsampled margin, 16 .. 240 pixels
     int32_t lShiftRangeY;
     int32_t bShiftReliable;
     int32_t lUnused51[52];
@@ -150,17 +152,18 @@ struct MVS_Context {
     KalmanSideBlock *pSideBlock;
 
     // Private words.
-    CpuLevel eCpuLevel;        // of the kernels
-    uint8_t *pOwnFrame;        // the working copy that the library owns, wherever pCurFrame points
+    CpuLevel eCpuLevel; // of the kernels
+    uint8_t *pOwnFrame; // the working copy that the library owns, wherever pCurFrame points
     int32_t bFullChroma;
-    int32_t bScratchGrey;      // the scratch planes have been filled, which is put off until they are needed
-    int32_t bChromaInScratch;  // while set, the frame's chroma is in the scratch planes and only there
-    int32_t bPlaneLeft;        // a pass of this frame could not begin: its plane is as it was
-    const uint8_t *pKeepFrom;  // what becomes the previous frame, until it has been copied:
-    uint8_t *pKeepTo;          // from the end on beside the model, and by a warp that is shared out
-    int32_t lKeepSize;         // bytes in all
-    int32_t lKeepBytes;        // atomic: still to be copied, 0 or less when there is nothing
-    struct Crew *pCrew;        // threads of the frame that is being stabilized, null between frames
+    int32_t bScratchGrey; // the scratch planes have been filled, which is put off until they are needed
+    int32_t bChromaInScratch; // while set, the frame's chroma is in the scratch planes and only there
+    int32_t bPlaneLeft;       // a pass of this frame could not begin: its plane is as it was
+    const uint8_t *pKeepFrom; // what becomes the previous frame, until it has been copied:
+    uint8_t *pKeepTo;         // from the end on beside the model, and by a warp that is shared out
+    int32_t lKeepSize;        // bytes in all
+    int32_t lKeepBytes;       // atomic: still to be copied, 0 or less when there is nothing
+    Crew stCrew;
+    Crew *pCrew;               // threads of the frame that is being stabilized, null between frames
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;

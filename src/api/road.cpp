@@ -3,7 +3,6 @@
 #include "api/api.h"
 
 #include "pipeline/pipeline.h"
-#include "platform/participants.h"
 #include "quorvel/memory.h"
 
 namespace {
@@ -52,9 +51,8 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
 } // namespace
 
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
-    Crew stCrew;
-    BeginCrew(&stCrew, pCtx->lInLumaSize);
-    pCtx->pCrew = &stCrew;
+    BeginCrew(&pCtx->stCrew, pCtx->lInLumaSize);
+    pCtx->pCrew = &pCtx->stCrew;
     switch (pCtx->lMode) {
     case 1:
         DeshakerM1(pCtx, pCurrent, pPrevious, pOutput);
@@ -69,7 +67,7 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
         break;
     }
     pCtx->pCrew = nullptr;
-    EndCrew(&stCrew);
+    EndCrew(&pCtx->stCrew);
 }
 
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {

@@ -87,8 +87,8 @@ MVS_ThetaFit EstimateTheta(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t 
                        lError, lStep, lMinStep);
 }
 
-MVS_ThetaFit SearchTheta(ModelledBlocks stBlocks, MotionModel stModel, int32_t lError, int32_t lStep,
-                         int32_t lMinStep) {
+MVS_ThetaFit SearchTheta(const ModelledBlocks &stBlocks, const MotionModel &stModel, int32_t lError,
+                         int32_t lStep, int32_t lMinStep) {
     const int32_t lShiftRow = stModel.lShiftRow, lShiftCol = stModel.lShiftCol;
     int32_t lTheta = stModel.lTheta;
     enum { kAny, kUpward, kDownward } eLast = kAny;

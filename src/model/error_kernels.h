@@ -24,8 +24,8 @@ struct MotionModel {
 };
 
 // EstimateTheta with kernels of choice.
-MVS_ThetaFit SearchTheta(ModelledBlocks stBlocks, MotionModel stModel, int32_t lError, int32_t lStep,
-                         int32_t lMinStep);
+MVS_ThetaFit SearchTheta(const ModelledBlocks &stBlocks, const MotionModel &stModel, int32_t lError,
+                         int32_t lStep, int32_t lMinStep);
 
 ErrorOfRow ErrorOfRowAt(CpuLevel eLevel);
 

@@ -150,7 +150,7 @@ bool CallCrew(Crew *pCrew, JobBody pBody, void *pJob) {
 }
 
 void ShareJob(Crew *pCrew, JobBody pBody, void *pJob, int64_t lBytes, bool bLast) {
-    Crew stOwn;
+    Crew stOwn = {};
     Crew *pThose = pCrew ? pCrew : &stOwn;
     if (!pCrew) PrepareCrew(&stOwn, lBytes);
     const bool bOpen = OpenJob(pThose, pBody, pJob, bLast || !pCrew);
