@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The protocol by which block rows wait for each other (src/motion/block_drivers.cpp), searched
-// exhaustively on small frames: every order of its steps, with wake-ups that nobody sent. No order may
-// block for ever or price a block before its predictors are done. Planted mistakes must be found.
-// QUORVEL_SWEEP searches larger frames and four participants.
+// The protocol by which block rows wait for each other (src/motion/block_drivers.cpp, and for the sleep
+// src/platform/gate.cpp), searched exhaustively on small frames: every order of its steps, with
+// wake-ups that nobody sent. No order may block for ever or price a block before its predictors are
+// done. Planted mistakes must be found. QUORVEL_SWEEP searches larger frames and four participants.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
 #include <string>
-#include <string_view>
-#include <unordered_set>
-#include <vector>
+
+#include "support/orders.h"
 
 namespace {
 
 enum Mistake {
-    kNoMistake,
-    kCountsLate,
-    kLooksEarly,
+    kLooksEarly = kGateMistakes,
     kNoWakeAtRowEnd,
     kWaitsForOneBlock,
-    kWakesUnlocked,
     kLeadBeyondRow,
     kMistakes
 };
@@ -30,26 +26,14 @@ struct Shape {
     int rows, columns, participants;
     int markEvery; // blocks between two marks of a row's progress
     int lead;      // of a row over the next one at its start, a multiple of that or the whole row
-    Mistake mistake;
+    int mistake;
 };
 
-// Where a participant stands: before the step that the name tells.
+// Before the step that the name tells, besides those of the gate, where it waits for the row above.
 enum Step : uint8_t {
-    kTake,  // a row of its own, or leave
-    kSpin,  // look at the row above, without a lock
-    kLock,  // taking the sleepers' mutex
-    kCount, // itself among the sleepers
-    kLook,  // at the row above, mutex held
-    kSleep, // the mutex goes with it
-    kAsleep,
-    kRelock, // awake, mutex not yet had
-    kLeave,  // uncounts itself and gives the mutex up
-    kSearch, // the block
-    kStore,  // how far its row is
-    kSleepersAny,
-    kWakeLock,
-    kWake, // all sleepers, mutex held
-    kWakeUnlock,
+    kTake = kGateSteps, // a row of its own, or leave
+    kSearch,            // the block
+    kStore,             // how far its row is
     kDone
 };
 
@@ -59,24 +43,14 @@ struct Participant {
 
 struct State {
     Participant p[4];
-    uint8_t done[4], nextRow, sleepers, owner; // owner: 0 nobody, else participant + 1
-    bool operator==(const State &o) const { return !memcmp(this, &o, sizeof(State)); }
-};
-struct StateHash {
-    size_t operator()(const State &s) const {
-        return std::hash<std::string_view>()({(const char *)&s, sizeof(State)});
-    }
+    uint8_t done[4], nextRow, sleepers, locked;
 };
 
-struct Search {
+struct Search : Orders<State> {
     Shape shape;
-    std::unordered_set<State, StateHash> known;
-    std::vector<State> open;
     std::string fault;
 
-    void Visit(const State &s) {
-        if (known.insert(s).second) open.push_back(s);
-    }
+    explicit Search(const Shape &itsShape) : shape(itsShape) {}
     int Needed(const Participant &p) const {
         return std::min(p.column + (shape.mistake == kWaitsForOneBlock ? 1 : 2), shape.columns);
     }
@@ -91,51 +65,17 @@ struct Search {
     void Run();
 };
 
-void NextBlock(Participant *p, int columns) { p->step = ++p->column == columns ? kTake : kSpin; }
+void NextBlock(Participant *p, int columns) { p->step = ++p->column == columns ? +kTake : +kSpin; }
 
 bool Search::Move(State s, int i) {
     Participant &p = s.p[i];
-    const bool locked = s.owner != 0;
     switch (p.step) {
     case kTake:
         // Without the lead it may leave at once or after more looks, which are no steps.
         p.column = 0;
         p.row = s.nextRow;
-        p.step = s.nextRow == shape.rows || !HasLead(s) ? kDone : kSpin;
+        p.step = s.nextRow == shape.rows || !HasLead(s) ? +kDone : +kSpin;
         if (p.step == kSpin) s.nextRow++;
-        break;
-    case kSpin: // as often as it likes: one look stands for all
-        p.step = AboveReady(s, p) ? kSearch : kLock;
-        break;
-    case kLock:
-        if (locked) return false;
-        s.owner = (uint8_t)(i + 1);
-        p.step = shape.mistake == kCountsLate ? kLook : kCount;
-        break;
-    case kCount:
-        s.sleepers++;
-        p.step = shape.mistake == kCountsLate ? kSleep : kLook;
-        break;
-    case kLook:
-        p.step = AboveReady(s, p) ? kLeave : shape.mistake == kCountsLate ? kCount : kSleep;
-        if (p.step == kLeave && shape.mistake == kCountsLate) s.sleepers++;
-        break;
-    case kSleep:
-        s.owner = 0;
-        p.step = kAsleep;
-        break;
-    case kAsleep:
-        return false; // woken by others, or for no reason
-    case kRelock:
-        if (locked) return false;
-        s.owner = (uint8_t)(i + 1);
-        if (shape.mistake == kCountsLate) s.sleepers--;
-        p.step = kLook;
-        break;
-    case kLeave:
-        s.sleepers--;
-        s.owner = 0;
-        p.step = kSearch;
         break;
     case kSearch:
         if (p.row > 0 && s.done[p.row - 1] < std::min(p.column + 2, shape.columns))
@@ -147,37 +87,23 @@ bool Search::Move(State s, int i) {
         const int count = p.column + 1;
         const bool last = count == shape.columns;
         if (last || count % shape.markEvery == 0) s.done[p.row] = (uint8_t)count;
-        if (last ? shape.mistake != kNoWakeAtRowEnd : count % shape.lead == 0)
-            p.step = kSleepersAny;
+        const bool wakes = last ? shape.mistake != kNoWakeAtRowEnd : count % shape.lead == 0;
+        if (wakes && (p.seen || shape.mistake != kLooksEarly))
+            p.step = shape.mistake == kLooksEarly ? kWakeLock : kSleepersAny;
         else
             NextBlock(&p, shape.columns);
         break;
     }
-    case kSleepersAny:
-        if (shape.mistake == kLooksEarly ? p.seen : s.sleepers > 0)
-            p.step = shape.mistake == kWakesUnlocked ? kWake : kWakeLock;
-        else
-            NextBlock(&p, shape.columns);
-        break;
-    case kWakeLock:
-        if (locked) return false;
-        s.owner = (uint8_t)(i + 1);
-        p.step = kWake;
-        break;
-    case kWake:
-        for (int k = 0; k < shape.participants; k++)
-            if (s.p[k].step == kAsleep) s.p[k].step = kRelock;
-        if (shape.mistake == kWakesUnlocked)
+    default: {
+        const bool wakes = p.step >= kSleepersAny;
+        const Went went = MoveAtGate(&s, i, AboveReady(s, p), shape.mistake);
+        if (went == Went::Nowhere) return false;
+        if (went == Went::On) break;
+        if (wakes)
             NextBlock(&p, shape.columns);
         else
-            p.step = kWakeUnlock;
-        break;
-    case kWakeUnlock:
-        s.owner = 0;
-        NextBlock(&p, shape.columns);
-        break;
-    default:
-        return false;
+            p.step = kSearch;
+    }
     }
     Visit(s);
     return true;
@@ -186,6 +112,7 @@ bool Search::Move(State s, int i) {
 void Search::Run() {
     State first;
     memset(&first, 0, sizeof(first));
+    for (Participant &p : first.p) p.step = kTake;
     Visit(first);
     while (!open.empty() && fault.empty()) {
         const State s = open.back();
@@ -200,13 +127,13 @@ void Search::Run() {
             Visit(woken);
         }
         if (!moves && !allDone) fault = "deadlock";
-        if (allDone && (s.sleepers || s.owner)) fault = "not left as found";
+        if (allDone && (s.sleepers || s.locked)) fault = "not left as found";
         if (allDone && s.done[shape.rows - 1] != shape.columns) fault = "rows left";
     }
 }
 
 Search Searched(const Shape &shape) {
-    Search search = {shape, {}, {}, ""};
+    Search search(shape);
     search.Run();
     return search;
 }
@@ -229,10 +156,10 @@ TEST(RowProtocol, NoOrderOfStepsBlocksOrRunsAhead) {
 }
 
 TEST(RowProtocol, PlantedMistakesAreFound) {
-    const char *const kFault[kMistakes] = {
-        "", "deadlock", "deadlock", "deadlock", "early block", "deadlock", "rows left"};
+    const char *const kFault[kMistakes] = {"",         "deadlock",    "deadlock", "deadlock",
+                                           "deadlock", "early block", "rows left"};
     for (int mistake = 1; mistake < kMistakes; mistake++) {
-        const Search search = Searched({3, 3, 3, 1, 1, (Mistake)mistake});
+        const Search search = Searched({3, 3, 3, 1, 1, mistake});
         EXPECT_EQ(search.fault, kFault[mistake]) << mistake;
     }
 }

@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Threads that get in each other's way: handles and streams at once, and the waiting of block rows with
-// every number of participants, on one core, interrupted anywhere.
+// Threads that get in each other's way: handles and streams at once, and the waiting of block rows and
+// of a frame's jobs with every number of participants, on one core, interrupted anywhere.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <string.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <functional>
 #include <thread>
 
 #include "motion/motion.h"
+#include "platform/participants.h"
 #include "support/faults.h"
 #include "support/run.h"
 
@@ -71,6 +76,22 @@ struct OneCore {
     ~OneCore() { sched_setaffinity(0, sizeof(all), &all); }
 };
 
+void UnderAllCircumstances(int fewest, const std::function<void(int)> &work) {
+    for (int participants = fewest; participants <= 4; participants++)
+        for (int how = 0; how < 8; how++) {
+            SCOPED_TRACE(std::to_string(participants) + " participants, how " + std::to_string(how));
+            const OneCore core(how & 1);
+            std::unique_ptr<Interruptions> interruptions;
+            if ((how & 2) && !kRaces) interruptions = std::make_unique<Interruptions>();
+            Faults::Reset();
+            Faults::KeepParticipants(participants);
+            Faults::Dawdle(how & 4);
+            ASSERT_NO_FATAL_FAILURE(work(participants));
+            EXPECT_EQ(Faults::Running(), 0);
+        }
+    Faults::Reset();
+}
+
 // The records that the search leaves do not tell who worked when.
 TEST(Threads, RowsWaitUnderAllCircumstances) {
     const Size size = {1280, 720};
@@ -86,20 +107,83 @@ TEST(Threads, RowsWaitUnderAllCircumstances) {
     Faults::Reset();
     Faults::KeepParticipants(1);
     const Bytes want[2] = {search(1), search(2)};
-    int threads = Faults::Threads();
-    for (int participants = 1; participants <= 4; participants++)
-        for (int how = 0; how < 8; how++) {
-            const OneCore core(how & 1);
-            std::unique_ptr<Interruptions> interruptions;
-            if ((how & 2) && !kRaces) interruptions = std::make_unique<Interruptions>();
-            Faults::KeepParticipants(participants);
-            Faults::Dawdle(how & 4);
-            for (size_t i = 0; i < (kRaces ? 2 : 12); i++)
-                ASSERT_EQ(search(1 + i % 2), want[i % 2])
-                    << participants << " participants, how " << how;
+    UnderAllCircumstances(1, [&](int) {
+        for (size_t i = 0; i < (kRaces ? 2 : 12); i++) ASSERT_EQ(search(1 + i % 2), want[i % 2]);
+    });
+}
+
+// Neither do frames: not the one that comes out, nor the one that is kept for the next.
+TEST(Threads, FramesUnderAllCircumstances) {
+    const Size size = {640, 480}, less = {560, 420};
+    const std::vector<Bytes> clip = ShakyClip(size, 3);
+    for (const Case &c : {Case{size, size, 2, 3, Entry::SeparateDiff, 0},
+                          {size, size, 0, 3, Entry::Diff, 0},
+                          {size, less, 0, 1, Entry::Diff, 0}}) {
+        Faults::Reset();
+        Faults::KeepParticipants(1);
+        const RunResult want = RunClip(c, clip);
+        ASSERT_EQ(want.frames.size(), clip.size()) << c;
+        UnderAllCircumstances(2, [&](int) {
+            Runner runner(c);
+            for (size_t i = 0; i < clip.size(); i++) {
+                ASSERT_EQ(runner.Push(clip[i]), want.frames[i]) << c << ' ' << i;
+                const size_t kept = (size_t)(c.format ? size.Luma() : size.Frame());
+                ASSERT_FALSE(memcmp(runner.Context()->pPrevFrame, clip[i].data(), kept))
+                    << c << ' ' << i;
+            }
+        });
+    }
+}
+
+struct Counted {
+    static constexpr int kItems = 8;
+    std::atomic<int> next{0}, finished{0}, byOthers{0};
+    const std::thread::id caller = std::this_thread::get_id();
+    static void *Work(void *argument) {
+        Counted *job = (Counted *)argument;
+        while (job->next++ < kItems) {
+            const bool other = std::this_thread::get_id() != job->caller;
+            usleep(other ? 300 : 100); // the caller has mostly to wait
+            job->byOthers += other;
+            job->finished++;
         }
-    EXPECT_GE(Faults::Threads(), threads);
-    Faults::Reset();
+        return nullptr;
+    }
+    bool Idle() const { return finished == std::min<int>(next, kItems); }
+};
+
+TEST(Threads, CrewServesEveryJob) {
+    const int64_t kWorthAll = 1 << 20;
+    int byOthers = 0;
+    UnderAllCircumstances(1, [&](int participants) {
+        Counted called, shared[kCrewJobs], refused, last, own;
+        Crew crew;
+        BeginCrew(&crew, kWorthAll);
+        EXPECT_TRUE(CallCrew(&crew, Counted::Work, &called));
+        for (Counted &job : shared) {
+            ShareJob(&crew, Counted::Work, &job, kWorthAll, false);
+            EXPECT_EQ(job.finished, Counted::kItems);
+            EXPECT_TRUE(called.Idle());
+            byOthers += job.byOthers;
+        }
+        EXPECT_EQ(shared[kCrewJobs - 1].byOthers, 0); // one too many for the crew
+        EXPECT_FALSE(CallCrew(&crew, Counted::Work, &refused));
+        EndCrew(&crew);
+        EXPECT_EQ(refused.next, 0);
+
+        BeginCrew(&crew, kWorthAll);
+        EXPECT_TRUE(CallCrew(&crew, Counted::Work, &last));
+        EndCrew(&crew);
+        EXPECT_EQ(last.finished, participants > 1 ? Counted::kItems : 0);
+
+        ShareJob(nullptr, Counted::Work, &own, kWorthAll, false);
+        EXPECT_EQ(own.finished, Counted::kItems);
+        BeginCrew(&crew, 0);
+        EXPECT_FALSE(CallCrew(&crew, Counted::Work, &refused));
+        EndCrew(&crew);
+    });
+    EXPECT_GT(byOthers, 0);
+    EXPECT_FALSE(CallCrew(nullptr, Counted::Work, nullptr));
 }
 
 } // namespace

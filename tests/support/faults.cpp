@@ -16,7 +16,7 @@
 namespace {
 
 std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sLocks, sFailLock,
-    sParticipants{4}, sOnWait;
+    sParticipants{4}, sOnWait, sRunning;
 std::atomic<bool> sDawdle, sInterrupt;
 std::atomic<unsigned> sSeed;
 std::atomic<void (*)(void *(*)(void *), void *)> sWatch;
@@ -72,6 +72,7 @@ void *Run(void *argument) {
     auto &all = Running();
     for (size_t i = 0; i < all.size(); i++)
         if (pthread_equal(all[i], pthread_self())) all.erase(all.begin() + (ptrdiff_t)i--);
+    sRunning--;
     return result;
 }
 
@@ -93,6 +94,7 @@ void Faults::Dawdle(bool yes) { sDawdle = yes; }
 void Faults::OnThread(void (*watch)(void *(*body)(void *), void *arg)) { sWatch = watch; }
 int Faults::Allocations() { return sAllocations; }
 int Faults::Threads() { return sThreads; }
+int Faults::Running() { return sRunning; }
 int Faults::Locks() { return sLocks; }
 int Faults::Live() {
     const Busy busy;
@@ -157,8 +159,12 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(
     if (const auto watch = sWatch.load()) watch(body, arg);
     if (n == sFailThread || (n - 1) % 3 + 1 >= sParticipants) return EAGAIN;
     Start *start = new Start{body, arg};
+    sRunning++;
     const int result = __real_pthread_create(thread, attr, Run, start);
-    if (result) delete start;
+    if (result) {
+        sRunning--;
+        delete start;
+    }
     return result;
 }
 

@@ -17,6 +17,7 @@ struct Faults {
 
     static int Allocations(); // since Reset
     static int Threads();     // creations asked for since Reset
+    static int Running();     // threads created, not yet ended
     static int Locks();       // mutexes taken since Reset
     static int Live();        // allocations not yet freed, ever
 };
