@@ -3,7 +3,6 @@
 #include <benchmark/benchmark.h>
 
 #include <math.h>
-#include <sched.h>
 #include <string.h>
 
 #include <algorithm>
@@ -23,28 +22,6 @@ struct FrameCase {
     bool fullChroma = false;
     CpuLevel highest = kCpuLevels;
     bool oneParticipant = false;
-    int cores = 0; // 0: as many as there are
-};
-
-// Threads that are created meanwhile inherit the cores.
-class OnCores {
-public:
-    explicit OnCores(int count) {
-        sched_getaffinity(0, sizeof(mBefore), &mBefore);
-        if (count == 0) return;
-        cpu_set_t some;
-        CPU_ZERO(&some);
-        for (int i = 0, found = 0; i < CPU_SETSIZE && found < count; i++)
-            if (CPU_ISSET(i, &mBefore)) {
-                CPU_SET(i, &some);
-                found++;
-            }
-        sched_setaffinity(0, sizeof(some), &some);
-    }
-    ~OnCores() { sched_setaffinity(0, sizeof(mBefore), &mBefore); }
-
-private:
-    cpu_set_t mBefore;
 };
 
 void RunFrames(benchmark::State &state, const FrameCase &c) {
@@ -60,7 +37,6 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
         QEL_MVS_StabilizeFrame(handle.get(), c.inPlace ? out.At(i) : clip.Frame(i), out.At(i));
     };
 
-    const OnCores cores(c.cores);
     const OneParticipant alone(c.oneParticipant);
     int next = 0;
     double roll = 0, rollSum = 0; // of the compensation: what decides how the warp's blocks fall
@@ -124,11 +100,6 @@ void AddVariants() {
         c.highest = level;
         c.oneParticipant = true;
         Add(std::string("1080p/nv21/level_") + LevelName(level), c);
-    }
-    for (const int cores : {1, 2}) {
-        FrameCase c = Equal(k1080p);
-        c.cores = cores;
-        Add("1080p/nv21/cores_" + std::to_string(cores), c);
     }
     FrameCase full = Equal(k1080p);
     full.format = QEL_MVS_FORMAT_I420;

@@ -24,13 +24,19 @@ if(QUORVEL_BENCH)
   target_link_libraries(quorvel_bench_memory PRIVATE ${CMAKE_DL_LIBS})
   set_target_properties(quorvel_bench_memory PROPERTIES ENABLE_EXPORTS ON) # names its functions at run time
 
-  find_package(benchmark QUIET)
   find_path(QUORVEL_YUV_INCLUDE libyuv/scale_uv.h)
   find_library(QUORVEL_YUV_LIBRARY yuv)
+  if(NOT QUORVEL_YUV_INCLUDE OR NOT QUORVEL_YUV_LIBRARY)
+    message(STATUS "Main benchmark: off (libyuv not found; Debian: libyuv-dev)")
+    return()
+  endif()
+  quorvel_bench_program(bench-ratios bench/ratios.cpp)
+  target_include_directories(quorvel_bench_ratios SYSTEM PRIVATE ${QUORVEL_YUV_INCLUDE})
+  target_link_libraries(quorvel_bench_ratios PRIVATE ${QUORVEL_YUV_LIBRARY})
+
+  find_package(benchmark QUIET)
   if(NOT benchmark_FOUND)
     message(STATUS "Main benchmark: off (Google Benchmark not found; Debian: libbenchmark-dev)")
-  elseif(NOT QUORVEL_YUV_INCLUDE OR NOT QUORVEL_YUV_LIBRARY)
-    message(STATUS "Main benchmark: off (libyuv not found; Debian: libyuv-dev)")
   else()
     quorvel_bench_program(bench
       bench/floors.cpp bench/frames.cpp bench/kernels.cpp bench/main.cpp bench/stage_bench.cpp)

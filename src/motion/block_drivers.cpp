@@ -100,18 +100,19 @@ void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast
 }
 
 // What two blocks a little further will read first: the rows of the sparse pattern, and in the frame
-// before every other row, since the search goes up and down from where the coarse shift points. Rows of
-// a frame lie too far apart for the processor to see it coming. Beyond the frame's end it is no read.
+// before also those above and below, since the search looks there from where the coarse shift points. Rows
+// of a frame lie too far apart for the processor to see it coming. Beyond the frame's end it is no read.
 // (As a function of its own g++ takes it for one without effect, and drops the call.)
 __attribute__((always_inline)) inline void PrefetchBlocks(const BlockSearchJob *pJob, int64_t lOffset) {
     const int64_t lWidth = pJob->pCtx->lInWidth;
     const int64_t lCur = (int64_t)(uintptr_t)pJob->pCurFrame + lOffset + kAhead;
     const int64_t lPrev = (int64_t)(uintptr_t)pJob->pPrevFrame + lOffset + kAhead -
                           pJob->pCtx->lCurMotionRow * lWidth - pJob->pCtx->lCurMotionCol;
-    for (int32_t y = 0; y < kBlock; y += 4)
+    for (int32_t y = 0; y < kBlock; y += 4) {
         __builtin_prefetch((const void *)(uintptr_t)(lCur + y * lWidth));
-    for (int32_t y = 0; y < kBlock; y += 2)
-        __builtin_prefetch((const void *)(uintptr_t)(lPrev + y * lWidth));
+        for (int32_t k = -1; k <= 1; k++)
+            __builtin_prefetch((const void *)(uintptr_t)(lPrev + (y + k) * lWidth));
+    }
 }
 
 int32_t CountValid(const BlockSearchJob *pJob) {

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The ratios that the library is held to. All cases take turns, a second's worth of frames each, and each
+// ratio is the median of those of the single rounds: what slows the machine down for a while slows both
+// sides. Prints JSON.
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+
+#include "cores.h"
+#include "cpu_clock.h"
+#include "handle.h"
+#include "scale_crop.h"
+#include "sizes.h"
+
+namespace {
+
+const int kSettling = 5; // frames of a turn until the caches are those of its own
+
+struct Case {
+    const char *name;
+    std::function<void(int frame)> run;
+    int cores = 0;
+    std::vector<double> cpu = {}, wall = {}; // microseconds a frame, one median a turn
+};
+
+double Quantile(std::vector<double> values, double part) {
+    const auto at = values.begin() + (ptrdiff_t)(part * (double)(values.size() - 1));
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+Case Frames(const char *name, Size in, Size out, double roll, int mode = 3, int cores = 0) {
+    const Clip *clip = &SharedClip(in, roll);
+    const std::shared_ptr<Handle> handle =
+        std::make_shared<Handle>(MakeHandle(in, out, QEL_MVS_FORMAT_NV21, mode));
+    const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(out.Frame());
+    return {name, [=](int i) { QEL_MVS_StabilizeFrame(handle->get(), clip->Frame(i), outputs->At(i)); },
+            cores};
+}
+
+Case Scaler() {
+    const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(k1080p.Frame());
+    return {"scaler", [=](int i) { ScaleCrop(k1080p, SharedClip(k1080p, 6).Frame(i), outputs->At(i)); }};
+}
+
+void Turn(Case *c) {
+    const OnCores cores(c->cores);
+    std::vector<double> cpu, wall;
+    for (int i = 0; i < Clip::kFrames; i++) {
+        const int64_t cpuBegin = CpuNanoseconds(), wallBegin = WallNanoseconds();
+        c->run(i);
+        if (i < kSettling) continue;
+        cpu.push_back((double)(CpuNanoseconds() - cpuBegin) / 1000);
+        wall.push_back((double)(WallNanoseconds() - wallBegin) / 1000);
+    }
+    c->cpu.push_back(Quantile(cpu, 0.5));
+    c->wall.push_back(Quantile(wall, 0.5));
+}
+
+void PrintRatio(const char *name, const std::vector<double> &a, const std::vector<double> &b,
+                double factor, const char *end) {
+    std::vector<double> ratios;
+    for (size_t i = 0; i < a.size(); i++) ratios.push_back(a[i] / b[i] * factor);
+    printf("  \"%s\": {\"median\": %.4f, \"lower_quartile\": %.4f, \"upper_quartile\": %.4f}%s\n", name,
+           Quantile(ratios, 0.5), Quantile(ratios, 0.25), Quantile(ratios, 0.75), end);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    const int rounds = argc > 1 ? std::max(atoi(argv[1]), 1) : 60;
+    const Size k720p = {1280, 720}, k4k = {3840, 2160}, kLarger = {2112, 1188};
+    enum { kFrame, kScaler, kRoll3, kRoll20, kHd, kUhd, kCrop, kOneCore, kTwoCores };
+    std::vector<Case> cases = {Frames("1080p", k1080p, k1080p, 6),
+                               Scaler(),
+                               Frames("1080p, 3 mrad", k1080p, k1080p, 3),
+                               Frames("1080p, 20 mrad", k1080p, k1080p, 20),
+                               Frames("720p", k720p, k720p, 6),
+                               Frames("4k", k4k, k4k, 6),
+                               Frames("mode 1", kLarger, k1080p, 6, 1),
+                               Frames("1080p, one core", k1080p, k1080p, 6, 3, 1),
+                               Frames("1080p, two cores", k1080p, k1080p, 6, 3, 2)};
+    for (int round = 0; round < rounds; round++)
+        for (Case &c : cases) Turn(&c);
+
+    printf("{\"rounds\": %d, \"cases\": {\n", rounds);
+    for (const Case &c : cases)
+        printf("  \"%s\": {\"cpu_us\": %.1f, \"wall_us\": %.1f}%s\n", c.name, Quantile(c.cpu, 0.5),
+               Quantile(c.wall, 0.5), &c == &cases.back() ? "}," : ",");
+    const auto pixels = [](Size size) { return (double)size.Luma(); };
+    printf(" \"ratios\": {\n");
+    PrintRatio("frame_to_scaler", cases[kFrame].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("roll_20_to_3", cases[kRoll20].cpu, cases[kRoll3].cpu, 1, ",");
+    PrintRatio("720p_to_1080p", cases[kHd].cpu, cases[kFrame].cpu, pixels(k1080p) / pixels(k720p), ",");
+    PrintRatio("4k_to_1080p", cases[kUhd].cpu, cases[kFrame].cpu, pixels(k1080p) / pixels(k4k), ",");
+    PrintRatio("mode_1_to_scaler", cases[kCrop].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("two_cores_to_one", cases[kTwoCores].wall, cases[kOneCore].wall, 1, "}}");
+    return 0;
+}
