@@ -37,6 +37,8 @@ class Results:
         self.repetitions = max(len(r) for r in rows.values())
         with open(os.path.join(folder, "worst.json")) as file:
             self.worst = json.load(file)
+        with open(os.path.join(folder, "ratios.json")) as file:
+            self.turns = json.load(file)
         self.memory = []
         for path in sorted(glob.glob(os.path.join(folder, "memory-*.json"))):
             with open(path) as file:
@@ -77,43 +79,41 @@ def table(head, rows):
 
 
 def goals(r):
-    """What is aimed at: text, value, limit that must hold, aim."""
-    scale = r.cpu("floor/nv12scale/1080p")
-
-    def per_pixel(name):
-        return r.cpu(f"frame/{name}/nv21/separate") / pixels(name)
+    """What is aimed at: text, value, its quartiles over the rounds, limit that must hold, aim."""
+    def ratio(name):
+        q = r.turns["ratios"][name]
+        return q["median"], f"{q['lower_quartile']:.2f} .. {q['upper_quartile']:.2f}"
 
     separate, in_place = (r.memory_of("1920x1080", buffers=b) for b in ("separate", "in_place"))
     return [
         ("1080p NV21, mode 3, 6 mrad of roll, in units of the bilinear scaler",
-         r.cpu("frame/1080p/nv21/separate") / scale, 1.0, 0.6),
+         *ratio("frame_to_scaler"), 1.0, 0.6),
         ("20 mrad of roll against 3 mrad",
-         r.cpu("frame/1080p/nv21/roll_20") / r.cpu("frame/1080p/nv21/roll_3"), 1.6, 1.25),
-        ("720p against 1080p, per pixel", per_pixel("720p") / per_pixel("1080p"), 1.25, 1.1),
-        ("4K against 1080p, per pixel", per_pixel("4k") / per_pixel("1080p"), 1.1, 1.0),
+         *ratio("roll_20_to_3"), 1.6, 1.25),
+        ("720p against 1080p, per pixel", *ratio("720p_to_1080p"), 1.25, 1.1),
+        ("4K against 1080p, per pixel", *ratio("4k_to_1080p"), 1.1, 1.0),
         ("mode 1, input 10 % larger than output, in units of the bilinear scaler",
-         r.cpu("frame/2112x1188_to_1080p/nv21/mode_1") / scale, 0.7, 0.4),
-        ("wall time on two cores against one",
-         r.wall("frame/1080p/nv21/cores_2") / r.wall("frame/1080p/nv21/cores_1"), 0.75, 0.6),
+         *ratio("mode_1_to_scaler"), 0.7, 0.4),
+        ("wall time on two cores against one", *ratio("two_cores_to_one"), 0.75, 0.6),
         ("resident memory in luma planes, 1080p NV21, separate buffers",
-         separate["resident_bytes"] / separate["luma_bytes"], 1.5, None),
+         separate["resident_bytes"] / separate["luma_bytes"], "", 1.5, None),
         ("resident memory in luma planes, 1080p NV21, in place",
-         in_place["resident_bytes"] / in_place["luma_bytes"], 3.0, None),
-        ("allocations a frame after the second", separate["allocations_per_frame"], 8, None),
+         in_place["resident_bytes"] / in_place["luma_bytes"], "", 3.0, None),
+        ("allocations a frame after the second", separate["allocations_per_frame"], "", 8, None),
         ("worst of 1,000 frames against the median",
-         r.worst["worst_us"] / r.worst["median_us"], 3.0, 2.0),
+         r.worst["worst_us"] / r.worst["median_us"], "", 3.0, 2.0),
     ]
 
 
 def goal_table(r):
     rows = []
-    for text, value, must, aim in goals(r):
+    for text, value, spread, must, aim in goals(r):
         # The planes come with small records: block vectors, histograms, samples of the coarse search.
         slack = 0.06 if text.startswith("resident") else 0
         state = "missed" if value > must + slack else \
             "reached" if aim is None or value <= aim else "within the limit"
-        rows.append((text, f"{value:.2f}", f"{must:g}", "" if aim is None else f"{aim:g}", state))
-    return table(("measure", "measured", "limit", "aim", ""), rows)
+        rows.append((text, f"{value:.2f}", spread, f"{must:g}", "" if aim is None else f"{aim:g}", state))
+    return table(("measure", "measured", "half of the rounds", "limit", "aim", ""), rows)
 
 
 def size_table(r):
@@ -217,15 +217,14 @@ def thread_table(r):
 
 
 def core_text(r):
-    one, two = (r.wall(f"frame/1080p/nv21/cores_{n}") for n in (1, 2))
-    cpu_one, cpu_two = (r.cpu(f"frame/1080p/nv21/cores_{n}") for n in (1, 2))
+    one, two = (r.turns["cases"][f"1080p, {n}"] for n in ("one core", "two cores"))
     stages = "stages/1080p/one_participant"
     serial = sum(r.median(stages, s) for s in ("coarse shift", "model", "smoothing"))
     share = serial / sum(r.median(stages, s) for s in STAGES)
     return (f"Serial stages are {100 * share:.0f} % of a 1080p frame with one participant, so that two "
             f"cores could bring it to {(1 + share) / 2:.2f} at best. It takes "
-            f"{one:.0f} µs of wall time ({cpu_one:.0f} µs of CPU time) on one core and {two:.0f} µs "
-            f"({cpu_two:.0f} µs of CPU time) on two. Creating and joining three threads takes "
+            f"{one['wall_us']:.0f} µs of wall time ({one['cpu_us']:.0f} µs of CPU time) on one core and "
+            f"{two['wall_us']:.0f} µs ({two['cpu_us']:.0f} µs of CPU time) on two. Creating and joining three threads takes "
             f"{r.cpu('threads/create_and_join_three'):.0f} µs of CPU time.\n")
 
 
@@ -296,9 +295,9 @@ def report(r):
 def figures(r):
     """Medians of everything, for other programs."""
     result = {"context": {k: r.context[k] for k in ("compiler", "vector_level", "num_cpus")},
-              "repetitions": r.repetitions, "benchmarks": {}, "worst": r.worst, "memory": r.memory,
+              "repetitions": r.repetitions, "benchmarks": {}, "worst": r.worst, "turns": r.turns, "memory": r.memory,
               "goals": [{"measure": t, "value": round(v, 4), "limit": m, "aim": a}
-                        for t, v, m, a in goals(r)]}
+                        for t, v, _, m, a in goals(r)]}
     for name in sorted(r.rows):
         row = {"cpu_us": round(r.cpu(name), 4), "wall_us": round(r.wall(name), 4)}
         for key in STAGES + [s + ", wall" for s in STAGES] + ["threads", "roll_max_mrad", "roll_mean_mrad"]:

@@ -15,7 +15,7 @@ const int32_t kSpins = 256; // some microseconds: the row above is being worked 
 const int32_t kLongSpins = 1024; // a lead of the widest rows and more
 const int32_t kStride = 8; // blocks between two looks at the row above, and two marks for the row below
 const int32_t kAhead = 128; // pixels from a block to those that are fetched early
-const int32_t kLead = 16;  // blocks: five microseconds, and a multiple of kStride
+const int32_t kLead = 16;   // blocks: five microseconds, and a multiple of kStride
 
 } // namespace
 
@@ -100,9 +100,9 @@ void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast
 }
 
 // What two blocks a little further will read first: the rows of the sparse pattern, and in the frame
-// before also those above and below, since the search looks there from where the coarse shift points. Rows
-// of a frame lie too far apart for the processor to see it coming. Beyond the frame's end it is no read.
-// (As a function of its own g++ takes it for one without effect, and drops the call.)
+// before also those above and below, since the search looks there from where the coarse shift points.
+// Rows of a frame lie too far apart for the processor to see it coming. Beyond the frame's end it is no
+// read. (As a function of its own g++ takes it for one without effect, and drops the call.)
 __attribute__((always_inline)) inline void PrefetchBlocks(const BlockSearchJob *pJob, int64_t lOffset) {
     const int64_t lWidth = pJob->pCtx->lInWidth;
     const int64_t lCur = (int64_t)(uintptr_t)pJob->pCurFrame + lOffset + kAhead;
