@@ -152,9 +152,30 @@ struct Counted {
     bool Idle() const { return finished == std::min<int>(next, kItems); }
 };
 
+TEST(Threads, FramesStayAloneAfterThreadsThatDidNotCome) {
+    const Size size = {640, 480};
+    const std::vector<Bytes> clip = ShakyClip(size, 2);
+    const OneCore unchanged(false);
+    if (CPU_COUNT(&unchanged.all) < 2) GTEST_SKIP() << "one core";
+    SetShares(65536, 0);
+    Faults::Reset();
+    Faults::KeepParticipants(1); // none comes
+    const Handle handle = MakeHandle(size, 1);
+    Bytes out = clip[0];
+    std::vector<int> tried;
+    for (size_t i = 0; i < 20; i++) {
+        const int before = Faults::Threads();
+        QEL_MVS_StabilizeFrame(handle.get(), clip[i % 2].data(), out.data());
+        tried.push_back(Faults::Threads() > before);
+    }
+    EXPECT_EQ(tried, (std::vector<int>{1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0}));
+    Faults::Reset();
+    SetShares(65536, 4);
+}
+
 TEST(Threads, CrewServesEveryJob) {
     const int64_t kWorthAll = 1 << 20;
-    int byOthers = 0;
+    int byOthers = 0, byOthersOfOwn = 0;
     UnderAllCircumstances(1, [&](int participants) {
         Counted called, shared[kCrewJobs], refused, last, own;
         Crew crew;
@@ -178,11 +199,23 @@ TEST(Threads, CrewServesEveryJob) {
 
         ShareJob(nullptr, Counted::Work, &own, kWorthAll, false);
         EXPECT_EQ(own.finished, Counted::kItems);
+        byOthersOfOwn += own.byOthers;
         BeginCrew(&crew, 0);
         EXPECT_FALSE(CallCrew(&crew, Counted::Work, &refused));
         EndCrew(&crew);
     });
     EXPECT_GT(byOthers, 0);
+    EXPECT_GT(byOthersOfOwn, 0);
+    SetShares(65536, 2); // one thread is a crew
+    Crew crew;
+    Counted called;
+    const int threads = Faults::Threads();
+    BeginCrew(&crew, kWorthAll);
+    EXPECT_TRUE(CallCrew(&crew, Counted::Work, &called));
+    EndCrew(&crew);
+    EXPECT_EQ(called.finished, Counted::kItems);
+    EXPECT_EQ(Faults::Threads(), threads + 1);
+    SetShares(65536, 4);
     EXPECT_FALSE(CallCrew(nullptr, Counted::Work, nullptr));
 }
 

@@ -7,6 +7,10 @@
 
 namespace {
 
+// After one whose threads came too late, or not at all: the cores are wanted elsewhere, and starting
+// and ending threads in vain takes a good part of what a frame does.
+const int32_t kFramesAlone = 8;
+
 // A frame of the handle's own, zeroed when it is allocated.
 bool NeedFrame(const MVS_Context *pCtx, uint8_t **ppFrame) {
     if (*ppFrame) return true;
@@ -51,7 +55,9 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
 } // namespace
 
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
-    BeginCrew(&pCtx->stCrew, pCtx->lInLumaSize);
+    const bool bAlone = pCtx->lFramesAlone > 0;
+    BeginCrew(&pCtx->stCrew, bAlone ? 0 : pCtx->lInLumaSize);
+    pCtx->lFramesAlone -= bAlone;
     pCtx->pCrew = &pCtx->stCrew;
     switch (pCtx->lMode) {
     case 1:
@@ -67,7 +73,7 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
         break;
     }
     pCtx->pCrew = nullptr;
-    EndCrew(&pCtx->stCrew);
+    if (!EndCrew(&pCtx->stCrew)) pCtx->lFramesAlone = kFramesAlone;
 }
 
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {

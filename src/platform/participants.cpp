@@ -81,6 +81,7 @@ void *Serve(void *pArgument) {
         const int32_t lState = Join(pCrew, &bJoined);
         st.lServed = lState / kJob;
         if (bJoined) {
+            __atomic_store_n(&pCrew->bServed, 1, __ATOMIC_RELAXED);
             pCrew->stJob[st.lServed - 1].pBody(pCrew->stJob[st.lServed - 1].pJob);
             Leave(pCrew);
         }
@@ -137,12 +138,14 @@ void BeginCrew(Crew *pCrew, int64_t lBytes) {
     StartThreads(pCrew);
 }
 
-void EndCrew(Crew *pCrew) {
-    if (pCrew->lThreads < 1) return;
+bool EndCrew(Crew *pCrew) {
+    if (pCrew->lThreads < 1) return true;
     __atomic_or_fetch(&pCrew->lState, kLast, __ATOMIC_SEQ_CST);
     WakeSleepers(&pCrew->stGate);
     for (int32_t i = 0; i < 3; i++) zekMThreadDestory(pCrew->hThread[i]);
     DropGate(&pCrew->stGate);
+    return pCrew->bServed || StateOf(pCrew) < kJob ||
+           __atomic_load_n(&lGivenCores, __ATOMIC_RELAXED) > 0;
 }
 
 bool CallCrew(Crew *pCrew, JobBody pBody, void *pJob) {

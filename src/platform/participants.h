@@ -15,7 +15,8 @@
 // sooner than a thread is started and ended.
 const int64_t kBytesOfOne = 491520;
 
-// For tests, which share out small jobs too, and to more threads than there may be cores.
+// For tests, which share out small jobs too, and to more threads than there may be cores; with cores
+// given no crew counts as late.
 void SetShares(int64_t lBytesOfOne, int32_t lCores);
 
 // Jobs of a frame that a crew can be called to; those beyond stay with the caller.
@@ -32,14 +33,15 @@ struct Crew {
     Gate stGate;
     uintptr_t hThread[3];
     int32_t lThreads;
+    int32_t bServed; // atomic: one of them has joined a job
 };
 
 // Starts what threads lBytes are worth, each with a core to run on: one without starts when the others
 // end, and is waited for.
 void BeginCrew(Crew *pCrew, int64_t lBytes);
 
-// Returns when all threads have ended.
-void EndCrew(Crew *pCrew);
+// Returns when all threads have ended. False: there were jobs for them, and not one came in time.
+bool EndCrew(Crew *pCrew);
 
 // Has the threads run pBody(pJob) while the caller goes on. The job stays alive until the crew's end,
 // or until a job that was shared later is done. False: nobody is there to do it.
