@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The ratios that the library is held to. All cases take turns, a second's worth of frames each, and each
+// The ratios that the library is held to. All cases take turns of 30 frames, and each
 // ratio is the median of those of the single rounds: what slows the machine down for a while slows both
 // sides. Prints JSON.
 #include <stdio.h>

@@ -27,7 +27,7 @@ note_load >"$results/load.txt"
 "$build/quorvel-bench" --benchmark_enable_random_interleaving=true \
   --benchmark_repetitions="${REPETITIONS:-9}" --benchmark_min_time=0.1 \
   --benchmark_format=json >"$results/bench.json"
-"$build/quorvel-bench-ratios" >"$results/ratios.json"
+"$build/quorvel-bench-ratios" 150 >"$results/ratios.json"
 "$build/quorvel-bench-worst" >"$results/worst.json"
 for size in "${sizes[@]}"; do
   for format in nv21 i420; do
