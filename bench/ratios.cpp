@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The ratios that the library is held to. All cases take turns of 30 frames, and each
-// ratio is the median of those of the single rounds: what slows the machine down for a while slows both
-// sides. Prints JSON.
+// The ratios that the library is held to. All cases take turns of 30 frames, and each ratio is the median of
+// those of the single rounds: what slows the machine down for a while slows both sides. Prints JSON.
 #include <stdio.h>
 #include <stdlib.h>
 

@@ -44,7 +44,8 @@ void BeginCrew(Crew *pCrew, int64_t lBytes);
 bool EndCrew(Crew *pCrew);
 
 // Has the threads run pBody(pJob) while the caller goes on. The job stays alive until the crew's end,
-// or until a job that was shared later is done. False: nobody is there to do it.
+// or until a job that was shared later is done. False: it has no threads. True promises nothing: they
+// may never come to life.
 bool CallCrew(Crew *pCrew, JobBody pBody, void *pJob);
 
 // Runs pBody(pJob) on the calling thread and, where lBytes suffice, on others too: those of the crew,
