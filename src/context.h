@@ -163,6 +163,7 @@ struct MVS_Context {
     int32_t lKeepSize;        // bytes in all
     int32_t lKeepBytes;       // atomic: still to be copied, 0 or less when there is nothing
     Crew stCrew;
+    int32_t lFramesLate;       // running, up to the last, whose threads came too late
     int32_t lFramesAlone;      // to come, before threads are started again
     Crew *pCrew;               // threads of the frame that is being stabilized, null between frames
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion

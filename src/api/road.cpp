@@ -7,9 +7,18 @@
 
 namespace {
 
-// After one whose threads came too late, or not at all: the cores are wanted elsewhere, and starting
-// and ending threads in vain takes a good part of what a frame does.
+// When the threads of so many frames running came too late, or not at all, the cores are wanted
+// elsewhere. Starting and ending threads in vain takes a good part of what a frame does, so it is tried
+// again later.
+const int32_t kLateFrames = 3;
 const int32_t kFramesAlone = 8;
+
+void NoteCrew(MVS_Context *pCtx, bool bInTime) {
+    pCtx->lFramesLate = bInTime ? 0 : pCtx->lFramesLate + 1;
+    if (pCtx->lFramesLate < kLateFrames) return;
+    pCtx->lFramesLate = kLateFrames - 1;
+    pCtx->lFramesAlone = kFramesAlone;
+}
 
 // A frame of the handle's own, zeroed when it is allocated.
 bool NeedFrame(const MVS_Context *pCtx, uint8_t **ppFrame) {
@@ -57,7 +66,6 @@ void StabilizeCurrent(MVS_Context *pCtx, const FrameCall *pCall) {
 void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
     const bool bAlone = pCtx->lFramesAlone > 0;
     BeginCrew(&pCtx->stCrew, bAlone ? 0 : pCtx->lInLumaSize);
-    pCtx->lFramesAlone -= bAlone;
     pCtx->pCrew = &pCtx->stCrew;
     switch (pCtx->lMode) {
     case 1:
@@ -73,7 +81,11 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
         break;
     }
     pCtx->pCrew = nullptr;
-    if (!EndCrew(&pCtx->stCrew)) pCtx->lFramesAlone = kFramesAlone;
+    const bool bInTime = EndCrew(&pCtx->stCrew);
+    if (bAlone)
+        pCtx->lFramesAlone--;
+    else
+        NoteCrew(pCtx, bInTime);
 }
 
 bool StabilizeInPlace(MVS_Context *pCtx, const FrameCall *pCall) {
