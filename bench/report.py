@@ -82,7 +82,7 @@ def goals(r):
     """What is aimed at: text, value, its quartiles over the rounds, limit that must hold, aim."""
     def ratio(name):
         q = r.turns["ratios"][name]
-        return q["median"], f"{q['lower_quartile']:.2f} .. {q['upper_quartile']:.2f}"
+        return q["of_medians"], f"{q['lower_quartile']:.2f} .. {q['upper_quartile']:.2f}"
 
     separate, in_place = (r.memory_of("1920x1080", buffers=b) for b in ("separate", "in_place"))
     return [
