@@ -9,7 +9,7 @@ namespace {
 
 #define QEL_AVX2 QEL_TARGET("avx2")
 
-// (a / 1024 products of 32 bits): squares of what the vectors differ by, Q10.
+// Squares, Q10, of what the vectors differ by from the model. The products keep their low 32 bits.
 QEL_AVX2 inline __m256i Squares(__m256i vMv, __m256i vModel) {
     const __m256i v = _mm256_sub_epi32(_mm256_slli_epi32(vMv, 10), vModel);
     return _mm256_srai_epi32(_mm256_mullo_epi32(v, v), 10);
