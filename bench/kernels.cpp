@@ -9,7 +9,7 @@
 #include "quorvel/pitch.h"
 #include "sizes.h"
 #include "warp/mapping_kernels.h"
-#include "warp/pixel_kernels.h"
+#include "warp/pixels.h"
 #include "warp/run_kernels.h"
 
 namespace {
@@ -45,12 +45,12 @@ void Run(benchmark::State &state, RunKernel run, const RunTaps *taps, int steps)
 
 // ---- per-pixel warp: a row inside the plane; items are pixels ----
 
-void Pixels(benchmark::State &state, PixelKernel kernel) {
-    const int count = 1600;
-    std::vector<uint8_t> out((size_t)count);
-    const PixelPlane plane = {Input(), kStride, 1078, 1918, kStride, 1};
+void Pixels(benchmark::State &state, PixelKernel kernel, int zoom, int step) {
+    const int count = 900;
+    std::vector<uint8_t> out(2 * (size_t)count);
+    const PixelPlane plane = {Input(), kStride, 1078, 958, kStride, 1}; // 960 pixels of one byte or two
     for (auto _ : state) {
-        kernel(&plane, out.data(), 300 << 10, 50 << 10, 960, 6, 0, count);
+        kernel(&plane, out.data(), 300 << 10, 10 << 10, zoom, step, 0, count);
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * count);
@@ -143,8 +143,14 @@ const bool registered = [] {
             RegisterBenchmark(("kernel/run/single_steps" + end).c_str(), Run, run, &kPlanarTaps[1], 1);
             RegisterBenchmark(("kernel/run/pairs" + end).c_str(), Run, run, &kPairTaps[1], 120);
         }
-        const PixelKernel pixels = level == kCpuPortable ? WarpPixels : PixelKernelOf(level);
-        if (pixels) RegisterBenchmark(("kernel/pixels" + end).c_str(), Pixels, pixels);
+        const PixelKernels *pixels = PixelKernelsOf(level);
+        if (level == kCpuPortable || pixels->pLuma != LumaPixels) {
+            RegisterBenchmark(("kernel/pixels/luma" + end).c_str(), Pixels, pixels->pLuma, 960, 6);
+            RegisterBenchmark(("kernel/pixels/luma_steep" + end).c_str(), Pixels, pixels->pLuma, 960, 70);
+            RegisterBenchmark(("kernel/pixels/luma_unzoomed" + end).c_str(), Pixels, pixels->pLuma, 1024, 6);
+            RegisterBenchmark(("kernel/pixels/nearest" + end).c_str(), Pixels, pixels->pNearest, 960, 6);
+            RegisterBenchmark(("kernel/pixels/pairs" + end).c_str(), Pixels, pixels->pPairs, 960, 6);
+        }
         const CostTable *costs = CostTableOf(level);
         RegisterBenchmark(("kernel/grid_gather" + end).c_str(), Gather, costs->pGather);
         RegisterBenchmark(("kernel/grid_sad" + end).c_str(), GridSad, costs->pGlobalSad);

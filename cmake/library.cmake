@@ -49,8 +49,10 @@ set(QUORVEL_SOURCES
   src/warp/large_warp.cpp
   src/warp/map.cpp
   src/warp/mapping_kernels.cpp
-  src/warp/pixel_kernels.cpp
-  src/warp/pixel_kernels_x86.cpp
+  src/warp/pixel_warp.cpp
+  src/warp/pixels.cpp
+  src/warp/pixels_neon.cpp
+  src/warp/pixels_x86.cpp
   src/warp/rotation_warp.cpp
   src/warp/run_kernels.cpp
   src/warp/run_kernels_neon.cpp

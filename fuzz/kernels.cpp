@@ -8,7 +8,7 @@
 #include "input.h"
 #include "motion/cost_table.h"
 #include "warp/mapping_kernels.h"
-#include "warp/pixel_kernels.h"
+#include "warp/pixel_warp.h"
 #include "warp/run_kernels.h"
 
 namespace {
@@ -67,27 +67,25 @@ void Runs(Input *input, CpuLevel level) {
     MUST(!memcmp(out.Data(), want.Data(), out.Size()));
 }
 
-// The vector form is asked for positions inside the plane only: the longest such part of a row.
+// A band of rows; the definition does the same rows anywhere.
 void Pixels(Input *input, CpuLevel level) {
-    const PixelKernel inside = PixelKernelOf(level);
-    if (!inside) return;
-    const int32_t width = input->In(4, 90), height = input->In(2, 50), count = input->In(1, 120);
-    const Plane in(input, width * height, width);
-    const PixelPlane plane = {in.Data(), width, height - 2, width - 2, width, 1};
-    const int32_t z = input->In(0, 2048), s = input->In(-700, 700);
-    const int32_t r = input->In(-9000, 30000), c = input->In(-9000, 30000);
-    const auto within = [&](int32_t x) {
-        const int32_t row = r + s * x, col = c + z * x;
-        return row >= 0 && row <= plane.lLastRow << 10 && col >= 0 && col <= (plane.lLastCol - 2) << 10;
-    };
-    int32_t first = 0;
-    while (first < count && !within(first)) first++;
-    int32_t end = first;
-    while (end < count && within(end)) end++;
-    const Guarded out((size_t)count, Guarded::kAtEnd, kUntouched),
-        want((size_t)count, Guarded::kAtStart, kUntouched);
-    inside(&plane, out.Data(), r, c, z, s, first, end);
-    WarpPixels(&plane, want.Data(), r, c, z, s, first, end);
+    const PixelKernels *definition = PixelKernelsOf(kCpuPortable), *fast = PixelKernelsOf(level);
+    const PixelKernel kDefinitions[] = {definition->pLuma, definition->pNearest, definition->pPairs};
+    const PixelKernel kFast[] = {fast->pLuma, fast->pNearest, fast->pPairs};
+    const int32_t kind = input->In(0, 2), bytes = kind == 2 ? 2 : 1;
+    const int32_t width = input->In(1, 90), height = input->In(1, 50), count = input->In(1, 120);
+    const int32_t stride = width * bytes + input->In(0, 9), rows = input->In(1, 9);
+    const Plane in(input, stride * (height - 1) + width * bytes, stride);
+    const Guarded out((size_t)(count * bytes * rows), Guarded::kAtEnd, kUntouched),
+        want(out.Size(), Guarded::kAtStart, kUntouched);
+    const WarpMap map = {input->In(-9000, 50000), input->In(-9000, 50000), input->In(-9, 1100),
+                         input->In(-1100, 1100)};
+    WarpPlane plane = {kDefinitions[kind], kFast[kind], in.Data(), out.Data(), width, height, bytes,
+                       count, stride, count * bytes};
+    WarpPixelRows(&plane, &map, 0, rows);
+    plane.pInside = plane.pAnywhere;
+    plane.pOut = want.Data();
+    WarpPixelRows(&plane, &map, 0, rows);
     MUST(!memcmp(out.Data(), want.Data(), out.Size()));
 }
 

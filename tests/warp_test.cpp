@@ -7,6 +7,7 @@
 
 #include "support/run.h"
 #include "warp/mapping_kernels.h"
+#include "warp/pixel_warp.h"
 #include "warp/warp.h"
 
 namespace {
@@ -100,6 +101,62 @@ TEST(PixelWarp, EverySampleByTheFormula) {
                         << in.width << ' ' << out.width << ' ' << format << ' ' << i;
                 }
             }
+}
+
+// Rows of every sample kind by each level's kernels, in two bands, against the definition. Maps go
+// through the plane near its last row and column, with every step that the kernels take and some
+// beyond.
+TEST(PixelWarp, KernelsEqualTheDefinition) {
+    Random random;
+    const PixelKernel kDefinitions[] = {LumaPixels, NearestPixels, NearestPairs};
+    for (int32_t i = 0; i < 6000; i++) {
+        const int32_t kind = i % 3, bytes = kind == 2 ? 2 : 1, largest = i % 4 ? 90 : 20;
+        const int32_t width = random.In(1, largest), height = random.In(1, largest);
+        const int32_t count = random.In(1, 150), rows = random.In(1, 8);
+        const int32_t stride = width * bytes + (i & 8 ? random.In(0, 40) : 0);
+        const Plane from(stride * (height - 1) + width * bytes, 1 + (uint64_t)i % 9,
+                         (Guarded::Side)(i >> 4 & 1));
+        const Plane to(count * bytes * rows, 0, (Guarded::Side)(i >> 5 & 1));
+        Plane want(count * bytes * rows);
+        from.ReadOnly();
+
+        const int32_t steep = i % 5 ? 60 : QEL_MOST_PIXEL_STEP + 2;
+        WarpMap map = {0, 0, i % 7 ? random.In(0, QEL_MOST_PIXEL_STEP + 1) : QEL_MOST_PIXEL_STEP,
+                       random.In(-steep, steep)};
+        const int32_t x = random.In(0, count), y = random.In(0, rows); // lies inside the plane
+        map.lR0 = 1024 * random.In(0, height) - random.In(0, 1023) - map.lZ * y - map.lS * x;
+        map.lC0 = 1024 * random.In(0, width) - random.In(0, 1023) - map.lZ * x + map.lS * y;
+
+        const PixelPlane plane = {from.Data(),
+                                  stride,
+                                  std::max(height - 2, 0),
+                                  std::max(width - 2, 0),
+                                  height > 1 ? stride : 0,
+                                  width > 1};
+        for (int32_t row = 0; row < rows; row++)
+            kDefinitions[kind](&plane, want.Data() + row * count * bytes, map.lR0 + map.lZ * row,
+                               map.lC0 - map.lS * row, map.lZ, map.lS, 0, count);
+        for (CpuLevel level : CpuLevels()) {
+            const PixelKernels *k = PixelKernelsOf(level);
+            const PixelKernel kTwins[] = {k->pLuma, k->pNearest, k->pPairs};
+            const WarpPlane warp = {kDefinitions[kind],
+                                    kTwins[kind],
+                                    from.Data(),
+                                    to.Data(),
+                                    width,
+                                    height,
+                                    bytes,
+                                    count,
+                                    stride,
+                                    count * bytes};
+            memset(to.Data(), kUntouched, to.Size());
+            WarpPixelRows(&warp, &map, y, rows);
+            ASSERT_EQ(std::count(to.Data(), to.Data() + y * count * bytes, kUntouched),
+                      y * count * bytes);
+            WarpPixelRows(&warp, &map, 0, y);
+            ASSERT_EQ(memcmp(to.Data(), want.Data(), to.Size()), 0) << level << ' ' << kind << ' ' << i;
+        }
+    }
 }
 
 // Offsets in quarters of the four samples of an axis, by start phase.

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "warp/pixel_warp.h"
+
+namespace {
+
+// Output samples of one row whose positions need no clamp.
+struct Span {
+    int32_t lFirst, lEnd;
+};
+
+// Narrows the span to where 0 <= lStart + lStep * x <= lLast.
+void Narrow(Span *pSpan, int64_t llStart, int64_t llStep, int64_t llLast) {
+    int64_t llFirst = pSpan->lFirst, llEnd = pSpan->lEnd;
+    if (llStep == 0) {
+        if (llStart < 0 || llStart > llLast) llEnd = llFirst;
+    } else {
+        const int64_t llLow = llStep > 0 ? -llStart : llStart - llLast; // what x * |step| must reach
+        const int64_t llHigh = llStep > 0 ? llLast - llStart : llStart; // and may reach
+        const int64_t llSize = llStep > 0 ? llStep : -llStep;
+        if (llLow > 0 && (llLow + llSize - 1) / llSize > llFirst)
+            llFirst = (llLow + llSize - 1) / llSize;
+        if (llHigh < 0)
+            llEnd = llFirst;
+        else if (llHigh / llSize + 1 < llEnd)
+            llEnd = llHigh / llSize + 1;
+    }
+    if (llFirst > pSpan->lEnd) llFirst = pSpan->lEnd;
+    *pSpan = {(int32_t)llFirst, (int32_t)(llEnd < llFirst ? llFirst : llEnd)};
+}
+
+// Samples of a row of lCount that start at (r, c). Positions that wrap around are left to the clamped
+// form, and so is the last row of bases: from there a twin's window could pass the plane's end. In the
+// rows above it only reaches into the next row.
+Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const PixelPlane *pPlane) {
+    const int64_t llEndRow = r + (int64_t)pMap->lS * lCount, llEndCol = c + (int64_t)pMap->lZ * lCount;
+    if (llEndRow != Low32(llEndRow) || llEndCol != Low32(llEndCol)) return {0, 0};
+    Span st = {0, lCount};
+    Narrow(&st, r, pMap->lS, ((int64_t)pPlane->lLastRow << 10) - 1);
+    Narrow(&st, c, pMap->lZ, (int64_t)pPlane->lLastCol << 10);
+    return st;
+}
+
+bool TwinTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
+    return pPlane->lWidth * pPlane->lBytes >= QEL_PIXEL_WINDOW && pMap->lZ >= 0 &&
+           pMap->lZ <= QEL_MOST_PIXEL_STEP && pMap->lS >= -QEL_MOST_PIXEL_STEP &&
+           pMap->lS <= QEL_MOST_PIXEL_STEP;
+}
+
+// Last base of a plane side that leaves room for the neighbour: the plane's last row and column are
+// never sampled, so that no read can pass the plane.
+int32_t LastBase(int32_t lSize) { return Max32(lSize - 2, 0); }
+
+} // namespace
+
+WarpPlane LumaPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {LumaPixels,
+            PixelKernelsOf(pCtx->eCpuLevel)->pLuma,
+            pIn,
+            pOut,
+            pCtx->lInWidth,
+            pCtx->lInHeight,
+            1,
+            pCtx->lOutWidth,
+            pCtx->lInWidth,
+            pCtx->lOutWidth};
+}
+
+WarpPlane ChromaPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {NearestPixels,
+            PixelKernelsOf(pCtx->eCpuLevel)->pNearest,
+            pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            1,
+            OutChromaWidth(pCtx),
+            InChromaWidth(pCtx),
+            OutChromaWidth(pCtx)};
+}
+
+WarpPlane PairPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    return {NearestPairs,
+            PixelKernelsOf(pCtx->eCpuLevel)->pPairs,
+            pIn,
+            pOut,
+            InChromaWidth(pCtx),
+            InChromaHeight(pCtx),
+            2,
+            OutChromaWidth(pCtx),
+            2 * InChromaWidth(pCtx),
+            2 * OutChromaWidth(pCtx)};
+}
+
+void WarpPixelRows(const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd) {
+    if (pPlane->lWidth < 1 || pPlane->lHeight < 1) return;
+    const int32_t lZ = pMap->lZ, lS = pMap->lS, lCount = pPlane->lOutWidth;
+    const PixelPlane st = {pPlane->pIn, pPlane->lStride, LastBase(pPlane->lHeight),
+                           LastBase(pPlane->lWidth),
+                           // a plane of one row or column has no neighbour; its fraction is 0 then
+                           pPlane->lHeight > 1 ? pPlane->lStride : 0, pPlane->lWidth > 1};
+    const bool bTwin = TwinTakes(pPlane, pMap);
+    for (int32_t y = lFirst; y < lEnd; y++) {
+        uint8_t *pOut = pPlane->pOut + (ptrdiff_t)y * pPlane->lOutStride;
+        const int32_t r = WrapAdd32(pMap->lR0, WrapMul32(lZ, y));
+        const int32_t c = WrapSub32(pMap->lC0, WrapMul32(lS, y));
+        const Span stSpan = bTwin ? InsideSpan(lCount, r, c, pMap, &st) : Span{0, 0};
+        pPlane->pAnywhere(&st, pOut, r, c, lZ, lS, 0, stSpan.lFirst);
+        if (stSpan.lFirst < stSpan.lEnd)
+            pPlane->pInside(&st, pOut, r, c, lZ, lS, stSpan.lFirst, stSpan.lEnd);
+        pPlane->pAnywhere(&st, pOut, r, c, lZ, lS, stSpan.lEnd, lCount);
+    }
+}

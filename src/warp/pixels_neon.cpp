@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Sixteen bytes a step from one window of each source row. Positions are held as words, Q10: rows from
+// the topmost row of a step, columns from the window, at most 1023 + 15 * 1024.
+#include "warp/pixels.h"
+
+#ifdef QEL_NEON
+#include <arm_neon.h>
+
+namespace {
+
+int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, WrapMul32(lStep, x)); }
+
+// How far a position moves along one axis in the first eight pixels, and to the next eight.
+struct Moves {
+    uint16x8_t vPixels, vEight;
+};
+
+inline uint16x8_t Words(int32_t l) { return vdupq_n_u16((uint16_t)l); }
+
+inline Moves MovesOf(int32_t lStep) {
+    const uint16_t kPixels[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+    return {vmulq_u16(vld1q_u16(kPixels), Words(lStep)), Words(8 * lStep)};
+}
+
+inline uint16x8_t Positions(int32_t lFirst, const Moves &st) {
+    return vaddq_u16(Words(lFirst), st.vPixels);
+}
+
+// As quarters of a pixel in bytes.
+inline uint8x16_t Quarters(uint16x8_t v, const Moves &st) {
+    return vshrn_high_n_u16(vshrn_n_u16(v, 8), vaddq_u16(v, st.vEight), 8);
+}
+
+inline uint8x16_t PixelIndex(uint8x16_t vQuarters) { return vshrq_n_u8(vQuarters, 2); }
+inline uint8x16_t PairIndex(uint16x8_t vColumns) {
+    return vreinterpretq_u8_u16(vmlaq_u16(Words(0x0100), vshrq_n_u16(vColumns, 10), Words(0x0202)));
+}
+
+// Masks: fractions of 1 and 3 quarters, of 2 and 3 quarters.
+struct Phase {
+    uint8x16_t vOdd, vUpper;
+};
+
+inline Phase PhaseOf(uint8x16_t vQuarters) {
+    return {vtstq_u8(vQuarters, vdupq_n_u8(1)), vtstq_u8(vQuarters, vdupq_n_u8(2))};
+}
+
+// Truncated quarters are nested means: 1 quarter is the mean of a and the mean of both.
+inline uint8x16_t Mix(uint8x16_t a, uint8x16_t b, const Phase &st) {
+    return vhaddq_u8(vbslq_u8(st.vOdd, vhaddq_u8(a, b), a), vbslq_u8(st.vUpper, b, a));
+}
+
+// The pixels of a step between the columns of one row.
+template <bool kZoom> inline uint8x16_t Line(const uint8_t *p, uint8x16_t vIndex, const Phase &st) {
+    const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 1);
+    return kZoom ? Mix(vqtbl1q_u8(a, vIndex), vqtbl1q_u8(b, vIndex), st) : Mix(a, b, st);
+}
+
+template <bool kZoom>
+void Luma(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
+          int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const Moves stDown = MovesOf(lS), stAcross = MovesOf(lZ);
+    uint8x16_t vIndex = vdupq_n_u8(0);
+    Phase stPhase = PhaseOf(vdupq_n_u8(lC >> 8 & 3));
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
+        const uint8_t *p = st.pTop + (c >> 10);
+        PrefetchRowBelow(p, lStride, kLumaRowsAhead);
+        if (kZoom) {
+            const uint8x16_t vQuarters = Quarters(Positions(c & 1023, stAcross), stAcross);
+            vIndex = PixelIndex(vQuarters);
+            stPhase = PhaseOf(vQuarters);
+        }
+        const uint8x16_t vRows = Quarters(Positions(st.lOffset, stDown), stDown);
+        uint8x16_t vTop = Line<kZoom>(p, vIndex, stPhase);
+        uint8x16_t vNext = Line<kZoom>(p + lStride, vIndex, stPhase);
+        uint8x16_t vBelow = vNext;
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const uint8x16_t vReached = vcgeq_u8(vRows, vdupq_n_u8((uint8_t)(4 * i)));
+            vTop = vbslq_u8(vReached, vNext, vTop);
+            vNext = Line<kZoom>(p + (i + 1) * lStride, vIndex, stPhase);
+            vBelow = vbslq_u8(vReached, vNext, vBelow);
+        }
+        vst1q_u8(pOut + x, Mix(vTop, vBelow, PhaseOf(vRows)));
+        x += 16;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - 16);
+    }
+}
+
+// Samples of kBytes bytes; rows are held in elements of that size.
+template <int32_t kBytes>
+void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
+             int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const int32_t lLane = 16 / kBytes;
+    const Moves stDown = MovesOf(lS), stAcross = MovesOf(lZ);
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
+        const uint8_t *p = st.pTop + kBytes * (c >> 10);
+        PrefetchRowBelow(p, lStride, kChromaRowsAhead);
+        const uint16x8_t vColumns = Positions(c & 1023, stAcross);
+        const uint8x16_t vIndex =
+            kBytes == 1 ? PixelIndex(Quarters(vColumns, stAcross)) : PairIndex(vColumns);
+        uint8x16_t v = vqtbl1q_u8(vld1q_u8(p), vIndex);
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const uint16x8_t vRows = Positions(st.lOffset, stDown);
+            const uint8x16_t vReached =
+                kBytes == 1 ? vcgeq_u8(Quarters(vRows, stDown), vdupq_n_u8((uint8_t)(4 * i)))
+                            : vreinterpretq_u8_u16(vcgeq_u16(vRows, Words(1024 * i)));
+            v = vbslq_u8(vReached, vqtbl1q_u8(vld1q_u8(p + i * lStride), vIndex), v);
+        }
+        vst1q_u8(pOut + (ptrdiff_t)kBytes * x, v);
+        x += lLane;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - lLane);
+    }
+}
+
+} // namespace
+
+// Without a zoom all columns have the same phase, and the bytes of a window are in their places.
+void LumaPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                    int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pWide = lZ == 1024 ? Luma<false> : Luma<true>;
+    (lEnd - lFirst < 16 ? LumaPixels : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                       int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixels : Nearest<1>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPairsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                      int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairs : Nearest<2>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+#endif

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// A lane of 16 bytes takes its pixels from one window of each source row. AVX2 has two lanes.
+//
+// Positions are held as words, Q10: rows from the topmost row of a step, columns from a lane's window,
+// at most 1023 + 31 * 1024. Pixels are mixed as complements: the processor's mean rounds up, and the
+// complement of that is the mean rounded down.
+#include "warp/pixels.h"
+
+#ifdef QEL_X86
+#include <immintrin.h>
+
+namespace {
+
+#define QEL_AVX2 QEL_TARGET("avx2")
+#define QEL_SSSE3 QEL_TARGET("ssse3")
+
+int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, WrapMul32(lStep, x)); }
+
+// ---- AVX2 ----
+
+QEL_AVX2 inline __m256i Words256(int32_t l) { return _mm256_set1_epi16((int16_t)l); }
+QEL_AVX2 inline __m256i Bytes256(int32_t l) { return _mm256_set1_epi8((int8_t)l); }
+QEL_AVX2 inline __m256i Not256(__m256i v) { return _mm256_xor_si256(v, Bytes256(-1)); }
+
+QEL_AVX2 inline __m256i Load256(const uint8_t *pLow, const uint8_t *pHigh) {
+    const __m128i vLow = _mm_loadu_si128((const __m128i *)pLow);
+    const __m128i vHigh = _mm_loadu_si128((const __m128i *)pHigh);
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(vLow), vHigh, 1);
+}
+
+// How far a position moves along one axis: in the first eight pixels of a lane, from the low lane to
+// the high one, and to the next eight.
+struct Moves256 {
+    __m256i vPixels, vLanes, vEight;
+};
+
+QEL_AVX2 inline Moves256 MovesOf256(int32_t lStep, int32_t lLane) {
+    const __m256i v = _mm256_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7, 0, 1, 2, 3, 4, 5, 6, 7);
+    const __m128i vHigh = _mm_set1_epi16((int16_t)(lStep * lLane));
+    return {_mm256_mullo_epi16(v, Words256(lStep)),
+            _mm256_inserti128_si256(_mm256_setzero_si256(), vHigh, 1), Words256(8 * lStep)};
+}
+
+QEL_AVX2 inline __m256i Rows256(int32_t lOffset, const Moves256 &st) {
+    return _mm256_add_epi16(_mm256_add_epi16(Words256(lOffset), st.vLanes), st.vPixels);
+}
+QEL_AVX2 inline __m256i Columns256(int32_t c, const Moves256 &st) {
+    const __m256i v = _mm256_and_si256(_mm256_add_epi16(Words256(c), st.vLanes), Words256(1023));
+    return _mm256_add_epi16(v, st.vPixels);
+}
+
+// As quarters of a pixel in bytes, 16 a lane.
+QEL_AVX2 inline __m256i Quarters256(__m256i v, const Moves256 &st) {
+    const __m256i vNext = _mm256_add_epi16(v, st.vEight);
+    return _mm256_packus_epi16(_mm256_srli_epi16(v, 8), _mm256_srli_epi16(vNext, 8));
+}
+
+// For byte shuffles: whole pixels, and both bytes of pairs.
+QEL_AVX2 inline __m256i PixelIndex256(__m256i vQuarters) {
+    return _mm256_and_si256(_mm256_srli_epi16(vQuarters, 2), Bytes256(15));
+}
+QEL_AVX2 inline __m256i PairIndex256(__m256i vColumns) {
+    const __m256i vFirst = _mm256_mullo_epi16(_mm256_srli_epi16(vColumns, 10), Words256(0x0202));
+    return _mm256_add_epi16(vFirst, Words256(0x0100));
+}
+
+// Masks in the high bits of bytes: fractions of 1 and 3 quarters, of 2 and 3 quarters.
+struct Phase256 {
+    __m256i vOdd, vUpper;
+};
+
+QEL_AVX2 inline Phase256 PhaseOf256(__m256i vQuarters) {
+    return {_mm256_slli_epi16(vQuarters, 7), _mm256_slli_epi16(vQuarters, 6)};
+}
+
+// Truncated quarters are nested means: 1 quarter is the mean of a and the mean of both.
+QEL_AVX2 inline __m256i Mix256(__m256i a, __m256i b, const Phase256 &st) {
+    const __m256i vMean = _mm256_avg_epu8(a, b);
+    return _mm256_avg_epu8(_mm256_blendv_epi8(a, vMean, st.vOdd), _mm256_blendv_epi8(a, b, st.vUpper));
+}
+
+// The pixels of a step between the columns of one row.
+template <bool kZoom>
+QEL_AVX2 inline __m256i Line256(const uint8_t *pLow, const uint8_t *pHigh, __m256i vIndex,
+                                const Phase256 &st) {
+    __m256i a = Load256(pLow, pHigh), b = Load256(pLow + 1, pHigh + 1);
+    if (kZoom) {
+        a = _mm256_shuffle_epi8(a, vIndex);
+        b = _mm256_shuffle_epi8(b, vIndex);
+    }
+    return Mix256(Not256(a), Not256(b), st);
+}
+
+template <bool kZoom>
+QEL_AVX2 void Luma256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                      int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const Moves256 stDown = MovesOf256(lS, 16), stAcross = MovesOf256(lZ, 16);
+    __m256i vIndex = _mm256_setzero_si256();
+    Phase256 stPhase = PhaseOf256(Bytes256(lC >> 8 & 3));
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 32);
+        const uint8_t *pLow = st.pTop + (c >> 10), *pHigh = st.pTop + ((c + 16 * lZ) >> 10);
+        PrefetchRowBelow(pLow, lStride, kLumaRowsAhead);
+        if (kZoom) {
+            const __m256i vQuarters = Quarters256(Columns256(c, stAcross), stAcross);
+            vIndex = PixelIndex256(vQuarters);
+            stPhase = PhaseOf256(vQuarters);
+        }
+        const __m256i vRows = Quarters256(Rows256(st.lOffset, stDown), stDown);
+        __m256i vTop = Line256<kZoom>(pLow, pHigh, vIndex, stPhase);
+        __m256i vNext = Line256<kZoom>(pLow + lStride, pHigh + lStride, vIndex, stPhase);
+        __m256i vBelow = vNext;
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const ptrdiff_t lNext = (i + 1) * lStride;
+            const __m256i vReached = _mm256_cmpgt_epi8(vRows, Bytes256(4 * i - 1));
+            vTop = _mm256_blendv_epi8(vTop, vNext, vReached);
+            vNext = Line256<kZoom>(pLow + lNext, pHigh + lNext, vIndex, stPhase);
+            vBelow = _mm256_blendv_epi8(vBelow, vNext, vReached);
+        }
+        const __m256i v = Not256(Mix256(vTop, vBelow, PhaseOf256(vRows)));
+        _mm256_storeu_si256((__m256i *)(pOut + x), v);
+        x += 32;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - 32);
+    }
+}
+
+// Samples of kBytes bytes; rows are held in elements of that size.
+template <int32_t kBytes>
+QEL_AVX2 void Nearest256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                         int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const int32_t lLane = 16 / kBytes;
+    const Moves256 stDown = MovesOf256(lS, lLane), stAcross = MovesOf256(lZ, lLane);
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 2 * lLane);
+        const uint8_t *pLow = st.pTop + kBytes * (c >> 10);
+        const uint8_t *pHigh = st.pTop + kBytes * ((c + lLane * lZ) >> 10);
+        PrefetchRowBelow(pLow, lStride, kChromaRowsAhead);
+        const __m256i vColumns = Columns256(c, stAcross);
+        const __m256i vIndex =
+            kBytes == 1 ? PixelIndex256(Quarters256(vColumns, stAcross)) : PairIndex256(vColumns);
+        __m256i v = _mm256_shuffle_epi8(Load256(pLow, pHigh), vIndex);
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const __m256i vRows = Rows256(st.lOffset, stDown);
+            const __m256i vReached =
+                kBytes == 1 ? _mm256_cmpgt_epi8(Quarters256(vRows, stDown), Bytes256(4 * i - 1))
+                            : _mm256_cmpgt_epi16(vRows, Words256(1024 * i - 1));
+            const __m256i vLine = Load256(pLow + i * lStride, pHigh + i * lStride);
+            v = _mm256_blendv_epi8(v, _mm256_shuffle_epi8(vLine, vIndex), vReached);
+        }
+        _mm256_storeu_si256((__m256i *)(pOut + (ptrdiff_t)kBytes * x), v);
+        x += 2 * lLane;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - 2 * lLane);
+    }
+}
+
+// ---- SSSE3 ----
+
+QEL_SSSE3 inline __m128i Words128(int32_t l) { return _mm_set1_epi16((int16_t)l); }
+QEL_SSSE3 inline __m128i Bytes128(int32_t l) { return _mm_set1_epi8((int8_t)l); }
+QEL_SSSE3 inline __m128i Not128(__m128i v) { return _mm_xor_si128(v, Bytes128(-1)); }
+QEL_SSSE3 inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128((const __m128i *)p); }
+
+// b where the mask is set, else a.
+QEL_SSSE3 inline __m128i Select128(__m128i a, __m128i b, __m128i vMask) {
+    return _mm_xor_si128(a, _mm_and_si128(_mm_xor_si128(a, b), vMask));
+}
+
+struct Moves128 {
+    __m128i vPixels, vEight;
+};
+
+QEL_SSSE3 inline Moves128 MovesOf128(int32_t lStep) {
+    return {_mm_mullo_epi16(_mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7), Words128(lStep)),
+            Words128(8 * lStep)};
+}
+
+QEL_SSSE3 inline __m128i Positions128(int32_t lFirst, const Moves128 &st) {
+    return _mm_add_epi16(Words128(lFirst), st.vPixels);
+}
+
+QEL_SSSE3 inline __m128i Quarters128(__m128i v, const Moves128 &st) {
+    return _mm_packus_epi16(_mm_srli_epi16(v, 8), _mm_srli_epi16(_mm_add_epi16(v, st.vEight), 8));
+}
+
+QEL_SSSE3 inline __m128i PixelIndex128(__m128i vQuarters) {
+    return _mm_and_si128(_mm_srli_epi16(vQuarters, 2), Bytes128(15));
+}
+QEL_SSSE3 inline __m128i PairIndex128(__m128i vColumns) {
+    return _mm_add_epi16(_mm_mullo_epi16(_mm_srli_epi16(vColumns, 10), Words128(0x0202)),
+                         Words128(0x0100));
+}
+
+struct Phase128 {
+    __m128i vOdd, vUpper; // masks of whole bytes
+};
+
+QEL_SSSE3 inline Phase128 PhaseOf128(__m128i vQuarters) {
+    const __m128i vZero = _mm_setzero_si128();
+    return {_mm_cmpgt_epi8(vZero, _mm_slli_epi16(vQuarters, 7)),
+            _mm_cmpgt_epi8(vZero, _mm_slli_epi16(vQuarters, 6))};
+}
+
+QEL_SSSE3 inline __m128i Mix128(__m128i a, __m128i b, const Phase128 &st) {
+    const __m128i vMean = _mm_avg_epu8(a, b);
+    return _mm_avg_epu8(Select128(a, vMean, st.vOdd), Select128(a, b, st.vUpper));
+}
+
+template <bool kZoom>
+QEL_SSSE3 inline __m128i Line128(const uint8_t *p, __m128i vIndex, const Phase128 &st) {
+    __m128i a = Load128(p), b = Load128(p + 1);
+    if (kZoom) {
+        a = _mm_shuffle_epi8(a, vIndex);
+        b = _mm_shuffle_epi8(b, vIndex);
+    }
+    return Mix128(Not128(a), Not128(b), st);
+}
+
+template <bool kZoom>
+QEL_SSSE3 void Luma128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                       int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const Moves128 stDown = MovesOf128(lS), stAcross = MovesOf128(lZ);
+    __m128i vIndex = _mm_setzero_si128();
+    Phase128 stPhase = PhaseOf128(Bytes128(lC >> 8 & 3));
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
+        const uint8_t *p = st.pTop + (c >> 10);
+        PrefetchRowBelow(p, lStride, kLumaRowsAhead);
+        if (kZoom) {
+            const __m128i vQuarters = Quarters128(Positions128(c & 1023, stAcross), stAcross);
+            vIndex = PixelIndex128(vQuarters);
+            stPhase = PhaseOf128(vQuarters);
+        }
+        const __m128i vRows = Quarters128(Positions128(st.lOffset, stDown), stDown);
+        __m128i vTop = Line128<kZoom>(p, vIndex, stPhase);
+        __m128i vNext = Line128<kZoom>(p + lStride, vIndex, stPhase);
+        __m128i vBelow = vNext;
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const __m128i vReached = _mm_cmpgt_epi8(vRows, Bytes128(4 * i - 1));
+            vTop = Select128(vTop, vNext, vReached);
+            vNext = Line128<kZoom>(p + (i + 1) * lStride, vIndex, stPhase);
+            vBelow = Select128(vBelow, vNext, vReached);
+        }
+        _mm_storeu_si128((__m128i *)(pOut + x), Not128(Mix128(vTop, vBelow, PhaseOf128(vRows))));
+        x += 16;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - 16);
+    }
+}
+
+template <int32_t kBytes>
+QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                          int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const ptrdiff_t lStride = pPlane->lStride;
+    const int32_t lLane = 16 / kBytes;
+    const Moves128 stDown = MovesOf128(lS), stAcross = MovesOf128(lZ);
+    for (int32_t x = lFirst;;) {
+        const int32_t c = At(lC, lZ, x);
+        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
+        const uint8_t *p = st.pTop + kBytes * (c >> 10);
+        PrefetchRowBelow(p, lStride, kChromaRowsAhead);
+        const __m128i vColumns = Positions128(c & 1023, stAcross);
+        const __m128i vIndex =
+            kBytes == 1 ? PixelIndex128(Quarters128(vColumns, stAcross)) : PairIndex128(vColumns);
+        __m128i v = _mm_shuffle_epi8(Load128(p), vIndex);
+        for (int32_t i = 1; i <= st.lMore; i++) {
+            const __m128i vRows = Positions128(st.lOffset, stDown);
+            const __m128i vReached =
+                kBytes == 1 ? _mm_cmpgt_epi8(Quarters128(vRows, stDown), Bytes128(4 * i - 1))
+                            : _mm_cmpgt_epi16(vRows, Words128(1024 * i - 1));
+            v = Select128(v, _mm_shuffle_epi8(Load128(p + i * lStride), vIndex), vReached);
+        }
+        _mm_storeu_si128((__m128i *)(pOut + (ptrdiff_t)kBytes * x), v);
+        x += lLane;
+        if (x >= lEnd) return;
+        x = Min32(x, lEnd - lLane);
+    }
+}
+
+} // namespace
+
+// Without a zoom all columns have the same phase, and the bytes of a window are in their places. A run
+// shorter than a step goes to the narrower form.
+
+void LumaPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                    int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pWide = lZ == 1024 ? Luma256<false> : Luma256<true>;
+    (lEnd - lFirst < 32 ? LumaPixelsSsse3 : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                       int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 32 ? NearestPixelsSsse3 : Nearest256<1>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPairsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                      int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPairsSsse3 : Nearest256<2>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+
+void LumaPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                     int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pWide = lZ == 1024 ? Luma128<false> : Luma128<true>;
+    (lEnd - lFirst < 16 ? LumaPixels : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                        int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixels : Nearest128<1>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+void NearestPairsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                       int32_t lS, int32_t lFirst, int32_t lEnd) {
+    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairs : Nearest128<2>;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+}
+#endif
