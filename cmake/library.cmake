@@ -20,50 +20,58 @@ endif()
 set(QUORVEL_SOURCES
   src/api/chroma.cpp
   src/api/frame.cpp
+  src/api/frame_call.cpp
   src/api/handle.cpp
   src/api/pitch.cpp
-  src/api/road.cpp
+  src/api/previous_frame.cpp
   src/api/separate.cpp
   src/api/splitter.cpp
   src/api/uyvy.cpp
-  src/pipeline/keep_ahead.cpp
   src/pipeline/modes.cpp
-  src/motion/block_drivers.cpp
+  src/motion/block_rows.cpp
+  src/motion/block_sad.cpp
+  src/motion/block_sad_neon.cpp
+  src/motion/block_sad_x86.cpp
   src/motion/block_search.cpp
   src/motion/coarse_shift.cpp
-  src/motion/cost_kernels.cpp
-  src/motion/cost_kernels_neon.cpp
-  src/motion/cost_kernels_x86.cpp
-  src/motion/cost_table.cpp
-  src/model/agreement.cpp
-  src/model/error_kernels.cpp
-  src/model/error_kernels_neon.cpp
-  src/model/error_kernels_x86.cpp
+  src/motion/grid_sad.cpp
+  src/motion/grid_sad_neon.cpp
+  src/motion/grid_sad_x86.cpp
+  src/motion/motion_calls.cpp
   src/model/global_motion.cpp
+  src/model/inliers.cpp
+  src/model/model_calls.cpp
   src/model/rotation.cpp
+  src/model/row_error.cpp
+  src/model/row_error_neon.cpp
+  src/model/row_error_x86.cpp
+  src/model/theta_search.cpp
   src/model/translation.cpp
+  src/smooth/crop_limit.cpp
   src/smooth/kalman_state.cpp
   src/smooth/kalman_step.cpp
-  src/smooth/queue.cpp
   src/warp/block_warp.cpp
-  src/warp/large_warp.cpp
+  src/warp/frame_warps.cpp
   src/warp/map.cpp
   src/warp/mapping_kernels.cpp
   src/warp/pixel_warp.cpp
   src/warp/pixels.cpp
   src/warp/pixels_neon.cpp
   src/warp/pixels_x86.cpp
-  src/warp/rotation_warp.cpp
-  src/warp/run_kernels.cpp
-  src/warp/run_kernels_neon.cpp
-  src/warp/run_kernels_x86.cpp
+  src/warp/planes.cpp
   src/warp/shift.cpp
+  src/warp/strip.cpp
+  src/warp/strip_neon.cpp
+  src/warp/strip_x86.cpp
+  src/warp/warp_calls.cpp
+  src/warp/warp_task.cpp
   src/platform/cpu.cpp
   src/platform/event.cpp
-  src/platform/gate.cpp
   src/platform/memory.cpp
-  src/platform/participants.cpp
-  src/platform/thread.cpp)
+  src/platform/thread.cpp
+  src/platform/thread_policy.cpp
+  src/platform/workers.cpp
+  src/kernels.cpp)
 
 if(QUORVEL_CAMERA)
   list(APPEND QUORVEL_SOURCES src/api/camera.cpp)

@@ -5,9 +5,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "platform/cpu.h"
-#include "platform/participants.h"
+#include "platform/thread_policy.h"
 #include "quorvel/stabilizer.h"
+
+struct Kernels;
+struct Workers;
 
 // Motion of one block: what lies at (y, x) in the current frame is found at (y + lMvRow, x + lMvCol) of
 // the previous one, in whole pixels.
@@ -16,6 +18,12 @@ struct MVS_BlockMV {
     int32_t lMvRow;
     int32_t lMvCol;
 };
+
+static inline int32_t CountValid(const MVS_BlockMV *pBlockMV, int32_t lBlocks) {
+    int32_t lCount = 0;
+    for (int32_t i = 0; i < lBlocks; i++) lCount += pBlockMV[i].bValid != 0;
+    return lCount;
+}
 
 // A motion of the whole frame: translations in Q10 pixels, rotation in Q16 radians.
 struct MVS_MotionTriple {
@@ -45,7 +53,7 @@ struct KalmanState {
     int64_t llPos; // smoothed path
     int64_t llVel; // its change per frame
     int64_t llProcNoise;
-    int64_t llProcNoise2;
+    int64_t llProcNoise2; // (place)
     int64_t llMeasNoise;
     int64_t llMeasPos; // measured path: the sum of all motion since the last reset
     int64_t llP00;
@@ -55,6 +63,7 @@ struct KalmanState {
     int64_t llDevLimit; // deviation at which the filter gives up smoothing
 };
 
+// The histories, margins and spare words below exist for their place alone.
 struct KalmanHistory {
     int32_t lHistory[60];
     int32_t lHistoryEnd;
@@ -91,13 +100,13 @@ struct KalmanSideBlock {
     int32_t bFollowMode; // 1 while the smoothed path follows the measured one at full gain
 };
 
+// The words up to pSideBlock keep their places: programs read them there. Those marked (place) exist for
+// their place alone.
 struct MVS_Context {
-    // The first 112 words have a fixed order: callers written against the record rely on it.
     int32_t lBlockNum;
     MVS_BlockMV *pBlockMV;
-    int32_t lMotionWords[6];
-    int32_t
-        lCurMotionRow; // measured motion of the frame, Q10; whole pixels between coarse shift and model
+    int32_t lMotionWords[6]; // (place)
+    int32_t lCurMotionRow;   // measured motion, Q10; whole pixels from the coarse shift to the model
     int32_t lCurMotionCol;
     int32_t lCurMotionTheta;
     int32_t lCompRow; // compensation of the frame
@@ -116,7 +125,7 @@ struct MVS_Context {
     int32_t lZoomStep;  // input pixels per output pixel, Q10
     uint8_t *pPrevFrame;
     const uint8_t *pCurFrame; // the working copy, or the caller's input frame
-    int32_t lUnused28;
+    int32_t lUnused28; // (place)
     uint8_t *pOutFrame;
     int32_t lInLumaSize;
     uint32_t lInFrameSize;
@@ -132,14 +141,14 @@ struct MVS_Context {
     int32_t lInFormat;
     int32_t lOutFormat;
     const uint8_t *pShiftPrevFrame;
-    int32_t lUnused44;
+    int32_t lUnused44; // (place)
     int32_t lShiftMeanDiff;
     int32_t bSameBuffer;
     int32_t lSizeLevel;   // 1 (smallest) .. 5
     int32_t lShiftRangeX; // coarse search range and unsampled margin, 16 .. 240 pixels
     int32_t lShiftRangeY;
     int32_t bShiftReliable;
-    int32_t lUnused51[52];
+    int32_t lUnused51[52]; // (place)
     uint8_t *pPitchInFrame;
     uint8_t *pScratchInV;
     uint8_t *pScratchInU;
@@ -151,21 +160,26 @@ struct MVS_Context {
     int32_t lPitch2;
     KalmanSideBlock *pSideBlock;
 
-    // Private words.
-    CpuLevel eCpuLevel; // of the kernels
-    uint8_t *pOwnFrame; // the working copy that the library owns, wherever pCurFrame points
+    // Made with the handle.
+    const Kernels *pKernels; // of the instruction set that the handle uses
+    Workers *pWorkers;
+    void *pEvent;           // lock of the shares of a frame's tasks
+    uint8_t *pSamples;      // the coarse search's samples of the current frame
+    uint32_t lSampleRoom;   // room for them
+    int32_t *pRowProgress;  // blocks done in each row of 32-pixel blocks, kProgressStride words apart
+    ThreadPolicy stThreads;
+
+    // Of the frame call in progress, which sets them and clears them again. Stage functions that are called
+    // outside of one find them cleared.
+    int32_t bInFrame;         // workers, event and samples are the frame's
+    int32_t bChromaInScratch; // the chroma is in the scratch planes and only there
+    const uint8_t *pInPairs;  // the chroma is warped as the pairs that it is, from here
+    uint8_t *pOutPairs;       // to here
+
+    // From frame to frame.
+    uint8_t *pOwnFrame; // the working copy of frames in place, wherever pCurFrame points
     int32_t bFullChroma;
-    int32_t bScratchGrey; // the scratch planes have been filled, which is put off until they are needed
-    int32_t bChromaInScratch; // while set, the frame's chroma is in the scratch planes and only there
-    int32_t bPlaneLeft;       // a pass of this frame could not begin: its plane is as it was
-    const uint8_t *pKeepFrom; // what becomes the previous frame, until it has been copied:
-    uint8_t *pKeepTo;         // from the end on beside the model, and by a warp that is shared out
-    int32_t lKeepSize;        // bytes in all
-    int32_t lKeepBytes;       // atomic: still to be copied, 0 or less when there is nothing
-    Crew stCrew;
-    int32_t lFramesLate;       // running, up to the last, whose threads came too late
-    int32_t lFramesAlone;      // to come, before threads are started again
-    Crew *pCrew;               // threads of the frame that is being stabilized, null between frames
+    int32_t bScratchGrey;      // the scratch planes have been filled, which is put off until they are needed
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;
@@ -175,6 +189,9 @@ struct MVS_Context {
 #if UINTPTR_MAX == 0xFFFFFFFFu
 static_assert(offsetof(MVS_Context, pSideBlock) == 444, "112 words of 32 bits");
 #endif
+
+// Each row's progress has a cache line of its own: two threads write two of them at once.
+const int32_t kProgressStride = 16;
 
 // Plane geometry. V of a planar frame lies a quarter of the luma size behind U, also where odd sides
 // leave a gap between the planes.

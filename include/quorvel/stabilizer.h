@@ -201,6 +201,19 @@ QEL_API int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode);
 QEL_API int32_t QEL_MVS_SetFullChroma(MVS_Context *pCtx, int32_t bFull);
 
 /**
+ * Limits the threads of a frame. At any time, from the next frame on.
+ *
+ * The result does not depend on it. By default a frame gets a thread for each 491,520 bytes of input luma
+ * (two from 1280 x 768 on), at most four, and no more than the cores that the calling thread may run on.
+ * Choose 1 where the caller's cores are spoken for, or where a frame must not start threads.
+ *
+ * @param pCtx the handle
+ * @param lThreads 0: the default; 1: the calling thread alone; 2..4: the default, but at most so many
+ * @return 1, or 0: null handle or another number
+ */
+QEL_API int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads);
+
+/**
  * Reads the last frame's motion.
  *
  * @code

@@ -7,7 +7,8 @@
 
 #include "api/api.h"
 #include "api/camera_log.h"
-#include "context.h"
+#include "platform/buffers.h"
+#include "size_rules.h"
 
 // C linkage comes with their declarations.
 MVS_Context *hVStabilizer;
@@ -27,7 +28,6 @@ namespace {
 
 const int32_t kDebug = 3, kError = 6;
 const int32_t kDefaultWidth = 1280, kDefaultHeight = 720;
-const int32_t kMaxSide = 16384; // of a frame that a stabilizer takes
 
 // The state of one stream.
 struct Stream {
@@ -47,9 +47,7 @@ Stream Recording() {
 uint8_t *AllocFrame(int32_t lFrameWidth, int32_t lFrameHeight) {
     if (lFrameWidth > kMaxSide || lFrameHeight > kMaxSide) return nullptr;
     const size_t lSize = (size_t)((uint32_t)lFrameWidth * (uint32_t)lFrameHeight * 3 >> 1);
-    uint8_t *pFrame = (uint8_t *)malloc(lSize);
-    if (pFrame) memset(pFrame, 0, lSize);
-    return pFrame;
+    return (uint8_t *)AllocFilled((uint32_t)lSize, 0);
 }
 
 void Init(const Stream &st, int32_t lFrameWidth, int32_t lFrameHeight) {

@@ -2,14 +2,18 @@
 // Life of a handle: creation, settings, destruction.
 #include "api/api.h"
 
+#include "kernels.h"
+#include "motion/motion.h"
+#include "platform/buffers.h"
 #include "platform/fixed.h"
-#include "quorvel/memory.h"
+#include "platform/workers.h"
+#include "quorvel/threads.h"
+#include "size_rules.h"
 #include "smooth/smooth.h"
+#include "warp/planes.h"
 
 namespace {
 
-const int32_t kMaxSide = 16384;
-const uint8_t kGrey = 128;
 
 const MVS_Version kVersion = {1,
                               2,
@@ -30,18 +34,10 @@ bool AcceptsParam(const MVS_InitParam *pParam) {
     return !IsSemiPlanar(pParam->lFormat) || ((pParam->lInWidth | pParam->lOutWidth) & 1) == 0;
 }
 
-void *AllocFilled(uint32_t lSize, int32_t lValue) {
-    void *p = MMemAlloc(nullptr, lSize);
-    if (p) MMemSet(p, lValue, lSize);
-    return p;
-}
-
 template <class T> void FreeAndClear(T **ppMem) {
     MMemFree(nullptr, (void *)*ppMem);
     *ppMem = nullptr;
 }
-
-uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
 
 // Two quarter-size chroma planes in one block. False without memory.
 bool AllocScratch(int32_t lFormat, int32_t lLumaSize, uint8_t **ppU, uint8_t **ppV) {
@@ -106,10 +102,23 @@ void SetGeometry(MVS_Context *pCtx, const MVS_InitParam *pParam) {
     pCtx->lOutFrameSize = (uint32_t)pCtx->lOutLumaSize * 3 >> 1;
     pCtx->lRowProjLen = 2 * pCtx->lInHeight + 1;
     pCtx->lColProjLen = 2 * pCtx->lInWidth + 1;
-    const int32_t lBlockLog = pCtx->lInWidth > 200 ? 5 : 4;
+    const int32_t lBlockLog = HasBlocks32(pCtx->lInWidth) ? 5 : 4;
     pCtx->lBlockNum = (pCtx->lInWidth >> lBlockLog) * (pCtx->lInHeight >> lBlockLog);
     pCtx->bShiftReliable = 1;
-    pCtx->eCpuLevel = ChooseCpuLevel();
+    pCtx->pKernels = ProcessorKernels();
+    InitThreadPolicy(&pCtx->stThreads);
+}
+
+// What the frames need besides: allocated here, so that none of it can fail during a frame.
+bool AllocFrameParts(MVS_Context *pCtx) {
+    const uint32_t lRows = (uint32_t)(pCtx->lInHeight >> 5) + 1;
+    pCtx->pWorkers = CreateWorkers();
+    pCtx->pEvent = zekMEventCreate(nullptr);
+    pCtx->lSampleRoom = SampleBytes(pCtx->lInWidth, pCtx->lInHeight);
+    pCtx->pSamples = (uint8_t *)MMemAlloc(nullptr, pCtx->lSampleRoom);
+    pCtx->pRowProgress = (int32_t *)AllocFilled(
+        lRows * (uint32_t)kProgressStride * (uint32_t)sizeof(int32_t), 0);
+    return pCtx->pWorkers && pCtx->pEvent && pCtx->pSamples && pCtx->pRowProgress;
 }
 
 bool AllocParts(MVS_Context *pCtx) {
@@ -135,7 +144,7 @@ int32_t SearchRange(int32_t lReach) {
     if (lReach > 159) return 160;
     if (lReach > 79) return 80;
     if (lReach > 39) return 40;
-    return lReach >= 24 ? 24 : 16;
+    return lReach >= 24 ? 24 : kSmallestRange;
 }
 
 } // namespace
@@ -146,21 +155,12 @@ MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam) {
     if (!pCtx) return nullptr;
     SetGeometry(pCtx, pParam);
     QEL_MVS_AnalyzeHW(pCtx, pCtx->lInWidth, pCtx->lInHeight);
-    if (!AllocParts(pCtx)) {
+    if (!AllocParts(pCtx) || !AllocFrameParts(pCtx)) {
         QEL_MVS_DestroyStabilizer(pCtx);
         return nullptr;
     }
-    // Where the warp takes pairs as they are, most handles never need the scratch planes.
-    if (pCtx->lInFormat != QEL_MVS_FORMAT_NV21 || pCtx->lOutHeight % 8 != 0) NeedScratch(pCtx);
     SetUpMode3(pCtx);
     return pCtx;
-}
-
-void NeedScratch(MVS_Context *pCtx) {
-    if (pCtx->bScratchGrey) return;
-    pCtx->bScratchGrey = 1;
-    if (pCtx->pScratchInU) MMemSet(pCtx->pScratchInU, kGrey, ScratchSize(pCtx->lInLumaSize));
-    if (pCtx->pScratchOutU) MMemSet(pCtx->pScratchOutU, kGrey, ScratchSize(pCtx->lOutLumaSize));
 }
 
 // pCurFrame may be a caller's; the copy that is freed is the one the library allocated.
@@ -176,6 +176,10 @@ void QEL_MVS_DestroyStabilizer(MVS_Context *pCtx) {
     FreeAndClear(&pCtx->pScratchOutU);
     FreeAndClear(&pCtx->pPitchInFrame);
     FreeAndClear(&pCtx->pPitchOutFrame);
+    FreeAndClear(&pCtx->pSamples);
+    FreeAndClear(&pCtx->pRowProgress);
+    DestroyWorkers(pCtx->pWorkers);
+    zekMEventDestroy(nullptr, pCtx->pEvent);
     MMemFree(nullptr, pCtx);
 }
 
@@ -206,6 +210,12 @@ int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode) {
 int32_t QEL_MVS_SetFullChroma(MVS_Context *pCtx, int32_t bFull) {
     if (!pCtx || (bFull != 0 && bFull != 1)) return 0;
     pCtx->bFullChroma = bFull;
+    return 1;
+}
+
+int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads) {
+    if (!pCtx || lThreads < 0 || lThreads > kMostWorkers + 1) return 0;
+    pCtx->stThreads.lMostThreads = lThreads ? lThreads : kMostWorkers + 1;
     return 1;
 }
 

@@ -3,8 +3,8 @@
 #include "quorvel/pitch.h"
 
 #include "api/api.h"
+#include "platform/buffers.h"
 #include "platform/fixed.h"
-#include "quorvel/memory.h"
 
 namespace {
 
@@ -42,12 +42,6 @@ bool Fits(const MVS_Context *pCtx, const MVS_PitchImage *pImage, int32_t lFormat
     return HoldsPlanes(pImage, stRows, lPlanes);
 }
 
-void CopyRows(uint8_t *pDst, ptrdiff_t lDstPitch, const uint8_t *pSrc, ptrdiff_t lSrcPitch,
-              const PlaneRows *pRows) {
-    for (ptrdiff_t y = 0; y < pRows->lHeight; y++)
-        MMemCpy(pDst + y * lDstPitch, pSrc + y * lSrcPitch, (uint32_t)pRows->lWidth);
-}
-
 // Planes from lFirst on.
 void Gather(const MVS_Context *pCtx, uint8_t *pFrame, const MVS_PitchImage *pImage, int32_t lFormat,
             int32_t lFirst) {
@@ -55,7 +49,7 @@ void Gather(const MVS_Context *pCtx, uint8_t *pFrame, const MVS_PitchImage *pIma
     const int32_t lPlanes = PlanesOf(pCtx, lFormat, stRows);
     for (int32_t i = lFirst; i < lPlanes; i++)
         CopyRows(pFrame + stRows[i].lOffset, stRows[i].lWidth, pImage->pPlane[i], pImage->lPitch[i],
-                 &stRows[i]);
+                 stRows[i].lWidth, stRows[i].lHeight);
 }
 
 void Scatter(const MVS_Context *pCtx, const uint8_t *pFrame, const MVS_PitchImage *pImage,
@@ -64,7 +58,7 @@ void Scatter(const MVS_Context *pCtx, const uint8_t *pFrame, const MVS_PitchImag
     const int32_t lPlanes = PlanesOf(pCtx, lFormat, stRows);
     for (int32_t i = 0; i < lPlanes; i++)
         CopyRows(pImage->pPlane[i], pImage->lPitch[i], pFrame + stRows[i].lOffset, stRows[i].lWidth,
-                 &stRows[i]);
+                 stRows[i].lWidth, stRows[i].lHeight);
 }
 
 void CopyFrom(const MVS_Context *pCtx, uint8_t *pFrame, const MVS_PitchImage *pImage, int32_t lFormat) {
@@ -81,12 +75,6 @@ bool IsPitched(const MVS_Context *pCtx) {
            (pCtx->lInFormat == QEL_MVS_FORMAT_I420 || pCtx->lInFormat == QEL_MVS_FORMAT_NV21);
 }
 
-uint8_t *AllocFrame(uint32_t lSize) {
-    uint8_t *pFrame = (uint8_t *)MMemAlloc(nullptr, lSize);
-    if (pFrame) MMemSet(pFrame, 0, lSize);
-    return pFrame;
-}
-
 } // namespace
 
 MVS_Context *QEL_MVS_CreateStabilizerPitch(MVS_PitchImage stImage) {
@@ -97,8 +85,8 @@ MVS_Context *QEL_MVS_CreateStabilizerPitch(MVS_PitchImage stImage) {
     pCtx->lPitch0 = stImage.lPitch[0];
     pCtx->lPitch1 = stImage.lPitch[1];
     pCtx->lPitch2 = stImage.lPitch[2];
-    pCtx->pPitchInFrame = AllocFrame(pCtx->lInFrameSize);
-    pCtx->pPitchOutFrame = AllocFrame(pCtx->lOutFrameSize);
+    pCtx->pPitchInFrame = (uint8_t *)AllocFilled(pCtx->lInFrameSize, 0);
+    pCtx->pPitchOutFrame = (uint8_t *)AllocFilled(pCtx->lOutFrameSize, 0);
     if (pCtx->pPitchInFrame && pCtx->pPitchOutFrame) return pCtx;
     QEL_MVS_DestroyStabilizer(pCtx);
     return nullptr;

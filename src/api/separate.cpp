@@ -4,7 +4,7 @@
 
 namespace {
 
-// NV21 chroma always goes through the scratch planes here, wherever its pairs lie.
+// False when there is nothing to be done.
 bool SeparatePlanes(const MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV, uint8_t *pOutY,
                     uint8_t *pOutUV, FrameCall *pCall) {
     if (!pCtx || !pInY || !pOutY) return false;
@@ -27,23 +27,23 @@ bool SeparatePlanes(const MVS_Context *pCtx, const uint8_t *pInY, const uint8_t 
 
 void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV,
                                           uint8_t *pOutY, uint8_t *pOutUV) {
-    FrameCall st;
-    if (!SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &st)) return;
+    FrameCall stCall;
+    if (!SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &stCall)) return;
     if (pInY == pOutY && pInUV == pOutUV) {
         pCtx->bSameBuffer = 1;
-        StabilizeInPlace(pCtx, &st);
+        StabilizeFrame(pCtx, &stCall, true);
     } else {
-        StabilizeApart(pCtx, &st);
+        StabilizeFrame(pCtx, &stCall, false);
     }
 }
 
 void QEL_MVS_StabilizeFrame_Separate_SameBuffer(MVS_Context *pCtx, uint8_t *pY, uint8_t *pUV) {
-    FrameCall st;
-    if (SeparatePlanes(pCtx, pY, pUV, pY, pUV, &st)) StabilizeInPlace(pCtx, &st);
+    FrameCall stCall;
+    if (SeparatePlanes(pCtx, pY, pUV, pY, pUV, &stCall)) StabilizeFrame(pCtx, &stCall, true);
 }
 
 void QEL_MVS_StabilizeFrame_Separate_DiffBuffer(MVS_Context *pCtx, const uint8_t *pInY,
                                                 const uint8_t *pInUV, uint8_t *pOutY, uint8_t *pOutUV) {
-    FrameCall st;
-    if (SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &st)) StabilizeApart(pCtx, &st);
+    FrameCall stCall;
+    if (SeparatePlanes(pCtx, pInY, pInUV, pOutY, pOutUV, &stCall)) StabilizeFrame(pCtx, &stCall, false);
 }

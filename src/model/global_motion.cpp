@@ -2,8 +2,9 @@
 // The frame's motion from its block vectors.
 #include "model/model.h"
 
-#include "model/error_kernels.h"
+#include "model/motion_model.h"
 #include "quorvel/memory.h"
+#include "size_rules.h"
 
 namespace {
 
@@ -22,8 +23,8 @@ void StoreMotion(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta) 
 
 int32_t GetGlobalMotionM1(MVS_Context *pCtx) {
     ClearHistograms(pCtx);
-    const MVS_ShiftTriple st = GetPreciseShiftM2(pCtx, pCtx->pBlockMV, pCtx->lInHeight, pCtx->lInWidth);
-    StoreMotion(pCtx, st.lShiftRow, st.lShiftCol, 0);
+    const MVS_ShiftTriple stShift = GetPreciseShiftM2(pCtx, pCtx->pBlockMV, pCtx->lInHeight, pCtx->lInWidth);
+    StoreMotion(pCtx, stShift.lShiftRow, stShift.lShiftCol, 0);
     return 1;
 }
 
@@ -31,10 +32,10 @@ int32_t GetGlobalMotionM3(MVS_Context *pCtx) {
     const int32_t lWidth = pCtx->lInWidth, lHeight = pCtx->lInHeight;
     MVS_BlockMV *pBlockMV = pCtx->pBlockMV;
     ClearHistograms(pCtx);
-    const MVS_ShiftTriple st = GetPreciseShiftM3(pCtx, pBlockMV, lHeight, lWidth);
-    const int32_t lRow = st.lShiftRow, lCol = st.lShiftCol;
-    int32_t lTheta = lWidth <= 200 ? GetTheta16(pBlockMV, lWidth, lHeight, lRow, lCol)
-                                   : GetTheta32(pBlockMV, lWidth, lHeight);
+    const MVS_ShiftTriple stShift = GetPreciseShiftM3(pCtx, pBlockMV, lHeight, lWidth);
+    const int32_t lRow = stShift.lShiftRow, lCol = stShift.lShiftCol;
+    int32_t lTheta = HasBlocks32(lWidth) ? GetTheta32(pBlockMV, lWidth, lHeight)
+                                         : GetTheta16(pBlockMV, lWidth, lHeight, lRow, lCol);
 
     int32_t lInliers;
     const int32_t lError = CheckBlockMV(pBlockMV, lWidth, lHeight, lRow, lCol, lTheta, &lInliers);
@@ -44,8 +45,7 @@ int32_t GetGlobalMotionM3(MVS_Context *pCtx) {
         return 1;
     }
     if (lWidth > 400)
-        lTheta = SearchTheta({pBlockMV, lWidth, lHeight, ErrorOfRowAt(pCtx->eCpuLevel)},
-                             {lRow, lCol, lTheta}, lError, 128, 4)
+        lTheta = SearchTheta(pCtx->pKernels, pBlockMV, lWidth, lHeight, {lRow, lCol, lTheta}, lError, 128, 4)
                      .lTheta;
     StoreMotion(pCtx, lRow, lCol, lTheta);
     return 1;

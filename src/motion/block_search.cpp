@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The search of one block: steepest descent by single pixels, and the verdict on what it found.
+#include "kernels.h"
 #include "motion/motion.h"
 
-#include "motion/cost_table.h"
 #include "platform/fixed.h"
 
 namespace {
@@ -86,7 +86,7 @@ MVS_BlockMV Verdict(const Search *pSearch) {
 }
 
 // Takes a neighbour's vector where it is cheaper. One whose samples would leave the plane is not
-// priced.
+// tried.
 void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
     if (lIndex < 0 || lIndex >= pCtx->lBlockNum) return;
     const MVS_BlockMV *pRecord = pCtx->pBlockMV + lIndex;
@@ -105,58 +105,57 @@ void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
 MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8_t *pPrevBlock,
                         int32_t lBlockRow, int32_t lBlockCol, int32_t lBlockSize) {
     const int32_t lWidth = pCtx->lInWidth, lColumns = lWidth >> 5;
-    const CostTable *pTable = CostTableOf(pCtx->eCpuLevel);
-    Search st = {};
-    st.pCost = pTable->pSad32;
-    st.lCostStride = 4 * lWidth + 8;
-    st.pCurBlock = pCurBlock;
-    st.pOrigin = pPrevBlock;
-    st.lY = WrapMul32(32, lBlockRow);
-    st.lX = WrapMul32(32, lBlockCol);
-    st.lWidth = lWidth;
-    st.lHeight = pCtx->lInHeight;
-    st.lBlockSize = Max32(lBlockSize, 32); // the pattern needs the room of a whole block
-    st.lGoodMatch = (uint32_t)WrapMul32(8, lBlockSize);
-    if (!Inside32(&st, 0, 0) || pTable->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
-    st.lRow = WrapSub32(0, pCtx->lCurMotionRow);
-    st.lCol = WrapSub32(0, pCtx->lCurMotionCol);
-    if (!Inside32(&st, st.lRow, st.lCol)) return {0, 0, 0};
-    st.lBest = CostAt(&st, st.lRow, st.lCol);
-    st.lSecond = kNoCost;
+    Search stSearch = {};
+    stSearch.pCost = pCtx->pKernels->pBlockSad32;
+    stSearch.lCostStride = 4 * lWidth + 8;
+    stSearch.pCurBlock = pCurBlock;
+    stSearch.pOrigin = pPrevBlock;
+    stSearch.lY = WrapMul32(32, lBlockRow);
+    stSearch.lX = WrapMul32(32, lBlockCol);
+    stSearch.lWidth = lWidth;
+    stSearch.lHeight = pCtx->lInHeight;
+    stSearch.lBlockSize = Max32(lBlockSize, 32); // the pattern needs the room of a whole block
+    stSearch.lGoodMatch = (uint32_t)WrapMul32(8, lBlockSize);
+    if (!Inside32(&stSearch, 0, 0) || pCtx->pKernels->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
+    stSearch.lRow = WrapSub32(0, pCtx->lCurMotionRow);
+    stSearch.lCol = WrapSub32(0, pCtx->lCurMotionCol);
+    if (!Inside32(&stSearch, stSearch.lRow, stSearch.lCol)) return {0, 0, 0};
+    stSearch.lBest = CostAt(&stSearch, stSearch.lRow, stSearch.lCol);
+    stSearch.lSecond = kNoCost;
 
     const ptrdiff_t lIndex = (ptrdiff_t)lBlockRow * lColumns + lBlockCol;
-    if (lBlockRow > 0) TryPredictor(pCtx, &st, lIndex - lColumns);
-    if (lBlockCol > 0) TryPredictor(pCtx, &st, lIndex - 1);
-    if (lBlockRow > 0 && lBlockCol < lColumns - 1) TryPredictor(pCtx, &st, lIndex - lColumns + 1);
+    if (lBlockRow > 0) TryPredictor(pCtx, &stSearch, lIndex - lColumns);
+    if (lBlockCol > 0) TryPredictor(pCtx, &stSearch, lIndex - 1);
+    if (lBlockRow > 0 && lBlockCol < lColumns - 1) TryPredictor(pCtx, &stSearch, lIndex - lColumns + 1);
 
-    for (Move eMove = StepOnce(&st, kNone); eMove != kNone;) eMove = StepOnce(&st, eMove);
-    return Verdict(&st);
+    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;) eMove = StepOnce(&stSearch, eMove);
+    return Verdict(&stSearch);
 }
 
 MVS_BlockMV BlockLDME16F0(MVS_Context *, const uint8_t *pCurBlock, const uint8_t *pCandStart,
                           int32_t lY, int32_t lX, int32_t lStartRow, int32_t lStartCol, int32_t lWidth,
                           int32_t lHeight) {
-    Search st = {};
-    st.pCost = GetSad16F0;
-    st.lCostStride = lWidth;
-    st.pCurBlock = pCurBlock;
-    st.lY = lY;
-    st.lX = lX;
-    st.lWidth = lWidth;
-    st.lHeight = lHeight;
-    st.lBlockSize = 16;
-    st.lGoodMatch = 256; // four times the share of 32x32 blocks
-    st.lRow = lStartRow;
-    st.lCol = lStartCol;
-    st.lBest = kNoCost;
-    st.lSecond = kNoCost;
-    if (!Inside16(&st, 0, 0) || !Inside16(&st, lStartRow, lStartCol)) return {0, 0, 0};
-    st.pOrigin = pCandStart - ((ptrdiff_t)lStartRow * lWidth + lStartCol);
-    Try(&st, lStartRow, lStartCol);
-    for (Move eMove = StepOnce(&st, kNone); eMove != kNone;) {
-        if (WrapAbs32(st.lCol) > lWidth >> 1 || WrapAbs32(st.lRow) > lHeight >> 1)
-            return {0, st.lRow, st.lCol};
-        eMove = StepOnce(&st, eMove);
+    Search stSearch = {};
+    stSearch.pCost = GetSad16F0;
+    stSearch.lCostStride = lWidth;
+    stSearch.pCurBlock = pCurBlock;
+    stSearch.lY = lY;
+    stSearch.lX = lX;
+    stSearch.lWidth = lWidth;
+    stSearch.lHeight = lHeight;
+    stSearch.lBlockSize = 16;
+    stSearch.lGoodMatch = 256; // four times the share of 32x32 blocks
+    stSearch.lRow = lStartRow;
+    stSearch.lCol = lStartCol;
+    stSearch.lBest = kNoCost;
+    stSearch.lSecond = kNoCost;
+    if (!Inside16(&stSearch, 0, 0) || !Inside16(&stSearch, lStartRow, lStartCol)) return {0, 0, 0};
+    stSearch.pOrigin = pCandStart - ((ptrdiff_t)lStartRow * lWidth + lStartCol);
+    Try(&stSearch, lStartRow, lStartCol);
+    for (Move eMove = StepOnce(&stSearch, kNone); eMove != kNone;) {
+        if (WrapAbs32(stSearch.lCol) > lWidth >> 1 || WrapAbs32(stSearch.lRow) > lHeight >> 1)
+            return {0, stSearch.lRow, stSearch.lCol};
+        eMove = StepOnce(&stSearch, eMove);
     }
-    return Verdict(&st);
+    return Verdict(&stSearch);
 }

@@ -2,28 +2,18 @@
 // One whole-pixel shift for the whole frame, by descent over a sparse grid of luma samples.
 #include "motion/motion.h"
 
-#include "motion/cost_table.h"
-#include "platform/fixed.h"
+#include "motion/grid.h"
 #include "quorvel/memory.h"
 
 namespace {
 
-const int32_t kGroup = 64;        // columns a group of samples covers
-const int32_t kGroupSamples = 16; // every fourth of them
-const int32_t kRowStep = 10;
 const int32_t kMinAreaW = kGroup - 3; // a lone group reads columns 0 .. 60
 
 enum Move { kNone, kLeft, kRight, kUp, kDown };
 
-struct Grid {
-    int32_t lAreaW;
-    int32_t lAreaH;
-    int32_t lRowSkip;
-};
-
 struct Search {
     const MVS_Context *pCtx;
-    GlobalSad pSad;
+    GridSad pSad;
     const uint8_t *pSamples;
     const uint8_t *pPrevArea; // the area at shift (0, 0)
     Grid stGrid;
@@ -34,8 +24,8 @@ struct Search {
 
 // The end of the last group to the next sampled row, 10 rows further down.
 int32_t RowSkip(const MVS_Context *pCtx, int32_t lAreaW) {
-    return lAreaW - kGroup * GridGroups(lAreaW) + 2 * pCtx->lShiftRangeX +
-           (kRowStep - 1) * pCtx->lInWidth;
+    return lAreaW - kGroup * Max32(lAreaW / kGroup, 1) + 2 * pCtx->lShiftRangeX +
+           (kGridRowStep - 1) * pCtx->lInWidth;
 }
 
 int32_t FirstStep(int32_t lSizeLevel) {
@@ -53,16 +43,12 @@ int32_t PredictedShift(int32_t lMode, int32_t lPrevMotion, int32_t lRange) {
 // Exact below lBound; from there on only that it is not below.
 uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol, uint32_t lBound) {
     const ptrdiff_t lOffset = (ptrdiff_t)lRow * pSearch->pCtx->lInWidth + lCol;
-    const Grid *pGrid = &pSearch->stGrid;
-    return pSearch->pSad(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW, pGrid->lAreaH,
-                         pGrid->lRowSkip, lBound);
+    return pSearch->pSad(pSearch->pSamples, pSearch->pPrevArea + lOffset, &pSearch->stGrid, lBound);
 }
 
 int32_t MeanDiff(const Search *pSearch) {
     const ptrdiff_t lOffset = (ptrdiff_t)pSearch->lRow * pSearch->pCtx->lInWidth + pSearch->lCol;
-    const Grid *pGrid = &pSearch->stGrid;
-    return GetBigMeanF0(pSearch->pSamples, pSearch->pPrevArea + lOffset, pGrid->lAreaW, pGrid->lAreaH,
-                        pGrid->lRowSkip);
+    return GridMeanDiff(pSearch->pSamples, pSearch->pPrevArea + lOffset, &pSearch->stGrid);
 }
 
 // Starts at no shift, or at the predicted one where that is strictly cheaper.
@@ -159,86 +145,39 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
     }
 }
 
-// A buffer of the grid's samples, with room for lRows rows at least.
-uint8_t *FillBuffer(GridGather pGather, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
-                    int32_t lRowSkip, int32_t lRows) {
-    const int64_t lSize = (int64_t)GridGroups(lAreaW) * kGroupSamples * Max32(GridRows(lAreaH), lRows);
-    if (lSize > INT32_MAX) return nullptr;
-    uint8_t *pBuffer = (uint8_t *)MMemAlloc(nullptr, (uint32_t)lSize);
-    if (pBuffer) pGather(pBuffer, pArea, lAreaW, lAreaH, lRowSkip);
-    return pBuffer;
+// A frame takes the handle's buffer, which has room for the grids of every search range that
+// QEL_MVS_AnalyzeHW chooses; a call outside of a frame has one of its own. Null when there is no memory.
+uint8_t *SampleBuffer(const MVS_Context *pCtx, const Grid *pGrid) {
+    const int64_t llSize = GridSize(pGrid);
+    if (pCtx->bInFrame && llSize <= pCtx->lSampleRoom) return pCtx->pSamples;
+    return llSize > INT32_MAX ? nullptr : (uint8_t *)MMemAlloc(nullptr, (uint32_t)llSize);
 }
 
 } // namespace
 
-int32_t GridGroups(int32_t lAreaW) { return Max32(lAreaW >> 6, 1); }
-int32_t GridRows(int32_t lAreaH) { return Max32(lAreaH / kRowStep, 1); }
-
-uint8_t *GetCurBuffer(const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH, int32_t lRowSkip,
-                      int32_t lRows) {
-    return FillBuffer(GatherGrid, pArea, lAreaW, lAreaH, lRowSkip, lRows);
-}
-
-void GatherGrid(uint8_t *pSamples, const uint8_t *pArea, int32_t lAreaW, int32_t lAreaH,
-                int32_t lRowSkip) {
-    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
-    for (int32_t r = 0; r < lRows; r++) {
-        for (int32_t g = 0; g < lGroups; g++, pArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) *pSamples++ = pArea[k];
-        pArea += lRowSkip;
-    }
-}
-
-uint32_t GetGlobalSADAlignF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW,
-                             int32_t lAreaH, int32_t lRowSkip) {
-    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
-    uint32_t lSum = 0;
-    for (int32_t r = 0; r < lRows; r++) {
-        for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) {
-                const int32_t d = *pSamples++ - pPrevArea[k];
-                lSum += (uint32_t)(d < 0 ? -d : d);
-            }
-        pPrevArea += lRowSkip;
-    }
-    return lSum;
-}
-
-int32_t GetBigMeanF0(const uint8_t *pSamples, const uint8_t *pPrevArea, int32_t lAreaW, int32_t lAreaH,
-                     int32_t lRowSkip) {
-    const int32_t lGroups = GridGroups(lAreaW), lRows = GridRows(lAreaH);
-    int64_t llDiff = 0;
-    for (int32_t r = 0; r < lRows; r++) {
-        for (int32_t g = 0; g < lGroups; g++, pPrevArea += kGroup)
-            for (int32_t k = 0; k < kGroup; k += 4) llDiff += *pSamples++ - pPrevArea[k];
-        pPrevArea += lRowSkip;
-    }
-    return Low32(llDiff < 0 ? -llDiff : llDiff);
+uint32_t SampleBytes(int32_t lWidth, int32_t lHeight) {
+    const Grid stGrid = GridOf(lWidth - 2 * kSmallestRange, lHeight - 2 * kSmallestRange, 0);
+    return (uint32_t)GridSize(&stGrid); // at most 16384 / 4 * 16384 / 10
 }
 
 int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame) {
     const int32_t lRangeX = pCtx->lShiftRangeX, lRangeY = pCtx->lShiftRangeY;
     const int32_t lAreaW = pCtx->lInWidth - 2 * lRangeX, lAreaH = pCtx->lInHeight - 2 * lRangeY;
     pCtx->pShiftPrevFrame = pPrevFrame;
-    pCtx->lShiftSampleNum =
-        WrapMul32(lAreaW >> 2, lAreaH / kRowStep); // nominal: the bars scale with it
-    if (lAreaW < kMinAreaW || lAreaH < 1 || lRangeX < 0 || lRangeY < 0) {
-        pCtx->bShiftReliable = 0;
-        return 0;
-    }
-
-    const Grid stGrid = {lAreaW, lAreaH, RowSkip(pCtx, lAreaW)};
-    const ptrdiff_t lOrigin = (ptrdiff_t)lRangeY * pCtx->lInWidth + lRangeX;
-    const CostTable *pTable = CostTableOf(pCtx->eCpuLevel);
-    uint8_t *pSamples = FillBuffer(pTable->pGather, pCurFrame + lOrigin, lAreaW, lAreaH,
-                                   stGrid.lRowSkip, lAreaH / kRowStep);
+    // The nominal number of samples: the thresholds scale with it.
+    pCtx->lShiftSampleNum = WrapMul32(lAreaW >> 2, lAreaH / kGridRowStep);
+    const bool bFits = lAreaW >= kMinAreaW && lAreaH >= 1 && lRangeX >= 0 && lRangeY >= 0;
+    const Grid stGrid = GridOf(lAreaW, lAreaH, bFits ? RowSkip(pCtx, lAreaW) : 0);
+    uint8_t *pSamples = bFits ? SampleBuffer(pCtx, &stGrid) : nullptr;
     if (!pSamples) {
         pCtx->bShiftReliable = 0;
         return 0;
     }
-    Search stSearch = {pCtx, pTable->pGlobalSad, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0, 0};
+    const ptrdiff_t lOrigin = (ptrdiff_t)lRangeY * pCtx->lInWidth + lRangeX;
+    pCtx->pKernels->pGatherGrid(pSamples, pCurFrame + lOrigin, &stGrid);
+    Search stSearch = {pCtx, pCtx->pKernels->pGridSad, pSamples, pPrevFrame + lOrigin, stGrid, 0, 0, 0};
     ChooseStart(&stSearch);
     const int32_t lResult = SearchRounds(pCtx, &stSearch);
-    MMemFree(nullptr, pSamples);
+    if (pSamples != pCtx->pSamples) MMemFree(nullptr, pSamples);
     return lResult;
 }

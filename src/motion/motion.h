@@ -8,6 +8,10 @@
 #include "context.h"
 #include "quorvel/export.h"
 
+// The smallest range of the coarse search, and the bytes of the samples that it then takes.
+const int32_t kSmallestRange = 16;
+uint32_t SampleBytes(int32_t lWidth, int32_t lHeight);
+
 // ---- coarse shift of the whole frame ----
 
 // 1 when a shift was accepted, negated into lCurMotionRow/lCurMotionCol; 0 when the pair cannot be

@@ -5,35 +5,27 @@
 #include "model/model.h"
 #include "motion/motion.h"
 #include "platform/fixed.h"
+#include "size_rules.h"
 #include "smooth/smooth.h"
 #include "warp/warp.h"
 
 namespace {
 
-const int32_t kBlock32Width = 200; // inputs wider than this have 32-pixel blocks
-const int32_t kVisibleTheta = 16;  // Q16: up to here mode 2 does not resample a frame
+const int32_t kVisibleTheta = 16; // Q16 radians: up to here mode 2 does not resample a frame
 
-int32_t CountValid(const MVS_Context *pCtx) {
-    int32_t lCount = 0;
-    for (int32_t i = 0; i < pCtx->lBlockNum; i++) lCount += pCtx->pBlockMV[i].bValid != 0;
-    return lCount;
-}
-
-// Measures the motion and advances the smoother, which sees every frame: it starts anew after one that
-// could not be measured. Returns 1 when this one could.
+// Measures the motion and advances the smoother, which starts anew after a frame that could not be measured.
+// Returns 1 when this one could.
 int32_t MeasureAndSmooth(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
                          int32_t (*pGlobalMotion)(MVS_Context *)) {
     int32_t bValid = 0;
     pCtx->lBlocksValid = 0;
     pCtx->lBlocksKept = 0;
     pCtx->stFrameMotion = {0, 0, 0};
-    const int32_t bShift = GetBigShiftF0(pCtx, pCurrent, pPrevious);
-    if (bShift) BlockMotionEstimation(pCtx, pCurrent, pPrevious);
-    KeepAhead(pCtx); // nothing looks at the previous frame any more
-    if (bShift) {
-        pCtx->lBlocksValid = CountValid(pCtx);
+    if (GetBigShiftF0(pCtx, pCurrent, pPrevious)) {
+        BlockMotionEstimation(pCtx, pCurrent, pPrevious);
+        pCtx->lBlocksValid = CountValid(pCtx->pBlockMV, pCtx->lBlockNum);
         bValid = pGlobalMotion(pCtx);
-        pCtx->lBlocksKept = CountValid(pCtx);
+        pCtx->lBlocksKept = CountValid(pCtx->pBlockMV, pCtx->lBlockNum);
         pCtx->stFrameMotion = {pCtx->lCurMotionRow, pCtx->lCurMotionCol, pCtx->lCurMotionTheta};
     }
     SmoothGlobalMotionM3(pCtx, bValid);
@@ -56,7 +48,7 @@ void KeepMotion(MVS_Context *pCtx) {
 } // namespace
 
 int32_t BlockMotionEstimation(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious) {
-    return pCtx->lInWidth > kBlock32Width ? BlockME32F0(pCtx, pCurrent, pPrevious)
+    return HasBlocks32(pCtx->lInWidth) ? BlockME32F0(pCtx, pCurrent, pPrevious)
                                           : BlockME16F0(pCtx, pCurrent, pPrevious);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The road of one frame through the stages, one driver a mode.
+// One frame through the stages, one driver a mode.
 #pragma once
 
 #include "context.h"
@@ -12,9 +12,6 @@ QEL_API void DeshakerM2(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_
                         uint8_t *pOutput);
 QEL_API void DeshakerM3(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
                         uint8_t *pOutput);
-
-// Has the frame's threads begin to copy what becomes the previous frame, while the caller goes on.
-void KeepAhead(MVS_Context *pCtx);
 
 // 32-pixel blocks for inputs wider than 200 pixels, else 16-pixel blocks.
 QEL_API int32_t BlockMotionEstimation(MVS_Context *pCtx, const uint8_t *pCurrent,

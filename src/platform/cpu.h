@@ -21,3 +21,12 @@ CpuLevel ChooseCpuLevel();
 
 // For tests and benchmarks: no handle created from now on uses more than this level (kCpuLevels: any).
 void LimitCpuLevel(CpuLevel eHighest);
+
+// Lets the other hardware thread of the core go first, while this one waits.
+static inline void PauseCore() {
+#ifdef QEL_X86
+    __builtin_ia32_pause();
+#elif defined(QEL_NEON)
+    __asm__ volatile("isb"); // a yield takes no time on most cores
+#endif
+}

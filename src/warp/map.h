@@ -28,16 +28,3 @@ static inline Position PositionOf(int32_t lQ10, int32_t lLastBase) {
     if (lQ10 > lLastBase << 10) return {lLastBase, 0};
     return {lQ10 >> 10, (lQ10 >> 8) & 3};
 }
-
-// The two planes that planar chroma is moved between: the frame's own, from the U planes on, or the
-// scratch planes that NV21 chroma is split into.
-struct PlanarChroma {
-    const uint8_t *pIn[2];
-    uint8_t *pOut[2];
-};
-
-static inline PlanarChroma ChromaPlanes(const MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU) {
-    if (IsSemiPlanar(pCtx->lInFormat))
-        return {{pCtx->pScratchInU, pCtx->pScratchInV}, {pCtx->pScratchOutU, pCtx->pScratchOutV}};
-    return {{pInU, pInU + (pCtx->lInLumaSize >> 2)}, {pOutU, pOutU + (pCtx->lOutLumaSize >> 2)}};
-}

@@ -22,21 +22,19 @@
     M(0, 3) M(1, 0) M(1, 1) M(1, 2) M(1, 3) M(2, 0) M(2, 1) M(2, 2) M(2, 3) M(3, 0) M(3, 1) M(3, 2)    \
         M(3, 3)
 
-#define QEL_DECLARE_KERNELS(a, b)                                                                      \
+#define QEL_DECLARE_MAPPING(a, b)                                                                      \
     QEL_API void mapping_block_4x4_7to8_##a##b(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);   \
     QEL_API void mapping_block_4x4_7to8_##a##b##_OP(const uint8_t *pSrc, uint8_t *pDst,                \
                                                     int32_t lStride);                                  \
     QEL_API void mapping_block_4x4_7to8_##a##b##_OP_C2(const uint8_t *pSrc, uint8_t *pDst,             \
                                                        int32_t lStride);
 
-QEL_FOR_EACH_PHASE(QEL_DECLARE_KERNELS)
+QEL_FOR_EACH_PHASE(QEL_DECLARE_MAPPING)
 
 typedef void (*MappingKernel)(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);
 
-// By 4 * row phase + column phase.
-extern const MappingKernel kPlanarKernels[16];
-extern const MappingKernel kThreadedKernels[16];
-extern const MappingKernel kPairKernels[16];
+// By bytes of a sample less one, and by 4 * row phase + column phase.
+extern const MappingKernel kMappingKernels[2][16];
 
 // The first lRows x lCols samples of a block that sticks out of its plane; lStep is 1 for planar planes
 // and 2 for one component of pairs.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "warp/pixel_warp.h"
 
+#include "warp/pixels.h"
+
 namespace {
 
 // Output samples of one row whose positions need no clamp.
@@ -41,7 +43,7 @@ Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const
 }
 
 bool TwinTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
-    return pPlane->lWidth * pPlane->lBytes >= QEL_PIXEL_WINDOW && pMap->lZ >= 0 &&
+    return pPlane->lInWidth * pPlane->lSampleBytes >= QEL_PIXEL_WINDOW && pMap->lZ >= 0 &&
            pMap->lZ <= QEL_MOST_PIXEL_STEP && pMap->lS >= -QEL_MOST_PIXEL_STEP &&
            pMap->lS <= QEL_MOST_PIXEL_STEP;
 }
@@ -50,63 +52,38 @@ bool TwinTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
 // never sampled, so that no read can pass the plane.
 int32_t LastBase(int32_t lSize) { return Max32(lSize - 2, 0); }
 
-} // namespace
-
-WarpPlane LumaPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    return {LumaPixels,
-            PixelKernelsOf(pCtx->eCpuLevel)->pLuma,
-            pIn,
-            pOut,
-            pCtx->lInWidth,
-            pCtx->lInHeight,
-            1,
-            pCtx->lOutWidth,
-            pCtx->lInWidth,
-            pCtx->lOutWidth};
-}
-
-WarpPlane ChromaPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    return {NearestPixels,
-            PixelKernelsOf(pCtx->eCpuLevel)->pNearest,
-            pIn,
-            pOut,
-            InChromaWidth(pCtx),
-            InChromaHeight(pCtx),
-            1,
-            OutChromaWidth(pCtx),
-            InChromaWidth(pCtx),
-            OutChromaWidth(pCtx)};
-}
-
-WarpPlane PairPixelPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    return {NearestPairs,
-            PixelKernelsOf(pCtx->eCpuLevel)->pPairs,
-            pIn,
-            pOut,
-            InChromaWidth(pCtx),
-            InChromaHeight(pCtx),
-            2,
-            OutChromaWidth(pCtx),
-            2 * InChromaWidth(pCtx),
-            2 * OutChromaWidth(pCtx)};
-}
-
-void WarpPixelRows(const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst, int32_t lEnd) {
-    if (pPlane->lWidth < 1 || pPlane->lHeight < 1) return;
+void WarpRows(PixelKernel pPortable, PixelKernel pTwin, const WarpPlane *pPlane, const WarpMap *pMap,
+              int32_t lFirst, int32_t lEnd) {
+    if (pPlane->lInWidth < 1 || pPlane->lInHeight < 1) return;
     const int32_t lZ = pMap->lZ, lS = pMap->lS, lCount = pPlane->lOutWidth;
-    const PixelPlane st = {pPlane->pIn, pPlane->lStride, LastBase(pPlane->lHeight),
-                           LastBase(pPlane->lWidth),
-                           // a plane of one row or column has no neighbour; its fraction is 0 then
-                           pPlane->lHeight > 1 ? pPlane->lStride : 0, pPlane->lWidth > 1};
+    const PixelPlane stPlane = {pPlane->pIn, pPlane->lInStride, LastBase(pPlane->lInHeight),
+                                LastBase(pPlane->lInWidth),
+                                // a plane of one row or column has no neighbour; its fraction is 0 then
+                                pPlane->lInHeight > 1 ? pPlane->lInStride : 0, pPlane->lInWidth > 1};
     const bool bTwin = TwinTakes(pPlane, pMap);
     for (int32_t y = lFirst; y < lEnd; y++) {
         uint8_t *pOut = pPlane->pOut + (ptrdiff_t)y * pPlane->lOutStride;
         const int32_t r = WrapAdd32(pMap->lR0, WrapMul32(lZ, y));
         const int32_t c = WrapSub32(pMap->lC0, WrapMul32(lS, y));
-        const Span stSpan = bTwin ? InsideSpan(lCount, r, c, pMap, &st) : Span{0, 0};
-        pPlane->pAnywhere(&st, pOut, r, c, lZ, lS, 0, stSpan.lFirst);
+        const Span stSpan = bTwin ? InsideSpan(lCount, r, c, pMap, &stPlane) : Span{0, 0};
+        pPortable(&stPlane, pOut, r, c, lZ, lS, 0, stSpan.lFirst);
         if (stSpan.lFirst < stSpan.lEnd)
-            pPlane->pInside(&st, pOut, r, c, lZ, lS, stSpan.lFirst, stSpan.lEnd);
-        pPlane->pAnywhere(&st, pOut, r, c, lZ, lS, stSpan.lEnd, lCount);
+            pTwin(&stPlane, pOut, r, c, lZ, lS, stSpan.lFirst, stSpan.lEnd);
+        pPortable(&stPlane, pOut, r, c, lZ, lS, stSpan.lEnd, lCount);
     }
+}
+
+} // namespace
+
+void WarpLumaRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
+                  int32_t lEnd) {
+    WarpRows(LumaPixelsPortable, pKernels->pLumaPixels, pPlane, pMap, lFirst, lEnd);
+}
+
+void WarpNearestRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
+                     int32_t lEnd) {
+    if (pPlane->lSampleBytes == 1)
+        WarpRows(NearestPixelsPortable, pKernels->pNearestPixels, pPlane, pMap, lFirst, lEnd);
+    else
+        WarpRows(NearestPairsPortable, pKernels->pNearestPairs, pPlane, pMap, lFirst, lEnd);
 }

@@ -5,7 +5,6 @@
 
 namespace {
 
-// Calls pCopy(output sample index, first byte of the input sample) for each sample of lBytes bytes.
 template <int32_t kBytes>
 void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
              int32_t lFirst, int32_t lEnd) {
@@ -23,7 +22,7 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
 } // namespace
 
 // Two stages of quarter weights, each truncating.
-void LumaPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
+void LumaPixelsPortable(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
                 int32_t lFirst, int32_t lEnd) {
     int32_t r = WrapAdd32(lR, WrapMul32(lS, lFirst)), c = WrapAdd32(lC, WrapMul32(lZ, lFirst));
     for (int32_t x = lFirst; x < lEnd; x++) {
@@ -39,27 +38,12 @@ void LumaPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,
     }
 }
 
-void NearestPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+void NearestPixelsPortable(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                    int32_t lS, int32_t lFirst, int32_t lEnd) {
     Nearest<1>(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 
-void NearestPairs(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+void NearestPairsPortable(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                   int32_t lS, int32_t lFirst, int32_t lEnd) {
     Nearest<2>(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
-}
-
-const PixelKernels *PixelKernelsOf(CpuLevel eLevel) {
-    static const PixelKernels kDefinitions = {LumaPixels, NearestPixels, NearestPairs};
-#ifdef QEL_X86
-    static const PixelKernels kSsse3 = {LumaPixelsSsse3, NearestPixelsSsse3, NearestPairsSsse3};
-    static const PixelKernels kAvx2 = {LumaPixelsAvx2, NearestPixelsAvx2, NearestPairsAvx2};
-    if (eLevel == kCpuSsse3) return &kSsse3;
-    if (eLevel == kCpuAvx2) return &kAvx2;
-#elif defined(QEL_NEON)
-    static const PixelKernels kNeon = {LumaPixelsNeon, NearestPixelsNeon, NearestPairsNeon};
-    if (eLevel == kCpuNeon) return &kNeon;
-#endif
-    (void)eLevel;
-    return &kDefinitions;
 }

@@ -3,42 +3,17 @@
 // nearest sample above left.
 #pragma once
 
-#include <stddef.h>
-#include <stdint.h>
-
-#include "platform/cpu.h"
+#include "kernels.h"
 #include "platform/fixed.h"
 
 struct PixelPlane {
     const uint8_t *pIn;
-    int32_t lStride; // bytes
-    int32_t lLastRow,
-        lLastCol;           // last bases, in samples; luma has a row below and a column to the right
-    int32_t lBelow, lRight; // bytes to these neighbours, for luma
+    int32_t lStride;            // bytes
+    int32_t lLastRow, lLastCol; // last bases, in samples; luma has a row below and a column to the right
+    int32_t lBelow, lRight;     // bytes to these neighbours, for luma
 };
 
-// Pixels lFirst .. lEnd - 1 of the output row at pOut. Pixel x comes from (lR + lS * x, lC + lZ * x),
-// Q10.
-typedef void (*PixelKernel)(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
-                            int32_t lS, int32_t lFirst, int32_t lEnd);
-
-#define QEL_DECLARE_PIXEL_KERNEL(name)                                                                 \
-    void name(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS, \
-              int32_t lFirst, int32_t lEnd)
-
-// The definitions: any position, clamped into the plane.
-QEL_DECLARE_PIXEL_KERNEL(LumaPixels);
-QEL_DECLARE_PIXEL_KERNEL(NearestPixels); // one byte a sample
-QEL_DECLARE_PIXEL_KERNEL(NearestPairs);  // two bytes a sample; columns count pairs
-
-struct PixelKernels {
-    PixelKernel pLuma, pNearest, pPairs;
-};
-
-// The definitions where a level has no twins.
-const PixelKernels *PixelKernelsOf(CpuLevel eLevel);
-
-// ---- the twins ----
+// The portable kernels take any position and clamp it into the plane.
 //
 // Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them. A
 // run of output pixels that crosses source rows takes the same columns from each of these rows.
@@ -48,16 +23,6 @@ const PixelKernels *PixelKernelsOf(CpuLevel eLevel);
 
 #define QEL_PIXEL_WINDOW 16
 #define QEL_MOST_PIXEL_STEP 1024 // zoom step 0 .. 1024, rotation step -1024 .. 1024
-
-QEL_DECLARE_PIXEL_KERNEL(LumaPixelsSsse3);
-QEL_DECLARE_PIXEL_KERNEL(NearestPixelsSsse3);
-QEL_DECLARE_PIXEL_KERNEL(NearestPairsSsse3);
-QEL_DECLARE_PIXEL_KERNEL(LumaPixelsAvx2);
-QEL_DECLARE_PIXEL_KERNEL(NearestPixelsAvx2);
-QEL_DECLARE_PIXEL_KERNEL(NearestPairsAvx2);
-QEL_DECLARE_PIXEL_KERNEL(LumaPixelsNeon);
-QEL_DECLARE_PIXEL_KERNEL(NearestPixelsNeon);
-QEL_DECLARE_PIXEL_KERNEL(NearestPairsNeon);
 
 // What lPixels consecutive output pixels, the first at row position r, have above and below each other.
 struct PixelRows {

@@ -126,16 +126,16 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
 void LumaPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma<false> : Luma<true>;
-    (lEnd - lFirst < 16 ? LumaPixels : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+    (lEnd - lFirst < 16 ? LumaPixelsPortable : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                        int32_t lS, int32_t lFirst, int32_t lEnd) {
-    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixels : Nearest<1>;
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixelsPortable : Nearest<1>;
     pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPairsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                       int32_t lS, int32_t lFirst, int32_t lEnd) {
-    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairs : Nearest<2>;
+    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairsPortable : Nearest<2>;
     pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 #endif

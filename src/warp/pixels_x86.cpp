@@ -308,16 +308,16 @@ void NearestPairsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32
 void LumaPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                      int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma128<false> : Luma128<true>;
-    (lEnd - lFirst < 16 ? LumaPixels : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+    (lEnd - lFirst < 16 ? LumaPixelsPortable : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                         int32_t lS, int32_t lFirst, int32_t lEnd) {
-    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixels : Nearest128<1>;
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPixelsPortable : Nearest128<1>;
     pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPairsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                        int32_t lS, int32_t lFirst, int32_t lEnd) {
-    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairs : Nearest128<2>;
+    const PixelKernel pKernel = lEnd - lFirst < 8 ? NearestPairsPortable : Nearest128<2>;
     pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 #endif

@@ -1,16 +1,27 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The crop moved by whole pixels: a copy of rows.
-#include "warp/warp.h"
-
+#include "platform/buffers.h"
 #include "platform/fixed.h"
-#include "quorvel/memory.h"
+#include "warp/warp.h"
+#include "warp/warp_task.h"
 
 namespace {
 
-void CopyRows(uint8_t *pDst, int32_t lDstStride, const uint8_t *pSrc, int32_t lSrcStride,
-              int32_t lRows) {
-    for (int32_t y = 0; y < lRows; y++, pDst += lDstStride, pSrc += lSrcStride)
-        MMemMove(pDst, pSrc, (uint32_t)lDstStride); // the caller's buffers may overlap
+void CopyPlaneRows(const Kernels *, const WarpPlane *pPlane, const WarpMap *, int32_t lFirst, int32_t lEnd) {
+    CopyRows(pPlane->pOut + (ptrdiff_t)lFirst * pPlane->lOutStride, pPlane->lOutStride,
+             pPlane->pIn + (ptrdiff_t)lFirst * pPlane->lInStride, pPlane->lInStride,
+             pPlane->lOutWidth * pPlane->lSampleBytes, lEnd - lFirst);
+}
+
+// The plane at a crop, given in its own samples, of rows of these lengths.
+void AddCrop(WarpTask *pTask, WarpPlane stPlane, int32_t lRow, int32_t lCol, int32_t lInWidth,
+             int32_t lOutWidth, int32_t lRows) {
+    stPlane.lInStride = lInWidth * stPlane.lSampleBytes;
+    stPlane.lOutStride = lOutWidth * stPlane.lSampleBytes;
+    stPlane.lOutWidth = lOutWidth;
+    stPlane.pIn += (ptrdiff_t)lRow * stPlane.lInStride + (ptrdiff_t)lCol * stPlane.lSampleBytes;
+    const WarpMap stNone = {};
+    AddPass(pTask, CopyPlaneRows, &stPlane, &stNone, lRows);
 }
 
 } // namespace
@@ -31,21 +42,11 @@ void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFrame, uint
     if (lInWidth > pCtx->lInWidth || lOutWidth > pCtx->lOutWidth) return; // planes no caller can have
     const int32_t lRow = Clamp32(lRowOffset, 0, pCtx->lInHeight - lRows);
     const int32_t lCol = Clamp32(lColOffset, 0, lInWidth - lOutWidth);
-    CopyRows(pOutFrame, lOutWidth, pInFrame + (ptrdiff_t)lInWidth * lRow + lCol, lInWidth, lRows);
-
-    // An odd offset moves the chroma by the half pixel less.
-    const ptrdiff_t lOffset = (ptrdiff_t)(lRow >> 1) * (lInWidth >> 1) + (lCol >> 1);
-    const uint8_t *pIn[2] = {pInFrame + pCtx->lInLumaSize,
-                             pInFrame + pCtx->lInLumaSize + (pCtx->lInLumaSize >> 2)};
-    uint8_t *pOut[2] = {pOutFrame + pCtx->lOutLumaSize,
-                        pOutFrame + pCtx->lOutLumaSize + (pCtx->lOutLumaSize >> 2)};
-    if (pCtx->bChromaInScratch) {
-        pIn[0] = pCtx->pScratchInU;
-        pIn[1] = pCtx->pScratchInV;
-        pOut[0] = pCtx->pScratchOutU;
-        pOut[1] = pCtx->pScratchOutV;
-    }
-    if (!pIn[0] || !pOut[0]) return; // the handle was not made for pairs
-    for (int32_t i = 0; i < 2; i++)
-        CopyRows(pOut[i], lOutWidth >> 1, pIn[i] + lOffset, lInWidth >> 1, lRows >> 1);
+    WarpPlane stPlanes[3];
+    const int32_t lPlanes = PlanesOfFrame(pCtx, kShift, pInFrame, pOutFrame, stPlanes);
+    WarpTask stTask = {};
+    AddCrop(&stTask, stPlanes[0], lRow, lCol, lInWidth, lOutWidth, lRows);
+    for (int32_t i = 1; i < lPlanes; i++) // an odd offset moves the chroma by the half pixel less
+        AddCrop(&stTask, stPlanes[i], lRow >> 1, lCol >> 1, lInWidth >> 1, lOutWidth >> 1, lRows >> 1);
+    RunWarpTask(pCtx, &stTask, false);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The price of one block position. The patterns are sparse and fixed: the search's bounds are set for
-// them.
+// The cost of one block position. The patterns are sparse and fixed: the search's bounds are set for them.
+#include "kernels.h"
 #include "motion/motion.h"
 
 namespace {
@@ -24,7 +24,8 @@ uint32_t RunSad(const uint8_t *pFirst, const uint8_t *pSecond) {
 
 } // namespace
 
-uint32_t GetSad32AlignF0(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lPatternStride) {
+uint32_t BlockSad32Portable(const uint8_t *pCurBlock, const uint8_t *pCandBlock,
+                            int32_t lPatternStride) {
     uint32_t lSum = 0;
     for (int32_t k = 0; k < kRuns; k++) {
         const ptrdiff_t lOffset = RunOffset(k, lPatternStride);
@@ -33,7 +34,7 @@ uint32_t GetSad32AlignF0(const uint8_t *pCurBlock, const uint8_t *pCandBlock, in
     return lSum;
 }
 
-uint32_t GetInnerSad32(const uint8_t *pCurBlock, int32_t lPitch) {
+uint32_t Texture32Portable(const uint8_t *pCurBlock, int32_t lPitch) {
     const int32_t lPatternStride = 4 * lPitch + kRunLength;
     uint32_t lSum = 0;
     for (int32_t k = 0; k < kRuns; k++)

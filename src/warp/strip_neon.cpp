@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Runs with table look-ups, as words like the x86 form: horizontally in quarters, vertically in
 // sixteenths.
-#include "warp/run_kernels.h"
+#include "warp/strip.h"
 
 #ifdef QEL_NEON
 #include <arm_neon.h>
 
 namespace {
-
-constexpr int32_t RowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }
 
 struct Taps {
     uint8x16x2_t vIndex, vWeight; // first and second tap of each output byte
@@ -34,14 +32,14 @@ template <int32_t F> inline uint8x8_t Mix(uint16x8_t vTop, uint16x8_t vBottom) {
 }
 
 template <int32_t A, int32_t I> inline void OutRow(uint8_t *pDst, const Words *pRows) {
-    constexpr int32_t lRow = RowQuarters(A, I) >> 2, lFraction = RowQuarters(A, I) & 3;
+    constexpr int32_t lRow = StripRowQuarters(A, I) >> 2, lFraction = StripRowQuarters(A, I) & 3;
     const Words &stTop = pRows[lRow], &stBottom = pRows[lFraction ? lRow + 1 : lRow];
     vst1q_u8(pDst, vcombine_u8(Mix<lFraction>(stTop.v[0], stBottom.v[0]),
                                Mix<lFraction>(stTop.v[1], stBottom.v[1])));
 }
 
 template <int32_t A>
-void Run(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const RunTaps *pTaps, int32_t lSteps) {
+void Strip(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps, int32_t lSteps) {
     const Taps st = {vld2q_u8(pTaps->lIndex), vld2q_u8((const uint8_t *)pTaps->lWeight)};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
         Words stRows[5];
@@ -59,20 +57,21 @@ void Run(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const RunTaps *p
 
 } // namespace
 
-void RunNeon(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-             const RunTaps *pTaps, int32_t lSteps) {
+void StripNeon(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
+    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+    const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:
-        Run<0>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip<0>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 1:
-        Run<1>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip<1>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 2:
-        Run<2>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip<2>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     default:
-        Run<3>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip<3>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     }
 }

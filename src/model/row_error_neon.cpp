@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Four blocks at a time.
-#include "model/error_kernels.h"
+#include "context.h"
+#include "kernels.h"
 
 #ifdef QEL_NEON
 #include <arm_neon.h>
@@ -14,7 +15,7 @@ inline int32x4_t Squares(int32x4_t vMv, int32x4_t vModel) {
 
 } // namespace
 
-int64_t ErrorOfRowNeon(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
+int64_t RowErrorNeon(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
                        int32_t lModelCol) {
     static_assert(sizeof(MVS_BlockMV) == 12, "three words: valid, row, column");
     const int32x4_t vModelCol = vdupq_n_s32(lModelCol);
@@ -26,6 +27,6 @@ int64_t ErrorOfRowNeon(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_
             vaddq_s32(Squares(v.val[1], vld1q_s32(pModelRow + i)), Squares(v.val[2], vModelCol));
         vSum = vaddq_s32(vSum, vandq_s32(vreinterpretq_s32_u32(vtstq_s32(v.val[0], v.val[0])), vError));
     }
-    return vaddlvq_s32(vSum) + ErrorOfRowPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
+    return vaddlvq_s32(vSum) + RowErrorPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
 }
 #endif

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Runs with byte shuffles: horizontally first, as words in quarters (at most 1020), then vertically in
+// Strips by byte shuffles: horizontally first, as words in quarters (at most 1020), then vertically in
 // sixteenths (at most 4080), so that the sum is truncated once.
-#include "warp/run_kernels.h"
+#include "warp/strip.h"
 
 #ifdef QEL_X86
 #include <immintrin.h>
 
 namespace {
-
-// Output row I of a block at row phase A lies this many quarters below the corner.
-constexpr int32_t RowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }
 
 // What the next row of blocks will read: a rolled picture breaks the streams that the processor sees
 // itself.
@@ -41,7 +38,7 @@ template <int32_t F> QEL_AVX2 inline __m256i Mix256(__m256i vTop, __m256i vBotto
 }
 
 template <int32_t A, int32_t I> QEL_AVX2 inline __m256i OutRow256(const __m256i *pRows) {
-    constexpr int32_t lRow = RowQuarters(A, I) >> 2, lFraction = RowQuarters(A, I) & 3;
+    constexpr int32_t lRow = StripRowQuarters(A, I) >> 2, lFraction = StripRowQuarters(A, I) & 3;
     return Mix256<lFraction>(pRows[lRow], pRows[lFraction ? lRow + 1 : lRow]);
 }
 
@@ -52,7 +49,7 @@ QEL_AVX2 inline void Store256(uint8_t *pDst, ptrdiff_t lStride, __m256i vFirst, 
 }
 
 template <int32_t A>
-QEL_AVX2 void Run256(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const RunTaps *pTaps,
+QEL_AVX2 void Strip256(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
                      int32_t lSteps) {
     const Taps256 st = {_mm256_load_si256((const __m256i *)pTaps->lIndex),
                         _mm256_load_si256((const __m256i *)pTaps->lWeight)};
@@ -94,14 +91,14 @@ template <int32_t F> QEL_SSSE3 inline __m128i Mix128(__m128i vTop, __m128i vBott
 }
 
 template <int32_t A, int32_t I> QEL_SSSE3 inline void OutRow128(uint8_t *pDst, const Words *pRows) {
-    constexpr int32_t lRow = RowQuarters(A, I) >> 2, lFraction = RowQuarters(A, I) & 3;
+    constexpr int32_t lRow = StripRowQuarters(A, I) >> 2, lFraction = StripRowQuarters(A, I) & 3;
     const Words &stTop = pRows[lRow], &stBottom = pRows[lFraction ? lRow + 1 : lRow];
     _mm_storeu_si128((__m128i *)pDst, _mm_packus_epi16(Mix128<lFraction>(stTop.v[0], stBottom.v[0]),
                                                        Mix128<lFraction>(stTop.v[1], stBottom.v[1])));
 }
 
 template <int32_t A>
-QEL_SSSE3 void Run128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const RunTaps *pTaps,
+QEL_SSSE3 void Strip128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
                       int32_t lSteps) {
     const __m128i *pIndex = (const __m128i *)pTaps->lIndex, *pWeight = (const __m128i *)pTaps->lWeight;
     const Taps128 st = {{_mm_load_si128(pIndex), _mm_load_si128(pIndex + 1)},
@@ -123,38 +120,40 @@ QEL_SSSE3 void Run128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, con
 
 } // namespace
 
-QEL_AVX2 void RunAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-                      const RunTaps *pTaps, int32_t lSteps) {
+QEL_AVX2 void StripAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
+    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+    const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:
-        Run256<0>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip256<0>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 1:
-        Run256<1>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip256<1>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 2:
-        Run256<2>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip256<2>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     default:
-        Run256<3>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip256<3>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     }
 }
 
-QEL_SSSE3 void RunSsse3(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-                        const RunTaps *pTaps, int32_t lSteps) {
+QEL_SSSE3 void StripSsse3(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
+    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+    const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:
-        Run128<0>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip128<0>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 1:
-        Run128<1>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip128<1>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     case 2:
-        Run128<2>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip128<2>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     default:
-        Run128<3>(pSrc, pDst, lStride, pTaps, lSteps);
+        Strip128<3>(pSrc, pDst, lStride, pTaps, lSteps);
         break;
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Eight blocks at a time. (Below AVX2 there is no product of 32-bit lanes worth having.)
-#include "model/error_kernels.h"
+#include "context.h"
+#include "kernels.h"
 
 #ifdef QEL_X86
 #include <immintrin.h>
@@ -30,8 +31,8 @@ template <int kFirst> QEL_AVX2 inline __m256i Third(__m256i v0, __m256i v1, __m2
 
 } // namespace
 
-QEL_AVX2 int64_t ErrorOfRowAvx2(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
-                                int32_t lModelCol) {
+QEL_AVX2 int64_t RowErrorAvx2(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
+                              int32_t lModelCol) {
     static_assert(sizeof(MVS_BlockMV) == 12, "three words: valid, row, column");
     const __m256i vModelCol = _mm256_set1_epi32(lModelCol), vZero = _mm256_setzero_si256();
     __m256i vSum = vZero;
@@ -50,6 +51,6 @@ QEL_AVX2 int64_t ErrorOfRowAvx2(const MVS_BlockMV *pBlockMV, int32_t lCount, con
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 0x4E));
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 0xB1));
     return _mm_cvtsi128_si32(v) +
-           ErrorOfRowPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
+           RowErrorPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
 }
 #endif

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What a frame call does around the driver: workers, previous frame, chroma.
+#include "api/api.h"
+
+#include "api/previous_frame.h"
+#include "pipeline/pipeline.h"
+#include "platform/buffers.h"
+#include "platform/thread.h"
+#include "platform/workers.h"
+#include "warp/planes.h"
+
+namespace {
+
+// Puts the chroma where the warp looks for it; false when it is in the scratch planes.
+bool BringPairs(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
+    if (WarpsPairs(pCtx)) {
+        pCtx->pInPairs = bInPlace ? pCtx->pCurFrame + pCtx->lInLumaSize : pCall->pInPairs;
+        pCtx->pOutPairs = pCall->pOutPairs;
+        return true;
+    }
+    EnsureScratch(pCtx);
+    UV_NV21_to_I420(pCtx->pScratchInU, pCtx->pScratchInV, pCall->pInPairs, InChromaWidth(pCtx),
+                    InChromaHeight(pCtx));
+    pCtx->bChromaInScratch = 1;
+    return false;
+}
+
+// The left columns of each plane, where input and output have the same size.
+void ShowSplit(MVS_Context *pCtx, const FrameCall *pCall) {
+    const int32_t lSplit = pCall->lSplit;
+    if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return;
+    if (lSplit < 1 || lSplit >= pCtx->lInWidth) return;
+    WarpPlane stPlanes[3];
+    const int32_t lPlanes = PlanesOfFrame(pCtx, kShift, pCtx->pCurFrame, pCall->pOut, stPlanes);
+    for (int32_t i = 0; i < lPlanes; i++) {
+        const WarpPlane *pPlane = &stPlanes[i];
+        const int32_t lColumns = i == 0 ? lSplit & ~1 : lSplit >> 1; // a chroma sample covers two
+        CopyRows(pPlane->pOut, pPlane->lOutStride, pPlane->pIn, pPlane->lInStride,
+                 lColumns * pPlane->lSampleBytes, pPlane->lInHeight);
+    }
+}
+
+void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious, uint8_t *pOutput) {
+    switch (pCtx->lMode) {
+    case 1:
+        DeshakerM1(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    case 2:
+        DeshakerM2(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    case 3:
+        DeshakerM3(pCtx, pCurrent, pPrevious, pOutput);
+        break;
+    default: // a word that a program wrote
+        break;
+    }
+}
+
+// A frame call is no cancellation point, and its workers live as long as it does.
+struct FrameScope {
+    int32_t lCancelState;
+    int32_t lWorkers;
+};
+
+FrameScope BeginFrame(MVS_Context *pCtx) {
+    const int32_t lCancelState = HoldCancellation();
+    const int32_t lWorkers = WorkersForFrame(&pCtx->stThreads, pCtx->lInLumaSize);
+    StartWorkers(pCtx->pWorkers, lWorkers);
+    pCtx->bInFrame = 1;
+    return {lCancelState, lWorkers};
+}
+
+void EndFrame(MVS_Context *pCtx, FrameScope stScope) {
+    const bool bInTime = JoinWorkers(pCtx->pWorkers);
+    if (stScope.lWorkers > 0) NoteFrame(&pCtx->stThreads, !bInTime);
+    pCtx->bInFrame = 0;
+    pCtx->bChromaInScratch = 0;
+    pCtx->pInPairs = nullptr;
+    pCtx->pOutPairs = nullptr;
+    RestoreCancellation(stScope.lCancelState);
+}
+
+} // namespace
+
+bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
+    if (!EnsureFrames(pCtx, bInPlace)) return false;
+    const FrameScope stScope = BeginFrame(pCtx);
+    pCtx->pCurFrame = bInPlace ? CopyFrameInPlace(pCtx, pCall->pIn, pCall->pInPairs) : pCall->pIn;
+    pCtx->pOutFrame = pCall->pOut;
+    const bool bScratch = pCall->pInPairs && !BringPairs(pCtx, pCall, bInPlace);
+    RunDriver(pCtx, pCtx->pCurFrame, pCtx->pPrevFrame, pCall->pOut);
+    ShowSplit(pCtx, pCall);
+    if (bScratch)
+        UV_I420_to_NV21(pCtx->pScratchOutU, pCtx->pScratchOutV, pCall->pOutPairs, OutChromaWidth(pCtx),
+                        OutChromaHeight(pCtx));
+    KeepFrame(pCtx, bInPlace);
+    EndFrame(pCtx, stScope);
+    return true;
+}
+
+void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames) {
+    if (!pCtx || !pFrames || !pFrames->pCurrent || !pFrames->pOutput) return;
+    if (!pFrames->pPrevious && pCtx->lFrameCount != 0) return;
+    const FrameScope stScope = BeginFrame(pCtx);
+    const uint8_t *pCurFrame = pCtx->pCurFrame;
+    uint8_t *pOutFrame = pCtx->pOutFrame;
+    pCtx->pCurFrame = pFrames->pCurrent;
+    pCtx->pOutFrame = pFrames->pOutput;
+    RunDriver(pCtx, pFrames->pCurrent, pFrames->pPrevious, pFrames->pOutput);
+    pCtx->pCurFrame = pCurFrame;
+    pCtx->pOutFrame = pOutFrame;
+    EndFrame(pCtx, stScope);
+}

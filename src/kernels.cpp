@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// An instruction set without a kernel of its own takes the next lower one's.
+#include "kernels.h"
+
+namespace {
+
+const Kernels kPortable = {GatherGridPortable, GridSadPortable,    BlockSad32Portable,
+                           Texture32Portable,  RowErrorPortable,   StripPortable,
+                           LumaPixelsPortable, NearestPixelsPortable, NearestPairsPortable};
+#ifdef QEL_X86
+const Kernels kSse2 = {GatherGridSse2, GridSadSse2, BlockSad32Sse2, Texture32Sse2, RowErrorPortable, StripPortable,
+                       LumaPixelsPortable, NearestPixelsPortable, NearestPairsPortable};
+const Kernels kSsse3 = {GatherGridSse2, GridSadSse2, BlockSad32Sse2, Texture32Sse2, RowErrorPortable, StripSsse3,
+                        LumaPixelsSsse3, NearestPixelsSsse3, NearestPairsSsse3};
+const Kernels kAvx2 = {GatherGridSse2, GridSadAvx2, BlockSad32Sse2, Texture32Sse2, RowErrorAvx2, StripAvx2,
+                       LumaPixelsAvx2, NearestPixelsAvx2, NearestPairsAvx2};
+#elif defined(QEL_NEON)
+const Kernels kNeon = {GatherGridNeon, GridSadNeon, BlockSad32Neon, Texture32Neon, RowErrorNeon, StripNeon,
+                       LumaPixelsNeon, NearestPixelsNeon, NearestPairsNeon};
+#endif
+
+} // namespace
+
+const Kernels *KernelsOf(CpuLevel eLevel) {
+    switch (eLevel) {
+#ifdef QEL_X86
+    case kCpuSse2:
+        return &kSse2;
+    case kCpuSsse3:
+        return &kSsse3;
+    case kCpuAvx2:
+        return &kAvx2;
+#elif defined(QEL_NEON)
+    case kCpuNeon:
+        return &kNeon;
+#endif
+    default:
+        return &kPortable;
+    }
+}
+
+const Kernels *ProcessorKernels() { return KernelsOf(ChooseCpuLevel()); }

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The inner loops of all stages, one table an instruction set.
+//
+// The portable functions define the results; their twins equal them byte for byte. A handle takes its table
+// when it is created and keeps it.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "platform/cpu.h"
+
+struct MVS_BlockMV;
+struct PixelPlane;
+
+// ---- coarse search: src/motion/grid_sad*.cpp ----
+
+// A grid covers whole groups of 64 columns (at least one) of every 10th row (at least one): pixels 0, 4, ..
+// 60 of each group. lRowSkip leads from the end of a row's last group to the next row of the grid.
+struct Grid {
+    int32_t lGroups, lRows;
+    int32_t lRowSkip;
+};
+
+// The grid's samples in order, 16 a group.
+typedef void (*GridGather)(uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid);
+
+// Sum of absolute differences between the samples and the grid at pArea. Once the sum over whole rows has
+// reached lBound the result may be any value from lBound on: a search for lower costs cannot tell.
+typedef uint32_t (*GridSad)(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,
+                            uint32_t lBound);
+
+// ---- block search: src/motion/block_sad*.cpp ----
+
+// Over the sparse 32x32 pattern of motion.h; lPatternStride is 4 * pitch + 8.
+typedef uint32_t (*BlockSad)(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lPatternStride);
+typedef uint32_t (*BlockTexture)(const uint8_t *pCurBlock, int32_t lPitch);
+
+// ---- rotation search: src/model/row_error*.cpp ----
+
+// Squared error of the valid ones of lCount blocks side by side. Along a row of blocks the model's rows
+// differ (pModelRow, one a block) and its column is the same; Q10 pixels.
+typedef int64_t (*RowError)(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
+                            int32_t lModelCol);
+
+const int32_t kRowErrorBlocks = 256; // at most: sums of so many fit the twins' 32-bit lanes
+
+// ---- block warp: src/warp/strip*.cpp ----
+
+// Resamples lSteps times 16 bytes of the four output rows of a block row: 4 planar blocks a step (lSampleBytes
+// 1) or 2 blocks of pairs (2). See strip.h.
+typedef void (*StripKernel)(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
+                            int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps);
+
+// ---- per-pixel warp: src/warp/pixels*.cpp ----
+
+// Pixels lFirst .. lEnd - 1 of the output row at pOut. Pixel x comes from (lR + lS * x, lC + lZ * x), Q10. See
+// pixels.h.
+typedef void (*PixelKernel)(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                            int32_t lS, int32_t lFirst, int32_t lEnd);
+
+struct Kernels {
+    GridGather pGatherGrid;
+    GridSad pGridSad;
+    BlockSad pBlockSad32;
+    BlockTexture pTexture32;
+    RowError pRowError;
+    StripKernel pStrip;
+    PixelKernel pLumaPixels;    // bilinear
+    PixelKernel pNearestPixels; // nearest samples of one byte
+    PixelKernel pNearestPairs;  // and of two
+};
+
+const Kernels *KernelsOf(CpuLevel eLevel);
+
+// For calls without a handle.
+const Kernels *ProcessorKernels();
+
+#define QEL_DECLARE_KERNELS(set)                                                                       \
+    void GatherGrid##set(uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid);                  \
+    uint32_t GridSad##set(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,            \
+                          uint32_t lBound);                                                            \
+    uint32_t BlockSad32##set(const uint8_t *pCurBlock, const uint8_t *pCandBlock,                      \
+                             int32_t lPatternStride);                                                  \
+    uint32_t Texture32##set(const uint8_t *pCurBlock, int32_t lPitch);                                 \
+    int64_t RowError##set(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,       \
+                          int32_t lModelCol);                                                          \
+    void Strip##set(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,          \
+                    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps);                          \
+    void LumaPixels##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,  \
+                         int32_t lS, int32_t lFirst, int32_t lEnd);                                    \
+    void NearestPixels##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,           \
+                            int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);                     \
+    void NearestPairs##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,            \
+                           int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);
+
+QEL_DECLARE_KERNELS(Portable)
+QEL_DECLARE_KERNELS(Sse2)
+QEL_DECLARE_KERNELS(Ssse3)
+QEL_DECLARE_KERNELS(Avx2)
+QEL_DECLARE_KERNELS(Neon)

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What the library asks of the system's threads.
+#pragma once
+
+#include <pthread.h>
+#include <stdint.h>
+
+// Starts a joinable thread with a small stack. It blocks all signals but those of faults: the program's
+// handlers do not run on it, and crash reporters still see it. False when the system has no thread to give.
+bool CreateWorkerThread(pthread_t *pThread, void *(*pBody)(void *), void *pArgument);
+
+// Names the calling thread `quorvel` where the system has names for threads.
+void NameWorkerThread();
+
+// Holds off cancellation of the calling thread; Restore takes what Hold returned.
+int32_t HoldCancellation();
+void RestoreCancellation(int32_t lBefore);

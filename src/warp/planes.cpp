@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "warp/planes.h"
+
+#include "quorvel/memory.h"
+#include "size_rules.h"
+
+namespace {
+
+// Where a frame's chroma is and how it goes.
+enum Chroma {
+    kStays,   // untouched
+    kPlanar,  // two planes behind the luma
+    kScratch, // two scratch planes
+    kBehind,  // pairs behind the luma of pCurFrame and pOutFrame
+    kPassed,  // the bytes behind the luma that the warp was given, as pairs whatever they are
+};
+
+// Of frames that bring no pairs of their own. By default the chroma of planar frames does not always belong to
+// its luma; full chroma mends that.
+const Chroma kChroma[kWarpKinds][4] = {
+    // I420     I420, full  NV21      NV21 with separate buffers
+    {kPlanar, kPlanar, kPlanar, kPlanar},    // kShift
+    {kPlanar, kPlanar, kScratch, kScratch},  // kTurn
+    {kStays, kPlanar, kBehind, kStays},      // kSmall
+    {kPlanar, kPlanar, kBehind, kStays},     // kUnequal
+    {kPassed, kPlanar, kBehind, kPassed},    // kBlocks
+    {kPlanar, kPlanar, kScratch, kScratch}}; // kBlocksInPart
+
+Chroma ChromaOf(const MVS_Context *pCtx, WarpKind eKind) {
+    if (pCtx->bChromaInScratch) return kScratch;
+    switch (pCtx->lInFormat) {
+    case QEL_MVS_FORMAT_NV21:
+        return kChroma[eKind][2];
+    case QEL_MVS_FORMAT_NV21_SEPARATE:
+        return kChroma[eKind][3];
+    default:
+        return kChroma[eKind][pCtx->bFullChroma ? 1 : 0];
+    }
+}
+
+WarpPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    const int32_t lInWidth = InChromaWidth(pCtx), lOutWidth = OutChromaWidth(pCtx);
+    return {pIn,      pOut,      lInWidth, InChromaHeight(pCtx), lOutWidth, OutChromaHeight(pCtx),
+            lInWidth, lOutWidth, 1};
+}
+
+// Two planes, or none where one is missing.
+int32_t TwoPlanes(const MVS_Context *pCtx, const uint8_t *pInU, const uint8_t *pInV, uint8_t *pOutU,
+                  uint8_t *pOutV, WarpPlane *pPlanes) {
+    if (!pInU || !pOutU) return 0;
+    pPlanes[0] = ChromaPlane(pCtx, pInU, pOutU);
+    pPlanes[1] = ChromaPlane(pCtx, pInV, pOutV);
+    return 2;
+}
+
+int32_t ScratchPlanes(MVS_Context *pCtx, WarpPlane *pPlanes) {
+    EnsureScratch(pCtx);
+    return TwoPlanes(pCtx, pCtx->pScratchInU, pCtx->pScratchInV, pCtx->pScratchOutU, pCtx->pScratchOutV,
+                     pPlanes);
+}
+
+int32_t FramePlanes(const MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes) {
+    return TwoPlanes(pCtx, pInU, pInU + (pCtx->lInLumaSize >> 2), pOutU, pOutU + (pCtx->lOutLumaSize >> 2),
+                     pPlanes);
+}
+
+} // namespace
+
+WarpPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    const int32_t lInWidth = pCtx->lInWidth, lOutWidth = pCtx->lOutWidth;
+    return {pIn, pOut, lInWidth, pCtx->lInHeight, lOutWidth, pCtx->lOutHeight, lInWidth, lOutWidth, 1};
+}
+
+WarpPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
+    WarpPlane stPlane = ChromaPlane(pCtx, pIn, pOut);
+    stPlane.lInStride = pCtx->lInWidth;
+    stPlane.lOutStride = pCtx->lOutWidth;
+    stPlane.lSampleBytes = 2;
+    return stPlane;
+}
+
+int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes) {
+    return IsSemiPlanar(pCtx->lInFormat) ? ScratchPlanes(pCtx, pPlanes)
+                                         : FramePlanes(pCtx, pInU, pOutU, pPlanes);
+}
+
+int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
+                      WarpPlane *pPlanes) {
+    const uint8_t *pIn = pInFrame + pCtx->lInLumaSize;
+    uint8_t *pOut = pOutFrame + pCtx->lOutLumaSize;
+    pPlanes[0] = LumaPlane(pCtx, pInFrame, pOutFrame);
+    if (pCtx->pInPairs) {
+        pPlanes[1] = PairPlane(pCtx, pCtx->pInPairs, pCtx->pOutPairs);
+        return 2;
+    }
+    switch (ChromaOf(pCtx, eKind)) {
+    case kPlanar:
+        return 1 + FramePlanes(pCtx, pIn, pOut, pPlanes + 1);
+    case kScratch:
+        return 1 + ScratchPlanes(pCtx, pPlanes + 1);
+    case kBehind:
+        if (!pCtx->pCurFrame || !pCtx->pOutFrame) return 1;
+        pPlanes[1] = PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
+        return 2;
+    case kPassed:
+        pPlanes[1] = PairPlane(pCtx, pIn, pOut);
+        return 2;
+    default:
+        return 1;
+    }
+}
+
+void EnsureScratch(MVS_Context *pCtx) {
+    const int32_t kGrey = 128;
+    if (pCtx->bScratchGrey) return;
+    pCtx->bScratchGrey = 1;
+    if (pCtx->pScratchInU) MMemSet(pCtx->pScratchInU, kGrey, ScratchSize(pCtx->lInLumaSize));
+    if (pCtx->pScratchOutU) MMemSet(pCtx->pScratchOutU, kGrey, ScratchSize(pCtx->lOutLumaSize));
+}
+
+bool WarpsPairs(const MVS_Context *pCtx) {
+    if (InChromaHeight(pCtx) < 1) return false;
+    const bool bBlocks = pCtx->lMode == 3 && IsLargeOutput(pCtx->lOutWidth, pCtx->lOutHeight) &&
+                         pCtx->lInWidth == pCtx->lOutWidth && pCtx->lInHeight == pCtx->lOutHeight;
+    return !bBlocks || HasWholeChromaBlocks(pCtx->lOutHeight);
+}

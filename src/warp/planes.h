@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The planes of a frame as the warps take them.
+#pragma once
+
+#include "context.h"
+#include "platform/fixed.h"
+
+// One plane, of samples of one byte or of pairs of two bytes. Sizes count samples, strides bytes.
+struct WarpPlane {
+    const uint8_t *pIn;
+    uint8_t *pOut;
+    int32_t lInWidth, lInHeight;
+    int32_t lOutWidth, lOutHeight;
+    int32_t lInStride, lOutStride;
+    int32_t lSampleBytes;
+};
+
+enum WarpKind {
+    kShift,        // modes 1 and 2: a crop by whole pixels
+    kTurn,         // mode 2: pixel by pixel, without a zoom
+    kSmall,        // mode 3, outputs below 320 x 240: pixel by pixel
+    kUnequal,      // mode 3, larger outputs of another size than the input: pixel by pixel
+    kBlocks,       // mode 3, equal sizes: by blocks, the height a multiple of 8
+    kBlocksInPart, // the same, other heights
+    kWarpKinds
+};
+
+// Fills in the planes that a warp of this kind moves, luma first; returns their number.
+int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
+                      WarpPlane *pPlanes);
+
+// Pairs that a frame call gives can be warped as they are. False where only the way through the scratch
+// planes leaves the rows grey that the warp does not cover.
+bool WarpsPairs(const MVS_Context *pCtx);
+
+// Planar chroma of a frame of that format: the frame's own planes behind the luma, or for pairs the scratch
+// planes. 2 planes; 0 when the handle has no scratch planes.
+int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes);
+
+// The scratch planes are grey until they are written. They are filled when they are first needed, since most
+// handles never do; every use begins with this.
+void EnsureScratch(MVS_Context *pCtx);
+static inline uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
+
+WarpPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
+WarpPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
