@@ -192,6 +192,8 @@ void ReportProgress(Workers *p, int32_t *pProgress, int32_t lValue) {
 
 int32_t AwaitProgress(Workers *p, const int32_t *pProgress, int32_t lAtLeast) {
     SpinWhile(pProgress, INT32_MIN, lAtLeast - 1);
+    const int32_t lReached = Load(pProgress);
+    if (lReached >= lAtLeast) return lReached;
     pthread_mutex_lock(&p->stMutex);
     Store(&p->lSleepers, p->lSleepers + 1);
     while (Load(pProgress) < lAtLeast) pthread_cond_wait(&p->stChanged, &p->stMutex);
