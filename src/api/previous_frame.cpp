@@ -67,6 +67,9 @@ void KeepFrame(MVS_Context *pCtx, bool bInPlace) {
     // The luma is what is compared; planar frames keep their chroma behind it.
     const int32_t lSize =
         IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
-    CopyTask stTask = {pCtx->pCurFrame, pCtx->pPrevFrame, pCtx->pEvent, 0, lSize};
+    const int32_t lShared = lSize - lSize / 8;
+    CopyTask stTask = {pCtx->pCurFrame, pCtx->pPrevFrame, pCtx->pEvent, 0, lShared};
     RunFrameTask(pCtx, CopyPieces, &stTask);
+    EndWorkers(pCtx->pWorkers); // while this thread copies the rest
+    MMemCpy(pCtx->pPrevFrame + lShared, pCtx->pCurFrame + lShared, (uint32_t)(lSize - lShared));
 }

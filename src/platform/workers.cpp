@@ -25,7 +25,7 @@ struct Workers {
     void *pTask;
     bool bOpen;    // workers may still enter it
     bool bEntered; // a worker has entered some task
-    bool bEnding;
+    bool bEnding;  // written by the caller alone
 };
 
 namespace {
@@ -160,9 +160,13 @@ void StartWorkers(Workers *p, int32_t lCount) {
     p->bCreated[0] = CreateWorkerThread(&p->hThread[0], ServeFirst, p);
 }
 
+void EndWorkers(Workers *p) {
+    if (p->lCount > 0 && !p->bEnding) Post(p, nullptr, nullptr);
+}
+
 bool JoinWorkers(Workers *p) {
     if (p->lCount < 1) return true;
-    Post(p, nullptr, nullptr);
+    EndWorkers(p);
     for (int32_t i = 0; i < kMostWorkers && p->bCreated[i]; i++) pthread_join(p->hThread[i], nullptr);
     p->lCount = 0;
     const int64_t llWall = Nanoseconds(CLOCK_MONOTONIC) - p->llWallBegin;

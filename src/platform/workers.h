@@ -20,6 +20,10 @@ void DestroyWorkers(Workers *pWorkers);
 // Starts up to lCount workers. Each starts the next one, so the caller pays for a single thread.
 void StartWorkers(Workers *pWorkers, int32_t lCount);
 
+// Lets the workers end, while the calling thread goes on: no task may follow. It takes a thread as long to end as
+// to start.
+void EndWorkers(Workers *pWorkers);
+
 // Ends and joins the workers. False when they were late: no task was reached in time, or the calling thread
 // spent most of the time since StartWorkers waiting.
 bool JoinWorkers(Workers *pWorkers);
