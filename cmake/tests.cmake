@@ -8,7 +8,6 @@ if(QUORVEL_TESTS)
     enable_testing()
     add_executable(quorvel_tests
       tests/camera_test.cpp
-      tests/crew_protocol_test.cpp
       tests/failure_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
@@ -20,7 +19,6 @@ if(QUORVEL_TESTS)
       tests/pitch_test.cpp
       tests/platform_test.cpp
       tests/property_test.cpp
-      tests/row_protocol_test.cpp
       tests/smooth_test.cpp
       tests/soak_test.cpp
       tests/support/faults.cpp
@@ -53,7 +51,7 @@ if(QUORVEL_TESTS)
     endfunction()
     # Groups that have stages of their own in CI: see docs/reliability.md.
     set(hostile "Hostile.*:Failure.*:*FailingFrame*")
-    set(threads "Threads.*:RowProtocol.*:CrewProtocol.*")
+    set(threads "Threads.*")
     quorvel_test(hostile "fast;hostile" quorvel_tests --gtest_filter=${hostile})
     quorvel_test(threads "fast;threads" quorvel_tests --gtest_filter=${threads})
     quorvel_test(soak "fast" quorvel_tests --gtest_filter=Soak.*)
