@@ -20,7 +20,8 @@ export LLVM_PROFILE_FILE=profiles/%p.raw
 programs=(quorvel_tests)
 for program in fuzz-*; do
     [ -x "$program" ] || continue
-    "./$program" -runs=0 -verbosity=0 "$root/fuzz/corpus/${program#fuzz-}" >"profiles/$program.log" 2>&1 ||
+    "$root/fuzz/unpack.sh" "${program#fuzz-}" "seeds/$program"
+    "./$program" -runs=0 -verbosity=0 "seeds/$program" >"profiles/$program.log" 2>&1 ||
         { tail -40 "profiles/$program.log"; exit 1; }
     programs+=(-object "$program")
 done
