@@ -6,8 +6,9 @@
 
 A fault is one operator (a comparison made strict, an axis swapped, a statement left out, ...) at one place. Places
 are ranked by a hash of their line, so that a change elsewhere in a file leaves the choice as it is. Each
-file gets faults by its length. Results are kept in results.txt, and what is there is not tried again; faults
-that cannot change any result are named in equivalent.txt, with the reason. Sources are copied, not touched.
+file gets faults by its length. Verdicts go to build/mutation/results.txt, and faults listed there are not tried
+again; equivalent.txt lists the faults that cannot change any result, with the reason. The faults go into copies of
+the sources.
 """
 import argparse
 import collections
@@ -22,8 +23,9 @@ import sys
 import threading
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-HERE = ROOT / 'tests/mutation'
-TIMEOUT = 120  # seconds; all tests together take a tenth of it
+BUILD = ROOT / 'build/mutation'
+EQUIVALENT = ROOT / 'tests/mutation/equivalent.txt'
+TIMEOUT = 120  # seconds, ten times what all tests together take
 SLOWER = 'Golden.*:Entries.*:*Fail*:Measured.*:Warped.*:Smoothed.*'
 CHEAP_FIRST = [f'-*Matrix*:Soak.*:{SLOWER}', SLOWER, '*Matrix*:Soak.*']
 
@@ -52,7 +54,7 @@ OPERATORS = {
     'left out': [(r'^\s+(\w[\w>.\[\]-]* [-+|]?= [^;]*|\w+\([^;]*\));$', lambda m: ';'),
                  (r'^\s+if \(.*\) (return.*|continue|break);$', lambda m: ';')],
 }
-# Names that a fault may bring into a file: those of the shared record and of fixed.h.
+# Names that a fault may introduce into any file.
 KEPT = set(re.findall(r'\w+', (ROOT / 'src/context.h').read_text() + (ROOT / 'src/platform/fixed.h').read_text()))
 
 
@@ -68,7 +70,7 @@ class Fault:
 
 
 def faults_of(path):
-    """All faults of a file, in the order in which they are to be tried."""
+    """All faults of a file, in the order of trial."""
     found, seen = [], set()
     names = set(re.findall(r'\w+', (ROOT / path).read_text()))
     for number, line in enumerate((ROOT / path).read_text().split('\n'), 1):
@@ -157,12 +159,13 @@ def main():
     parser.add_argument('--count', type=int, default=220, help='faults to plant (default 220)')
     parser.add_argument('--jobs', type=int, default=1)
     parser.add_argument('--only', default='', help='files whose path matches this')
-    parser.add_argument('--again', action='store_true', help='try those again that were missed')
-    parser.add_argument('--list', action='store_true', help='print the faults and their verdicts so far')
+    parser.add_argument('--again', action='store_true', help='try the missed ones again')
+    parser.add_argument('--list', action='store_true', help='print the verdicts so far')
     arguments = parser.parse_args()
-    log = HERE / 'results.txt'
+    BUILD.mkdir(parents=True, exist_ok=True)
+    log = BUILD / 'results.txt'
     results = read_results(log)
-    equivalent = read_results(HERE / 'equivalent.txt')
+    equivalent = read_results(EQUIVALENT)
     files = list(sources())
     total = sum(lines for _, lines in files)
     lock = threading.Lock()
@@ -194,7 +197,7 @@ def main():
     if not arguments.list:
         header = f'# {datetime.date.today()} {" ".join(sys.argv)}: key, verdict, place\n'
         queue = [entry for entry in plan if re.search(arguments.only, entry[0])]
-        workers = [Worker(ROOT / f'build-mutation/{i}') for i in range(arguments.jobs)]
+        workers = [Worker(BUILD / str(i)) for i in range(arguments.jobs)]
         threads = [threading.Thread(target=work, args=(worker, queue)) for worker in workers]
         for thread in threads:
             thread.start()
@@ -203,6 +206,8 @@ def main():
         kept = sorted((place, key, verdict) for key, (verdict, place) in results.items())
         log.write_text(header + ''.join(f'{key} | {verdict} | {place}\n' for place, key, verdict in kept))
 
+    for key in equivalent.keys() - {fault.key for _, _, faults in plan for fault in faults}:
+        print('UNKNOWN', key, equivalent[key][1], '(its line has changed: remove it from equivalent.txt)')
     caught, missed = 0, []
     for path, wanted, faults in plan:
         tried = [f for f in faults if verdict_of(f) != 'no program'][:wanted]
