@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The camera service's wrapper, with the log recorded line by line.
+// The camera service's wrapper: its frames, and its log line by line.
 #include <gtest/gtest.h>
 #include <stdarg.h>
 #include <string.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Each stream is driven by one thread here, so a thread's lines are its stream's.
+// One thread drives a stream here, so the lines of a thread are those of its stream.
 thread_local std::vector<std::string> lines;
 
 std::vector<std::string> TakeLines() {
@@ -22,12 +22,14 @@ std::vector<std::string> TakeLines() {
 }
 
 std::string Param(int32_t width, int32_t height) {
-    return "3 ZEK, vs_param, mode=3, width=" + std::to_string(width) + ", height=" + std::to_string(height) +
-           ", format=1";
+    return "3 ZEK, vs_param, mode=3, width=" + std::to_string(width) +
+           ", height=" + std::to_string(height) + ", format=1";
 }
 
-const std::string kInit = "3 ZEK, init_quorvel_videostabilizer", kCreate = "6 ZEK_API, CreateStabilizer";
-const std::string kUninit = "3 ZEK uninit_quorvel_videostabilizer", kDestroy = "6 ZEK_API, DestroyStabilizer";
+const std::string kInit = "3 ZEK, init_quorvel_videostabilizer",
+                  kCreate = "6 ZEK_API, CreateStabilizer";
+const std::string kUninit = "3 ZEK uninit_quorvel_videostabilizer",
+                  kDestroy = "6 ZEK_API, DestroyStabilizer";
 const std::string kUninitEnd = "3 ZEK uninit_quorvel_videostabilizer end";
 const std::string kFinish = "3 ZEK_API, StabilizeFrame finish";
 
@@ -51,10 +53,14 @@ Bytes Stabilized(const Stream &stream, const Bytes &frame, Size size) {
 
 class Camera : public testing::Test {
   protected:
-    void SetUp() override { TakeLines(); } // of other tests' streams
+    // A stream remembers its last size, and the log holds the lines of the streams of other tests.
+    void SetUp() override {
+        lWidth = lHeight = lWidth_recording = lHeight_recording = 0;
+        TakeLines();
+    }
 };
 
-// Clips of several sizes through one stream: every frame as the packed calls give it, every line of the log.
+// Clips of several sizes through one stream: its frames equal those of the packed calls.
 void DriveThroughSizes(const Stream &stream) {
     bool first = true;
     for (Size size : {Size{176, 144}, {320, 240}, {204, 98}, {176, 144}}) {
@@ -66,7 +72,8 @@ void DriveThroughSizes(const Stream &stream) {
             if (i == 0) {
                 want = {kUninit};
                 if (!first) want.push_back(kDestroy);
-                want.insert(want.end(), {kUninitEnd, stream.init, Param(size.width, size.height), kCreate, kInit});
+                want.insert(want.end(),
+                            {kUninitEnd, stream.init, Param(size.width, size.height), kCreate, kInit});
             }
             if (!stream.finish.empty()) want.push_back(stream.finish);
             ASSERT_EQ(TakeLines(), want) << size.width << " frame " << i;
@@ -79,7 +86,8 @@ void DriveThroughSizes(const Stream &stream) {
 
 TEST_F(Camera, BothStreamsAtOnceThroughSizeChanges) {
     const int live = Faults::Live();
-    std::thread preview([] { DriveThroughSizes(kPreview); }), recording([] { DriveThroughSizes(kRecording); });
+    std::thread preview([] { DriveThroughSizes(kPreview); }),
+        recording([] { DriveThroughSizes(kRecording); });
     preview.join();
     recording.join();
     EXPECT_EQ(hVStabilizer, nullptr);
@@ -96,23 +104,24 @@ TEST_F(Camera, InitDefaultsAndSecondInit) {
     EXPECT_EQ(TakeLines(), (Lines{kInit, Param(1280, 720), kCreate, kInit}));
     EXPECT_EQ(vs_param.lInWidth, 1280);
     EXPECT_EQ(vs_param.lOutHeight, 720);
-    EXPECT_EQ(vs_param.lReserved, 1);
     MVS_Context *handle = hVStabilizer;
-    uint8_t *lost = output; // by the second init, which keeps the handle
+    uint8_t *lost = output; // the second init loses the buffer and keeps the handle
     EXPECT_EQ(init_quorvel_videostabilizer(320, 240), 0);
     EXPECT_EQ(TakeLines(), (Lines{kInit, Param(320, 240), kInit}));
     EXPECT_EQ(hVStabilizer, handle);
     EXPECT_NE(output, lost);
-    // The handle is still of the first size: a run of the stream's own size must not use it.
+    // The handle still has the first size: a frame of the second must not use it.
     const Size size = {320, 240};
     const Bytes frame = ToPairs(ShakyClip(size, 1)[0], size);
-    EXPECT_EQ(Stabilized(kPreview, frame, size), Runner({size, size, 1, 3, Entry::Same, 0}).Push(ToPlanar(frame, size)));
-    EXPECT_EQ(TakeLines(), (Lines{kUninit, kDestroy, kUninitEnd, kInit, Param(320, 240), kCreate, kInit, kFinish}));
+    EXPECT_EQ(Stabilized(kPreview, frame, size),
+              Runner({size, size, 1, 3, Entry::Same, 0}).Push(ToPlanar(frame, size)));
+    EXPECT_EQ(TakeLines(),
+              (Lines{kUninit, kDestroy, kUninitEnd, kInit, Param(320, 240), kCreate, kInit, kFinish}));
     uninit_quorvel_videostabilizer();
     free(lost);
 }
 
-TEST_F(Camera, LeavesTheFrameWhereItCannotStabilize) {
+TEST_F(Camera, LeavesFramesItCannotStabilize) {
     const int live = Faults::Live();
     const Size odd = {33, 20};
     for (const Stream &stream : {kPreview, kRecording}) {
@@ -128,7 +137,7 @@ TEST_F(Camera, LeavesTheFrameWhereItCannotStabilize) {
         EXPECT_EQ(TakeLines(), Lines());
         EXPECT_EQ(one, 7);
         stream.uninit();
-        for (const Size longest : {Size{16384, 48}, Size{96, 16384}}) { // sides that it just takes
+        for (const Size longest : {Size{16384, 48}, Size{96, 16384}}) { // the longest sides it takes
             const Bytes noise = Noise(longest.Frame(), 4);
             EXPECT_NE(Stabilized(stream, noise, longest), noise);
             stream.uninit();

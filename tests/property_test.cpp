@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What must hold whatever the picture shows, from frames in memory to measured motion and warped
-// frames.
+// What must hold for any picture: exact measurement of known motion, and warps that undo it.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -13,7 +12,7 @@
 
 namespace {
 
-// Runs the two frames through and returns the measured motion of the second.
+// The motion measured between two frames.
 MVS_MotionInfo Measure(Size in, Size out, int32_t mode, const Bytes &first, const Bytes &second) {
     return RunClip({in, out, 0, mode, Entry::Diff, 1}, {first, second}).motion[1];
 }
@@ -62,8 +61,8 @@ double MeanDifference(const uint8_t *a, const uint8_t *b, int32_t count) {
     return (double)sum / count;
 }
 
-// A frame compensated by the camera's own pose shows what the centred camera sees, in luma and chroma:
-// all signs and axes of the warps, per pixel and by blocks, through planes and through pairs.
+// A frame that is compensated by the pose of another camera shows what that camera sees. Checks signs
+// and axes of the warps in luma and chroma, per pixel and by blocks, for planar and interleaved chroma.
 TEST(Warped, ToThePoseOfTheCamera) {
     const Size kFrames[][2] = {{{176, 144}, {176, 144}},
                                {{320, 240}, {320, 240}},
@@ -86,8 +85,8 @@ TEST(Warped, ToThePoseOfTheCamera) {
                     ctx->lCompRow = comp.row * 1024;
                     ctx->lCompCol = comp.col * 1024;
                     ctx->lCompTheta = comp.theta;
-                    // Pairs of a height that the block passes cannot share out would need the scratch
-                    // planes.
+                    // Other heights of interleaved chroma go through the scratch planes, which are not
+                    // filled here.
                     const bool chroma = !format || size[1].height % 8 == 0;
                     StabilizeFrameM3F0(ctx, in.data(), out.data());
                     ctx->pCurFrame = nullptr;
@@ -108,7 +107,7 @@ TEST(Warped, ToThePoseOfTheCamera) {
             }
 }
 
-// U was made of the luma at its place, V is its complement: both must still be so after any road.
+// In the scene U is the luma at its place and V its complement: no path may change that.
 TEST(Warped, ChromaStaysOnItsLuma) {
     const Size kFrames[][2] = {{{176, 144}, {176, 144}},
                                {{320, 244}, {320, 244}},
@@ -149,9 +148,9 @@ TEST(Warped, OppositeAnglesMirror) {
             EXPECT_EQ(zoomed.lS, -zoomedBack.lS);
             EXPECT_EQ(plain.lR0 + plainBack.lR0, 2 * none.lR0);
             EXPECT_EQ(plain.lC0 + plainBack.lC0, 2 * none.lC0);
-            EXPECT_NEAR(zoomed.lR0 + zoomedBack.lR0, 2 * zoomedNone.lR0, 1); // a half is shifted away
+            EXPECT_NEAR(zoomed.lR0 + zoomedBack.lR0, 2 * zoomedNone.lR0, 1); // the shift drops a half
             EXPECT_NEAR(zoomed.lC0 + zoomedBack.lC0, 2 * zoomedNone.lC0, 1);
-            // The centre of the picture stays where it is, but for what the steps lose to truncation.
+            // The centre of the picture stays in place, but for what truncation takes from the steps.
             EXPECT_NEAR(zoomed.lR0 + zoomed.lZ * size.height / 2 + zoomed.lS * size.width / 2,
                         size.height * 512, size.width + 2);
             EXPECT_NEAR(zoomed.lC0 + zoomed.lZ * size.width / 2 - zoomed.lS * size.height / 2,
@@ -160,8 +159,8 @@ TEST(Warped, OppositeAnglesMirror) {
     }
 }
 
-// Translations never leave the margins. With a rotation the limit keeps translation and sweep of the
-// corner together inside the margin; on square frames that sweep is the exact one.
+// Translations stay inside the margins. With a rotation, translation and sweep of the corner together
+// stay inside; for square frames that sweep is exact.
 TEST(Smoothed, CropStaysInsideForAnyMotion) {
     const Size kFrames[][2] = {{{240, 240}, {240, 240}},    {{176, 144}, {176, 144}},
                                {{1280, 720}, {1280, 720}},  {{480, 640}, {480, 640}},
