@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Whole lives of handles: any record, any settings, frames by any mixture of entry points, with every
-// frame between guard pages. The calls are made twice, by portable code and by a level of vector
-// instructions, and must leave the same bytes.
+// Whole lives of handles: any parameters, any settings, and frames through any mixture of entry points,
+// each frame between guard pages. Portable code and one level of vector instructions must write the
+// same bytes.
 #include <string.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ struct Life {
     MVS_Context *ctx;
     Size in, out;
     int32_t format;
-    Buffer previous; // of the calls that leave it to their caller
+    Buffer previous; // frame, for the calls that take it from their caller
     uint64_t hash;
 
     Buffer Make(int32_t bytes) { return std::make_unique<Guarded>((size_t)bytes, side, kUntouched); }
@@ -49,8 +49,8 @@ Size AnySize(Input *input) {
     return kind & 4 ? size : Size{(size.width + 1) & ~1, (size.height + 1) & ~1};
 }
 
-// One frame by one of the packed calls: plain, split, with the previous frame from outside, or with
-// luma and pairs apart, which for the other formats takes whole frames by the luma pointers.
+// One frame through a packed call: plain, split screen, with the previous frame given, or with separate
+// luma and chroma. With the other formats the separate call gets whole frames as luma.
 void PackedFrame(Life *life, uint8_t call) {
     const int entry = call & 3;
     const bool apart = entry == 3 && life->format == QEL_MVS_FORMAT_NV21_SEPARATE;
@@ -79,7 +79,7 @@ void PackedFrame(Life *life, uint8_t call) {
     if (!apart) life->previous = std::move(y);
 }
 
-// Both images, and one of any layout for the plain copies; nothing between the rows may be written.
+// Two pitched images to stabilize, and one of any layout to copy; the padding of the rows must stay.
 void Pitched(Life *life, uint8_t call) {
     if (!life->ctx) return;
     const int32_t layout = call & 4 ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21;
@@ -117,7 +117,7 @@ void Camera(Life *life, uint8_t call) {
     life->Record(*frame);
 }
 
-// Conversions without a handle, there and back.
+// Conversions there and back, which need no handle.
 void Convert(Life *life, uint8_t call) {
     const int32_t w = life->in.width, h = life->in.height, pairs = w >> 1, rows = h >> 1,
                   pitch = 2 * w + call;
@@ -149,10 +149,10 @@ uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     Input *input = &life.input;
     const uint8_t shape = input->Byte();
     const CpuLevel level = input->Level();
-    lWidth = lWidth_recording = 0; // the camera's streams begin anew, too
+    lWidth = lWidth_recording = 0; // forgets the camera's streams
     const AtLevel at(portable ? kCpuPortable : level);
     life.side = shape & 1 ? Guarded::kAtStart : Guarded::kAtEnd;
-    life.format = (shape >> 1) % 4; // 3 is none
+    life.format = (shape >> 1) % 4; // 3 is no format
     life.in = life.out = AnySize(input);
     if (shape & 8) life.out = AnySize(input);
     if (shape & 16) life.out = {life.in.width * 10 / 11, life.in.height * 10 / 11};

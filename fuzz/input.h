@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What the fuzz programs share: decisions taken from the input's bytes, and pictures that move.
+// Shared by the fuzz programs: decisions taken from the input's bytes, and moving pictures.
 #pragma once
 
 #include <stddef.h>
@@ -13,7 +13,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
-// A broken promise ends the run like a bad read does, so that the input is kept.
+// A failed check aborts, so that libFuzzer keeps the input.
 #define MUST(condition)                                                                                \
     do {                                                                                               \
         if (!(condition)) {                                                                            \
@@ -36,7 +36,7 @@ struct Input {
         const uint32_t count = (uint32_t)(high - low) + 1;
         return low + (int32_t)((count <= 256 ? Byte() : (uint32_t)Byte() << 8 | Byte()) % count);
     }
-    // Small, of a frame's scale in Q10, at an end of the range, or anything.
+    // A small number, one of a frame's scale in Q10, an end of the range, or anything.
     int32_t Number() {
         static const int32_t kEnds[] = {INT32_MIN, INT32_MIN + 1, INT32_MAX,  INT32_MAX - 1,
                                         1 << 16,   1 << 30,       -(1 << 30), 0};

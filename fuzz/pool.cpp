@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The memory pool, against what its header says: the chain of blocks is walked after every call, and
-// every block that is in use must be one that was handed out and still hold what was written to it.
+// The memory pool against the promises of its header. Every call is preceded by a walk along the chain:
+// each block in use must be one that was handed out, and must hold what was written to it.
 #include <string.h>
 
 #include <map>
@@ -13,7 +13,7 @@ namespace {
 struct Pool {
     uint8_t *begin, *end; // of the buffer, rounded inwards
     void *handle;
-    std::map<uint8_t *, uint32_t> live; // payload and the bytes asked for; filled with FillOf(payload)
+    std::map<uint8_t *, uint32_t> live; // payload, bytes asked for; filled with FillOf(payload)
 };
 
 uint8_t FillOf(const Pool &pool, const uint8_t *payload) {
@@ -62,7 +62,7 @@ void Own(Pool *pool, uint8_t *p, uint32_t size) {
     memset(p, FillOf(*pool, p), size);
 }
 
-// A block that is in use, or an address that is none.
+// A block in use, or an address that is no block.
 uint8_t *Pick(Pool *pool, Input *input) {
     const uint8_t choice = input->Byte();
     if (choice < 8 || pool->live.empty()) return pool->begin + choice % 8;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The exported stages with arguments that no frame leads to: maps out of all bounds, vectors of any
+// The exported stages with arguments that no frame produces: maps beyond all bounds, vectors of any
 // length, filters fed with anything. Planes are guarded; portable and vector code must agree.
 #include <string.h>
 
@@ -29,7 +29,7 @@ void Measure(Input *input, MVS_Context *ctx) {
     (ctx->lInWidth > 200 ? BlockME32F0 : BlockME16F0)(ctx, cur.Data(), prev.Data());
 }
 
-// The records have the frame's number, their contents are anything.
+// As many records as the frame has blocks, with any contents.
 void Model(Input *input, MVS_Context *ctx) {
     MVS_BlockMV *blocks = ctx->pBlockMV;
     for (int32_t i = 0; i < ctx->lBlockNum; i++)
@@ -47,7 +47,7 @@ void Model(Input *input, MVS_Context *ctx) {
     GetGlobalMotionM3(ctx);
 }
 
-// Equal sizes leave a margin, which no path must lead out of.
+// Equal sizes leave a margin; the compensation must stay inside.
 void Smooth(Input *input, MVS_Context *ctx) {
     const bool equal = ctx->lInWidth == ctx->lOutWidth && ctx->lInHeight == ctx->lOutHeight;
     for (int32_t i = input->In(1, 40); i > 0; i--) {
@@ -65,7 +65,7 @@ void Smooth(Input *input, MVS_Context *ctx) {
     InitKalmanFilter(ctx);
 }
 
-// Whatever the map, nothing outside the planes is touched, and every level writes the same.
+// Whatever the map, no warp touches a byte outside the planes, and every level writes the same.
 void Warp(Input *input, MVS_Context *ctx) {
     const Guarded in(ctx->lInFrameSize);
     Paint(input, in.Data(), in.Size(), ctx->lInWidth, ctx->lInHeight);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What the tool takes from outside: command lines, and the bytes of video files.
+// The tool's input: command lines and the bytes of video files.
 #include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -13,16 +13,16 @@
 
 namespace {
 
-const size_t kMaxFrame = 1 << 20; // larger ones are slow and no different
+const size_t kMaxFrame = 1 << 20; // larger ones are slow and add nothing
 
-// A file in memory that can be opened by its name.
+// A file in memory that can be opened by name.
 struct MemoryFile {
     int fd = memfd_create("fuzz", 0);
     std::string path = "/proc/self/fd/" + std::to_string(fd);
     ~MemoryFile() { close(fd); }
 };
 
-// Reads to the end or to the first fault; what was read comes back from a written stream.
+// Reads to the end or the first error. Frames written to a stream must read back the same.
 void ReadVideo(const uint8_t *data, size_t size, const std::optional<RawShape> &shape) {
     MemoryFile file, copy;
     MUST(write(file.fd, data, size) == (ssize_t)size);
