@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "input.h"
+#include "kernels.h"
 #include "model/model.h"
 #include "motion/motion.h"
 #include "smooth/smooth.h"
@@ -78,7 +79,7 @@ void Warp(Input *input, MVS_Context *ctx) {
     for (int i = 0; i < 2; i++) {
         const Guarded out(ctx->lOutFrameSize, which & 128 ? Guarded::kAtStart : Guarded::kAtEnd,
                           kUntouched);
-        ctx->eCpuLevel = levels[i];
+        ctx->pKernels = KernelsOf(levels[i]);
         ctx->pCurFrame = in.Data();
         ctx->pOutFrame = out.Data();
         const uint8_t *luma = in.Data(), *chroma = luma + ctx->lInLumaSize;

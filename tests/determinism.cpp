@@ -20,7 +20,7 @@ int main() {
         for (int participants = 1; participants <= 4; participants++) {
             const AtLevel at(level);
             Faults::Reset();
-            Faults::KeepParticipants(participants);
+            Faults::KeepThreads(participants);
             printf("%s %d", kLevel[level], participants);
             for (int i = 0; i < 3; i++)
                 printf(" %016llx", (unsigned long long)RunClip(kClips[i].c, clips[i]).Hash());

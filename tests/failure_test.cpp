@@ -134,16 +134,17 @@ TEST(Failure, ThreadsAndWaitsShowInNoFrame) {
         const RunResult all = RunClip(c, clip);
         const int threads = Faults::Threads();
         EXPECT_GT(threads, 0);
-        for (int participants = 1; participants < 4; participants++) {
-            Faults::KeepParticipants(participants);
-            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << ' ' << participants;
+        Faults::FailThread(-1);
+        EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " no thread";
+        Faults::FailThread(0);
+        for (int count = 1; count < 4; count++) {
+            Faults::KeepThreads(count);
+            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << ' ' << count;
         }
-        Faults::KeepParticipants(4);
-        for (int what = 1; what <= 2; what++) {
-            Faults::OnWait(what);
-            EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " wait " << what;
-        }
-        Faults::OnWait(0);
+        Faults::KeepThreads(4);
+        Faults::WakeEarly(true);
+        EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " early wakes";
+        Faults::WakeEarly(false);
         for (int n = 1; n <= threads && c.entry == Entry::Same; n++) {
             Faults::FailThread(n);
             EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " thread " << n;
@@ -159,7 +160,7 @@ TEST(Failure, EveryLockOfAFrame) {
     const Case c = {size, size, 1, 3, Entry::Diff, 0};
     const std::vector<Bytes> clip = Pan(size, 2);
     Faults::Reset();
-    Faults::KeepParticipants(1);
+    Faults::KeepThreads(1);
     const RunResult good = RunClip(c, clip);
     const int locks = Faults::Locks();
     EXPECT_GT(locks, 10);
@@ -179,8 +180,8 @@ TEST(Failure, EveryLockOfAFrame) {
     Faults::Reset();
 }
 
-// A pass of its own that has no lock leaves its plane, and the handle knows.
-TEST(Failure, APassWithoutItsLock) {
+// Outside of a frame a plane's warp makes its own lock; without one it leaves the plane.
+TEST(Failure, APlaneWithoutItsLock) {
     const Size size = {320, 240};
     const Handle handle = MakeHandle(size, 1);
     Bytes in((size_t)size.Frame(), 50), out((size_t)size.Frame(), 9);
@@ -188,7 +189,6 @@ TEST(Failure, APassWithoutItsLock) {
     Faults::FailAllocation(1);
     StabY_Rotation_4x4_7to8(handle.get(), in.data(), out.data(), 0, 0, 3584, 0);
     Faults::Reset();
-    EXPECT_EQ(handle->bPlaneLeft, 1);
     EXPECT_EQ(out, Bytes((size_t)size.Frame(), 9));
 }
 

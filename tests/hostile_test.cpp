@@ -248,6 +248,7 @@ TEST(Hostile, ParametersAtTheirEnds) {
         EXPECT_EQ(QEL_MVS_SetMode(handle.get(), value),
                   (value >= 1 && value <= 3 && !handle->lFrameCount));
         EXPECT_EQ(QEL_MVS_SetFullChroma(handle.get(), value), value == 0 || value == 1);
+        EXPECT_EQ(QEL_MVS_SetThreads(handle.get(), value), value >= 0 && value <= 4);
         info.lSize = value;
         EXPECT_EQ(QEL_MVS_GetMotion(handle.get(), &info), value >= (int32_t)sizeof(info));
         QEL_MVS_AnalyzeHW(handle.get(), value, 100 - (value >> 1));

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-#include "model/error_kernels.h"
+#include "kernels.h"
 #include "model/model.h"
 #include "support/guarded.h"
 #include "support/run.h"
@@ -123,7 +123,7 @@ std::vector<MVS_BlockMV> Field(Size size, double row, double col, double theta) 
     return blocks;
 }
 
-TEST(Agreement, DropsWhatIsThreePixelsOff) {
+TEST(Inliers, DropsWhatIsThreePixelsOff) {
     // One block at (-15, -15) from the centre: a theta of 640 predicts -150 for the row, 150 for the
     // column.
     const int32_t kCases[][5] = {
@@ -148,12 +148,12 @@ TEST(Agreement, DropsWhatIsThreePixelsOff) {
     EXPECT_EQ(inliers, 0);
 }
 
-TEST(Agreement, KernelsEqualThePortableOne) {
+TEST(Inliers, KernelsEqualThePortableOne) {
     Random random{11};
     const int32_t kWild[] = {0, 1, -1, 47, -48, 2097151, -2097152, INT32_MAX, INT32_MIN};
     const auto any = [&] { return random.In(0, 3) ? random.In(-60, 60) : kWild[random.In(0, 8)]; };
     for (CpuLevel level : CpuLevels())
-        for (int32_t count = 0; count <= kErrorBlocks; count += count < 40 ? 1 : 43) {
+        for (int32_t count = 0; count <= kRowErrorBlocks; count += count < 40 ? 1 : 43) {
             Guarded blocks((size_t)count * sizeof(MVS_BlockMV), Guarded::kAtEnd);
             Guarded rows((size_t)count * sizeof(int32_t), Guarded::kAtEnd);
             auto *block = (MVS_BlockMV *)blocks.Data();
@@ -163,17 +163,17 @@ TEST(Agreement, KernelsEqualThePortableOne) {
                 row[i] = (int32_t)((uint32_t)any() * (random.In(0, 1) ? 1000u : 1u));
             }
             const int32_t col = any();
-            EXPECT_EQ(ErrorOfRowAt(level)(block, count, row, col),
-                      ErrorOfRowPortable(block, count, row, col))
+            EXPECT_EQ(KernelsOf(level)->pRowError(block, count, row, col),
+                      RowErrorPortable(block, count, row, col))
                 << level << ' ' << count;
             for (int32_t i = 0; i < count; i++) // all terms as large, or as far below zero, as they get
                 block[i] = {1, 0, count % 2 ? 0 : 32};
             std::fill(row, row + count, count % 2 ? 46340 : 32768);
-            EXPECT_EQ(ErrorOfRowAt(level)(block, count, row, count % 2 ? 46340 : 0),
-                      ErrorOfRowPortable(block, count, row, count % 2 ? 46340 : 0));
+            EXPECT_EQ(KernelsOf(level)->pRowError(block, count, row, count % 2 ? 46340 : 0),
+                      RowErrorPortable(block, count, row, count % 2 ? 46340 : 0));
         }
     // Columns beyond what a kernel takes at once.
-    const Size wide = {32 * (kErrorBlocks + 9), 64};
+    const Size wide = {32 * (kRowErrorBlocks + 9), 64};
     const std::vector<MVS_BlockMV> blocks = Field(wide, 3, 5, 0.002);
     int32_t inliers;
     std::vector<MVS_BlockMV> checked = blocks;
@@ -182,7 +182,7 @@ TEST(Agreement, KernelsEqualThePortableOne) {
     EXPECT_EQ(GetLSEError(blocks.data(), wide.width, wide.height, 3072, 5120, 131), error);
 }
 
-TEST(Agreement, FindsTheAngleFromBothSides) {
+TEST(Inliers, FindsTheAngleFromBothSides) {
     for (Size size : {Size{640, 480}, Size{1280, 720}, Size{1920, 1080}})
         for (int32_t theta = 0; theta < 2600; theta += 190) {
             const std::vector<MVS_BlockMV> blocks = Field(size, 2, -3, theta / 65536.0);

@@ -7,6 +7,7 @@
 
 #include <functional>
 
+#include "kernels.h"
 #include "motion/motion.h"
 #include "support/faults.h"
 #include "support/run.h"
@@ -219,7 +220,7 @@ TEST(CoarseShift, LikeAPlainSearch) {
                 ((s.width - 2 * ctx->lShiftRangeX) >> 2) * ((s.height - 2 * ctx->lShiftRangeY) / 10);
             for (CpuLevel level : CpuLevels()) {
                 *ctx = start;
-                ctx->eCpuLevel = want.eCpuLevel = level;
+                ctx->pKernels = want.pKernels = KernelsOf(level);
                 EXPECT_EQ(GetBigShiftF0(ctx.get(), cur.data(), prev.data()), result) << i;
                 EXPECT_EQ(0, memcmp(&want, ctx.get(), sizeof(want)))
                     << s.width << ' ' << i << ": " << ctx->lCurMotionRow << ',' << ctx->lCurMotionCol
@@ -353,8 +354,8 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
                 used += record.bValid && record.lMvCol != shift.col;
             }
             for (CpuLevel level : CpuLevels()) {
-                ctx->eCpuLevel = level;
-                Faults::KeepParticipants(level == kCpuPortable ? 1 : 4);
+                ctx->pKernels = KernelsOf(level);
+                ctx->stThreads.lMostThreads = level == kCpuPortable ? 1 : 4;
                 for (int32_t i = 0; block == 16 && i < ctx->lBlockNum; i++)
                     ctx->pBlockMV[i] = {1, 3 * i, -i};
                 const int32_t result = block == 32 ? BlockME32F0(ctx, cur.Data(), prev.Data())

@@ -87,7 +87,7 @@ TEST(Soak, FramesLeaveNothingBehind) {
         const int frames = Full() ? run.frames : run.frames / 50;
         Faults::Reset();
         const uint64_t hash = LastFrame(c, clip, frames, true);
-        Faults::KeepParticipants(1);
+        Faults::KeepThreads(1);
         EXPECT_EQ(hash, LastFrame(c, clip, frames, false));
         printf("last frame %016llx, as with one thread\n", (unsigned long long)hash);
         Faults::Reset();

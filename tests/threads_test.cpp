@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Threads that get in each other's way: handles and streams at once, and the waiting of block rows and
-// of a frame's jobs with every number of participants, on one core, interrupted anywhere.
+// Threads that get in each other's way: handles and streams at once, block rows and frames with every number of
+// threads, on one core, delayed and interrupted anywhere. And the threads themselves: how many, when, and with
+// what they start.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -12,7 +15,8 @@
 #include <thread>
 
 #include "motion/motion.h"
-#include "platform/participants.h"
+#include "platform/thread_policy.h"
+#include "platform/workers.h"
 #include "support/faults.h"
 #include "support/run.h"
 
@@ -48,7 +52,7 @@ TEST(Threads, HandlesAndStreamsAtOnce) {
     std::vector<std::vector<Bytes>> clips;
     uint64_t alone[std::size(kWork)], together[std::size(kWork)];
     Faults::Reset();
-    Faults::KeepParticipants(1);
+    Faults::KeepThreads(1);
     const int live = Faults::Live();
     for (const auto &work : kWork) {
         clips.push_back(ShakyClip(work.c.in, 6));
@@ -77,16 +81,16 @@ struct OneCore {
 };
 
 void UnderAllCircumstances(int fewest, const std::function<void(int)> &work) {
-    for (int participants = fewest; participants <= 4; participants++)
+    for (int count = fewest; count <= 4; count++)
         for (int how = 0; how < 8; how++) {
-            SCOPED_TRACE(std::to_string(participants) + " participants, how " + std::to_string(how));
+            SCOPED_TRACE(std::to_string(count) + " threads, how " + std::to_string(how));
             const OneCore core(how & 1);
             std::unique_ptr<Interruptions> interruptions;
             if ((how & 2) && !kRaces) interruptions = std::make_unique<Interruptions>();
             Faults::Reset();
-            Faults::KeepParticipants(participants);
+            Faults::KeepThreads(count);
             Faults::Dawdle(how & 4);
-            ASSERT_NO_FATAL_FAILURE(work(participants));
+            ASSERT_NO_FATAL_FAILURE(work(count));
             EXPECT_EQ(Faults::Running(), 0);
         }
     Faults::Reset();
@@ -105,9 +109,10 @@ TEST(Threads, RowsWaitUnderAllCircumstances) {
         return Bytes((uint8_t *)ctx->pBlockMV, (uint8_t *)ctx->pBlockMV + bytes);
     };
     Faults::Reset();
-    Faults::KeepParticipants(1);
+    ctx->stThreads.lMostThreads = 1;
     const Bytes want[2] = {search(1), search(2)};
-    UnderAllCircumstances(1, [&](int) {
+    UnderAllCircumstances(1, [&](int count) {
+        ctx->stThreads.lMostThreads = count;
         for (size_t i = 0; i < (kRaces ? 2 : 12); i++) ASSERT_EQ(search(1 + i % 2), want[i % 2]);
     });
 }
@@ -120,7 +125,7 @@ TEST(Threads, FramesUnderAllCircumstances) {
                           {size, size, 0, 3, Entry::Diff, 0},
                           {size, less, 0, 1, Entry::Diff, 0}}) {
         Faults::Reset();
-        Faults::KeepParticipants(1);
+        Faults::KeepThreads(1);
         const RunResult want = RunClip(c, clip);
         ASSERT_EQ(want.frames.size(), clip.size()) << c;
         UnderAllCircumstances(2, [&](int) {
@@ -135,88 +140,225 @@ TEST(Threads, FramesUnderAllCircumstances) {
     }
 }
 
+// Items that the calling thread and the workers take from one counter.
 struct Counted {
     static constexpr int kItems = 8;
-    std::atomic<int> next{0}, finished{0}, byOthers{0};
+    std::atomic<int> next{0}, finished{0}, byWorkers{0};
     const std::thread::id caller = std::this_thread::get_id();
+    std::function<void()> onWorker = [] {};
     static void *Work(void *argument) {
-        Counted *job = (Counted *)argument;
-        while (job->next++ < kItems) {
-            const bool other = std::this_thread::get_id() != job->caller;
-            usleep(other ? 300 : 100); // the caller has mostly to wait
-            job->byOthers += other;
-            job->finished++;
+        Counted *task = (Counted *)argument;
+        while (task->next++ < kItems) {
+            const bool worker = std::this_thread::get_id() != task->caller;
+            if (worker) task->onWorker();
+            usleep(worker ? 300 : 100); // the caller has mostly to wait
+            task->byWorkers += worker;
+            task->finished++;
         }
         return nullptr;
     }
-    bool Idle() const { return finished == std::min<int>(next, kItems); }
 };
 
-TEST(Threads, FramesStayAloneAfterThreadsThatDidNotCome) {
-    const Size size = {640, 480};
-    const std::vector<Bytes> clip = ShakyClip(size, 2);
-    const OneCore unchanged(false);
-    if (CPU_COUNT(&unchanged.all) < 2) GTEST_SKIP() << "one core";
-    SetShares(65536, 0);
+struct WorkersDeleter {
+    void operator()(Workers *workers) const { DestroyWorkers(workers); }
+};
+using OwnWorkers = std::unique_ptr<Workers, WorkersDeleter>;
+
+TEST(Threads, WorkersServeEveryTask) {
+    const OwnWorkers workers(CreateWorkers());
+    int byWorkers = 0;
+    UnderAllCircumstances(1, [&](int count) {
+        StartWorkers(workers.get(), count - 1);
+        for (int i = 0; i < 6; i++) {
+            Counted task;
+            RunParallel(workers.get(), Counted::Work, &task);
+            EXPECT_EQ(task.finished, Counted::kItems);
+            byWorkers += task.byWorkers;
+            EXPECT_TRUE(count > 1 || task.byWorkers == 0);
+        }
+        if (count & 1) EndWorkers(workers.get());
+        JoinWorkers(workers.get());
+        EXPECT_EQ(Faults::Running(), 0);
+    });
+    EXPECT_GT(byWorkers, 0);
+    // Without a task, and without a thread.
+    StartWorkers(workers.get(), 3);
+    JoinWorkers(workers.get());
+    Faults::FailThread(-1);
+    StartWorkers(workers.get(), 3);
+    Counted alone;
+    RunParallel(workers.get(), Counted::Work, &alone);
+    EXPECT_FALSE(JoinWorkers(workers.get()));
+    EXPECT_EQ(alone.finished, Counted::kItems);
     Faults::Reset();
-    Faults::KeepParticipants(1); // none comes
-    const Handle handle = MakeHandle(size, 1);
-    Bytes out = clip[0];
-    std::vector<int> tried;
-    for (size_t i = 0; i < 20; i++) {
-        const int before = Faults::Threads();
-        QEL_MVS_StabilizeFrame(handle.get(), clip[i % 2].data(), out.data());
-        tried.push_back(Faults::Threads() > before);
-    }
-    EXPECT_EQ(tried, (std::vector<int>{1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
-    Faults::Reset();
-    SetShares(65536, 4);
 }
 
-TEST(Threads, CrewServesEveryJob) {
-    const int64_t kWorthAll = 1 << 20;
-    int byOthers = 0, byOthersOfOwn = 0;
-    UnderAllCircumstances(1, [&](int participants) {
-        Counted called, shared[kCrewJobs], refused, last, own;
-        Crew crew;
-        BeginCrew(&crew, kWorthAll);
-        EXPECT_TRUE(CallCrew(&crew, Counted::Work, &called));
-        for (Counted &job : shared) {
-            ShareJob(&crew, Counted::Work, &job, kWorthAll, false);
-            EXPECT_EQ(job.finished, Counted::kItems);
-            EXPECT_TRUE(called.Idle());
-            byOthers += job.byOthers;
+TEST(Threads, AWorkerBlocksSignalsAndHasANameAndASmallStack) {
+    const OwnWorkers workers(CreateWorkers());
+    std::atomic<int> looked{0};
+    for (int i = 0; i < 50 && !looked; i++) {
+        Counted task;
+        task.onWorker = [&] {
+            sigset_t mask;
+            pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+            for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS})
+                EXPECT_FALSE(sigismember(&mask, fault)) << fault;
+            for (int other : {SIGUSR1, SIGTERM, SIGINT, SIGALRM, SIGCHLD, SIGPROF})
+                EXPECT_TRUE(sigismember(&mask, other)) << other;
+            char name[16] = "";
+            pthread_getname_np(pthread_self(), name, sizeof(name));
+            EXPECT_STREQ(name, "quorvel");
+            pthread_attr_t attributes;
+            size_t bytes = 0;
+            pthread_getattr_np(pthread_self(), &attributes);
+            pthread_attr_getstacksize(&attributes, &bytes);
+            pthread_attr_destroy(&attributes);
+            EXPECT_LE(bytes, 131072u);
+            looked++;
+        };
+        StartWorkers(workers.get(), 1);
+        RunParallel(workers.get(), Counted::Work, &task);
+        JoinWorkers(workers.get());
+    }
+    EXPECT_GT(looked, 0);
+    sigset_t mine;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mine);
+    EXPECT_FALSE(sigismember(&mine, SIGUSR1)); // the caller's mask is its own again
+}
+
+// A thread for each share of the frame that is worth one, within the limit and the cores.
+TEST(Threads, ThePolicyAsItIsShipped) {
+    ThreadPolicy policy;
+    InitThreadPolicy(&policy);
+    policy.lCores = 8;
+    EXPECT_EQ(WorkersFor(&policy, 1280 * 720), 0);
+    EXPECT_EQ(WorkersFor(&policy, 1280 * 768), 1);
+    EXPECT_EQ(WorkersFor(&policy, 1920 * 1080), 3);
+    EXPECT_EQ(WorkersFor(&policy, 3840 * 2160), 3);
+    policy.lCores = 2;
+    EXPECT_EQ(WorkersFor(&policy, 3840 * 2160), 1);
+
+    const Size size = {1280, 768};
+    const std::vector<Bytes> clip = ShakyClip(size, 2);
+    const MVS_InitParam param = {3, size.width, size.height, size.width, size.height, 1, 0};
+    const Handle handle(QEL_MVS_CreateStabilizer(&param));
+    handle->stThreads.lCores = 8;
+    handle->stThreads.lBytesPerThread /= 2;
+    Bytes out = clip[0];
+    const struct {
+        int32_t setting;
+        int workers;
+    } kCases[] = {{1, 0}, {2, 1}, {3, 2}, {4, 3}, {0, 3}};
+    for (const auto &c : kCases) {
+        ASSERT_EQ(QEL_MVS_SetThreads(handle.get(), c.setting), 1);
+        handle->stThreads.lPauseLeft = 0;
+        int most = 0; // a worker that comes too late starts no others
+        for (int i = 0; i < 40 && most < c.workers; i++) {
+            Faults::Reset();
+            QEL_MVS_StabilizeFrame(handle.get(), clip[(size_t)i % 2].data(), out.data());
+            most = std::max(most, Faults::Threads());
+            handle->stThreads.lPauseLeft = 0;
         }
-        EXPECT_EQ(shared[kCrewJobs - 1].byOthers, 0); // one too many for the crew
-        EXPECT_FALSE(CallCrew(&crew, Counted::Work, &refused));
-        EndCrew(&crew);
-        EXPECT_EQ(refused.next, 0);
+        EXPECT_EQ(most, c.workers) << c.setting;
+    }
+    for (int32_t bad : {-1, 5, INT32_MAX}) EXPECT_EQ(QEL_MVS_SetThreads(handle.get(), bad), 0);
+    EXPECT_EQ(QEL_MVS_SetThreads(nullptr, 1), 0);
+    EXPECT_EQ(handle->stThreads.lMostThreads, 4);
+}
 
-        BeginCrew(&crew, kWorthAll);
-        EXPECT_TRUE(CallCrew(&crew, Counted::Work, &last));
-        EndCrew(&crew);
-        EXPECT_EQ(last.finished, participants > 1 ? Counted::kItems : 0);
+// Frames go without workers for a while after a late one, twice as long after each: threads that never come
+// are late.
+TEST(Threads, LateFramesAreFollowedByPauses) {
+    const Size size = {640, 480};
+    const std::vector<Bytes> clip = ShakyClip(size, 2);
+    const Handle handle = MakeHandle(size, 1);
+    handle->stThreads.lFirstPause = handle->stThreads.lNextPause = 8;
+    Faults::Reset();
+    Faults::FailThread(-1);
+    Bytes out = clip[0];
+    std::vector<int> pauses = {0};
+    for (size_t i = 0; i < 8 + 16 + 32 + 4; i++) {
+        const int before = Faults::Threads();
+        QEL_MVS_StabilizeFrame(handle.get(), clip[i % 2].data(), out.data());
+        if (Faults::Threads() > before)
+            pauses.push_back(0);
+        else
+            pauses.back()++;
+    }
+    EXPECT_EQ(pauses, (std::vector<int>{0, 8, 16, 32, 0}));
+    for (int i = 0; i < 9; i++) NoteFrame(&handle->stThreads, true);
+    EXPECT_EQ(handle->stThreads.lPauseLeft, 1024);
+    NoteFrame(&handle->stThreads, false);
+    NoteFrame(&handle->stThreads, true);
+    EXPECT_EQ(handle->stThreads.lPauseLeft, 8);
+    Faults::Reset();
+}
 
-        ShareJob(nullptr, Counted::Work, &own, kWorthAll, false);
-        EXPECT_EQ(own.finished, Counted::kItems);
-        byOthersOfOwn += own.byOthers;
-        BeginCrew(&crew, 0);
-        EXPECT_FALSE(CallCrew(&crew, Counted::Work, &refused));
-        EndCrew(&crew);
-    });
-    EXPECT_GT(byOthers, 0);
-    EXPECT_GT(byOthersOfOwn, 0);
-    SetShares(65536, 2); // one thread is a crew
-    Crew crew;
-    Counted called;
-    const int threads = Faults::Threads();
-    BeginCrew(&crew, kWorthAll);
-    EXPECT_TRUE(CallCrew(&crew, Counted::Work, &called));
-    EndCrew(&crew);
-    EXPECT_EQ(called.finished, Counted::kItems);
-    EXPECT_EQ(Faults::Threads(), threads + 1);
-    SetShares(65536, 4);
-    EXPECT_FALSE(CallCrew(nullptr, Counted::Work, nullptr));
+// A caller that is cancelled in the middle of a frame is cancelled after it: nothing is left behind.
+TEST(Threads, CancellationWaitsForTheFrame) {
+    const Size size = {640, 480};
+    const std::vector<Bytes> clip = ShakyClip(size, 3);
+    const Case c = {size, size, 1, 3, Entry::Diff, 0};
+    const RunResult want = RunClip(c, clip);
+    const int live = Faults::Live();
+    {
+        const Handle handle = MakeHandle(size, 1);
+        for (size_t i = 0; i < clip.size(); i++) {
+            const Bytes in = ToPairs(clip[i], size);
+            Bytes out((size_t)size.Frame());
+            std::atomic<bool> began{false}, returned{false}, survived{false};
+            Faults::Dawdle(true);
+            std::thread caller([&] {
+                began = true;
+                QEL_MVS_StabilizeFrame(handle.get(), in.data(), out.data());
+                returned = true;
+                pthread_testcancel();
+                survived = true;
+            });
+            while (!began) sched_yield();
+            pthread_cancel(caller.native_handle());
+            caller.join();
+            Faults::Dawdle(false);
+            EXPECT_FALSE(survived);
+            EXPECT_TRUE(returned); // nothing before the call is a cancellation point
+            EXPECT_EQ(out, want.frames[i]);
+            EXPECT_EQ(Faults::Running(), 0);
+        }
+    }
+    EXPECT_EQ(Faults::Live(), live);
+}
+
+// The header's figure: a painted stack, and what of it was written.
+TEST(Threads, AFrameNeedsLittleStack) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+    GTEST_SKIP() << "frames of other sizes";
+#endif
+    for (const Size size : {Size{1280, 720}, {192, 1200}, {640, 476}}) {
+        const std::vector<Bytes> clip = ShakyClip(size, 3);
+        std::vector<uint8_t> stack(262144, 0xA5);
+        struct Work {
+            const std::vector<Bytes> *clip;
+            MVS_Context *ctx;
+            Bytes out;
+            static void *Run(void *argument) {
+                Work *work = (Work *)argument;
+                for (const Bytes &in : *work->clip)
+                    QEL_MVS_StabilizeFrame(work->ctx, in.data(), work->out.data());
+                return nullptr;
+            }
+        };
+        const Handle handle = MakeHandle(size, 1);
+        Work work = {&clip, handle.get(), clip[0]};
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstack(&attributes, stack.data(), stack.size());
+        pthread_t thread;
+        ASSERT_EQ(pthread_create(&thread, &attributes, Work::Run, &work), 0);
+        pthread_join(thread, nullptr);
+        pthread_attr_destroy(&attributes);
+        const auto written = std::find_if(stack.begin(), stack.end(), [](uint8_t b) { return b != 0xA5; });
+        EXPECT_LT(stack.end() - written, 16384) << size.width; // with the system's own part
+    }
 }
 
 } // namespace

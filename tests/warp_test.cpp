@@ -5,9 +5,11 @@
 
 #include <algorithm>
 
+#include "kernels.h"
 #include "support/run.h"
 #include "warp/mapping_kernels.h"
 #include "warp/pixel_warp.h"
+#include "warp/pixels.h"
 #include "warp/warp.h"
 
 namespace {
@@ -89,7 +91,7 @@ TEST(PixelWarp, EverySampleByTheFormula) {
                 from.ReadOnly();
                 for (CpuLevel level : CpuLevels()) {
                     Plane to(out.Frame());
-                    ctx->eCpuLevel = level;
+                    ctx->pKernels = KernelsOf(level);
                     StabY_RotationF0(ctx, y, to.Data(), m.r0, m.c0, m.z, m.s);
                     ctx->pCurFrame = y;
                     ctx->pOutFrame = to.Data();
@@ -108,8 +110,8 @@ TEST(PixelWarp, EverySampleByTheFormula) {
 // beyond.
 TEST(PixelWarp, KernelsEqualTheDefinition) {
     Random random;
-    const PixelKernel kDefinitions[] = {LumaPixels, NearestPixels, NearestPairs};
-    for (int32_t i = 0; i < 6000; i++) {
+    const PixelKernel kDefinitions[] = {ClampedLumaPixels, ClampedNearestPixels, ClampedNearestPairs};
+    for (int32_t i = 0; i < 3000; i++) {
         const int32_t kind = i % 3, bytes = kind == 2 ? 2 : 1, largest = i % 4 ? 90 : 20;
         const int32_t width = random.In(1, largest), height = random.In(1, largest);
         const int32_t count = random.In(1, 150), rows = random.In(1, 8);
@@ -137,23 +139,15 @@ TEST(PixelWarp, KernelsEqualTheDefinition) {
             kDefinitions[kind](&plane, want.Data() + row * count * bytes, map.lR0 + map.lZ * row,
                                map.lC0 - map.lS * row, map.lZ, map.lS, 0, count);
         for (CpuLevel level : CpuLevels()) {
-            const PixelKernels *k = PixelKernelsOf(level);
-            const PixelKernel kTwins[] = {k->pLuma, k->pNearest, k->pPairs};
-            const WarpPlane warp = {kDefinitions[kind],
-                                    kTwins[kind],
-                                    from.Data(),
-                                    to.Data(),
-                                    width,
-                                    height,
-                                    bytes,
-                                    count,
-                                    stride,
-                                    count * bytes};
+            const Kernels *kernels = KernelsOf(level);
+            const RowWarp rowsOf = kind == 0 ? WarpLumaRows : WarpNearestRows;
+            const WarpPlane warp = {from.Data(), to.Data(), width,         height, count, rows,
+                                    stride,      count * bytes, bytes};
             memset(to.Data(), kUntouched, to.Size());
-            WarpPixelRows(&warp, &map, y, rows);
+            rowsOf(kernels, &warp, &map, y, rows);
             ASSERT_EQ(std::count(to.Data(), to.Data() + y * count * bytes, kUntouched),
                       y * count * bytes);
-            WarpPixelRows(&warp, &map, 0, y);
+            rowsOf(kernels, &warp, &map, 0, y);
             ASSERT_EQ(memcmp(to.Data(), want.Data(), to.Size()), 0) << level << ' ' << kind << ' ' << i;
         }
     }
@@ -186,15 +180,15 @@ TEST(Kernels, ValuesAndFootprint) {
                         want.data()[i * stride + k * step] = (uint8_t)KernelSample(
                             src.Data(), stride, step, kOffsets[a][i], kOffsets[b][k]);
                 src.ReadOnly();
-                const MappingKernel *const kVariants[] = {kPlanarKernels, kThreadedKernels,
-                                                          kPairKernels};
+#define THREADED(a, b) mapping_block_4x4_7to8_##a##b##_OP,
+                const MappingKernel kThreaded[16] = {QEL_FOR_EACH_PHASE(THREADED)};
+                const MappingKernel *const kVariants[] = {kMappingKernels[0], kThreaded, kMappingKernels[1]};
                 kVariants[variant][phase](src.Data(), dst.Data(), stride);
                 ASSERT_EQ(dst.Copy(), want) << phase << ' ' << variant;
             }
     // The tables name the exported kernels.
-    EXPECT_EQ(kPlanarKernels[1], mapping_block_4x4_7to8_01);
-    EXPECT_EQ(kThreadedKernels[4], mapping_block_4x4_7to8_10_OP);
-    EXPECT_EQ(kPairKernels[14], mapping_block_4x4_7to8_32_OP_C2);
+    EXPECT_EQ(kMappingKernels[0][1], mapping_block_4x4_7to8_01);
+    EXPECT_EQ(kMappingKernels[1][14], mapping_block_4x4_7to8_32_OP_C2);
 }
 
 // One component of a plane by blocks, up to `rows` rows.

@@ -114,6 +114,7 @@ bool AllocFrameParts(MVS_Context *pCtx) {
     const uint32_t lRows = (uint32_t)(pCtx->lInHeight >> 5) + 1;
     pCtx->pWorkers = CreateWorkers();
     pCtx->pEvent = zekMEventCreate(nullptr);
+    zekMEventSignal(pCtx->pEvent); // nobody holds the lock
     pCtx->lSampleRoom = SampleBytes(pCtx->lInWidth, pCtx->lInHeight);
     pCtx->pSamples = (uint8_t *)MMemAlloc(nullptr, pCtx->lSampleRoom);
     pCtx->pRowProgress = (int32_t *)AllocFilled(

@@ -42,7 +42,7 @@ Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const
     return st;
 }
 
-bool TwinTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
+bool KernelTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
     return pPlane->lInWidth * pPlane->lSampleBytes >= QEL_PIXEL_WINDOW && pMap->lZ >= 0 &&
            pMap->lZ <= QEL_MOST_PIXEL_STEP && pMap->lS >= -QEL_MOST_PIXEL_STEP &&
            pMap->lS <= QEL_MOST_PIXEL_STEP;
@@ -52,7 +52,7 @@ bool TwinTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
 // never sampled, so that no read can pass the plane.
 int32_t LastBase(int32_t lSize) { return Max32(lSize - 2, 0); }
 
-void WarpRows(PixelKernel pPortable, PixelKernel pTwin, const WarpPlane *pPlane, const WarpMap *pMap,
+void WarpRows(PixelKernel pClamped, PixelKernel pInside, const WarpPlane *pPlane, const WarpMap *pMap,
               int32_t lFirst, int32_t lEnd) {
     if (pPlane->lInWidth < 1 || pPlane->lInHeight < 1) return;
     const int32_t lZ = pMap->lZ, lS = pMap->lS, lCount = pPlane->lOutWidth;
@@ -60,16 +60,16 @@ void WarpRows(PixelKernel pPortable, PixelKernel pTwin, const WarpPlane *pPlane,
                                 LastBase(pPlane->lInWidth),
                                 // a plane of one row or column has no neighbour; its fraction is 0 then
                                 pPlane->lInHeight > 1 ? pPlane->lInStride : 0, pPlane->lInWidth > 1};
-    const bool bTwin = TwinTakes(pPlane, pMap);
+    const bool bInside = KernelTakes(pPlane, pMap);
     for (int32_t y = lFirst; y < lEnd; y++) {
         uint8_t *pOut = pPlane->pOut + (ptrdiff_t)y * pPlane->lOutStride;
         const int32_t r = WrapAdd32(pMap->lR0, WrapMul32(lZ, y));
         const int32_t c = WrapSub32(pMap->lC0, WrapMul32(lS, y));
-        const Span stSpan = bTwin ? InsideSpan(lCount, r, c, pMap, &stPlane) : Span{0, 0};
-        pPortable(&stPlane, pOut, r, c, lZ, lS, 0, stSpan.lFirst);
+        const Span stSpan = bInside ? InsideSpan(lCount, r, c, pMap, &stPlane) : Span{0, 0};
+        pClamped(&stPlane, pOut, r, c, lZ, lS, 0, stSpan.lFirst);
         if (stSpan.lFirst < stSpan.lEnd)
-            pTwin(&stPlane, pOut, r, c, lZ, lS, stSpan.lFirst, stSpan.lEnd);
-        pPortable(&stPlane, pOut, r, c, lZ, lS, stSpan.lEnd, lCount);
+            pInside(&stPlane, pOut, r, c, lZ, lS, stSpan.lFirst, stSpan.lEnd);
+        pClamped(&stPlane, pOut, r, c, lZ, lS, stSpan.lEnd, lCount);
     }
 }
 
@@ -77,13 +77,13 @@ void WarpRows(PixelKernel pPortable, PixelKernel pTwin, const WarpPlane *pPlane,
 
 void WarpLumaRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
                   int32_t lEnd) {
-    WarpRows(LumaPixelsPortable, pKernels->pLumaPixels, pPlane, pMap, lFirst, lEnd);
+    WarpRows(ClampedLumaPixels, pKernels->pLumaPixels, pPlane, pMap, lFirst, lEnd);
 }
 
 void WarpNearestRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
                      int32_t lEnd) {
     if (pPlane->lSampleBytes == 1)
-        WarpRows(NearestPixelsPortable, pKernels->pNearestPixels, pPlane, pMap, lFirst, lEnd);
+        WarpRows(ClampedNearestPixels, pKernels->pNearestPixels, pPlane, pMap, lFirst, lEnd);
     else
-        WarpRows(NearestPairsPortable, pKernels->pNearestPairs, pPlane, pMap, lFirst, lEnd);
+        WarpRows(ClampedNearestPairs, pKernels->pNearestPairs, pPlane, pMap, lFirst, lEnd);
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Pixels of one output row, each from its own position: luma bilinear in quarter pixels, chroma by the
-// nearest sample above left.
+// Pixels of one output row, each from its own position: luma bilinear in quarter pixels, chroma by the nearest
+// sample above left.
 #pragma once
 
 #include "kernels.h"
@@ -9,26 +9,34 @@
 struct PixelPlane {
     const uint8_t *pIn;
     int32_t lStride;            // bytes
-    int32_t lLastRow, lLastCol; // last bases, in samples; luma has a row below and a column to the right
-    int32_t lBelow, lRight;     // bytes to these neighbours, for luma
+    int32_t lLastRow, lLastCol; // last bases: luma has a row below and a column to the right
+    int32_t lBelow, lRight;     // bytes to these neighbours
 };
 
-// The portable kernels take any position and clamp it into the plane.
+// The kernels of the table take positions inside the plane. These take any and clamp them into it.
+void ClampedLumaPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                       int32_t lS, int32_t lFirst, int32_t lEnd);
+void ClampedNearestPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                          int32_t lS, int32_t lFirst, int32_t lEnd);
+void ClampedNearestPairs(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
+                         int32_t lS, int32_t lFirst, int32_t lEnd);
+
+// ---- the twins ----
 //
-// Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them. A
-// run of output pixels that crosses source rows takes the same columns from each of these rows.
+// Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them. Output
+// pixels that cross source rows take the same columns from each of them.
 //
-// All positions must lie inside the plane, steps within the limits below. From the position of any
-// pixel a twin may read QEL_PIXEL_WINDOW more bytes of the row, and of the row below for luma.
+// Steps lie within the limits below. In the rows that they touch, and for luma in the rows below these, twins may
+// read QEL_PIXEL_WINDOW bytes beyond any column's first.
 
 #define QEL_PIXEL_WINDOW 16
 #define QEL_MOST_PIXEL_STEP 1024 // zoom step 0 .. 1024, rotation step -1024 .. 1024
 
-// What lPixels consecutive output pixels, the first at row position r, have above and below each other.
+// The source rows of lPixels consecutive output pixels, the first of them at row position r.
 struct PixelRows {
-    const uint8_t *pTop; // topmost source row
-    int32_t lOffset;     // of the first pixel from the top of that row, Q10: less than lPixels << 10
-    int32_t lMore;       // rows below the topmost that pixels lie in
+    const uint8_t *pTop; // the topmost row
+    int32_t lOffset;     // of the first pixel from there, Q10: less than lPixels << 10
+    int32_t lMore;       // rows below the topmost one
 };
 
 static inline PixelRows PixelRowsOf(const PixelPlane *pPlane, int32_t r, int32_t lS, int32_t lPixels) {
@@ -37,10 +45,8 @@ static inline PixelRows PixelRowsOf(const PixelPlane *pPlane, int32_t r, int32_t
     return {pPlane->pIn + (ptrdiff_t)lTop * pPlane->lStride, r - (lTop << 10), lBottom - lTop};
 }
 
-// A rolled picture breaks the streams that the processor sees itself. The address may lie behind the
-// plane.
-static inline void PrefetchRowBelow(const uint8_t *p, ptrdiff_t lStride, int32_t lRows) {
-    __builtin_prefetch((const void *)((uintptr_t)p + (uintptr_t)(lRows * lStride)));
+// What the output rows below will read: a rolled picture breaks the streams that the processor sees
+// itself. The address may lie behind the plane.
+static inline void PrefetchBelow(const uint8_t *p, ptrdiff_t lStride) {
+    __builtin_prefetch((const void *)((uintptr_t)p + (uintptr_t)(6 * lStride)));
 }
-
-const int32_t kLumaRowsAhead = 6, kChromaRowsAhead = 4; // of the prefetch

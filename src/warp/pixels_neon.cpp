@@ -67,7 +67,7 @@ void Luma(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32
         const int32_t c = At(lC, lZ, x);
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
         const uint8_t *p = st.pTop + (c >> 10);
-        PrefetchRowBelow(p, lStride, kLumaRowsAhead);
+        PrefetchBelow(p, lStride);
         if (kZoom) {
             const uint8x16_t vQuarters = Quarters(Positions(c & 1023, stAcross), stAcross);
             vIndex = PixelIndex(vQuarters);
@@ -101,7 +101,7 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
         const int32_t c = At(lC, lZ, x);
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
         const uint8_t *p = st.pTop + kBytes * (c >> 10);
-        PrefetchRowBelow(p, lStride, kChromaRowsAhead);
+        PrefetchBelow(p, lStride);
         const uint16x8_t vColumns = Positions(c & 1023, stAcross);
         const uint8x16_t vIndex =
             kBytes == 1 ? PixelIndex(Quarters(vColumns, stAcross)) : PairIndex(vColumns);
@@ -126,7 +126,8 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
 void LumaPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma<false> : Luma<true>;
-    (lEnd - lFirst < 16 ? LumaPixelsPortable : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? LumaPixelsPortable : pWide;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                        int32_t lS, int32_t lFirst, int32_t lEnd) {

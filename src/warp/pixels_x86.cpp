@@ -2,8 +2,7 @@
 // A lane of 16 bytes takes its pixels from one window of each source row. AVX2 has two lanes.
 //
 // Positions are held as words, Q10: rows from the topmost row of a step, columns from a lane's window,
-// at most 1023 + 31 * 1024. Pixels are mixed as complements: the processor's mean rounds up, and the
-// complement of that is the mean rounded down.
+// at most 1023 + 31 * 1024.
 #include "warp/pixels.h"
 
 #ifdef QEL_X86
@@ -20,7 +19,6 @@ int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, 
 
 QEL_AVX2 inline __m256i Words256(int32_t l) { return _mm256_set1_epi16((int16_t)l); }
 QEL_AVX2 inline __m256i Bytes256(int32_t l) { return _mm256_set1_epi8((int8_t)l); }
-QEL_AVX2 inline __m256i Not256(__m256i v) { return _mm256_xor_si256(v, Bytes256(-1)); }
 
 QEL_AVX2 inline __m256i Load256(const uint8_t *pLow, const uint8_t *pHigh) {
     const __m128i vLow = _mm_loadu_si128((const __m128i *)pLow);
@@ -64,31 +62,31 @@ QEL_AVX2 inline __m256i PairIndex256(__m256i vColumns) {
     return _mm256_add_epi16(vFirst, Words256(0x0100));
 }
 
-// Masks in the high bits of bytes: fractions of 1 and 3 quarters, of 2 and 3 quarters.
-struct Phase256 {
-    __m256i vOdd, vUpper;
+// Weights of a pixel and its neighbour in turn, in quarters: of pixels 0 .. 7 and 8 .. 15 of the lanes.
+struct Weights256 {
+    __m256i vLow, vHigh;
 };
 
-QEL_AVX2 inline Phase256 PhaseOf256(__m256i vQuarters) {
-    return {_mm256_slli_epi16(vQuarters, 7), _mm256_slli_epi16(vQuarters, 6)};
+QEL_AVX2 inline Weights256 WeightsOf256(__m256i vQuarters) {
+    const __m256i f = _mm256_and_si256(vQuarters, Bytes256(3)), v = _mm256_sub_epi8(Bytes256(4), f);
+    return {_mm256_unpacklo_epi8(v, f), _mm256_unpackhi_epi8(v, f)};
 }
 
-// Truncated quarters are nested means: 1 quarter is the mean of a and the mean of both.
-QEL_AVX2 inline __m256i Mix256(__m256i a, __m256i b, const Phase256 &st) {
-    const __m256i vMean = _mm256_avg_epu8(a, b);
-    return _mm256_avg_epu8(_mm256_blendv_epi8(a, vMean, st.vOdd), _mm256_blendv_epi8(a, b, st.vUpper));
+QEL_AVX2 inline __m256i Mix256(__m256i a, __m256i b, const Weights256 &st) {
+    const __m256i vLow = _mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), st.vLow);
+    const __m256i vHigh = _mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), st.vHigh);
+    return _mm256_packus_epi16(_mm256_srli_epi16(vLow, 2), _mm256_srli_epi16(vHigh, 2));
 }
 
-// The pixels of a step between the columns of one row.
 template <bool kZoom>
 QEL_AVX2 inline __m256i Line256(const uint8_t *pLow, const uint8_t *pHigh, __m256i vIndex,
-                                const Phase256 &st) {
+                                const Weights256 &st) {
     __m256i a = Load256(pLow, pHigh), b = Load256(pLow + 1, pHigh + 1);
     if (kZoom) {
         a = _mm256_shuffle_epi8(a, vIndex);
         b = _mm256_shuffle_epi8(b, vIndex);
     }
-    return Mix256(Not256(a), Not256(b), st);
+    return Mix256(a, b, st);
 }
 
 template <bool kZoom>
@@ -97,30 +95,29 @@ QEL_AVX2 void Luma256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32
     const ptrdiff_t lStride = pPlane->lStride;
     const Moves256 stDown = MovesOf256(lS, 16), stAcross = MovesOf256(lZ, 16);
     __m256i vIndex = _mm256_setzero_si256();
-    Phase256 stPhase = PhaseOf256(Bytes256(lC >> 8 & 3));
+    Weights256 stWeights = WeightsOf256(Bytes256(lC >> 8 & 3));
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 32);
         const uint8_t *pLow = st.pTop + (c >> 10), *pHigh = st.pTop + ((c + 16 * lZ) >> 10);
-        PrefetchRowBelow(pLow, lStride, kLumaRowsAhead);
+        PrefetchBelow(pLow, lStride);
         if (kZoom) {
             const __m256i vQuarters = Quarters256(Columns256(c, stAcross), stAcross);
             vIndex = PixelIndex256(vQuarters);
-            stPhase = PhaseOf256(vQuarters);
+            stWeights = WeightsOf256(vQuarters);
         }
         const __m256i vRows = Quarters256(Rows256(st.lOffset, stDown), stDown);
-        __m256i vTop = Line256<kZoom>(pLow, pHigh, vIndex, stPhase);
-        __m256i vNext = Line256<kZoom>(pLow + lStride, pHigh + lStride, vIndex, stPhase);
+        __m256i vTop = Line256<kZoom>(pLow, pHigh, vIndex, stWeights);
+        __m256i vNext = Line256<kZoom>(pLow + lStride, pHigh + lStride, vIndex, stWeights);
         __m256i vBelow = vNext;
         for (int32_t i = 1; i <= st.lMore; i++) {
             const ptrdiff_t lNext = (i + 1) * lStride;
             const __m256i vReached = _mm256_cmpgt_epi8(vRows, Bytes256(4 * i - 1));
             vTop = _mm256_blendv_epi8(vTop, vNext, vReached);
-            vNext = Line256<kZoom>(pLow + lNext, pHigh + lNext, vIndex, stPhase);
+            vNext = Line256<kZoom>(pLow + lNext, pHigh + lNext, vIndex, stWeights);
             vBelow = _mm256_blendv_epi8(vBelow, vNext, vReached);
         }
-        const __m256i v = Not256(Mix256(vTop, vBelow, PhaseOf256(vRows)));
-        _mm256_storeu_si256((__m256i *)(pOut + x), v);
+        _mm256_storeu_si256((__m256i *)(pOut + x), Mix256(vTop, vBelow, WeightsOf256(vRows)));
         x += 32;
         if (x >= lEnd) return;
         x = Min32(x, lEnd - 32);
@@ -139,7 +136,7 @@ QEL_AVX2 void Nearest256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 2 * lLane);
         const uint8_t *pLow = st.pTop + kBytes * (c >> 10);
         const uint8_t *pHigh = st.pTop + kBytes * ((c + lLane * lZ) >> 10);
-        PrefetchRowBelow(pLow, lStride, kChromaRowsAhead);
+        PrefetchBelow(pLow, lStride);
         const __m256i vColumns = Columns256(c, stAcross);
         const __m256i vIndex =
             kBytes == 1 ? PixelIndex256(Quarters256(vColumns, stAcross)) : PairIndex256(vColumns);
@@ -163,7 +160,6 @@ QEL_AVX2 void Nearest256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
 
 QEL_SSSE3 inline __m128i Words128(int32_t l) { return _mm_set1_epi16((int16_t)l); }
 QEL_SSSE3 inline __m128i Bytes128(int32_t l) { return _mm_set1_epi8((int8_t)l); }
-QEL_SSSE3 inline __m128i Not128(__m128i v) { return _mm_xor_si128(v, Bytes128(-1)); }
 QEL_SSSE3 inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128((const __m128i *)p); }
 
 // b where the mask is set, else a.
@@ -196,29 +192,29 @@ QEL_SSSE3 inline __m128i PairIndex128(__m128i vColumns) {
                          Words128(0x0100));
 }
 
-struct Phase128 {
-    __m128i vOdd, vUpper; // masks of whole bytes
+struct Weights128 {
+    __m128i vLow, vHigh;
 };
 
-QEL_SSSE3 inline Phase128 PhaseOf128(__m128i vQuarters) {
-    const __m128i vZero = _mm_setzero_si128();
-    return {_mm_cmpgt_epi8(vZero, _mm_slli_epi16(vQuarters, 7)),
-            _mm_cmpgt_epi8(vZero, _mm_slli_epi16(vQuarters, 6))};
+QEL_SSSE3 inline Weights128 WeightsOf128(__m128i vQuarters) {
+    const __m128i f = _mm_and_si128(vQuarters, Bytes128(3)), v = _mm_sub_epi8(Bytes128(4), f);
+    return {_mm_unpacklo_epi8(v, f), _mm_unpackhi_epi8(v, f)};
 }
 
-QEL_SSSE3 inline __m128i Mix128(__m128i a, __m128i b, const Phase128 &st) {
-    const __m128i vMean = _mm_avg_epu8(a, b);
-    return _mm_avg_epu8(Select128(a, vMean, st.vOdd), Select128(a, b, st.vUpper));
+QEL_SSSE3 inline __m128i Mix128(__m128i a, __m128i b, const Weights128 &st) {
+    const __m128i vLow = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), st.vLow);
+    const __m128i vHigh = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), st.vHigh);
+    return _mm_packus_epi16(_mm_srli_epi16(vLow, 2), _mm_srli_epi16(vHigh, 2));
 }
 
 template <bool kZoom>
-QEL_SSSE3 inline __m128i Line128(const uint8_t *p, __m128i vIndex, const Phase128 &st) {
+QEL_SSSE3 inline __m128i Line128(const uint8_t *p, __m128i vIndex, const Weights128 &st) {
     __m128i a = Load128(p), b = Load128(p + 1);
     if (kZoom) {
         a = _mm_shuffle_epi8(a, vIndex);
         b = _mm_shuffle_epi8(b, vIndex);
     }
-    return Mix128(Not128(a), Not128(b), st);
+    return Mix128(a, b, st);
 }
 
 template <bool kZoom>
@@ -227,28 +223,28 @@ QEL_SSSE3 void Luma128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int3
     const ptrdiff_t lStride = pPlane->lStride;
     const Moves128 stDown = MovesOf128(lS), stAcross = MovesOf128(lZ);
     __m128i vIndex = _mm_setzero_si128();
-    Phase128 stPhase = PhaseOf128(Bytes128(lC >> 8 & 3));
+    Weights128 stWeights = WeightsOf128(Bytes128(lC >> 8 & 3));
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
         const uint8_t *p = st.pTop + (c >> 10);
-        PrefetchRowBelow(p, lStride, kLumaRowsAhead);
+        PrefetchBelow(p, lStride);
         if (kZoom) {
             const __m128i vQuarters = Quarters128(Positions128(c & 1023, stAcross), stAcross);
             vIndex = PixelIndex128(vQuarters);
-            stPhase = PhaseOf128(vQuarters);
+            stWeights = WeightsOf128(vQuarters);
         }
         const __m128i vRows = Quarters128(Positions128(st.lOffset, stDown), stDown);
-        __m128i vTop = Line128<kZoom>(p, vIndex, stPhase);
-        __m128i vNext = Line128<kZoom>(p + lStride, vIndex, stPhase);
+        __m128i vTop = Line128<kZoom>(p, vIndex, stWeights);
+        __m128i vNext = Line128<kZoom>(p + lStride, vIndex, stWeights);
         __m128i vBelow = vNext;
         for (int32_t i = 1; i <= st.lMore; i++) {
             const __m128i vReached = _mm_cmpgt_epi8(vRows, Bytes128(4 * i - 1));
             vTop = Select128(vTop, vNext, vReached);
-            vNext = Line128<kZoom>(p + (i + 1) * lStride, vIndex, stPhase);
+            vNext = Line128<kZoom>(p + (i + 1) * lStride, vIndex, stWeights);
             vBelow = Select128(vBelow, vNext, vReached);
         }
-        _mm_storeu_si128((__m128i *)(pOut + x), Not128(Mix128(vTop, vBelow, PhaseOf128(vRows))));
+        _mm_storeu_si128((__m128i *)(pOut + x), Mix128(vTop, vBelow, WeightsOf128(vRows)));
         x += 16;
         if (x >= lEnd) return;
         x = Min32(x, lEnd - 16);
@@ -265,7 +261,7 @@ QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
         const int32_t c = At(lC, lZ, x);
         const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
         const uint8_t *p = st.pTop + kBytes * (c >> 10);
-        PrefetchRowBelow(p, lStride, kChromaRowsAhead);
+        PrefetchBelow(p, lStride);
         const __m128i vColumns = Positions128(c & 1023, stAcross);
         const __m128i vIndex =
             kBytes == 1 ? PixelIndex128(Quarters128(vColumns, stAcross)) : PairIndex128(vColumns);
@@ -292,7 +288,8 @@ QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
 void LumaPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma256<false> : Luma256<true>;
-    (lEnd - lFirst < 32 ? LumaPixelsSsse3 : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+    const PixelKernel pKernel = lEnd - lFirst < 32 ? LumaPixelsSsse3 : pWide;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                        int32_t lS, int32_t lFirst, int32_t lEnd) {
@@ -308,7 +305,8 @@ void NearestPairsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32
 void LumaPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                      int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma128<false> : Luma128<true>;
-    (lEnd - lFirst < 16 ? LumaPixelsPortable : pWide)(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
+    const PixelKernel pKernel = lEnd - lFirst < 16 ? LumaPixelsPortable : pWide;
+    pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
 void NearestPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                         int32_t lS, int32_t lFirst, int32_t lEnd) {

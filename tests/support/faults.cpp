@@ -16,10 +16,9 @@
 namespace {
 
 std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sLocks, sFailLock,
-    sParticipants{4}, sOnWait, sRunning;
+    sKeptThreads{4}, sEarlyWakes, sRunning;
 std::atomic<bool> sDawdle, sInterrupt;
 std::atomic<unsigned> sSeed;
-std::atomic<void (*)(void *(*)(void *), void *)> sWatch;
 
 // Not a mutex: those are wrapped.
 std::atomic_flag sBusy = ATOMIC_FLAG_INIT;
@@ -81,17 +80,17 @@ std::thread *sInterrupter;
 } // namespace
 
 void Faults::Reset() {
-    sAllocations = sFailAllocation = sThreads = sFailThread = sLocks = sFailLock = sOnWait = 0;
-    sParticipants = 4;
+    sAllocations = sFailAllocation = sThreads = sFailThread = sLocks = sFailLock = sEarlyWakes = 0;
+    sKeptThreads = 4;
     sDawdle = false;
 }
 void Faults::FailAllocation(int n) { sFailAllocation = n ? sAllocations + n : 0; }
-void Faults::FailThread(int n) { sFailThread = n ? sThreads + n : 0; }
+void Faults::FailThread(int n) { sFailThread = n > 0 ? sThreads + n : n; }
 void Faults::FailLock(int n) { sFailLock = n ? sLocks + n : 0; }
-void Faults::KeepParticipants(int count) { sParticipants = count; }
-void Faults::OnWait(int what) { sOnWait = what; }
+void Faults::KeepThreads(int count) { sKeptThreads = count; }
+int Faults::KeptThreads() { return sKeptThreads; }
+void Faults::WakeEarly(bool yes) { sEarlyWakes = yes; }
 void Faults::Dawdle(bool yes) { sDawdle = yes; }
-void Faults::OnThread(void (*watch)(void *(*body)(void *), void *arg)) { sWatch = watch; }
 int Faults::Allocations() { return sAllocations; }
 int Faults::Threads() { return sThreads; }
 int Faults::Running() { return sRunning; }
@@ -156,8 +155,7 @@ void __wrap_free(void *p) {
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*body)(void *),
                           void *arg) {
     const int n = ++sThreads;
-    if (const auto watch = sWatch.load()) watch(body, arg);
-    if (n == sFailThread || (n - 1) % 3 + 1 >= sParticipants) return EAGAIN;
+    if (n == sFailThread || sFailThread < 0) return EAGAIN;
     Start *start = new Start{body, arg};
     sRunning++;
     const int result = __real_pthread_create(thread, attr, Run, start);
@@ -183,10 +181,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex) {
 }
 
 int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) {
-    const int what = sOnWait;
-    const unsigned draw = Draw();
-    if (what == 1 || (what == 2 && draw % 3 == 0)) return EINVAL;
-    if (what == 2 && draw % 3 == 1) {
+    if (sEarlyWakes && Draw() % 2) {
         pthread_mutex_unlock(mutex);
         sched_yield();
         return __real_pthread_mutex_lock(mutex);
