@@ -100,8 +100,8 @@ struct KalmanSideBlock {
     int32_t bFollowMode; // 1 while the smoothed path follows the measured one at full gain
 };
 
-// The words up to pSideBlock keep their places: programs read them there. Those marked (place) exist for
-// their place alone.
+// The words up to pSideBlock keep their places: programs read them there. Those marked (place) exist
+// for their place alone.
 struct MVS_Context {
     int32_t lBlockNum;
     MVS_BlockMV *pBlockMV;
@@ -125,7 +125,7 @@ struct MVS_Context {
     int32_t lZoomStep;  // input pixels per output pixel, Q10
     uint8_t *pPrevFrame;
     const uint8_t *pCurFrame; // the working copy, or the caller's input frame
-    int32_t lUnused28; // (place)
+    int32_t lUnused28;        // (place)
     uint8_t *pOutFrame;
     int32_t lInLumaSize;
     uint32_t lInFrameSize;
@@ -163,14 +163,14 @@ struct MVS_Context {
     // Made with the handle.
     const Kernels *pKernels; // of the instruction set that the handle uses
     Workers *pWorkers;
-    void *pEvent;           // lock of the shares of a frame's tasks
-    uint8_t *pSamples;      // the coarse search's samples of the current frame
-    uint32_t lSampleRoom;   // room for them
-    int32_t *pRowProgress;  // blocks done in each row of 32-pixel blocks, kProgressStride words apart
+    void *pEvent;          // lock of the shares of a frame's tasks
+    uint8_t *pSamples;     // the coarse search's samples of the current frame
+    uint32_t lSampleRoom;  // room for them
+    int32_t *pRowProgress; // blocks done in each row of 32-pixel blocks, kProgressStride words apart
     ThreadPolicy stThreads;
 
-    // Of the frame call in progress, which sets them and clears them again. Stage functions that are called
-    // outside of one find them cleared.
+    // Of the frame call in progress, which sets them and clears them again. Stage functions that are
+    // called outside of one find them cleared.
     int32_t bInFrame;         // workers, event and samples are the frame's
     int32_t bChromaInScratch; // the chroma is in the scratch planes and only there
     const uint8_t *pInPairs;  // the chroma is warped as the pairs that it is, from here
@@ -179,7 +179,7 @@ struct MVS_Context {
     // From frame to frame.
     uint8_t *pOwnFrame; // the working copy of frames in place, wherever pCurFrame points
     int32_t bFullChroma;
-    int32_t bScratchGrey;      // the scratch planes have been filled, which is put off until they are needed
+    int32_t bScratchGrey; // the scratch planes have been filled, which is put off until they are needed
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The inner loops of all stages, one table an instruction set.
 //
-// The portable functions define the results; their twins equal them byte for byte. A handle takes its table
-// when it is created and keeps it.
+// The portable functions define the results; their twins equal them byte for byte. A handle takes its
+// table when it is created and keeps it.
 #pragma once
 
 #include <stddef.h>
@@ -15,8 +15,9 @@ struct PixelPlane;
 
 // ---- coarse search: src/motion/grid_sad*.cpp ----
 
-// A grid covers whole groups of 64 columns (at least one) of every 10th row (at least one): pixels 0, 4, ..
-// 60 of each group. lRowSkip leads from the end of a row's last group to the next row of the grid.
+// A grid covers whole groups of 64 columns (at least one) of every 10th row (at least one): pixels 0,
+// 4, .. 60 of each group. lRowSkip leads from the end of a row's last group to the next row of the
+// grid.
 struct Grid {
     int32_t lGroups, lRows;
     int32_t lRowSkip;
@@ -25,15 +26,16 @@ struct Grid {
 // The grid's samples in order, 16 a group.
 typedef void (*GridGather)(uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid);
 
-// Sum of absolute differences between the samples and the grid at pArea. Once the sum over whole rows has
-// reached lBound the result may be any value from lBound on: a search for lower costs cannot tell.
+// Sum of absolute differences between the samples and the grid at pArea. Once the sum over whole rows
+// has reached lBound the result may be any value from lBound on: a search for lower costs cannot tell.
 typedef uint32_t (*GridSad)(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,
                             uint32_t lBound);
 
 // ---- block search: src/motion/block_sad*.cpp ----
 
 // Over the sparse 32x32 pattern of motion.h; lPatternStride is 4 * pitch + 8.
-typedef uint32_t (*BlockSad)(const uint8_t *pCurBlock, const uint8_t *pCandBlock, int32_t lPatternStride);
+typedef uint32_t (*BlockSad)(const uint8_t *pCurBlock, const uint8_t *pCandBlock,
+                             int32_t lPatternStride);
 typedef uint32_t (*BlockTexture)(const uint8_t *pCurBlock, int32_t lPitch);
 
 // ---- rotation search: src/model/row_error*.cpp ----
@@ -47,15 +49,15 @@ const int32_t kRowErrorBlocks = 256; // at most: sums of so many fit the twins' 
 
 // ---- block warp: src/warp/strip*.cpp ----
 
-// Resamples lSteps times 16 bytes of the four output rows of a block row: 4 planar blocks a step (lSampleBytes
-// 1) or 2 blocks of pairs (2). See strip.h.
+// Resamples lSteps times 16 bytes of the four output rows of a block row: 4 planar blocks a step
+// (lSampleBytes 1) or 2 blocks of pairs (2). See strip.h.
 typedef void (*StripKernel)(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
                             int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps);
 
 // ---- per-pixel warp: src/warp/pixels*.cpp ----
 
-// Pixels lFirst .. lEnd - 1 of the output row at pOut. Pixel x comes from (lR + lS * x, lC + lZ * x), Q10. See
-// pixels.h.
+// Pixels lFirst .. lEnd - 1 of the output row at pOut. Pixel x comes from (lR + lS * x, lC + lZ * x),
+// Q10. See pixels.h.
 typedef void (*PixelKernel)(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                             int32_t lS, int32_t lFirst, int32_t lEnd);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Prints what three clips come out as, a line for each processor level and number of participants: level,
-// participants, three hashes. tests/determinism.sh builds it for all processors and compilers.
+// Prints what three clips come out as, a line for each processor level and number of participants:
+// level, participants, three hashes. tests/determinism.sh builds it for all processors and compilers.
 #include <stdio.h>
 
 #include "support/faults.h"

@@ -56,7 +56,8 @@ class FailingFrame : public testing::TestWithParam<Case> {
                 return std::equal(got.begin() + part.first, got.begin() + part.second,
                                   whole.begin() + part.first);
             };
-            EXPECT_TRUE(Is(left) || Is(split) || Is(right) || Is(centred)) << "from byte " << part.first;
+            EXPECT_TRUE(Is(left) || Is(split) || Is(right) || Is(centred))
+                << "from byte " << part.first;
         }
     }
     bool CheckRun(int n, const RunResult &good, const std::vector<Bytes> &centred) const;
@@ -78,7 +79,8 @@ bool FailingFrame::CheckRun(int n, const RunResult &good, const std::vector<Byte
             continue;
         }
         if (hit) CheckParts(got, clip[i], good.frames[i], centred[i]);
-        if (--rest || inCreation) { // of the camera's streams only: they stay as they are, or do without
+        if (--rest ||
+            inCreation) { // of the camera's streams only: they stay as they are, or do without
             EXPECT_TRUE(!inCreation || got == ToPairs(clip[i], c.in) || got == good.frames[i]);
             continue;
         }

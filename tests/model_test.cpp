@@ -55,8 +55,10 @@ TEST(Translation, MeanAroundTheMedian) {
     EXPECT_SHIFT(Shift(small.get(), 2, four), 1024, 22 * 1024 / 3, 1);
     EXPECT_SHIFT(Shift(small.get(), 3, four), 1024, 7168, 1); // spans 0 and 0: 192 / 240, 256 / 320
     EXPECT_SHIFT(Shift(large.get(), 3, four), 3 * 1024 / 4, 34 * 256, 1); // spans 4 and 6
-    EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 7}, {1, 0, 7}, {1, 0, 8}, {1, 0, 9}}), 0, 22 * 1024 / 3, 1);
-    EXPECT_SHIFT(Shift(MakeHandle({96, 256}).get(), 1, {{1, 200, 3}}), 200, 3, 1); // more rows than columns
+    EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 7}, {1, 0, 7}, {1, 0, 8}, {1, 0, 9}}), 0, 22 * 1024 / 3,
+                 1);
+    EXPECT_SHIFT(Shift(MakeHandle({96, 256}).get(), 1, {{1, 200, 3}}), 200, 3,
+                 1); // more rows than columns
     // Half a pixel is no motion in mode 1; the quotient is cut toward zero.
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}}), 0, -0, 1);
     EXPECT_SHIFT(Shift(small.get(), 2, {{1, 0, 0}, {1, 1, -1}, {1, 1, -1}}), 682, -682, 1);
@@ -177,7 +179,8 @@ TEST(Inliers, KernelsEqualThePortableOne) {
     const std::vector<MVS_BlockMV> blocks = Field(wide, 3, 5, 0.002);
     int32_t inliers;
     std::vector<MVS_BlockMV> checked = blocks;
-    const int32_t error = CheckBlockMV(checked.data(), wide.width, wide.height, 3072, 5120, 131, &inliers);
+    const int32_t error =
+        CheckBlockMV(checked.data(), wide.width, wide.height, 3072, 5120, 131, &inliers);
     EXPECT_EQ(inliers, (int32_t)blocks.size());
     EXPECT_EQ(GetLSEError(blocks.data(), wide.width, wide.height, 3072, 5120, 131), error);
 }

@@ -296,7 +296,8 @@ TEST(BlockSearch, SmallSizesHaveNoMoreRoom) {
     }
     handle->lCurMotionRow = handle->lCurMotionCol = 0;
     for (int32_t size : {0, 16, 32})
-        EXPECT_EQ(BlockLDME32(handle.get(), cur.Data() + at, prev.Data() + at, 6, 4, size).lMvRow, 15) << size;
+        EXPECT_EQ(BlockLDME32(handle.get(), cur.Data() + at, prev.Data() + at, 6, 4, size).lMvRow, 15)
+            << size;
 }
 
 TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {

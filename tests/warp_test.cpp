@@ -141,8 +141,8 @@ TEST(PixelWarp, KernelsEqualTheDefinition) {
         for (CpuLevel level : CpuLevels()) {
             const Kernels *kernels = KernelsOf(level);
             const RowWarp rowsOf = kind == 0 ? WarpLumaRows : WarpNearestRows;
-            const WarpPlane warp = {from.Data(), to.Data(), width,         height, count, rows,
-                                    stride,      count * bytes, bytes};
+            const WarpPlane warp = {from.Data(), to.Data(), width,         height, count,
+                                    rows,        stride,    count * bytes, bytes};
             memset(to.Data(), kUntouched, to.Size());
             rowsOf(kernels, &warp, &map, y, rows);
             ASSERT_EQ(std::count(to.Data(), to.Data() + y * count * bytes, kUntouched),
@@ -182,7 +182,8 @@ TEST(Kernels, ValuesAndFootprint) {
                 src.ReadOnly();
 #define THREADED(a, b) mapping_block_4x4_7to8_##a##b##_OP,
                 const MappingKernel kThreaded[16] = {QEL_FOR_EACH_PHASE(THREADED)};
-                const MappingKernel *const kVariants[] = {kMappingKernels[0], kThreaded, kMappingKernels[1]};
+                const MappingKernel *const kVariants[] = {kMappingKernels[0], kThreaded,
+                                                          kMappingKernels[1]};
                 kVariants[variant][phase](src.Data(), dst.Data(), stride);
                 ASSERT_EQ(dst.Copy(), want) << phase << ' ' << variant;
             }

@@ -10,12 +10,13 @@
  * @endcode
  *
  * The first argument of the allocating calls is a memory handle. Null means the process heap; anything
- * else is a pool made by MMemMgrCreate. No call locks: one thread at a time may use a pool, while the heap
- * is as thread-safe as malloc. Nothing is reported beyond a null result. Sizes are bytes.
+ * else is a pool made by MMemMgrCreate. No call locks: one thread at a time may use a pool, while the
+ * heap is as thread-safe as malloc. Nothing is reported beyond a null result. Sizes are bytes.
  *
- * A pool is a chain of blocks laid end to end. A block is a header of two 32-bit words, the payload's size
- * in bytes (a multiple of 4) and 1 while it is in use, followed by the payload, which is aligned to
- * 4 bytes. A header of size 0xFFFFFFFF ends the chain. The handle is the address of the first header.
+ * A pool is a chain of blocks laid end to end. A block is a header of two 32-bit words, the payload's
+ * size in bytes (a multiple of 4) and 1 while it is in use, followed by the payload, which is aligned
+ * to 4 bytes. A header of size 0xFFFFFFFF ends the chain. The handle is the address of the first
+ * header.
  */
 #ifndef QUORVEL_MEMORY_H
 #define QUORVEL_MEMORY_H
@@ -33,7 +34,8 @@
  *
  * @param pHandle the pool, or null for the heap
  * @param lSize bytes
- * @return the block, not cleared; null when there is none. Release it with MMemFree and the same handle.
+ * @return the block, not cleared; null when there is none. Release it with MMemFree and the same
+ * handle.
  */
 QEL_API void *MMemAlloc(void *pHandle, uint32_t lSize);
 
@@ -43,7 +45,8 @@ QEL_API void *MMemAlloc(void *pHandle, uint32_t lSize);
  * @param pHandle the pool
  * @param pMem the block
  * @param lSize bytes
- * @return the block, perhaps elsewhere; null when it stays as it was, as it always does with a null handle
+ * @return the block, perhaps elsewhere; null when it stays as it was, as it always does with a null
+ * handle
  */
 QEL_API void *MMemRealloc(void *pHandle, void *pMem, uint32_t lSize);
 
@@ -110,8 +113,8 @@ QEL_API int32_t MMemCmp(const void *pFirst, const void *pSecond, uint32_t lCount
  *
  * @param pBuffer bytes that stay the caller's; release them when the last block is done with
  * @param lLength their number
- * @return the pool; null for a null buffer, and when after rounding the buffer inwards to multiples of 4
- *     there is no room for a header, a payload and the end mark (more than 16 bytes)
+ * @return the pool; null for a null buffer, and when after rounding the buffer inwards to multiples of
+ * 4 there is no room for a header, a payload and the end mark (more than 16 bytes)
  */
 QEL_API void *MMemMgrCreate(void *pBuffer, int32_t lLength);
 
@@ -125,8 +128,8 @@ QEL_API void MMemMgrDestroy(void *pHandle);
 /**
  * Allocates from a pool, first fit.
  *
- * Sizes are rounded up to a multiple of 4; a rest of 32 bytes or more becomes a free block, a smaller one
- * is handed out with the block.
+ * Sizes are rounded up to a multiple of 4; a rest of 32 bytes or more becomes a free block, a smaller
+ * one is handed out with the block.
  *
  * @param pHandle the pool
  * @param lSize bytes, 1..0x7FFFFFFC
@@ -151,8 +154,8 @@ QEL_API void MMemFreeStatic(void *pHandle, void *pMem);
  * @param pHandle the pool
  * @param pMem the block; null allocates
  * @param lSize bytes, 1..0x7FFFFFFC
- * @return the block; null, with the old block intact, when there is no room, for another size, or when the
- *     pointer is no block of the pool
+ * @return the block; null, with the old block intact, when there is no room, for another size, or when
+ * the pointer is no block of the pool
  */
 QEL_API void *MMemReallocStatic(void *pHandle, void *pMem, uint32_t lSize);
 
@@ -160,7 +163,8 @@ QEL_API void *MMemReallocStatic(void *pHandle, void *pMem, uint32_t lSize);
  * How much a single allocation can get.
  *
  * @param pHandle the pool
- * @return size of the largest free payload in bytes: 0 when every block is in use, and 2 for a null pool
+ * @return size of the largest free payload in bytes: 0 when every block is in use, and 2 for a null
+ * pool
  */
 QEL_API int32_t GetMaxAllocMemSize(void *pHandle);
 

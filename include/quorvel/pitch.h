@@ -5,16 +5,16 @@
  *
  * @code
  * MVS_PitchImage in = {QEL_MVS_FORMAT_NV21, 1280, 720, {y, vu, vu, 0}, {1536, 1536, 1536, 0}};
- * MVS_PitchImage out = {QEL_MVS_FORMAT_NV21, 1280, 720, {out_y, out_vu, out_vu, 0}, {1280, 1280, 1280, 0}};
- * MVS_Context *stabilizer = QEL_MVS_CreateStabilizerPitch(in);
+ * MVS_PitchImage out = {QEL_MVS_FORMAT_NV21, 1280, 720, {out_y, out_vu, out_vu, 0}, {1280, 1280, 1280,
+ * 0}}; MVS_Context *stabilizer = QEL_MVS_CreateStabilizerPitch(in);
  * QEL_MVS_StabilizeFramePitch(stabilizer, in, out);
  * QEL_MVS_DestroyStabilizerPitch(stabilizer);
  * @endcode
  *
  * The result equals that of the packed calls (quorvel/stabilizer.h) on the same picture, byte for byte;
- * what lies between the rows is never written. The handle keeps two packed frames of its own for it, and
- * each call copies its frame into one and back out of one. Threads, units and errors are those of the
- * packed calls, and so are the settings and QEL_MVS_GetMotion, which take these handles too.
+ * what lies between the rows is never written. The handle keeps two packed frames of its own for it,
+ * and each call copies its frame into one and back out of one. Threads, units and errors are those of
+ * the packed calls, and so are the settings and QEL_MVS_GetMotion, which take these handles too.
  */
 #ifndef QUORVEL_PITCH_H
 #define QUORVEL_PITCH_H
@@ -27,10 +27,10 @@
 /**
  * Where a picture lies.
  *
- * Planes are Y, U, V for I420 and Y, interleaved V,U for NV21; the fourth entries are not read. A pitch is
- * the distance in bytes from a row to the next, of a magnitude not below the row's length: negative for a
- * picture that is stored bottom row first, whose plane pointer names the top row all the same. Of each row
- * only its own bytes are touched, the last row included: the buffer may end with them.
+ * Planes are Y, U, V for I420 and Y, interleaved V,U for NV21; the fourth entries are not read. A pitch
+ * is the distance in bytes from a row to the next, of a magnitude not below the row's length: negative
+ * for a picture that is stored bottom row first, whose plane pointer names the top row all the same. Of
+ * each row only its own bytes are touched, the last row included: the buffer may end with them.
  */
 typedef struct MVS_PitchImage {
     int32_t lFormat;    /**< QEL_MVS_FORMAT_I420 or QEL_MVS_FORMAT_NV21; creation alone reads it */
@@ -142,8 +142,8 @@ QEL_API void CopyNV21ToPitchBuf(const MVS_Context *pCtx, const uint8_t *pFrame, 
 /**
  * @name UYVY
  *
- * Between packed I420 planes (strides lWidth and lWidth >> 1) and packed UYVY, byte order U Y0 V Y1, with
- * lPitch bytes from row to row (a magnitude of at least 2 * lWidth). lWidth >> 1 groups a row are
+ * Between packed I420 planes (strides lWidth and lWidth >> 1) and packed UYVY, byte order U Y0 V Y1,
+ * with lPitch bytes from row to row (a magnitude of at least 2 * lWidth). lWidth >> 1 groups a row are
  * converted: the last column of an odd width is left as it was, on both sides. Null arguments and too
  * short pitches: nothing happens. No handle; any thread.
  * @{ */
@@ -164,8 +164,8 @@ QEL_API void I420_uyvy_conversion_c(const uint8_t *pY, const uint8_t *pU, const 
                                     uint8_t *pPacked, int32_t lWidth, int32_t lHeight, int32_t lPitch);
 
 /**
- * UYVY to planes. The chroma is taken from the even rows without averaging; the last row of an odd height
- * gives luma only.
+ * UYVY to planes. The chroma is taken from the even rows without averaging; the last row of an odd
+ * height gives luma only.
  *
  * @param pPacked UYVY
  * @param pY luma, lWidth * lHeight

@@ -12,27 +12,27 @@
  * }
  * @endcode
  *
- * Every frame is measured against the one before, the camera's path is smoothed, and the output shows the
- * input moved (and in mode 3 rotated and zoomed) so that the shake is gone. There is no lookahead: a call
- * returns the stabilized form of the very frame it was given.
+ * Every frame is measured against the one before, the camera's path is smoothed, and the output shows
+ * the input moved (and in mode 3 rotated and zoomed) so that the shake is gone. There is no lookahead:
+ * a call returns the stabilized form of the very frame it was given.
  *
  * Threads. A handle serves one stream and is used by one thread at a time; different handles are
- * independent. A frame call starts up to three helper threads at a time, all of which have ended when it
- * returns. What it computes does not depend on how many could be started, nor on the processor.
+ * independent. A frame call starts up to three helper threads at a time, all of which have ended when
+ * it returns. What it computes does not depend on how many could be started, nor on the processor.
  *
  * Lifetime. Frames stay the caller's; apart from QEL_MVS_StabilizeFrame_DiffBuffer and its kin, whose
  * input the handle names until the next call but never reads later, nothing of a frame is referred to
  * after the call. Parameter records are copied.
  *
- * Errors. Creation gives null, settings give 0, and a frame call that cannot do its work returns without
- * touching a frame; nothing is written to a log.
+ * Errors. Creation gives null, settings give 0, and a frame call that cannot do its work returns
+ * without touching a frame; nothing is written to a log.
  *
  * Shapes. Frames are 8-bit YUV 4:2:0 without padding: width x height bytes of luma, then the chroma.
  * Chroma planes are (width >> 1) x (height >> 1), a whole frame has (width * height * 3) >> 1 bytes. No
  * alignment is asked for.
  *
- * Units. Sizes are pixels. Translations are Q10 pixels (1024 = one pixel), rotations Q16 radians (65536 =
- * one radian); rows come before columns, and grow downwards.
+ * Units. Sizes are pixels. Translations are Q10 pixels (1024 = one pixel), rotations Q16 radians (65536
+ * = one radian); rows come before columns, and grow downwards.
  */
 #ifndef QUORVEL_STABILIZER_H
 #define QUORVEL_STABILIZER_H
@@ -47,8 +47,8 @@
  * The order of U and V does not matter to a stabilizer, it moves both alike: V before U (as in YV12)
  * passes for I420, pairs with U first (as in NV12) pass for NV21, and they come out as they went in.
  * @{ */
-/** Luma, U plane at width * height, V plane a quarter of the luma size further on. In mode 3 the default
- * leaves much of this format's chroma unmoved, see QEL_MVS_SetFullChroma. */
+/** Luma, U plane at width * height, V plane a quarter of the luma size further on. In mode 3 the
+ * default leaves much of this format's chroma unmoved, see QEL_MVS_SetFullChroma. */
 #define QEL_MVS_FORMAT_I420 0
 /** Luma, then one plane of interleaved V,U byte pairs in rows of `width` bytes. Widths are even. */
 #define QEL_MVS_FORMAT_NV21 1
@@ -93,25 +93,26 @@ typedef struct MVS_FrameTriple {
  * What the last frame's measurement found; filled by QEL_MVS_GetMotion. Translations are Q10 pixels
  * (1024 = one pixel), rotations Q16 radians (65536 = one radian); rows come before columns.
  *
- * The measured motion tells where the picture came from: the pixel at offset (dy, dx) from the centre lies
- * in the previous frame at (dy + row + theta * dx, dx + col - theta * dy) from there. The compensation
- * tells where the output is taken from in the same way: the crop is moved by (row, col) and turned by
- * theta before it is read. The measured motions summed up are the camera's path, and the path that the
- * output shows is that sum plus the compensation.
+ * The measured motion tells where the picture came from: the pixel at offset (dy, dx) from the centre
+ * lies in the previous frame at (dy + row + theta * dx, dx + col - theta * dy) from there. The
+ * compensation tells where the output is taken from in the same way: the crop is moved by (row, col)
+ * and turned by theta before it is read. The measured motions summed up are the camera's path, and the
+ * path that the output shows is that sum plus the compensation.
  */
 typedef struct MVS_MotionInfo {
-    int32_t lSize;         /**< in: sizeof(MVS_MotionInfo) as the caller was compiled */
-    int32_t lFrameNumber;  /**< frames taken so far; 1 after the first */
-    int32_t bMeasured;     /**< 1 when the motion of this frame could be measured */
-    int32_t lMotionRow;    /**< measured motion, Q10 pixels; 0 when not measured */
-    int32_t lMotionCol;    /**< measured motion, Q10 pixels; 0 when not measured */
-    int32_t lMotionTheta;  /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
-    int32_t lCompRow;      /**< compensation of this frame, Q10 pixels */
-    int32_t lCompCol;      /**< compensation of this frame, Q10 pixels */
-    int32_t lCompTheta;    /**< compensating rotation, Q16 radians; not applied where mode 2 only shifts */
-    int32_t bShiftReliable; /**< 0 when the last coarse whole-frame shift was in doubt; 1 before the first */
-    int32_t lBlocksValid;  /**< blocks whose own vector may be used */
-    int32_t lBlocksKept;   /**< of these, the blocks that agree with the frame's motion (modes 2 and 3) */
+    int32_t lSize;        /**< in: sizeof(MVS_MotionInfo) as the caller was compiled */
+    int32_t lFrameNumber; /**< frames taken so far; 1 after the first */
+    int32_t bMeasured;    /**< 1 when the motion of this frame could be measured */
+    int32_t lMotionRow;   /**< measured motion, Q10 pixels; 0 when not measured */
+    int32_t lMotionCol;   /**< measured motion, Q10 pixels; 0 when not measured */
+    int32_t lMotionTheta; /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
+    int32_t lCompRow;     /**< compensation of this frame, Q10 pixels */
+    int32_t lCompCol;     /**< compensation of this frame, Q10 pixels */
+    int32_t lCompTheta; /**< compensating rotation, Q16 radians; not applied where mode 2 only shifts */
+    int32_t bShiftReliable; /**< 0 when the last coarse whole-frame shift was in doubt; 1 before the
+                               first */
+    int32_t lBlocksValid;   /**< blocks whose own vector may be used */
+    int32_t lBlocksKept; /**< of these, the blocks that agree with the frame's motion (modes 2 and 3) */
 } MVS_MotionInfo;
 
 /**
@@ -121,18 +122,19 @@ typedef struct MVS_MotionInfo {
 /**
  * Creates a stabilizer in mode 3.
  *
- * With equal input and output sizes the crop is 14/16 of each side, centred, zoomed back to full size. A
- * larger input gives its margin to the crop instead: there is no zoom when the margin on each side,
- * (input - output) >> 1, is above 1/16 of the input's width and at least 1/16 of its height. Else the axis
- * that needs the larger zoom decides for both. Keep each margin below half the output side: beyond that
- * the limit that holds the crop inside the input loses its meaning, and frames may show repeated edges.
+ * With equal input and output sizes the crop is 14/16 of each side, centred, zoomed back to full size.
+ * A larger input gives its margin to the crop instead: there is no zoom when the margin on each side,
+ * (input - output) >> 1, is above 1/16 of the input's width and at least 1/16 of its height. Else the
+ * axis that needs the larger zoom decides for both. Keep each margin below half the output side: beyond
+ * that the limit that holds the crop inside the input loses its meaning, and frames may show repeated
+ * edges.
  *
  * The handle allocates its working memory here, except for its copies of frames (one of the input size,
  * two when frames are stabilized in place), which come with the first frame call.
  *
  * @param pParam sizes and format, copied
- * @return the handle, or null: null or impossible parameters (a side outside its range, or an odd input or
- *     output width with NV21), or not enough memory. Release it with QEL_MVS_DestroyStabilizer.
+ * @return the handle, or null: null or impossible parameters (a side outside its range, or an odd input
+ * or output width with NV21), or not enough memory. Release it with QEL_MVS_DestroyStabilizer.
  */
 QEL_API MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam);
 
@@ -154,9 +156,9 @@ QEL_API MVS_Version *QEL_MVS_GetVersion(MVS_Version *pVersion);
 /**
  * Derives the frame-size class and the coarse search ranges from a size.
  *
- * Creation does so with the input size; call it again only to search as a frame of another size would be
- * searched. The ranges are how far a picture may jump from frame to frame: an eighth of the longer and a
- * sixth of the shorter side, down to the next of 240, 160, 80, 40 and 24 pixels, and 16 below.
+ * Creation does so with the input size; call it again only to search as a frame of another size would
+ * be searched. The ranges are how far a picture may jump from frame to frame: an eighth of the longer
+ * and a sixth of the shorter side, down to the next of 240, 160, 80, 40 and 24 pixels, and 16 below.
  *
  * @param pCtx the handle; null does nothing
  * @param lWidth pixels
@@ -184,15 +186,16 @@ QEL_API void QEL_MVS_AnalyzeHW(MVS_Context *pCtx, int32_t lWidth, int32_t lHeigh
 QEL_API int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode);
 
 /**
- * Has every chroma sample of every format and size move with its luma. At any time, from the next frame on.
+ * Has every chroma sample of every format and size move with its luma. At any time, from the next frame
+ * on.
  *
- * Call it with 1 unless the output must equal that of versions that knew only the default, 0, under which
- * mode 3
+ * Call it with 1 unless the output must equal that of versions that knew only the default, 0, under
+ * which mode 3
  *   - leaves the chroma of I420 as the output buffer held it when the output is below 320 x 240;
  *   - warps the chroma of I420 from there on as if it were one plane of interleaved pairs (colours are
  *     wrong) when the sizes are equal and the height is a multiple of 8;
- *   - at other heights moves (height >> 3) * 4 chroma rows and leaves the rows below: as the output buffer
- *     held them with I420, grey (128) with NV21.
+ *   - at other heights moves (height >> 3) * 4 chroma rows and leaves the rows below: as the output
+ * buffer held them with I420, grey (128) with NV21.
  *
  * @param pCtx the handle
  * @param bFull 0 or 1
@@ -203,9 +206,9 @@ QEL_API int32_t QEL_MVS_SetFullChroma(MVS_Context *pCtx, int32_t bFull);
 /**
  * Limits the threads of a frame. At any time, from the next frame on.
  *
- * The result does not depend on it. By default a frame gets a thread for each 491,520 bytes of input luma
- * (two from 1280 x 768 on), at most four, and no more than the cores that the calling thread may run on.
- * Choose 1 where the caller's cores are spoken for, or where a frame must not start threads.
+ * The result does not depend on it. By default a frame gets a thread for each 491,520 bytes of input
+ * luma (two from 1280 x 768 on), at most four, and no more than the cores that the calling thread may
+ * run on. Choose 1 where the caller's cores are spoken for, or where a frame must not start threads.
  *
  * @param pCtx the handle
  * @param lThreads 0: the default; 1: the calling thread alone; 2..4: the default, but at most so many
@@ -224,10 +227,10 @@ QEL_API int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads);
  * @endcode
  *
  * @param pCtx the handle
- * @param pInfo filled in; set its lSize first. A larger size than this version's is for records of later
- *     versions, and the part that this version does not know is left as it was.
- * @return 1, or 0 with nothing written: null arguments, or a size below that of the first version of the
- *     record
+ * @param pInfo filled in; set its lSize first. A larger size than this version's is for records of
+ * later versions, and the part that this version does not know is left as it was.
+ * @return 1, or 0 with nothing written: null arguments, or a size below that of the first version of
+ * the record
  */
 QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo);
 
@@ -235,10 +238,10 @@ QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo
 /**
  * @name Frames
  *
- * All of them return without touching a frame when a handle or frame is null or the handle's format is not
- * theirs, and when the memory that a handle's first frame needs cannot be had (the next call tries again).
- * Input frames have the input size, output frames the output size; a frame stabilized in place has the
- * larger of the two. Otherwise buffers must not overlap.
+ * All of them return without touching a frame when a handle or frame is null or the handle's format is
+ * not theirs, and when the memory that a handle's first frame needs cannot be had (the next call tries
+ * again). Input frames have the input size, output frames the output size; a frame stabilized in place
+ * has the larger of the two. Otherwise buffers must not overlap.
  *
  * The first frame has nothing to be measured against and is only cropped. So is a frame whose motion
  * cannot be measured, after which the path starts anew.
@@ -256,7 +259,8 @@ QEL_API void QEL_MVS_StabilizeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8
 /**
  * QEL_MVS_StabilizeFrame, with the left columns showing the unstabilized frame.
  *
- * They do so when input and output sizes are equal and 1 <= lSplit < width; else the call is the plain one.
+ * They do so when input and output sizes are equal and 1 <= lSplit < width; else the call is the plain
+ * one.
  *
  * @param pCtx the handle
  * @param pIn the input frame
@@ -267,9 +271,11 @@ QEL_API void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t
                                                 int32_t lSplit);
 
 /**
- * Stabilizes a frame whose luma and chroma come by separate pointers; in place when both pairs are equal.
+ * Stabilizes a frame whose luma and chroma come by separate pointers; in place when both pairs are
+ * equal.
  *
- * Only NV21_SEPARATE reads the chroma pointers; I420 and NV21 frames are whole frames at the luma pointers.
+ * Only NV21_SEPARATE reads the chroma pointers; I420 and NV21 frames are whole frames at the luma
+ * pointers.
  *
  * @param pCtx the handle
  * @param pInY input luma, width * height bytes (I420, NV21: the frame)
@@ -278,7 +284,8 @@ QEL_API void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t
  * @param pOutUV output pairs
  */
 QEL_API void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8_t *pInY,
-                                                  const uint8_t *pInUV, uint8_t *pOutY, uint8_t *pOutUV);
+                                                  const uint8_t *pInUV, uint8_t *pOutY,
+                                                  uint8_t *pOutUV);
 
 /**
  * Stabilizes a frame with all three frames kept by the caller, the previous one too.
@@ -290,7 +297,8 @@ QEL_API void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8
  * frames of luma and chroma here.
  *
  * @param pCtx the handle
- * @param pFrames the frames; pPrevious may be null at the first call. The output overlaps neither input.
+ * @param pFrames the frames; pPrevious may be null at the first call. The output overlaps neither
+ * input.
  */
 QEL_API void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames);
 
@@ -402,8 +410,8 @@ QEL_API void UV_NV21_to_I420(uint8_t *pDstU, uint8_t *pDstV, const uint8_t *pSrc
  * @param lWidth chroma samples a row
  * @param lHeight chroma rows; sizes below 1: nothing happens
  */
-QEL_API void UV_I420_to_NV21(const uint8_t *pSrcU, const uint8_t *pSrcV, uint8_t *pDstVU, int32_t lWidth,
-                             int32_t lHeight);
+QEL_API void UV_I420_to_NV21(const uint8_t *pSrcU, const uint8_t *pSrcV, uint8_t *pDstVU,
+                             int32_t lWidth, int32_t lHeight);
 
 /** @} */
 

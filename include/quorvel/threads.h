@@ -12,10 +12,10 @@
  * zekMEventDestroy(0, lock);
  * @endcode
  *
- * An event is an auto-reset flag: a wait consumes the signal, and signals do not count (two in a row leave
- * one pending). Signalled once at creation it serves as a lock, as above: wait to take it, signal to give
- * it back. Any number of threads may wait and signal at once; what one wrote before its signal the waiter
- * that it wakes can read.
+ * An event is an auto-reset flag: a wait consumes the signal, and signals do not count (two in a row
+ * leave one pending). Signalled once at creation it serves as a lock, as above: wait to take it, signal
+ * to give it back. Any number of threads may wait and signal at once; what one wrote before its signal
+ * the waiter that it wakes can read.
  */
 #ifndef QUORVEL_THREADS_H
 #define QUORVEL_THREADS_H
@@ -57,8 +57,8 @@ QEL_API int32_t zekMEventDestroy(void *pHandle, void *pEvent);
  * Waits for an event, or clears it.
  *
  * @param pEvent the event
- * @param lTimeout -1 blocks until the event is signalled and consumes the signal. Any other value does not
- *     wait: a pending signal is consumed, and the result does not tell whether there was one.
+ * @param lTimeout -1 blocks until the event is signalled and consumes the signal. Any other value does
+ * not wait: a pending signal is consumed, and the result does not tell whether there was one.
  * @return QEL_EVENT_OK, QEL_EVENT_FAILED or QEL_EVENT_NULL
  */
 QEL_API int32_t zekMEventWait(void *pEvent, int32_t lTimeout);

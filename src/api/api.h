@@ -13,8 +13,8 @@ struct FrameCall {
     int32_t lSplit; // left columns that show the unstabilized frame, 0: none
 };
 
-// From one buffer into another, or in place: then pIn equals pOut. False with the caller's frames untouched
-// when there is no memory for the handle's own.
+// From one buffer into another, or in place: then pIn equals pOut. False with the caller's frames
+// untouched when there is no memory for the handle's own.
 bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace);
 
 // QEL_MVS_StabilizeFrame_DiffBuffer with that result.

@@ -14,7 +14,6 @@
 
 namespace {
 
-
 const MVS_Version kVersion = {1,
                               2,
                               12000,
@@ -117,8 +116,8 @@ bool AllocFrameParts(MVS_Context *pCtx) {
     zekMEventSignal(pCtx->pEvent); // nobody holds the lock
     pCtx->lSampleRoom = SampleBytes(pCtx->lInWidth, pCtx->lInHeight);
     pCtx->pSamples = (uint8_t *)MMemAlloc(nullptr, pCtx->lSampleRoom);
-    pCtx->pRowProgress = (int32_t *)AllocFilled(
-        lRows * (uint32_t)kProgressStride * (uint32_t)sizeof(int32_t), 0);
+    pCtx->pRowProgress =
+        (int32_t *)AllocFilled(lRows * (uint32_t)kProgressStride * (uint32_t)sizeof(int32_t), 0);
     return pCtx->pWorkers && pCtx->pEvent && pCtx->pSamples && pCtx->pRowProgress;
 }
 

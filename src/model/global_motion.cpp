@@ -23,7 +23,8 @@ void StoreMotion(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta) 
 
 int32_t GetGlobalMotionM1(MVS_Context *pCtx) {
     ClearHistograms(pCtx);
-    const MVS_ShiftTriple stShift = GetPreciseShiftM2(pCtx, pCtx->pBlockMV, pCtx->lInHeight, pCtx->lInWidth);
+    const MVS_ShiftTriple stShift =
+        GetPreciseShiftM2(pCtx, pCtx->pBlockMV, pCtx->lInHeight, pCtx->lInWidth);
     StoreMotion(pCtx, stShift.lShiftRow, stShift.lShiftCol, 0);
     return 1;
 }
@@ -45,8 +46,9 @@ int32_t GetGlobalMotionM3(MVS_Context *pCtx) {
         return 1;
     }
     if (lWidth > 400)
-        lTheta = SearchTheta(pCtx->pKernels, pBlockMV, lWidth, lHeight, {lRow, lCol, lTheta}, lError, 128, 4)
-                     .lTheta;
+        lTheta =
+            SearchTheta(pCtx->pKernels, pBlockMV, lWidth, lHeight, {lRow, lCol, lTheta}, lError, 128, 4)
+                .lTheta;
     StoreMotion(pCtx, lRow, lCol, lTheta);
     return 1;
 }

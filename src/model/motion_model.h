@@ -11,8 +11,8 @@ struct MotionModel {
     int32_t lTheta;               // Q16 radians
 };
 
-// The model's vector, Q10 pixels, at a whole-pixel distance from the frame centre. Q16 radians times pixels,
-// divided by 64, are Q10 pixels.
+// The model's vector, Q10 pixels, at a whole-pixel distance from the frame centre. Q16 radians times
+// pixels, divided by 64, are Q10 pixels.
 static inline int32_t ModelRow(const MotionModel *pModel, int32_t lDx) {
     return WrapAdd32(pModel->lShiftRow, WrapMul32(pModel->lTheta, lDx) / 64);
 }
@@ -36,12 +36,12 @@ static inline int32_t SquaredError(Residual stResidual) {
            (WrapMul32(stResidual.lCol, stResidual.lCol) >> 10);
 }
 
-// The rotation of least error around stModel.lTheta, whose error is lError: in steps from lStep down to just
-// above lMinStep.
+// The rotation of least error around stModel.lTheta, whose error is lError: in steps from lStep down to
+// just above lMinStep.
 MVS_ThetaFit SearchTheta(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth,
                          int32_t lHeight, MotionModel stModel, int32_t lError, int32_t lStep,
                          int32_t lMinStep);
 
 // Squared error of the valid blocks, Q10 square pixels.
-int32_t ModelError(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
-                   MotionModel stModel);
+int32_t ModelError(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth,
+                   int32_t lHeight, MotionModel stModel);

@@ -16,7 +16,7 @@ inline int32x4_t Squares(int32x4_t vMv, int32x4_t vModel) {
 } // namespace
 
 int64_t RowErrorNeon(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
-                       int32_t lModelCol) {
+                     int32_t lModelCol) {
     static_assert(sizeof(MVS_BlockMV) == 12, "three words: valid, row, column");
     const int32x4_t vModelCol = vdupq_n_s32(lModelCol);
     int32x4_t vSum = vdupq_n_s32(0);

@@ -50,7 +50,6 @@ QEL_AVX2 int64_t RowErrorAvx2(const MVS_BlockMV *pBlockMV, int32_t lCount, const
     __m128i v = _mm_add_epi32(_mm256_castsi256_si128(vSum), _mm256_extracti128_si256(vSum, 1));
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 0x4E));
     v = _mm_add_epi32(v, _mm_shuffle_epi32(v, 0xB1));
-    return _mm_cvtsi128_si32(v) +
-           RowErrorPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
+    return _mm_cvtsi128_si32(v) + RowErrorPortable(pBlockMV + i, lCount - i, pModelRow + i, lModelCol);
 }
 #endif

@@ -3,8 +3,8 @@
 #include "model/model.h"
 #include "model/motion_model.h"
 
-int32_t ModelError(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
-                   MotionModel stModel) {
+int32_t ModelError(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth,
+                   int32_t lHeight, MotionModel stModel) {
     const int32_t lColumns = lWidth >> 5, lRows = lHeight >> 5;
     int32_t lModelRow[kRowErrorBlocks];
     int64_t llError = 0;

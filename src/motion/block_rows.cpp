@@ -9,14 +9,15 @@
 namespace {
 
 const int32_t kBlock = 32;
-const int32_t kReportStep = 8;       // blocks between two reports to the row below
+const int32_t kReportStep = 8;         // blocks between two reports to the row below
 const int32_t kPrefetchDistance = 128; // pixels from a block to those that are fetched early
 
 } // namespace
 
-// A block reads the records of three blocks of the row above, so each row reports how far it is and the row
-// below stays behind it. The records are then those of one thread that works row after row. Rows are taken in
-// order and finished before the thread takes another one: the lowest unfinished row never waits.
+// A block reads the records of three blocks of the row above, so each row reports how far it is and the
+// row below stays behind it. The records are then those of one thread that works row after row. Rows
+// are taken in order and finished before the thread takes another one: the lowest unfinished row never
+// waits.
 struct BlockSearchJob {
     MVS_Context *pCtx;
     const uint8_t *pCurFrame;
@@ -41,10 +42,11 @@ void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast
     *pLast = lLast < -kBlock ? -kBlock : (int32_t)lLast;
 }
 
-// What two blocks a little further on will read first: the rows of the sparse pattern, and in the previous
-// frame also the rows above and below, where the search goes from the coarse shift. The rows of a frame lie too
-// far apart for the processor to fetch them by itself. The address may be past the frame: a prefetch is no
-// read. (Inlined always: g++ drops the call of a function that seems to have no effect.)
+// What two blocks a little further on will read first: the rows of the sparse pattern, and in the
+// previous frame also the rows above and below, where the search goes from the coarse shift. The rows
+// of a frame lie too far apart for the processor to fetch them by itself. The address may be past the
+// frame: a prefetch is no read. (Inlined always: g++ drops the call of a function that seems to have no
+// effect.)
 __attribute__((always_inline)) inline void PrefetchBlocks(const BlockSearchJob *pJob, int64_t lOffset) {
     const int64_t lWidth = pJob->pCtx->lInWidth;
     const int64_t lCur = (int64_t)(uintptr_t)pJob->pCurFrame + lOffset + kPrefetchDistance;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The cost of one block position. The patterns are sparse and fixed: the search's bounds are set for them.
+// The cost of one block position. The patterns are sparse and fixed: the search's bounds are set for
+// them.
 #include "kernels.h"
 #include "motion/motion.h"
 

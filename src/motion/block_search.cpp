@@ -116,7 +116,8 @@ MVS_BlockMV BlockLDME32(MVS_Context *pCtx, const uint8_t *pCurBlock, const uint8
     stSearch.lHeight = pCtx->lInHeight;
     stSearch.lBlockSize = Max32(lBlockSize, 32); // the pattern needs the room of a whole block
     stSearch.lGoodMatch = (uint32_t)WrapMul32(8, lBlockSize);
-    if (!Inside32(&stSearch, 0, 0) || pCtx->pKernels->pTexture32(pCurBlock, lWidth) < kFlat) return {0, 0, 0};
+    if (!Inside32(&stSearch, 0, 0) || pCtx->pKernels->pTexture32(pCurBlock, lWidth) < kFlat)
+        return {0, 0, 0};
     stSearch.lRow = WrapSub32(0, pCtx->lCurMotionRow);
     stSearch.lCol = WrapSub32(0, pCtx->lCurMotionCol);
     if (!Inside32(&stSearch, stSearch.lRow, stSearch.lCol)) return {0, 0, 0};

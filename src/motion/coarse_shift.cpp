@@ -146,7 +146,8 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
 }
 
 // A frame takes the handle's buffer, which has room for the grids of every search range that
-// QEL_MVS_AnalyzeHW chooses; a call outside of a frame has one of its own. Null when there is no memory.
+// QEL_MVS_AnalyzeHW chooses; a call outside of a frame has one of its own. Null when there is no
+// memory.
 uint8_t *SampleBuffer(const MVS_Context *pCtx, const Grid *pGrid) {
     const int64_t llSize = GridSize(pGrid);
     if (pCtx->bInFrame && llSize <= pCtx->lSampleRoom) return pCtx->pSamples;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The grid by groups of 64 columns. A group's last sample is its 61st byte, and the bytes behind it may lie
-// outside the plane: the last group of a row is loaded from fewer.
+// The grid by groups of 64 columns. A group's last sample is its 61st byte, and the bytes behind it may
+// lie outside the plane: the last group of a row is loaded from fewer.
 #include "motion/grid.h"
 
 #ifdef QEL_NEON
@@ -40,7 +40,7 @@ void GatherGridNeon(uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid) 
 }
 
 uint32_t GridSadNeon(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,
-                              uint32_t lBound) {
+                     uint32_t lBound) {
     const int32_t lGroups = pGrid->lGroups, lRows = pGrid->lRows;
     uint32_t lSum = 0;
     for (int32_t r = 0; r < lRows && lSum < lBound; r++) {

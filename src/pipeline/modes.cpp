@@ -13,8 +13,8 @@ namespace {
 
 const int32_t kVisibleTheta = 16; // Q16 radians: up to here mode 2 does not resample a frame
 
-// Measures the motion and advances the smoother, which starts anew after a frame that could not be measured.
-// Returns 1 when this one could.
+// Measures the motion and advances the smoother, which starts anew after a frame that could not be
+// measured. Returns 1 when this one could.
 int32_t MeasureAndSmooth(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
                          int32_t (*pGlobalMotion)(MVS_Context *)) {
     int32_t bValid = 0;
@@ -49,7 +49,7 @@ void KeepMotion(MVS_Context *pCtx) {
 
 int32_t BlockMotionEstimation(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious) {
     return HasBlocks32(pCtx->lInWidth) ? BlockME32F0(pCtx, pCurrent, pPrevious)
-                                          : BlockME16F0(pCtx, pCurrent, pPrevious);
+                                       : BlockME16F0(pCtx, pCurrent, pPrevious);
 }
 
 void DeshakerM1(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,

@@ -6,7 +6,8 @@
 #include <stdint.h>
 
 // Starts a joinable thread with a small stack. It blocks all signals but those of faults: the program's
-// handlers do not run on it, and crash reporters still see it. False when the system has no thread to give.
+// handlers do not run on it, and crash reporters still see it. False when the system has no thread to
+// give.
 bool CreateWorkerThread(pthread_t *pThread, void *(*pBody)(void *), void *pArgument);
 
 // Names the calling thread `quorvel` where the system has names for threads.

@@ -7,14 +7,14 @@
 #include "platform/cpu.h"
 #include "platform/thread.h"
 
-// The mutex guards every word from lPosted on. Those marked (atomic) are also read without it, by threads
-// that spin before they sleep.
+// The mutex guards every word from lPosted on. Those marked (atomic) are also read without it, by
+// threads that spin before they sleep.
 struct Workers {
     pthread_mutex_t stMutex;
-    pthread_cond_t stChanged;        // for workers: a new task, the end, or progress
-    pthread_cond_t stIdle;           // for the caller: the last worker has left the body
-    int32_t lCount;                  // workers wanted, 0 outside of a call
-    bool bCreated[kMostWorkers];     // written by the thread that creates them: the first by the caller,
+    pthread_cond_t stChanged;    // for workers: a new task, the end, or progress
+    pthread_cond_t stIdle;       // for the caller: the last worker has left the body
+    int32_t lCount;              // workers wanted, 0 outside of a call
+    bool bCreated[kMostWorkers]; // written by the thread that creates them: the first by the caller,
     pthread_t hThread[kMostWorkers]; // the others by the first
     int64_t llWallBegin, llCpuBegin; // of the calling thread, in nanoseconds
 
@@ -184,8 +184,9 @@ void RunParallel(Workers *p, TaskBody pBody, void *pTask) {
     Close(p);
 }
 
-// A sleeper counts itself before it looks at the progress, and a report comes before the look at that count:
-// one of the two threads always sees the other. The mutex keeps a report out between look and sleep.
+// A sleeper counts itself before it looks at the progress, and a report comes before the look at that
+// count: one of the two threads always sees the other. The mutex keeps a report out between look and
+// sleep.
 void ReportProgress(Workers *p, int32_t *pProgress, int32_t lValue) {
     Store(pProgress, lValue);
     if (Load(&p->lSleepers) == 0) return;

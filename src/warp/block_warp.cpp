@@ -87,8 +87,9 @@ int32_t StepsInside(const BlockRow *pRow, int32_t x, const uint8_t *pIn) {
     return lReads < lWritable / QEL_STEP_OUT ? (int32_t)lReads : lWritable / QEL_STEP_OUT;
 }
 
-// Resamples a strip from block x on. Returns how many blocks are done, 0 where there is no room for a strip.
-// The last step may write past the blocks that belong to the strip: those come next and are written again.
+// Resamples a strip from block x on. Returns how many blocks are done, 0 where there is no room for a
+// strip. The last step may write past the blocks that belong to the strip: those come next and are
+// written again.
 int32_t WarpStrip(const BlockRow *pRow, int32_t x) {
     const WarpPlane *pPlane = pRow->pPlane;
     const int32_t lBlocks = Min32(Min32(SameRow(pRow, x), InsideColumns(pRow, x)), pRow->lColumns - x);
@@ -125,8 +126,8 @@ WarpMap BlockMap(const WarpMap *pMap) {
     return {pMap->lR0, pMap->lC0, WrapMul32(4, pMap->lZ), WrapMul32(4, pMap->lS)};
 }
 
-void WarpBlockRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
-                   int32_t lEnd) {
+void WarpBlockRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap,
+                   int32_t lFirst, int32_t lEnd) {
     if (!FitsBlockWarp(pPlane)) return;
     lEnd = Min32(lEnd, BlockCount(pPlane->lOutHeight));
     for (int32_t y = Max32(lFirst, 0); y < lEnd; y++) {

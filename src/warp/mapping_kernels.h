@@ -19,8 +19,8 @@
     M(0, 0)                                                                                            \
     M(0, 1)                                                                                            \
     M(0, 2)                                                                                            \
-    M(0, 3) M(1, 0) M(1, 1) M(1, 2) M(1, 3) M(2, 0) M(2, 1) M(2, 2) M(2, 3) M(3, 0) M(3, 1) M(3, 2)    \
-        M(3, 3)
+    M(0, 3)                                                                                            \
+    M(1, 0) M(1, 1) M(1, 2) M(1, 3) M(2, 0) M(2, 1) M(2, 2) M(2, 3) M(3, 0) M(3, 1) M(3, 2) M(3, 3)
 
 #define QEL_DECLARE_MAPPING(a, b)                                                                      \
     QEL_API void mapping_block_4x4_7to8_##a##b(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);   \

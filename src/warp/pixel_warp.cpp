@@ -80,8 +80,8 @@ void WarpLumaRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMa
     WarpRows(ClampedLumaPixels, pKernels->pLumaPixels, pPlane, pMap, lFirst, lEnd);
 }
 
-void WarpNearestRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap, int32_t lFirst,
-                     int32_t lEnd) {
+void WarpNearestRows(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap,
+                     int32_t lFirst, int32_t lEnd) {
     if (pPlane->lSampleBytes == 1)
         WarpRows(ClampedNearestPixels, pKernels->pNearestPixels, pPlane, pMap, lFirst, lEnd);
     else

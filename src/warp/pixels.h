@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Pixels of one output row, each from its own position: luma bilinear in quarter pixels, chroma by the nearest
-// sample above left.
+// Pixels of one output row, each from its own position: luma bilinear in quarter pixels, chroma by the
+// nearest sample above left.
 #pragma once
 
 #include "kernels.h"
@@ -23,11 +23,11 @@ void ClampedNearestPairs(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
 
 // ---- the twins ----
 //
-// Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them. Output
-// pixels that cross source rows take the same columns from each of them.
+// Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them.
+// Output pixels that cross source rows take the same columns from each of them.
 //
-// Steps lie within the limits below. In the rows that they touch, and for luma in the rows below these, twins may
-// read QEL_PIXEL_WINDOW bytes beyond any column's first.
+// Steps lie within the limits below. In the rows that they touch, and for luma in the rows below these,
+// twins may read QEL_PIXEL_WINDOW bytes beyond any column's first.
 
 #define QEL_PIXEL_WINDOW 16
 #define QEL_MOST_PIXEL_STEP 1024 // zoom step 0 .. 1024, rotation step -1024 .. 1024

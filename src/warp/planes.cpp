@@ -15,8 +15,8 @@ enum Chroma {
     kPassed,  // the bytes behind the luma that the warp was given, as pairs whatever they are
 };
 
-// Of frames that bring no pairs of their own. By default the chroma of planar frames does not always belong to
-// its luma; full chroma mends that.
+// Of frames that bring no pairs of their own. By default the chroma of planar frames does not always
+// belong to its luma; full chroma mends that.
 const Chroma kChroma[kWarpKinds][4] = {
     // I420     I420, full  NV21      NV21 with separate buffers
     {kPlanar, kPlanar, kPlanar, kPlanar},    // kShift
@@ -60,8 +60,8 @@ int32_t ScratchPlanes(MVS_Context *pCtx, WarpPlane *pPlanes) {
 }
 
 int32_t FramePlanes(const MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes) {
-    return TwoPlanes(pCtx, pInU, pInU + (pCtx->lInLumaSize >> 2), pOutU, pOutU + (pCtx->lOutLumaSize >> 2),
-                     pPlanes);
+    return TwoPlanes(pCtx, pInU, pInU + (pCtx->lInLumaSize >> 2), pOutU,
+                     pOutU + (pCtx->lOutLumaSize >> 2), pPlanes);
 }
 
 } // namespace
@@ -100,7 +100,8 @@ int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame
         return 1 + ScratchPlanes(pCtx, pPlanes + 1);
     case kBehind:
         if (!pCtx->pCurFrame || !pCtx->pOutFrame) return 1;
-        pPlanes[1] = PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
+        pPlanes[1] =
+            PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
         return 2;
     case kPassed:
         pPlanes[1] = PairPlane(pCtx, pIn, pOut);

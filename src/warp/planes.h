@@ -33,12 +33,12 @@ int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame
 // planes leaves the rows grey that the warp does not cover.
 bool WarpsPairs(const MVS_Context *pCtx);
 
-// Planar chroma of a frame of that format: the frame's own planes behind the luma, or for pairs the scratch
-// planes. 2 planes; 0 when the handle has no scratch planes.
+// Planar chroma of a frame of that format: the frame's own planes behind the luma, or for pairs the
+// scratch planes. 2 planes; 0 when the handle has no scratch planes.
 int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes);
 
-// The scratch planes are grey until they are written. They are filled when they are first needed, since most
-// handles never do; every use begins with this.
+// The scratch planes are grey until they are written. They are filled when they are first needed, since
+// most handles never do; every use begins with this.
 void EnsureScratch(MVS_Context *pCtx);
 static inline uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
 

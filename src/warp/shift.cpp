@@ -7,7 +7,8 @@
 
 namespace {
 
-void CopyPlaneRows(const Kernels *, const WarpPlane *pPlane, const WarpMap *, int32_t lFirst, int32_t lEnd) {
+void CopyPlaneRows(const Kernels *, const WarpPlane *pPlane, const WarpMap *, int32_t lFirst,
+                   int32_t lEnd) {
     CopyRows(pPlane->pOut + (ptrdiff_t)lFirst * pPlane->lOutStride, pPlane->lOutStride,
              pPlane->pIn + (ptrdiff_t)lFirst * pPlane->lInStride, pPlane->lInStride,
              pPlane->lOutWidth * pPlane->lSampleBytes, lEnd - lFirst);

@@ -37,5 +37,6 @@ void StripPortable(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_
     int32_t lQuarters = lColPhase;
     for (int32_t i = 0; i < lBlocks; i++, lQuarters += kBlockQuarters, pDst += 4 * lSampleBytes)
         for (int32_t k = 0; k < lSampleBytes; k++)
-            pKernels[lQuarters & 3](pSrc + (lQuarters >> 2) * lSampleBytes + k, pDst + k, (int32_t)lStride);
+            pKernels[lQuarters & 3](pSrc + (lQuarters >> 2) * lSampleBytes + k, pDst + k,
+                                    (int32_t)lStride);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Strips: blocks side by side, resampled in one go.
 //
-// Along a row of blocks the column position advances by 3.5 input samples a block, so column phases repeat every
-// two blocks: 7 input samples make 8 output samples with fixed taps, as long as the blocks have the same row and
-// row phase. A step makes 16 bytes of each of the four output rows from 15 bytes of each of the four or five
-// input rows: 4 planar blocks, or 2 blocks of pairs.
+// Along a row of blocks the column position advances by 3.5 input samples a block, so column phases
+// repeat every two blocks: 7 input samples make 8 output samples with fixed taps, as long as the blocks
+// have the same row and row phase. A step makes 16 bytes of each of the four output rows from 15 bytes
+// of each of the four or five input rows: 4 planar blocks, or 2 blocks of pairs.
 #pragma once
 
 #include "kernels.h"

@@ -39,7 +39,8 @@ template <int32_t A, int32_t I> inline void OutRow(uint8_t *pDst, const Words *p
 }
 
 template <int32_t A>
-void Strip(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps, int32_t lSteps) {
+void Strip(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
+           int32_t lSteps) {
     const Taps st = {vld2q_u8(pTaps->lIndex), vld2q_u8((const uint8_t *)pTaps->lWeight)};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
         Words stRows[5];
@@ -58,7 +59,7 @@ void Strip(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTap
 } // namespace
 
 void StripNeon(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+               int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
     const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:

@@ -50,7 +50,7 @@ QEL_AVX2 inline void Store256(uint8_t *pDst, ptrdiff_t lStride, __m256i vFirst, 
 
 template <int32_t A>
 QEL_AVX2 void Strip256(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
-                     int32_t lSteps) {
+                       int32_t lSteps) {
     const Taps256 st = {_mm256_load_si256((const __m256i *)pTaps->lIndex),
                         _mm256_load_si256((const __m256i *)pTaps->lWeight)};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
@@ -99,7 +99,7 @@ template <int32_t A, int32_t I> QEL_SSSE3 inline void OutRow128(uint8_t *pDst, c
 
 template <int32_t A>
 QEL_SSSE3 void Strip128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
-                      int32_t lSteps) {
+                        int32_t lSteps) {
     const __m128i *pIndex = (const __m128i *)pTaps->lIndex, *pWeight = (const __m128i *)pTaps->lWeight;
     const Taps128 st = {{_mm_load_si128(pIndex), _mm_load_si128(pIndex + 1)},
                         {_mm_load_si128(pWeight), _mm_load_si128(pWeight + 1)}};
@@ -121,7 +121,7 @@ QEL_SSSE3 void Strip128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, c
 } // namespace
 
 QEL_AVX2 void StripAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+                        int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
     const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:
@@ -140,7 +140,7 @@ QEL_AVX2 void StripAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, i
 }
 
 QEL_SSSE3 void StripSsse3(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
-    int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
+                          int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
     const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
     switch (lRowPhase) {
     case 0:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that no frame passes: single planes and parts of them, for callers with planes of their
-// own.
+// Exported functions that no frame passes: single planes and parts of them, for callers with planes of
+// their own.
 #include "warp/block_warp.h"
 #include "warp/pixel_warp.h"
 #include "warp/warp.h"

@@ -29,9 +29,9 @@ struct WarpTask {
 void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap,
              int32_t lRows);
 
-// Runs the passes side by side, a band of the picture at a time: no thread waits for others between two planes.
-// In a frame the lock is the handle's. Outside of one the call makes its own; where that fails, the calling
-// thread does all of it, or with bNeedsLock nothing.
+// Runs the passes side by side, a band of the picture at a time: no thread waits for others between two
+// planes. In a frame the lock is the handle's. Outside of one the call makes its own; where that fails,
+// the calling thread does all of it, or with bNeedsLock nothing.
 void RunWarpTask(MVS_Context *pCtx, WarpTask *pTask, bool bNeedsLock);
 
 // Body of the task.

@@ -52,7 +52,8 @@ std::vector<CpuLevel> CpuLevels() {
     std::vector<CpuLevel> levels;
     for (int32_t level = 0; level < kCpuLevels; level++) {
 #ifdef QEL_NEON
-        if (level != kCpuPortable && level != kCpuNeon) continue; // other processors' are taken for portable
+        if (level != kCpuPortable && level != kCpuNeon)
+            continue; // other processors' are taken for portable
 #endif
         const AtLevel at((CpuLevel)level);
         if (ChooseCpuLevel() == level) levels.push_back((CpuLevel)level);
