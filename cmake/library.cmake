@@ -69,6 +69,7 @@ set(QUORVEL_SOURCES
   src/platform/event.cpp
   src/platform/memory.cpp
   src/platform/thread.cpp
+  src/platform/thread_calls.cpp
   src/platform/thread_policy.cpp
   src/platform/workers.cpp
   src/kernels.cpp)

@@ -67,7 +67,8 @@ void Pixels(Input *input, const Kernels *fast) {
         want(out.Size(), Guarded::kAtStart, kUntouched);
     const WarpMap map = {input->In(-9000, 50000), input->In(-9000, 50000), input->In(-9, 1100),
                          input->In(-1100, 1100)};
-    WarpPlane plane = {in.Data(), out.Data(), width, height, count, rows, stride, count * bytes, bytes};
+    WarpPlane plane = {in.Data(), out.Data(), width,         height, count,
+                       rows,      stride,     count * bytes, bytes,  rows};
     const RowWarp warp = kind == 0 ? WarpLumaRows : WarpNearestRows;
     warp(fast, &plane, &map, 0, rows);
     plane.pOut = want.Data();

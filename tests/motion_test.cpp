@@ -375,4 +375,25 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
     EXPECT_EQ(BlockME16F0(ctx.get(), flat.data(), flat.data()), 0);
 }
 
+// The handle's sample buffer has room for the smallest range, which a program may choose at any time,
+// and not a byte more is written.
+TEST(Coarse, SamplesFitAtTheSmallestRange) {
+    for (const Size size : {Size{97, 61}, {176, 144}, {333, 211}, {1280, 720}}) {
+        const std::vector<Bytes> clip = ShakyClip(size, 3);
+        const Handle ctx = MakeHandle(size, 0);
+        QEL_MVS_AnalyzeHW(ctx.get(), 1, 1);
+        ASSERT_EQ(ctx->lShiftRangeX, 16);
+        ASSERT_EQ(ctx->lShiftRangeY, 16);
+        uint8_t *own = ctx->pSamples;
+        for (Guarded::Side side : {Guarded::kAtEnd, Guarded::kAtStart}) {
+            const Guarded samples(ctx->lSampleRoom, side);
+            ctx->pSamples = samples.Data();
+            Bytes out = clip[0];
+            for (const Bytes &in : clip) QEL_MVS_StabilizeFrame(ctx.get(), in.data(), out.data());
+        }
+        EXPECT_GT(ctx->lShiftSampleNum, 0);
+        ctx->pSamples = own;
+    }
+}
+
 } // namespace

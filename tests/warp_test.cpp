@@ -142,7 +142,7 @@ TEST(PixelWarp, KernelsEqualTheDefinition) {
             const Kernels *kernels = KernelsOf(level);
             const RowWarp rowsOf = kind == 0 ? WarpLumaRows : WarpNearestRows;
             const WarpPlane warp = {from.Data(), to.Data(), width,         height, count,
-                                    rows,        stride,    count * bytes, bytes};
+                                    rows,        stride,    count * bytes, bytes,  rows};
             memset(to.Data(), kUntouched, to.Size());
             rowsOf(kernels, &warp, &map, y, rows);
             ASSERT_EQ(std::count(to.Data(), to.Data() + y * count * bytes, kUntouched),

@@ -50,42 +50,42 @@ uint8_t *AllocFrame(int32_t lFrameWidth, int32_t lFrameHeight) {
     return (uint8_t *)AllocFilled((uint32_t)lSize, 0);
 }
 
-void Init(const Stream &st, int32_t lFrameWidth, int32_t lFrameHeight) {
+void Init(const Stream &stStream, int32_t lFrameWidth, int32_t lFrameHeight) {
     const int32_t w = lFrameWidth ? lFrameWidth : kDefaultWidth;
     const int32_t h = lFrameHeight ? lFrameHeight : kDefaultHeight;
-    *st.pWidth = w;
-    *st.pHeight = h;
-    *st.pParam = {3, w, h, w, h, QEL_MVS_FORMAT_NV21, 1};
+    *stStream.pWidth = w;
+    *stStream.pHeight = h;
+    *stStream.pParam = {3, w, h, w, h, QEL_MVS_FORMAT_NV21, 1};
     __android_log_print(kDebug, nullptr, "ZEK, vs_param, mode=%d, width=%d, height=%d, format=%d", 3, w,
                         h, 1);
-    if (!*st.ppHandle) {
+    if (!*stStream.ppHandle) {
         __android_log_print(kError, nullptr, "ZEK_API, CreateStabilizer");
-        *st.ppHandle = QEL_MVS_CreateStabilizer(st.pParam);
+        *stStream.ppHandle = QEL_MVS_CreateStabilizer(stStream.pParam);
     }
-    if (st.ppSecond) *st.ppSecond = AllocFrame(w, h);
-    *st.ppFirst = AllocFrame(w, h);
+    if (stStream.ppSecond) *stStream.ppSecond = AllocFrame(w, h);
+    *stStream.ppFirst = AllocFrame(w, h);
 }
 
-int32_t Uninit(const Stream &st) {
+int32_t Uninit(const Stream &stStream) {
     __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer");
-    if (*st.ppHandle) {
+    if (*stStream.ppHandle) {
         __android_log_print(kError, nullptr, "ZEK_API, DestroyStabilizer");
-        QEL_MVS_DestroyStabilizer(*st.ppHandle);
-        *st.ppHandle = nullptr;
+        QEL_MVS_DestroyStabilizer(*stStream.ppHandle);
+        *stStream.ppHandle = nullptr;
     }
-    free(*st.ppFirst);
-    *st.ppFirst = nullptr;
-    if (st.ppSecond) {
-        free(*st.ppSecond);
-        *st.ppSecond = nullptr;
+    free(*stStream.ppFirst);
+    *stStream.ppFirst = nullptr;
+    if (stStream.ppSecond) {
+        free(*stStream.ppSecond);
+        *stStream.ppSecond = nullptr;
     }
     return __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer end");
 }
 
 // A second init may have kept a handle of another size than the stream's.
-bool IsSetUpFor(const Stream &st, int32_t lFrameWidth, int32_t lFrameHeight) {
-    if (*st.pWidth != lFrameWidth || *st.pHeight != lFrameHeight) return false;
-    const MVS_Context *pCtx = *st.ppHandle;
+bool IsSetUpFor(const Stream &stStream, int32_t lFrameWidth, int32_t lFrameHeight) {
+    if (*stStream.pWidth != lFrameWidth || *stStream.pHeight != lFrameHeight) return false;
+    const MVS_Context *pCtx = *stStream.ppHandle;
     return !pCtx || (pCtx->lInWidth == lFrameWidth && pCtx->lInHeight == lFrameHeight);
 }
 

@@ -7,10 +7,6 @@
 #include <sys/prctl.h>
 #endif
 
-#include "quorvel/threads.h"
-
-static_assert(sizeof(pthread_t) <= sizeof(uintptr_t), "a handle holds the thread identifier");
-
 namespace {
 
 // The deepest body needs under 8 KB; the rest is for the system's thread-local data and signal frames.
@@ -19,10 +15,10 @@ const size_t kStackBytes = 131072;
 // The mask of a new thread is that of its creator.
 void BlockSignals(sigset_t *pBefore) {
     static const int kFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS};
-    sigset_t st;
-    sigfillset(&st);
-    for (int lSignal : kFaults) sigdelset(&st, lSignal);
-    pthread_sigmask(SIG_SETMASK, &st, pBefore);
+    sigset_t stMask;
+    sigfillset(&stMask);
+    for (int lSignal : kFaults) sigdelset(&stMask, lSignal);
+    pthread_sigmask(SIG_SETMASK, &stMask, pBefore);
 }
 
 } // namespace
@@ -61,16 +57,3 @@ void RestoreCancellation(int32_t lBefore) {
     (void)lBefore;
 #endif
 }
-
-uintptr_t zekMThreadCreate(void *(*pFunction)(void *), void *pArgument) {
-    pthread_t hThread;
-    if (!pFunction || pthread_create(&hThread, nullptr, pFunction, pArgument)) return 0;
-    return (uintptr_t)hThread;
-}
-
-int32_t zekMThreadExit(uintptr_t hThread) {
-    if (hThread) pthread_join((pthread_t)hThread, nullptr);
-    return 0;
-}
-
-int32_t zekMThreadDestory(uintptr_t hThread) { return zekMThreadExit(hThread); }

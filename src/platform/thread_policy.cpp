@@ -13,8 +13,8 @@ const int32_t kLongestPause = 1024;
 int32_t Cores(const ThreadPolicy *pPolicy) {
     if (pPolicy->lCores > 0) return pPolicy->lCores;
 #ifdef __linux__
-    cpu_set_t st;
-    if (!sched_getaffinity(0, sizeof(st), &st)) return CPU_COUNT(&st);
+    cpu_set_t stCores;
+    if (!sched_getaffinity(0, sizeof(stCores), &stCores)) return CPU_COUNT(&stCores);
 #endif
     return kMostThreads;
 }

@@ -34,9 +34,9 @@ namespace {
 const int64_t kSpinNanoseconds = 100000;
 
 int64_t Nanoseconds(clockid_t lClock) {
-    timespec st;
-    clock_gettime(lClock, &st);
-    return (int64_t)st.tv_sec * 1000000000 + st.tv_nsec;
+    timespec stTime;
+    clock_gettime(lClock, &stTime);
+    return (int64_t)stTime.tv_sec * 1000000000 + stTime.tv_nsec;
 }
 
 int32_t Load(const int32_t *pWord) { return __atomic_load_n(pWord, __ATOMIC_SEQ_CST); }

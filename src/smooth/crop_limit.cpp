@@ -26,15 +26,15 @@ float Reach(int32_t lOutSize, int32_t lMargin, float fAbsTheta, int32_t lShift) 
 // Factor at which the reaches stay within the margins, at most 1. The sweep of an axis is formed from
 // that axis' own size, so at large angles a corner of a wide frame may stick out by a few rows: the
 // warp repeats the edge there.
-float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple st, float fTheta) {
+float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple stMotion, float fTheta) {
     const float fAbsTheta = fTheta < 0 ? -fTheta : fTheta;
-    const float fReachCol = Reach(pCtx->lOutWidth, pCtx->lCropX, fAbsTheta, st.lCol);
+    const float fReachCol = Reach(pCtx->lOutWidth, pCtx->lCropX, fAbsTheta, stMotion.lCol);
     float fScale = 1.0f;
     if (fReachCol != 0) {
         fScale = (float)pCtx->lCropX * 1024.0f / fReachCol;
         if (!(fScale < 1.0f)) fScale = 1.0f;
     }
-    const float fReachRow = Reach(pCtx->lOutHeight, pCtx->lCropY, fAbsTheta, st.lRow);
+    const float fReachRow = Reach(pCtx->lOutHeight, pCtx->lCropY, fAbsTheta, stMotion.lRow);
     if (fReachRow != 0) {
         const float fScaleRow = (float)pCtx->lCropY * 1024.0f / fReachRow;
         if (fScaleRow < fScale) fScale = fScaleRow;
@@ -61,11 +61,11 @@ MVS_MotionTriple AddGmvQueueM3(MVS_Context *pCtx, int32_t lRow, int32_t lCol, in
     if (fTheta > fBound) fTheta = (float)TruncateFloat(fBound);
     if (fTheta < -fBound) fTheta = (float)TruncateFloat(-fBound);
     const float fScale = MarginScale(pCtx, stRaw, fTheta);
-    const MVS_MotionTriple st = {TruncateFloat((float)stRaw.lRow * fScale),
-                                 TruncateFloat((float)stRaw.lCol * fScale),
-                                 TruncateFloat(fTheta * fScale)};
-    ReviseKFCurPos(st.lRow, st.lCol, st.lTheta, stRaw.lRow, stRaw.lCol, stRaw.lTheta, pCtx);
-    return st;
+    const MVS_MotionTriple stComp = {TruncateFloat((float)stRaw.lRow * fScale),
+                                     TruncateFloat((float)stRaw.lCol * fScale),
+                                     TruncateFloat(fTheta * fScale)};
+    ReviseKFCurPos(stComp.lRow, stComp.lCol, stComp.lTheta, stRaw.lRow, stRaw.lCol, stRaw.lTheta, pCtx);
+    return stComp;
 }
 
 void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t lOldRow,
@@ -77,11 +77,12 @@ void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t
 }
 
 int32_t SmoothGlobalMotionM3(MVS_Context *pCtx, int32_t bValid) {
-    const MVS_MotionTriple st = bValid == 1 ? AddGmvQueueM3(pCtx, pCtx->lCurMotionRow,
-                                                            pCtx->lCurMotionCol, pCtx->lCurMotionTheta)
-                                            : ResetGmvQueue(pCtx);
-    pCtx->lCompRow = st.lRow;
-    pCtx->lCompCol = st.lCol;
-    pCtx->lCompTheta = st.lTheta;
+    const MVS_MotionTriple stComp =
+        bValid == 1
+            ? AddGmvQueueM3(pCtx, pCtx->lCurMotionRow, pCtx->lCurMotionCol, pCtx->lCurMotionTheta)
+            : ResetGmvQueue(pCtx);
+    pCtx->lCompRow = stComp.lRow;
+    pCtx->lCompCol = stComp.lCol;
+    pCtx->lCompTheta = stComp.lTheta;
     return 1;
 }

@@ -118,10 +118,6 @@ bool FitsBlockWarp(const WarpPlane *pPlane) {
 
 } // namespace
 
-int32_t ChromaBlockRows(const MVS_Context *pCtx) {
-    return pCtx->bFullChroma ? BlockCount(OutChromaHeight(pCtx)) : pCtx->lOutHeight >> 3;
-}
-
 WarpMap BlockMap(const WarpMap *pMap) {
     return {pMap->lR0, pMap->lC0, WrapMul32(4, pMap->lZ), WrapMul32(4, pMap->lS)};
 }

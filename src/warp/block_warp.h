@@ -4,12 +4,6 @@
 
 #include "warp/warp_task.h"
 
-static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
-
-// Block rows of a frame's chroma. By default only those under whole pairs of the luma's block rows: the
-// last rows of chroma stay as they were.
-int32_t ChromaBlockRows(const MVS_Context *pCtx);
-
 // The map with the steps of a block.
 WarpMap BlockMap(const WarpMap *pMap);
 

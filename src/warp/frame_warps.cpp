@@ -15,9 +15,8 @@ void WarpByPixels(MVS_Context *pCtx, WarpKind eKind, WarpMap stMap, const uint8_
     const int32_t lPlanes = PlanesOfFrame(pCtx, eKind, pInFrame, pOutFrame, stPlanes);
     const WarpMap stChromaMap = ChromaMap(&stMap);
     WarpTask stTask = {};
-    AddPass(&stTask, WarpLumaRows, &stPlanes[0], &stMap, pCtx->lOutHeight);
-    for (int32_t i = 1; i < lPlanes; i++)
-        AddPass(&stTask, WarpNearestRows, &stPlanes[i], &stChromaMap, OutChromaHeight(pCtx));
+    AddPass(&stTask, WarpLumaRows, &stPlanes[0], &stMap);
+    for (int32_t i = 1; i < lPlanes; i++) AddPass(&stTask, WarpNearestRows, &stPlanes[i], &stChromaMap);
     RunWarpTask(pCtx, &stTask, false);
 }
 
@@ -29,9 +28,8 @@ void WarpByBlocks(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame
     const WarpMap stMap = MapWithZoom(pCtx), stLumaMap = BlockMap(&stMap);
     const WarpMap stChromaMap = ChromaMap(&stLumaMap);
     WarpTask stTask = {};
-    AddPass(&stTask, WarpBlockRows, &stPlanes[0], &stLumaMap, BlockCount(pCtx->lOutHeight));
-    for (int32_t i = 1; i < lPlanes; i++)
-        AddPass(&stTask, WarpBlockRows, &stPlanes[i], &stChromaMap, ChromaBlockRows(pCtx));
+    AddPass(&stTask, WarpBlockRows, &stPlanes[0], &stLumaMap);
+    for (int32_t i = 1; i < lPlanes; i++) AddPass(&stTask, WarpBlockRows, &stPlanes[i], &stChromaMap);
     RunWarpTask(pCtx, &stTask, bWhole);
 }
 

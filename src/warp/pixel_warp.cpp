@@ -36,10 +36,10 @@ void Narrow(Span *pSpan, int64_t llStart, int64_t llStep, int64_t llLast) {
 Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const PixelPlane *pPlane) {
     const int64_t llEndRow = r + (int64_t)pMap->lS * lCount, llEndCol = c + (int64_t)pMap->lZ * lCount;
     if (llEndRow != Low32(llEndRow) || llEndCol != Low32(llEndCol)) return {0, 0};
-    Span st = {0, lCount};
-    Narrow(&st, r, pMap->lS, ((int64_t)pPlane->lLastRow << 10) - 1);
-    Narrow(&st, c, pMap->lZ, (int64_t)pPlane->lLastCol << 10);
-    return st;
+    Span stSpan = {0, lCount};
+    Narrow(&stSpan, r, pMap->lS, ((int64_t)pPlane->lLastRow << 10) - 1);
+    Narrow(&stSpan, c, pMap->lZ, (int64_t)pPlane->lLastCol << 10);
+    return stSpan;
 }
 
 bool KernelTakes(const WarpPlane *pPlane, const WarpMap *pMap) {

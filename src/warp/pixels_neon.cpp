@@ -22,13 +22,13 @@ inline Moves MovesOf(int32_t lStep) {
     return {vmulq_u16(vld1q_u16(kPixels), Words(lStep)), Words(8 * lStep)};
 }
 
-inline uint16x8_t Positions(int32_t lFirst, const Moves &st) {
-    return vaddq_u16(Words(lFirst), st.vPixels);
+inline uint16x8_t Positions(int32_t lFirst, const Moves &stMoves) {
+    return vaddq_u16(Words(lFirst), stMoves.vPixels);
 }
 
 // As quarters of a pixel in bytes.
-inline uint8x16_t Quarters(uint16x8_t v, const Moves &st) {
-    return vshrn_high_n_u16(vshrn_n_u16(v, 8), vaddq_u16(v, st.vEight), 8);
+inline uint8x16_t Quarters(uint16x8_t v, const Moves &stMoves) {
+    return vshrn_high_n_u16(vshrn_n_u16(v, 8), vaddq_u16(v, stMoves.vEight), 8);
 }
 
 inline uint8x16_t PixelIndex(uint8x16_t vQuarters) { return vshrq_n_u8(vQuarters, 2); }
@@ -46,14 +46,15 @@ inline Phase PhaseOf(uint8x16_t vQuarters) {
 }
 
 // Truncated quarters are nested means: 1 quarter is the mean of a and the mean of both.
-inline uint8x16_t Mix(uint8x16_t a, uint8x16_t b, const Phase &st) {
-    return vhaddq_u8(vbslq_u8(st.vOdd, vhaddq_u8(a, b), a), vbslq_u8(st.vUpper, b, a));
+inline uint8x16_t Mix(uint8x16_t a, uint8x16_t b, const Phase &stPhase) {
+    return vhaddq_u8(vbslq_u8(stPhase.vOdd, vhaddq_u8(a, b), a), vbslq_u8(stPhase.vUpper, b, a));
 }
 
 // The pixels of a step between the columns of one row.
-template <bool kZoom> inline uint8x16_t Line(const uint8_t *p, uint8x16_t vIndex, const Phase &st) {
+template <bool kZoom>
+inline uint8x16_t Line(const uint8_t *p, uint8x16_t vIndex, const Phase &stPhase) {
     const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 1);
-    return kZoom ? Mix(vqtbl1q_u8(a, vIndex), vqtbl1q_u8(b, vIndex), st) : Mix(a, b, st);
+    return kZoom ? Mix(vqtbl1q_u8(a, vIndex), vqtbl1q_u8(b, vIndex), stPhase) : Mix(a, b, stPhase);
 }
 
 template <bool kZoom>
@@ -65,19 +66,19 @@ void Luma(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32
     Phase stPhase = PhaseOf(vdupq_n_u8(lC >> 8 & 3));
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
-        const uint8_t *p = st.pTop + (c >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
+        const uint8_t *p = stRows.pTop + (c >> 10);
         PrefetchBelow(p, lStride);
         if (kZoom) {
             const uint8x16_t vQuarters = Quarters(Positions(c & 1023, stAcross), stAcross);
             vIndex = PixelIndex(vQuarters);
             stPhase = PhaseOf(vQuarters);
         }
-        const uint8x16_t vRows = Quarters(Positions(st.lOffset, stDown), stDown);
+        const uint8x16_t vRows = Quarters(Positions(stRows.lOffset, stDown), stDown);
         uint8x16_t vTop = Line<kZoom>(p, vIndex, stPhase);
         uint8x16_t vNext = Line<kZoom>(p + lStride, vIndex, stPhase);
         uint8x16_t vBelow = vNext;
-        for (int32_t i = 1; i <= st.lMore; i++) {
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
             const uint8x16_t vReached = vcgeq_u8(vRows, vdupq_n_u8((uint8_t)(4 * i)));
             vTop = vbslq_u8(vReached, vNext, vTop);
             vNext = Line<kZoom>(p + (i + 1) * lStride, vIndex, stPhase);
@@ -99,15 +100,15 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
     const Moves stDown = MovesOf(lS), stAcross = MovesOf(lZ);
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
-        const uint8_t *p = st.pTop + kBytes * (c >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
+        const uint8_t *p = stRows.pTop + kBytes * (c >> 10);
         PrefetchBelow(p, lStride);
         const uint16x8_t vColumns = Positions(c & 1023, stAcross);
         const uint8x16_t vIndex =
             kBytes == 1 ? PixelIndex(Quarters(vColumns, stAcross)) : PairIndex(vColumns);
         uint8x16_t v = vqtbl1q_u8(vld1q_u8(p), vIndex);
-        for (int32_t i = 1; i <= st.lMore; i++) {
-            const uint16x8_t vRows = Positions(st.lOffset, stDown);
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
+            const uint16x8_t vRows = Positions(stRows.lOffset, stDown);
             const uint8x16_t vReached =
                 kBytes == 1 ? vcgeq_u8(Quarters(vRows, stDown), vdupq_n_u8((uint8_t)(4 * i)))
                             : vreinterpretq_u8_u16(vcgeq_u16(vRows, Words(1024 * i)));

@@ -39,17 +39,17 @@ QEL_AVX2 inline Moves256 MovesOf256(int32_t lStep, int32_t lLane) {
             _mm256_inserti128_si256(_mm256_setzero_si256(), vHigh, 1), Words256(8 * lStep)};
 }
 
-QEL_AVX2 inline __m256i Rows256(int32_t lOffset, const Moves256 &st) {
-    return _mm256_add_epi16(_mm256_add_epi16(Words256(lOffset), st.vLanes), st.vPixels);
+QEL_AVX2 inline __m256i Rows256(int32_t lOffset, const Moves256 &stMoves) {
+    return _mm256_add_epi16(_mm256_add_epi16(Words256(lOffset), stMoves.vLanes), stMoves.vPixels);
 }
-QEL_AVX2 inline __m256i Columns256(int32_t c, const Moves256 &st) {
-    const __m256i v = _mm256_and_si256(_mm256_add_epi16(Words256(c), st.vLanes), Words256(1023));
-    return _mm256_add_epi16(v, st.vPixels);
+QEL_AVX2 inline __m256i Columns256(int32_t c, const Moves256 &stMoves) {
+    const __m256i v = _mm256_and_si256(_mm256_add_epi16(Words256(c), stMoves.vLanes), Words256(1023));
+    return _mm256_add_epi16(v, stMoves.vPixels);
 }
 
 // As quarters of a pixel in bytes, 16 a lane.
-QEL_AVX2 inline __m256i Quarters256(__m256i v, const Moves256 &st) {
-    const __m256i vNext = _mm256_add_epi16(v, st.vEight);
+QEL_AVX2 inline __m256i Quarters256(__m256i v, const Moves256 &stMoves) {
+    const __m256i vNext = _mm256_add_epi16(v, stMoves.vEight);
     return _mm256_packus_epi16(_mm256_srli_epi16(v, 8), _mm256_srli_epi16(vNext, 8));
 }
 
@@ -72,21 +72,21 @@ QEL_AVX2 inline Weights256 WeightsOf256(__m256i vQuarters) {
     return {_mm256_unpacklo_epi8(v, f), _mm256_unpackhi_epi8(v, f)};
 }
 
-QEL_AVX2 inline __m256i Mix256(__m256i a, __m256i b, const Weights256 &st) {
-    const __m256i vLow = _mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), st.vLow);
-    const __m256i vHigh = _mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), st.vHigh);
+QEL_AVX2 inline __m256i Mix256(__m256i a, __m256i b, const Weights256 &stWeights) {
+    const __m256i vLow = _mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), stWeights.vLow);
+    const __m256i vHigh = _mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), stWeights.vHigh);
     return _mm256_packus_epi16(_mm256_srli_epi16(vLow, 2), _mm256_srli_epi16(vHigh, 2));
 }
 
 template <bool kZoom>
 QEL_AVX2 inline __m256i Line256(const uint8_t *pLow, const uint8_t *pHigh, __m256i vIndex,
-                                const Weights256 &st) {
+                                const Weights256 &stWeights) {
     __m256i a = Load256(pLow, pHigh), b = Load256(pLow + 1, pHigh + 1);
     if (kZoom) {
         a = _mm256_shuffle_epi8(a, vIndex);
         b = _mm256_shuffle_epi8(b, vIndex);
     }
-    return Mix256(a, b, st);
+    return Mix256(a, b, stWeights);
 }
 
 template <bool kZoom>
@@ -98,19 +98,19 @@ QEL_AVX2 void Luma256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32
     Weights256 stWeights = WeightsOf256(Bytes256(lC >> 8 & 3));
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 32);
-        const uint8_t *pLow = st.pTop + (c >> 10), *pHigh = st.pTop + ((c + 16 * lZ) >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, 32);
+        const uint8_t *pLow = stRows.pTop + (c >> 10), *pHigh = stRows.pTop + ((c + 16 * lZ) >> 10);
         PrefetchBelow(pLow, lStride);
         if (kZoom) {
             const __m256i vQuarters = Quarters256(Columns256(c, stAcross), stAcross);
             vIndex = PixelIndex256(vQuarters);
             stWeights = WeightsOf256(vQuarters);
         }
-        const __m256i vRows = Quarters256(Rows256(st.lOffset, stDown), stDown);
+        const __m256i vRows = Quarters256(Rows256(stRows.lOffset, stDown), stDown);
         __m256i vTop = Line256<kZoom>(pLow, pHigh, vIndex, stWeights);
         __m256i vNext = Line256<kZoom>(pLow + lStride, pHigh + lStride, vIndex, stWeights);
         __m256i vBelow = vNext;
-        for (int32_t i = 1; i <= st.lMore; i++) {
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
             const ptrdiff_t lNext = (i + 1) * lStride;
             const __m256i vReached = _mm256_cmpgt_epi8(vRows, Bytes256(4 * i - 1));
             vTop = _mm256_blendv_epi8(vTop, vNext, vReached);
@@ -133,16 +133,16 @@ QEL_AVX2 void Nearest256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
     const Moves256 stDown = MovesOf256(lS, lLane), stAcross = MovesOf256(lZ, lLane);
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 2 * lLane);
-        const uint8_t *pLow = st.pTop + kBytes * (c >> 10);
-        const uint8_t *pHigh = st.pTop + kBytes * ((c + lLane * lZ) >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, 2 * lLane);
+        const uint8_t *pLow = stRows.pTop + kBytes * (c >> 10);
+        const uint8_t *pHigh = stRows.pTop + kBytes * ((c + lLane * lZ) >> 10);
         PrefetchBelow(pLow, lStride);
         const __m256i vColumns = Columns256(c, stAcross);
         const __m256i vIndex =
             kBytes == 1 ? PixelIndex256(Quarters256(vColumns, stAcross)) : PairIndex256(vColumns);
         __m256i v = _mm256_shuffle_epi8(Load256(pLow, pHigh), vIndex);
-        for (int32_t i = 1; i <= st.lMore; i++) {
-            const __m256i vRows = Rows256(st.lOffset, stDown);
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
+            const __m256i vRows = Rows256(stRows.lOffset, stDown);
             const __m256i vReached =
                 kBytes == 1 ? _mm256_cmpgt_epi8(Quarters256(vRows, stDown), Bytes256(4 * i - 1))
                             : _mm256_cmpgt_epi16(vRows, Words256(1024 * i - 1));
@@ -176,12 +176,12 @@ QEL_SSSE3 inline Moves128 MovesOf128(int32_t lStep) {
             Words128(8 * lStep)};
 }
 
-QEL_SSSE3 inline __m128i Positions128(int32_t lFirst, const Moves128 &st) {
-    return _mm_add_epi16(Words128(lFirst), st.vPixels);
+QEL_SSSE3 inline __m128i Positions128(int32_t lFirst, const Moves128 &stMoves) {
+    return _mm_add_epi16(Words128(lFirst), stMoves.vPixels);
 }
 
-QEL_SSSE3 inline __m128i Quarters128(__m128i v, const Moves128 &st) {
-    return _mm_packus_epi16(_mm_srli_epi16(v, 8), _mm_srli_epi16(_mm_add_epi16(v, st.vEight), 8));
+QEL_SSSE3 inline __m128i Quarters128(__m128i v, const Moves128 &stMoves) {
+    return _mm_packus_epi16(_mm_srli_epi16(v, 8), _mm_srli_epi16(_mm_add_epi16(v, stMoves.vEight), 8));
 }
 
 QEL_SSSE3 inline __m128i PixelIndex128(__m128i vQuarters) {
@@ -201,20 +201,20 @@ QEL_SSSE3 inline Weights128 WeightsOf128(__m128i vQuarters) {
     return {_mm_unpacklo_epi8(v, f), _mm_unpackhi_epi8(v, f)};
 }
 
-QEL_SSSE3 inline __m128i Mix128(__m128i a, __m128i b, const Weights128 &st) {
-    const __m128i vLow = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), st.vLow);
-    const __m128i vHigh = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), st.vHigh);
+QEL_SSSE3 inline __m128i Mix128(__m128i a, __m128i b, const Weights128 &stWeights) {
+    const __m128i vLow = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), stWeights.vLow);
+    const __m128i vHigh = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), stWeights.vHigh);
     return _mm_packus_epi16(_mm_srli_epi16(vLow, 2), _mm_srli_epi16(vHigh, 2));
 }
 
 template <bool kZoom>
-QEL_SSSE3 inline __m128i Line128(const uint8_t *p, __m128i vIndex, const Weights128 &st) {
+QEL_SSSE3 inline __m128i Line128(const uint8_t *p, __m128i vIndex, const Weights128 &stWeights) {
     __m128i a = Load128(p), b = Load128(p + 1);
     if (kZoom) {
         a = _mm_shuffle_epi8(a, vIndex);
         b = _mm_shuffle_epi8(b, vIndex);
     }
-    return Mix128(a, b, st);
+    return Mix128(a, b, stWeights);
 }
 
 template <bool kZoom>
@@ -226,19 +226,19 @@ QEL_SSSE3 void Luma128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int3
     Weights128 stWeights = WeightsOf128(Bytes128(lC >> 8 & 3));
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
-        const uint8_t *p = st.pTop + (c >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, 16);
+        const uint8_t *p = stRows.pTop + (c >> 10);
         PrefetchBelow(p, lStride);
         if (kZoom) {
             const __m128i vQuarters = Quarters128(Positions128(c & 1023, stAcross), stAcross);
             vIndex = PixelIndex128(vQuarters);
             stWeights = WeightsOf128(vQuarters);
         }
-        const __m128i vRows = Quarters128(Positions128(st.lOffset, stDown), stDown);
+        const __m128i vRows = Quarters128(Positions128(stRows.lOffset, stDown), stDown);
         __m128i vTop = Line128<kZoom>(p, vIndex, stWeights);
         __m128i vNext = Line128<kZoom>(p + lStride, vIndex, stWeights);
         __m128i vBelow = vNext;
-        for (int32_t i = 1; i <= st.lMore; i++) {
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
             const __m128i vReached = _mm_cmpgt_epi8(vRows, Bytes128(4 * i - 1));
             vTop = Select128(vTop, vNext, vReached);
             vNext = Line128<kZoom>(p + (i + 1) * lStride, vIndex, stWeights);
@@ -259,15 +259,15 @@ QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
     const Moves128 stDown = MovesOf128(lS), stAcross = MovesOf128(lZ);
     for (int32_t x = lFirst;;) {
         const int32_t c = At(lC, lZ, x);
-        const PixelRows st = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
-        const uint8_t *p = st.pTop + kBytes * (c >> 10);
+        const PixelRows stRows = PixelRowsOf(pPlane, At(lR, lS, x), lS, lLane);
+        const uint8_t *p = stRows.pTop + kBytes * (c >> 10);
         PrefetchBelow(p, lStride);
         const __m128i vColumns = Positions128(c & 1023, stAcross);
         const __m128i vIndex =
             kBytes == 1 ? PixelIndex128(Quarters128(vColumns, stAcross)) : PairIndex128(vColumns);
         __m128i v = _mm_shuffle_epi8(Load128(p), vIndex);
-        for (int32_t i = 1; i <= st.lMore; i++) {
-            const __m128i vRows = Positions128(st.lOffset, stDown);
+        for (int32_t i = 1; i <= stRows.lMore; i++) {
+            const __m128i vRows = Positions128(stRows.lOffset, stDown);
             const __m128i vReached =
                 kBytes == 1 ? _mm_cmpgt_epi8(Quarters128(vRows, stDown), Bytes128(4 * i - 1))
                             : _mm_cmpgt_epi16(vRows, Words128(1024 * i - 1));

@@ -40,8 +40,9 @@ Chroma ChromaOf(const MVS_Context *pCtx, WarpKind eKind) {
 
 WarpPlane ChromaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
     const int32_t lInWidth = InChromaWidth(pCtx), lOutWidth = OutChromaWidth(pCtx);
-    return {pIn,      pOut,      lInWidth, InChromaHeight(pCtx), lOutWidth, OutChromaHeight(pCtx),
-            lInWidth, lOutWidth, 1};
+    const int32_t lOutHeight = OutChromaHeight(pCtx);
+    return {pIn,       pOut, lInWidth,  InChromaHeight(pCtx), lOutWidth, lOutHeight, lInWidth,
+            lOutWidth, 1,    lOutHeight};
 }
 
 // Two planes, or none where one is missing.
@@ -64,11 +65,39 @@ int32_t FramePlanes(const MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU
                      pOutU + (pCtx->lOutLumaSize >> 2), pPlanes);
 }
 
+// Chroma planes of a frame; returns their number.
+int32_t ChromaOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
+                      WarpPlane *pPlanes) {
+    const uint8_t *pIn = pInFrame + pCtx->lInLumaSize;
+    uint8_t *pOut = pOutFrame + pCtx->lOutLumaSize;
+    if (pCtx->pInPairs) {
+        pPlanes[0] = PairPlane(pCtx, pCtx->pInPairs, pCtx->pOutPairs);
+        return 1;
+    }
+    switch (ChromaOf(pCtx, eKind)) {
+    case kPlanar:
+        return FramePlanes(pCtx, pIn, pOut, pPlanes);
+    case kScratch:
+        return ScratchPlanes(pCtx, pPlanes);
+    case kBehind:
+        if (!pCtx->pCurFrame || !pCtx->pOutFrame) return 0;
+        pPlanes[0] =
+            PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
+        return 1;
+    case kPassed:
+        pPlanes[0] = PairPlane(pCtx, pIn, pOut);
+        return 1;
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
 WarpPlane LumaPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
     const int32_t lInWidth = pCtx->lInWidth, lOutWidth = pCtx->lOutWidth;
-    return {pIn, pOut, lInWidth, pCtx->lInHeight, lOutWidth, pCtx->lOutHeight, lInWidth, lOutWidth, 1};
+    return {pIn,      pOut,      lInWidth, pCtx->lInHeight, lOutWidth, pCtx->lOutHeight,
+            lInWidth, lOutWidth, 1,        pCtx->lOutHeight};
 }
 
 WarpPlane PairPlane(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
@@ -86,29 +115,17 @@ int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, War
 
 int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
                       WarpPlane *pPlanes) {
-    const uint8_t *pIn = pInFrame + pCtx->lInLumaSize;
-    uint8_t *pOut = pOutFrame + pCtx->lOutLumaSize;
     pPlanes[0] = LumaPlane(pCtx, pInFrame, pOutFrame);
-    if (pCtx->pInPairs) {
-        pPlanes[1] = PairPlane(pCtx, pCtx->pInPairs, pCtx->pOutPairs);
-        return 2;
+    const int32_t lPlanes = 1 + ChromaOfFrame(pCtx, eKind, pInFrame, pOutFrame, pPlanes + 1);
+    if (eKind == kBlocks || eKind == kBlocksInPart) {
+        pPlanes[0].lRows = BlockCount(pCtx->lOutHeight);
+        for (int32_t i = 1; i < lPlanes; i++) pPlanes[i].lRows = ChromaBlockRows(pCtx);
     }
-    switch (ChromaOf(pCtx, eKind)) {
-    case kPlanar:
-        return 1 + FramePlanes(pCtx, pIn, pOut, pPlanes + 1);
-    case kScratch:
-        return 1 + ScratchPlanes(pCtx, pPlanes + 1);
-    case kBehind:
-        if (!pCtx->pCurFrame || !pCtx->pOutFrame) return 1;
-        pPlanes[1] =
-            PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
-        return 2;
-    case kPassed:
-        pPlanes[1] = PairPlane(pCtx, pIn, pOut);
-        return 2;
-    default:
-        return 1;
-    }
+    return lPlanes;
+}
+
+int32_t ChromaBlockRows(const MVS_Context *pCtx) {
+    return pCtx->bFullChroma ? BlockCount(OutChromaHeight(pCtx)) : pCtx->lOutHeight >> 3;
 }
 
 void EnsureScratch(MVS_Context *pCtx) {

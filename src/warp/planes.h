@@ -13,6 +13,7 @@ struct WarpPlane {
     int32_t lOutWidth, lOutHeight;
     int32_t lInStride, lOutStride;
     int32_t lSampleBytes;
+    int32_t lRows; // rows that the warp covers: of samples, or of 4x4 blocks
 };
 
 enum WarpKind {
@@ -28,6 +29,13 @@ enum WarpKind {
 // Fills in the planes that a warp of this kind moves, luma first; returns their number.
 int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
                       WarpPlane *pPlanes);
+
+// Block rows of a height, the last one in part.
+static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
+
+// Block rows of a frame's chroma. By default only those under whole pairs of the luma's block rows: the
+// last rows of chroma stay as they were.
+int32_t ChromaBlockRows(const MVS_Context *pCtx);
 
 // Pairs that a frame call gives can be warped as they are. False where only the way through the scratch
 // planes leaves the rows grey that the warp does not cover.

@@ -22,7 +22,8 @@ void AddCrop(WarpTask *pTask, WarpPlane stPlane, int32_t lRow, int32_t lCol, int
     stPlane.lOutWidth = lOutWidth;
     stPlane.pIn += (ptrdiff_t)lRow * stPlane.lInStride + (ptrdiff_t)lCol * stPlane.lSampleBytes;
     const WarpMap stNone = {};
-    AddPass(pTask, CopyPlaneRows, &stPlane, &stNone, lRows);
+    stPlane.lRows = lRows;
+    AddPass(pTask, CopyPlaneRows, &stPlane, &stNone);
 }
 
 } // namespace

@@ -10,18 +10,18 @@ constexpr int32_t kBlockQuarters = 14;          // to the next block
 
 // Taps of 16 output bytes, lSampleBytes bytes a sample.
 constexpr StripTaps TapsOf(int32_t lPhase, int32_t lSampleBytes) {
-    StripTaps st = {};
+    StripTaps stTaps = {};
     for (int32_t k = 0; k < QEL_STEP_OUT; k++) {
         const int32_t lSample = k / lSampleBytes, lComponent = k % lSampleBytes;
         const int32_t q = lPhase + kBlockQuarters * (lSample / 4) + kQuarters[lSample % 4];
         const int32_t lFirst = q / 4 * lSampleBytes + lComponent;
         const int32_t lFraction = q % 4;
-        st.lIndex[2 * k] = (uint8_t)lFirst;
-        st.lIndex[2 * k + 1] = (uint8_t)(lFraction ? lFirst + lSampleBytes : lFirst);
-        st.lWeight[2 * k] = (int8_t)(4 - lFraction);
-        st.lWeight[2 * k + 1] = (int8_t)lFraction;
+        stTaps.lIndex[2 * k] = (uint8_t)lFirst;
+        stTaps.lIndex[2 * k + 1] = (uint8_t)(lFraction ? lFirst + lSampleBytes : lFirst);
+        stTaps.lWeight[2 * k] = (int8_t)(4 - lFraction);
+        stTaps.lWeight[2 * k + 1] = (int8_t)lFraction;
     }
-    return st;
+    return stTaps;
 }
 
 } // namespace

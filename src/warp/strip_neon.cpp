@@ -16,10 +16,10 @@ struct Words {
     uint16x8_t v[2];
 };
 
-inline Words RowOf(const uint8_t *pSrc, const Taps &st) {
+inline Words RowOf(const uint8_t *pSrc, const Taps &stTaps) {
     const uint8x16_t v = vld1q_u8(pSrc);
-    const uint8x16_t v0 = vqtbl1q_u8(v, st.vIndex.val[0]), v1 = vqtbl1q_u8(v, st.vIndex.val[1]);
-    const uint8x16_t w0 = st.vWeight.val[0], w1 = st.vWeight.val[1];
+    const uint8x16_t v0 = vqtbl1q_u8(v, stTaps.vIndex.val[0]), v1 = vqtbl1q_u8(v, stTaps.vIndex.val[1]);
+    const uint8x16_t w0 = stTaps.vWeight.val[0], w1 = stTaps.vWeight.val[1];
     return {{vmlal_u8(vmull_u8(vget_low_u8(v0), vget_low_u8(w0)), vget_low_u8(v1), vget_low_u8(w1)),
              vmlal_high_u8(vmull_high_u8(v0, w0), v1, w1)}};
 }
@@ -41,14 +41,14 @@ template <int32_t A, int32_t I> inline void OutRow(uint8_t *pDst, const Words *p
 template <int32_t A>
 void Strip(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
            int32_t lSteps) {
-    const Taps st = {vld2q_u8(pTaps->lIndex), vld2q_u8((const uint8_t *)pTaps->lWeight)};
+    const Taps stTaps = {vld2q_u8(pTaps->lIndex), vld2q_u8((const uint8_t *)pTaps->lWeight)};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
         Words stRows[5];
-        stRows[0] = RowOf(pSrc, st);
-        stRows[1] = RowOf(pSrc + lStride, st);
-        stRows[2] = RowOf(pSrc + 2 * lStride, st);
-        stRows[3] = RowOf(pSrc + 3 * lStride, st);
-        stRows[4] = A == 3 ? RowOf(pSrc + 4 * lStride, st) : stRows[3];
+        stRows[0] = RowOf(pSrc, stTaps);
+        stRows[1] = RowOf(pSrc + lStride, stTaps);
+        stRows[2] = RowOf(pSrc + 2 * lStride, stTaps);
+        stRows[3] = RowOf(pSrc + 3 * lStride, stTaps);
+        stRows[4] = A == 3 ? RowOf(pSrc + 4 * lStride, stTaps) : stRows[3];
         OutRow<A, 0>(pDst, stRows);
         OutRow<A, 1>(pDst + lStride, stRows);
         OutRow<A, 2>(pDst + 2 * lStride, stRows);

@@ -24,9 +24,9 @@ struct Taps256 {
     __m256i vIndex, vWeight;
 };
 
-QEL_AVX2 inline __m256i Row256(const uint8_t *pSrc, const Taps256 &st) {
+QEL_AVX2 inline __m256i Row256(const uint8_t *pSrc, const Taps256 &stTaps) {
     const __m256i v = _mm256_broadcastsi128_si256(_mm_loadu_si128((const __m128i *)pSrc));
-    return _mm256_maddubs_epi16(_mm256_shuffle_epi8(v, st.vIndex), st.vWeight);
+    return _mm256_maddubs_epi16(_mm256_shuffle_epi8(v, stTaps.vIndex), stTaps.vWeight);
 }
 
 template <int32_t F> QEL_AVX2 inline __m256i Mix256(__m256i vTop, __m256i vBottom) {
@@ -51,16 +51,16 @@ QEL_AVX2 inline void Store256(uint8_t *pDst, ptrdiff_t lStride, __m256i vFirst, 
 template <int32_t A>
 QEL_AVX2 void Strip256(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
                        int32_t lSteps) {
-    const Taps256 st = {_mm256_load_si256((const __m256i *)pTaps->lIndex),
-                        _mm256_load_si256((const __m256i *)pTaps->lWeight)};
+    const Taps256 stTaps = {_mm256_load_si256((const __m256i *)pTaps->lIndex),
+                            _mm256_load_si256((const __m256i *)pTaps->lWeight)};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
         PrefetchBelow(pSrc, lStride);
         __m256i vRows[5];
-        vRows[0] = Row256(pSrc, st);
-        vRows[1] = Row256(pSrc + lStride, st);
-        vRows[2] = Row256(pSrc + 2 * lStride, st);
-        vRows[3] = Row256(pSrc + 3 * lStride, st);
-        vRows[4] = A == 3 ? Row256(pSrc + 4 * lStride, st) : vRows[3];
+        vRows[0] = Row256(pSrc, stTaps);
+        vRows[1] = Row256(pSrc + lStride, stTaps);
+        vRows[2] = Row256(pSrc + 2 * lStride, stTaps);
+        vRows[3] = Row256(pSrc + 3 * lStride, stTaps);
+        vRows[4] = A == 3 ? Row256(pSrc + 4 * lStride, stTaps) : vRows[3];
         Store256(pDst, lStride, OutRow256<A, 0>(vRows), OutRow256<A, 1>(vRows));
         Store256(pDst + 2 * lStride, lStride, OutRow256<A, 2>(vRows), OutRow256<A, 3>(vRows));
     }
@@ -76,10 +76,10 @@ struct Words {
     __m128i v[2];
 };
 
-QEL_SSSE3 inline Words Row128(const uint8_t *pSrc, const Taps128 &st) {
+QEL_SSSE3 inline Words Row128(const uint8_t *pSrc, const Taps128 &stTaps) {
     const __m128i v = _mm_loadu_si128((const __m128i *)pSrc);
-    return {{_mm_maddubs_epi16(_mm_shuffle_epi8(v, st.vIndex[0]), st.vWeight[0]),
-             _mm_maddubs_epi16(_mm_shuffle_epi8(v, st.vIndex[1]), st.vWeight[1])}};
+    return {{_mm_maddubs_epi16(_mm_shuffle_epi8(v, stTaps.vIndex[0]), stTaps.vWeight[0]),
+             _mm_maddubs_epi16(_mm_shuffle_epi8(v, stTaps.vIndex[1]), stTaps.vWeight[1])}};
 }
 
 template <int32_t F> QEL_SSSE3 inline __m128i Mix128(__m128i vTop, __m128i vBottom) {
@@ -101,16 +101,16 @@ template <int32_t A>
 QEL_SSSE3 void Strip128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, const StripTaps *pTaps,
                         int32_t lSteps) {
     const __m128i *pIndex = (const __m128i *)pTaps->lIndex, *pWeight = (const __m128i *)pTaps->lWeight;
-    const Taps128 st = {{_mm_load_si128(pIndex), _mm_load_si128(pIndex + 1)},
-                        {_mm_load_si128(pWeight), _mm_load_si128(pWeight + 1)}};
+    const Taps128 stTaps = {{_mm_load_si128(pIndex), _mm_load_si128(pIndex + 1)},
+                            {_mm_load_si128(pWeight), _mm_load_si128(pWeight + 1)}};
     for (int32_t i = 0; i < lSteps; i++, pSrc += QEL_STEP_IN, pDst += QEL_STEP_OUT) {
         PrefetchBelow(pSrc, lStride);
         Words stRows[5];
-        stRows[0] = Row128(pSrc, st);
-        stRows[1] = Row128(pSrc + lStride, st);
-        stRows[2] = Row128(pSrc + 2 * lStride, st);
-        stRows[3] = Row128(pSrc + 3 * lStride, st);
-        stRows[4] = A == 3 ? Row128(pSrc + 4 * lStride, st) : stRows[3];
+        stRows[0] = Row128(pSrc, stTaps);
+        stRows[1] = Row128(pSrc + lStride, stTaps);
+        stRows[2] = Row128(pSrc + 2 * lStride, stTaps);
+        stRows[3] = Row128(pSrc + 3 * lStride, stTaps);
+        stRows[4] = A == 3 ? Row128(pSrc + 4 * lStride, stTaps) : stRows[3];
         OutRow128<A, 0>(pDst, stRows);
         OutRow128<A, 1>(pDst + lStride, stRows);
         OutRow128<A, 2>(pDst + 2 * lStride, stRows);

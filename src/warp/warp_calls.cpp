@@ -8,12 +8,12 @@
 namespace {
 
 // One plane by blocks, shared out; the map's steps are those of a pixel.
-void WarpPlaneByBlocks(MVS_Context *pCtx, const WarpPlane *pPlane, WarpMap stMap, int32_t lRows,
-                       bool bNeedsLock) {
+void WarpPlaneByBlocks(MVS_Context *pCtx, WarpPlane stPlane, WarpMap stMap, int32_t lRows) {
     const WarpMap stBlockMap = BlockMap(&stMap);
     WarpTask stTask = {};
-    AddPass(&stTask, WarpBlockRows, pPlane, &stBlockMap, lRows);
-    RunWarpTask(pCtx, &stTask, bNeedsLock);
+    stPlane.lRows = lRows;
+    AddPass(&stTask, WarpBlockRows, &stPlane, &stBlockMap);
+    RunWarpTask(pCtx, &stTask, true);
 }
 
 } // namespace
@@ -53,7 +53,7 @@ void StabC2_RotationF0(MVS_Context *pCtx, int32_t lR0, int32_t lC0, int32_t lZ, 
 void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
                              int32_t lC0, int32_t lZ, int32_t lS) {
     const WarpPlane stPlane = LumaPlane(pCtx, pInLuma, pOutLuma);
-    WarpPlaneByBlocks(pCtx, &stPlane, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 2, true);
+    WarpPlaneByBlocks(pCtx, stPlane, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 2);
 }
 
 // NV21 takes the context's frames, whatever is passed.
@@ -65,7 +65,7 @@ void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8
         pOutChroma = pCtx->pOutFrame + pCtx->lOutLumaSize;
     }
     const WarpPlane stPlane = PairPlane(pCtx, pInChroma, pOutChroma);
-    WarpPlaneByBlocks(pCtx, &stPlane, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 3, true);
+    WarpPlaneByBlocks(pCtx, stPlane, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 3);
 }
 
 void *thread_StabY_Rotation_4x4_7to8(void *pJob) { return WarpBands(pJob); }

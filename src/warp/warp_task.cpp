@@ -23,9 +23,8 @@ int32_t BandStart(const WarpTask *pTask, int32_t lBand, int32_t lRows) {
 
 } // namespace
 
-void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap,
-             int32_t lRows) {
-    pTask->stPass[pTask->lPasses++] = {pWarpRows, *pPlane, *pMap, lRows};
+void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap) {
+    pTask->stPass[pTask->lPasses++] = {pWarpRows, *pPlane, *pMap};
 }
 
 void *WarpBands(void *pArgument) {
@@ -36,8 +35,8 @@ void *WarpBands(void *pArgument) {
         for (int32_t i = 0; i < pTask->lPasses; i++) {
             const WarpPass *pPass = &pTask->stPass[i];
             pPass->pWarpRows(pTask->pKernels, &pPass->stPlane, &pPass->stMap,
-                             BandStart(pTask, lBand, pPass->lRows),
-                             BandStart(pTask, lBand + 1, pPass->lRows));
+                             BandStart(pTask, lBand, pPass->stPlane.lRows),
+                             BandStart(pTask, lBand + 1, pPass->stPlane.lRows));
         }
     }
 }

@@ -14,7 +14,6 @@ struct WarpPass {
     RowWarp pWarpRows;
     WarpPlane stPlane;
     WarpMap stMap;
-    int32_t lRows;
 };
 
 struct WarpTask {
@@ -26,8 +25,7 @@ struct WarpTask {
     int32_t lBands;
 };
 
-void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap,
-             int32_t lRows);
+void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap);
 
 // Runs the passes side by side, a band of the picture at a time: no thread waits for others between two
 // planes. In a frame the lock is the handle's. Outside of one the call makes its own; where that fails,
