@@ -22,17 +22,17 @@ uint32_t PairBytes(const MVS_Context *pCtx) {
 struct CopyTask {
     const uint8_t *pFrom;
     uint8_t *pTo;
-    void *pEvent; // lock of lNext
-    int32_t lNext, lSize;
+    void *pEvent;         // lock of lEnd
+    int32_t lFirst, lEnd; // of what is left
 };
 
 void *CopyPieces(void *pArgument) {
     CopyTask *pTask = (CopyTask *)pArgument;
     for (;;) {
         zekMEventWait(pTask->pEvent, -1);
-        const int32_t lFirst = pTask->lNext;
-        const int32_t lBytes = Min32(pTask->lSize - lFirst, kPiece);
-        pTask->lNext = lFirst + lBytes;
+        const int32_t lBytes = Min32(pTask->lEnd - pTask->lFirst, kPiece);
+        const int32_t lFirst = pTask->lEnd - lBytes;
+        pTask->lEnd = lFirst;
         zekMEventSignal(pTask->pEvent);
         if (lBytes < 1) return nullptr;
         MMemCpy(pTask->pTo + lFirst, pTask->pFrom + lFirst, (uint32_t)lBytes);
@@ -67,9 +67,10 @@ void KeepFrame(MVS_Context *pCtx, bool bInPlace) {
     // The luma is what is compared; planar frames keep their chroma behind it.
     const int32_t lSize =
         IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
-    const int32_t lShared = lSize - lSize / 8;
-    CopyTask stTask = {pCtx->pCurFrame, pCtx->pPrevFrame, pCtx->pEvent, 0, lShared};
+    // From the end: what the warp has read last is still in the cache.
+    const int32_t lRest = lSize / 8;
+    CopyTask stTask = {pCtx->pCurFrame, pCtx->pPrevFrame, pCtx->pEvent, lRest, lSize};
     RunFrameTask(pCtx, CopyPieces, &stTask);
     EndWorkers(pCtx->pWorkers); // while this thread copies the rest
-    MMemCpy(pCtx->pPrevFrame + lShared, pCtx->pCurFrame + lShared, (uint32_t)(lSize - lShared));
+    MMemCpy(pCtx->pPrevFrame, pCtx->pCurFrame, (uint32_t)lRest);
 }
