@@ -21,9 +21,10 @@ struct Motion {
     uint32_t sceneSeed = 1;
 };
 
-// NV21 frames. They serve as I420 too: the luma is the same, and what bytes the chroma holds costs nothing.
+// NV21 frames. They serve as I420 too: the luma is the same, and what bytes the chroma holds costs
+// nothing.
 class Clip {
-public:
+  public:
     static const int kFrames = 30; // at 1920x1080 three times a cache of 32 MB
 
     Clip(Size size, const Motion &motion, int frames = kFrames);
@@ -33,20 +34,20 @@ public:
     const std::vector<uint8_t> &Bytes() const { return mBytes; }
     const uint8_t *Frame(int i) const { return mBytes.data() + (size_t)(i % mFrames) * mFrameSize; }
 
-private:
+  private:
     int mFrames;
     size_t mFrameSize;
     std::vector<uint8_t> mBytes;
 };
 
-// Where results go, in turn: a camera has a queue of buffers, and the one that it hands out has left the cache
-// at large sizes.
+// Where results go, in turn: a camera has a queue of buffers, and the one that it hands out has left
+// the cache at large sizes.
 class Outputs {
-public:
+  public:
     explicit Outputs(size_t bytes) : mBytes(bytes), mMemory(bytes * kBuffers) {}
     uint8_t *At(int i) { return mMemory.data() + (size_t)(i % kBuffers) * mBytes; }
 
-private:
+  private:
     static const int kBuffers = 8;
     size_t mBytes;
     std::vector<uint8_t> mMemory;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Keeps the calling thread on some of its cores while it lives. Threads that are created meanwhile inherit
-// them.
+// Keeps the calling thread on some of its cores while it lives. Threads that are created meanwhile
+// inherit them.
 #pragma once
 
 #include <sched.h>
 
 class OnCores {
-public:
+  public:
     explicit OnCores(int count) { // 0: all
         sched_getaffinity(0, sizeof(mBefore), &mBefore);
         if (count == 0) return;
@@ -21,6 +21,6 @@ public:
     }
     ~OnCores() { sched_setaffinity(0, sizeof(mBefore), &mBefore); }
 
-private:
+  private:
     cpu_set_t mBefore;
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Whole frames through the public calls. CPU time is that of the process: all participants of a frame.
+// Whole frames through the public calls. CPU time is that of the process: all threads of a frame.
 #include <benchmark/benchmark.h>
 
 #include <math.h>
@@ -8,7 +8,6 @@
 #include <algorithm>
 
 #include "handle.h"
-#include "one_participant.h"
 #include "sizes.h"
 
 namespace {
@@ -21,7 +20,7 @@ struct FrameCase {
     bool inPlace = false;
     bool fullChroma = false;
     CpuLevel highest = kCpuLevels;
-    bool oneParticipant = false;
+    bool oneThread = false;
 };
 
 void RunFrames(benchmark::State &state, const FrameCase &c) {
@@ -32,12 +31,12 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
         return;
     }
     QEL_MVS_SetFullChroma(handle.get(), c.fullChroma);
+    QEL_MVS_SetThreads(handle.get(), c.oneThread ? 1 : 0);
     Outputs out(std::max(c.in.Frame(), c.out.Frame()));
     const auto Frame = [&](int i) {
         QEL_MVS_StabilizeFrame(handle.get(), c.inPlace ? out.At(i) : clip.Frame(i), out.At(i));
     };
 
-    const OneParticipant alone(c.oneParticipant);
     int next = 0;
     double roll = 0, rollSum = 0; // of the compensation: what decides how the warp's blocks fall
     for (; next < clip.Frames(); next++) {
@@ -47,7 +46,6 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
         roll = std::max(roll, r);
         rollSum += r;
     }
-    const int threads = ThreadsStarted();
     for (auto _ : state) {
         if (c.inPlace) {
             state.PauseTiming();
@@ -58,7 +56,6 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
     }
     state.counters["roll_max_mrad"] = roll;
     state.counters["roll_mean_mrad"] = rollSum / clip.Frames();
-    state.counters["threads"] = (ThreadsStarted() - threads) / (double)state.iterations();
 }
 
 void Add(const std::string &name, const FrameCase &c) {
@@ -71,7 +68,7 @@ FrameCase Equal(Size size) {
     return c;
 }
 
-// Every size in both formats and both ways; with one participant: what the threads cost.
+// Every size in both formats and both ways; with one thread: what the threads cost.
 void AddSizes() {
     for (const NamedSize &named : kSizes) {
         for (const bool planar : {false, true})
@@ -84,8 +81,8 @@ void AddSizes() {
                     c);
             }
         FrameCase c = Equal(named.size);
-        c.oneParticipant = true;
-        Add(std::string(named.name) + "/nv21/one_participant", c);
+        c.oneThread = true;
+        Add(std::string(named.name) + "/nv21/one_thread", c);
     }
 }
 
@@ -98,7 +95,7 @@ void AddVariants() {
     for (const CpuLevel level : Levels()) {
         FrameCase c = Equal(k1080p);
         c.highest = level;
-        c.oneParticipant = true;
+        c.oneThread = true;
         Add(std::string("1080p/nv21/level_") + LevelName(level), c);
     }
     FrameCase full = Equal(k1080p);

@@ -6,6 +6,7 @@
 
 #include "clip.h"
 #include "context.h"
+#include "kernels.h"
 
 struct HandleDeleter {
     void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
@@ -24,12 +25,18 @@ inline Handle MakeHandle(Size in, Size out, int format = QEL_MVS_FORMAT_NV21, in
 
 inline const char *LevelName(CpuLevel level) {
     switch (level) {
-    case kCpuPortable: return "portable";
-    case kCpuSse2: return "sse2";
-    case kCpuSsse3: return "ssse3";
-    case kCpuAvx2: return "avx2";
-    case kCpuNeon: return "neon";
-    default: return "best";
+    case kCpuPortable:
+        return "portable";
+    case kCpuSse2:
+        return "sse2";
+    case kCpuSsse3:
+        return "ssse3";
+    case kCpuAvx2:
+        return "avx2";
+    case kCpuNeon:
+        return "neon";
+    default:
+        return "best";
     }
 }
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What bench/instructions.sh runs under callgrind: a few 1280x720 frames with one participant, as whole
+// What bench/instructions.sh runs under callgrind: a few 1280x720 frames with one thread, as whole
 // frames and stage by stage.
 //   quorvel-bench-instructions write FILE   makes the input (without callgrind: it takes the longest)
 //   quorvel-bench-instructions run FILE     the frames to be counted
 #include <stdio.h>
 #include <string.h>
 
-#include "one_participant.h"
 #include "stages.h"
 
 namespace {
@@ -24,7 +23,8 @@ int Write(const char *path) {
     const Clip clip(k720p, Motion(), kFrames);
     FILE *file = fopen(path, "wb");
     if (!file) return 1;
-    const bool written = fwrite(clip.Bytes().data(), 1, clip.Bytes().size(), file) == clip.Bytes().size();
+    const bool written =
+        fwrite(clip.Bytes().data(), 1, clip.Bytes().size(), file) == clip.Bytes().size();
     if (fclose(file) || !written) return 1;
     // The figures hold for these frames, this level of vector instructions and these tools only.
     printf("input %016llx\n", (unsigned long long)HashOf(clip.Bytes()));
@@ -53,9 +53,9 @@ int main(int argc, char **argv) {
     if (!read) return 1;
     const Clip clip(k720p, std::move(bytes));
 
-    const OneParticipant alone;
-    StagedFrames staged(k720p, k720p, clip, kCpuAvx2);
+    StagedFrames staged(k720p, k720p, clip, 1, kCpuAvx2);
     const Handle handle = MakeHandle(k720p, k720p, QEL_MVS_FORMAT_NV21, 3, kCpuAvx2);
+    QEL_MVS_SetThreads(handle.get(), 1);
     std::vector<uint8_t> out(k720p.Frame());
     QEL_MVS_StabilizeFrame(handle.get(), clip.Frame(0), out.data());
     for (int i = 1; i < kFrames; i++) {

@@ -3,7 +3,7 @@
 # Instructions of a 1280x720 frame, stage by stage, against the committed figures in instructions.txt.
 #   bench/instructions.sh            fails when a stage takes over 3 % more than its figure
 #   bench/instructions.sh --update   writes the figures anew
-# Counted by callgrind with one participant and AVX2 at most, so that machine and load do not matter. Another
+# Counted by callgrind with one thread and AVX2 at most, so that machine and load do not matter. Another
 # compiler or C library than the stated one makes other code: then nothing is compared, and a line says so.
 set -euo pipefail
 cd "$(dirname "$0")/.."

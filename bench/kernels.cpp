@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The kernels by themselves, on data in the cache, at each level of vector instructions.
+// The kernels by themselves, on data in the cache, one table of kernels after the other.
 #include <benchmark/benchmark.h>
 
 #include "handle.h"
-#include "motion/cost_table.h"
+#include "kernels.h"
+#include "motion/grid.h"
 #include "motion/motion.h"
-#include "quorvel/memory.h"
 #include "quorvel/pitch.h"
 #include "sizes.h"
 #include "warp/mapping_kernels.h"
 #include "warp/pixels.h"
-#include "warp/run_kernels.h"
+#include "warp/strip.h"
 
 namespace {
 
@@ -31,16 +31,18 @@ void MapBlocks(benchmark::State &state, const MappingKernel *kernels) {
     state.SetItemsProcessed(state.iterations() * 128);
 }
 
-// A whole row of luma blocks in one run, or in runs of one step as under a strong roll; items are steps.
-void Run(benchmark::State &state, RunKernel run, const RunTaps *taps, int steps) {
+// Rows of luma blocks as one strip, or as strips of one step as under a strong roll; items are steps.
+void Strips(benchmark::State &state, StripKernel kernel, int sampleBytes, int steps) {
     std::vector<uint8_t> out(4 * kStride);
     const uint8_t *in = Input();
     for (auto _ : state) {
-        for (int done = 0; done < 120; done += steps)
-            run(in + QEL_STEP_IN * done, out.data() + QEL_STEP_OUT * done, kStride, done & 3, taps, steps);
+        for (int rowPhase = 0; rowPhase < 4; rowPhase++)
+            for (int done = 0; done < 120; done += steps)
+                kernel(in + QEL_STEP_IN * done, out.data() + QEL_STEP_OUT * done, kStride, rowPhase, 1,
+                       sampleBytes, steps);
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * 120);
+    state.SetItemsProcessed(state.iterations() * 4 * 120);
 }
 
 // ---- per-pixel warp: a row inside the plane; items are pixels ----
@@ -58,29 +60,33 @@ void Pixels(benchmark::State &state, PixelKernel kernel, int zoom, int step) {
 
 // ---- costs ----
 
-// The search's grid of a 1080p frame; items are samples.
-void GridSad(benchmark::State &state, GlobalSad sad) {
-    const int range = 160, areaW = kStride - 2 * range, areaH = 1080 - 2 * range;
-    const int skip = areaW - 64 * GridGroups(areaW) + 2 * range + 9 * kStride;
-    const uint8_t *area = Input() + range * kStride + range;
-    uint8_t *samples = GetCurBuffer(area, areaW, areaH, skip, areaH / 10);
-    const uint8_t *previous = SharedClip(k1080p, 6).Frame(1) + range * kStride + range;
-    for (auto _ : state)
-        benchmark::DoNotOptimize(sad(samples, previous, areaW, areaH, skip, UINT32_MAX));
-    state.SetItemsProcessed(state.iterations() * 16 * GridGroups(areaW) * GridRows(areaH));
-    MMemFree(nullptr, samples);
+// The search's grid of a 1080p frame.
+const int kRange = 160;
+Grid SearchGrid() {
+    const int width = kStride - 2 * kRange;
+    return GridOf(width, 1080 - 2 * kRange, width % kGroup + 2 * kRange + (kGridRowStep - 1) * kStride);
+}
+const uint8_t *SearchArea(int frame) {
+    return SharedClip(k1080p, 6).Frame(frame) + kRange * kStride + kRange;
 }
 
 // Items are samples.
 void Gather(benchmark::State &state, GridGather gather) {
-    const int range = 160, areaW = kStride - 2 * range, areaH = 1080 - 2 * range;
-    const int skip = areaW - 64 * GridGroups(areaW) + 2 * range + 9 * kStride;
-    std::vector<uint8_t> samples((size_t)(16 * GridGroups(areaW) * GridRows(areaH)));
+    const Grid grid = SearchGrid();
+    std::vector<uint8_t> samples((size_t)GridSize(&grid));
     for (auto _ : state) {
-        gather(samples.data(), Input() + range * kStride + range, areaW, areaH, skip);
+        gather(samples.data(), SearchArea(0), &grid);
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * (int64_t)samples.size());
+    state.SetItemsProcessed(state.iterations() * GridSize(&grid));
+}
+void SadOfGrid(benchmark::State &state, GridSad sad) {
+    const Grid grid = SearchGrid();
+    std::vector<uint8_t> samples((size_t)GridSize(&grid));
+    GatherGridPortable(samples.data(), SearchArea(0), &grid);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(sad(samples.data(), SearchArea(1), &grid, UINT32_MAX));
+    state.SetItemsProcessed(state.iterations() * GridSize(&grid));
 }
 
 // A block of 32 x 32 against candidates around it; items are candidates.
@@ -100,8 +106,23 @@ void Texture32(benchmark::State &state, BlockTexture texture) {
 void Sad16(benchmark::State &state) {
     const uint8_t *block = Input() + 320 * kStride + 640;
     for (auto _ : state)
-        for (int x = 0; x < 64; x++) benchmark::DoNotOptimize(GetSad16F0(block, block + x - 32, kStride));
+        for (int x = 0; x < 64; x++)
+            benchmark::DoNotOptimize(GetSad16F0(block, block + x - 32, kStride));
     state.SetItemsProcessed(state.iterations() * 64);
+}
+
+// ---- rotation search: a row of 1080p blocks; items are blocks ----
+
+void ErrorOfRow(benchmark::State &state, RowError error) {
+    const int count = kStride / 32;
+    std::vector<MVS_BlockMV> blocks;
+    std::vector<int32_t> modelRow;
+    for (int i = 0; i < count; i++) {
+        blocks.push_back({i % 8 != 0, i % 5 - 2, i % 7 - 3});
+        modelRow.push_back(300 + 11 * i);
+    }
+    for (auto _ : state) benchmark::DoNotOptimize(error(blocks.data(), count, modelRow.data(), -700));
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
 // ---- chroma of a 1080p frame; items are samples ----
@@ -133,31 +154,40 @@ void FromPacked(benchmark::State &state) {
 
 const bool registered = [] {
     using benchmark::RegisterBenchmark;
-    RegisterBenchmark("kernel/blocks/planar", MapBlocks, kPlanarKernels);
-    RegisterBenchmark("kernel/blocks/threaded", MapBlocks, kThreadedKernels);
-    RegisterBenchmark("kernel/blocks/pairs", MapBlocks, kPairKernels);
+    RegisterBenchmark("kernel/blocks/planar", MapBlocks, kMappingKernels[0]);
+    RegisterBenchmark("kernel/blocks/pairs", MapBlocks, kMappingKernels[1]);
+    const Kernels *lower = nullptr;
     for (const CpuLevel level : Levels()) {
-        const std::string end = std::string("/") + LevelName(level);
-        if (const RunKernel run = RunKernelOf(level)) {
-            RegisterBenchmark(("kernel/run/row" + end).c_str(), Run, run, &kPlanarTaps[1], 120);
-            RegisterBenchmark(("kernel/run/single_steps" + end).c_str(), Run, run, &kPlanarTaps[1], 1);
-            RegisterBenchmark(("kernel/run/pairs" + end).c_str(), Run, run, &kPairTaps[1], 120);
-        }
-        const PixelKernels *pixels = PixelKernelsOf(level);
-        if (level == kCpuPortable || pixels->pLuma != LumaPixels) {
-            RegisterBenchmark(("kernel/pixels/luma" + end).c_str(), Pixels, pixels->pLuma, 960, 6);
-            RegisterBenchmark(("kernel/pixels/luma_steep" + end).c_str(), Pixels, pixels->pLuma, 960, 70);
-            RegisterBenchmark(("kernel/pixels/luma_unzoomed" + end).c_str(), Pixels, pixels->pLuma, 1024, 6);
-            RegisterBenchmark(("kernel/pixels/nearest" + end).c_str(), Pixels, pixels->pNearest, 960, 6);
-            RegisterBenchmark(("kernel/pixels/pairs" + end).c_str(), Pixels, pixels->pPairs, 960, 6);
-        }
-        const CostTable *costs = CostTableOf(level);
-        RegisterBenchmark(("kernel/grid_gather" + end).c_str(), Gather, costs->pGather);
-        RegisterBenchmark(("kernel/grid_sad" + end).c_str(), GridSad, costs->pGlobalSad);
-        RegisterBenchmark(("kernel/sad32" + end).c_str(), Sad32, costs->pSad32);
-        RegisterBenchmark(("kernel/texture32" + end).c_str(), Texture32, costs->pTexture32);
+        const Kernels *kernels = KernelsOf(level);
+        // A kernel that the level below has too is not measured again.
+        const auto add = [&](const char *name, auto kernel, auto run) {
+            if (lower && lower->*kernel == kernels->*kernel) return;
+            const std::string full = std::string("kernel/") + name + "/" + LevelName(level);
+            RegisterBenchmark(full.c_str(), run, kernels->*kernel);
+        };
+        const auto strips = [](int sampleBytes, int steps) {
+            return
+                [=](benchmark::State &state, StripKernel k) { Strips(state, k, sampleBytes, steps); };
+        };
+        const auto pixels = [](int zoom, int step) {
+            return [=](benchmark::State &state, PixelKernel k) { Pixels(state, k, zoom, step); };
+        };
+        add("strip/row", &Kernels::pStrip, strips(1, 120));
+        add("strip/single_steps", &Kernels::pStrip, strips(1, 1));
+        add("strip/pairs", &Kernels::pStrip, strips(2, 120));
+        add("pixels/luma", &Kernels::pLumaPixels, pixels(960, 6));
+        add("pixels/luma_steep", &Kernels::pLumaPixels, pixels(960, 70));
+        add("pixels/luma_unzoomed", &Kernels::pLumaPixels, pixels(1024, 6));
+        add("pixels/nearest", &Kernels::pNearestPixels, pixels(960, 6));
+        add("pixels/pairs", &Kernels::pNearestPairs, pixels(960, 6));
+        add("grid_gather", &Kernels::pGatherGrid, Gather);
+        add("grid_sad", &Kernels::pGridSad, SadOfGrid);
+        add("block_sad", &Kernels::pBlockSad32, Sad32);
+        add("block_texture", &Kernels::pTexture32, Texture32);
+        add("row_error", &Kernels::pRowError, ErrorOfRow);
+        lower = kernels;
     }
-    RegisterBenchmark("kernel/sad16", Sad16);
+    RegisterBenchmark("kernel/block_sad_16", Sad16);
     RegisterBenchmark("kernel/chroma/split_pairs", SplitPairs);
     RegisterBenchmark("kernel/chroma/join_pairs", JoinPairs);
     RegisterBenchmark("kernel/chroma/to_uyvy", ToPacked);

@@ -4,6 +4,7 @@
 // Prints JSON.
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -13,11 +14,12 @@
 #include <string>
 
 #include "handle.h"
-#include "one_participant.h"
 
 namespace {
 
 const int kSteady = 20; // frames after the second
+
+int threadsStarted = 0;
 
 struct Heap {
     std::map<void *, size_t> sizes;
@@ -59,6 +61,14 @@ size_t ResidentBytes() {
 }
 
 } // namespace
+
+extern "C" int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                                     void *(*function)(void *), void *argument);
+extern "C" int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
+                                     void *(*function)(void *), void *argument) {
+    __atomic_add_fetch(&threadsStarted, 1, __ATOMIC_RELAXED); // workers start each other
+    return __real_pthread_create(thread, attributes, function, argument);
+}
 
 extern "C" void *__real_malloc(size_t size);
 extern "C" void __real_free(void *memory);
@@ -102,7 +112,7 @@ int main(int argc, char **argv) {
     for (int i = 0; i < 2 + kSteady; i++) {
         if (i == 2) {
             heap.listing = true;
-            threads = ThreadsStarted();
+            threads = threadsStarted;
         }
         if (inPlace) memcpy(output.data(), clip.Frame(i), in.Frame());
         QEL_MVS_StabilizeFrame(handle.get(), inPlace ? output.data() : clip.Frame(i), output.data());
@@ -112,12 +122,13 @@ int main(int argc, char **argv) {
 
     int allocations = 0;
     for (const auto &caller : heap.callers) allocations += caller.second;
-    printf("{\"in\": \"%dx%d\", \"out\": \"%dx%d\", \"format\": \"%s\", \"buffers\": \"%s\",\n", in.width,
-           in.height, out.width, out.height, argv[3], argv[4]);
-    printf(" \"luma_bytes\": %zu, \"heap_bytes\": %zu, \"heap_peak_bytes\": %zu, \"resident_bytes\": %zu,\n",
+    printf("{\"in\": \"%dx%d\", \"out\": \"%dx%d\", \"format\": \"%s\", \"buffers\": \"%s\",\n",
+           in.width, in.height, out.width, out.height, argv[3], argv[4]);
+    printf(" \"luma_bytes\": %zu, \"heap_bytes\": %zu, \"heap_peak_bytes\": %zu, \"resident_bytes\": "
+           "%zu,\n",
            in.Luma(), heap.live, heap.peak, resident);
     printf(" \"threads_per_frame\": %.2f, \"allocations_per_frame\": %.2f, \"callers\": {",
-           (ThreadsStarted() - threads) / (double)kSteady, allocations / (double)kSteady);
+           (threadsStarted - threads) / (double)kSteady, allocations / (double)kSteady);
     const char *separator = "";
     for (const auto &caller : heap.callers) {
         printf("%s\n  \"%s\": %.2f", separator, caller.first.c_str(), caller.second / (double)kSteady);

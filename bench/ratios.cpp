@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The ratios that the library is held to. All cases take turns of 30 frames, so that what slows the machine
-// down for a while slows both sides. Each ratio is that of the medians of all rounds; the quartiles of the
-// single rounds' ratios tell how far to trust it. Prints JSON.
+// The ratios that the library is held to. All cases take turns of 30 frames, so that what slows the
+// machine down for a while slows both sides. Each ratio is that of the medians of all rounds; the
+// quartiles of the single rounds' ratios tell how far to trust it. Prints JSON.
 #include <stdio.h>
 #include <stdlib.h>
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 
 #include "cores.h"
 #include "cpu_clock.h"
 #include "handle.h"
+#include "quantile.h"
 #include "scale_crop.h"
 #include "sizes.h"
 
@@ -26,16 +26,11 @@ struct Case {
     std::vector<double> cpu = {}, wall = {}; // microseconds a frame, one median a turn
 };
 
-double Quantile(std::vector<double> values, double part) {
-    const auto at = values.begin() + (ptrdiff_t)(part * (double)(values.size() - 1));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
-
-Case Frames(const char *name, Size in, Size out, double roll, int mode = 3, int cores = 0) {
+Case Frames(const char *name, Size in, Size out, double roll, int mode = 3, int cores = 0,
+            CpuLevel highest = kCpuLevels) {
     const Clip *clip = &SharedClip(in, roll);
     const std::shared_ptr<Handle> handle =
-        std::make_shared<Handle>(MakeHandle(in, out, QEL_MVS_FORMAT_NV21, mode));
+        std::make_shared<Handle>(MakeHandle(in, out, QEL_MVS_FORMAT_NV21, mode, highest));
     const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(out.Frame());
     return {name, [=](int i) { QEL_MVS_StabilizeFrame(handle->get(), clip->Frame(i), outputs->At(i)); },
             cores};
@@ -43,7 +38,8 @@ Case Frames(const char *name, Size in, Size out, double roll, int mode = 3, int 
 
 Case Scaler() {
     const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(k1080p.Frame());
-    return {"scaler", [=](int i) { ScaleCrop(k1080p, SharedClip(k1080p, 6).Frame(i), outputs->At(i)); }};
+    return {"scaler",
+            [=](int i) { ScaleCrop(k1080p, SharedClip(k1080p, 6).Frame(i), outputs->At(i)); }};
 }
 
 void Turn(Case *c) {
@@ -66,16 +62,32 @@ void PrintRatio(const char *name, const std::vector<double> &a, const std::vecto
     for (size_t i = 0; i < a.size(); i++) ratios.push_back(a[i] / b[i] * factor);
     printf("  \"%s\": {\"of_medians\": %.4f, \"lower_quartile\": %.4f, \"median\": %.4f, "
            "\"upper_quartile\": %.4f}%s\n",
-           name, Quantile(a, 0.5) / Quantile(b, 0.5) * factor, Quantile(ratios, 0.25), Quantile(ratios, 0.5),
-           Quantile(ratios, 0.75), end);
+           name, Quantile(a, 0.5) / Quantile(b, 0.5) * factor, Quantile(ratios, 0.25),
+           Quantile(ratios, 0.5), Quantile(ratios, 0.75), end);
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     const int rounds = argc > 1 ? std::max(atoi(argv[1]), 1) : 60;
-    const Size k720p = {1280, 720}, k4k = {3840, 2160}, kLarger = {2112, 1188};
-    enum { kFrame, kScaler, kRoll3, kRoll20, kHd, kUhd, kCrop, kOneCore, kTwoCores };
+    const Size k720p = {1280, 720}, k4k = {3840, 2160}, kLarger = {2112, 1188}, kSmaller = {1792, 984};
+    enum {
+        kFrame,
+        kScaler,
+        kRoll3,
+        kRoll20,
+        kHd,
+        kUhd,
+        kCrop,
+        kOneCore,
+        kTwoCores,
+        kUnequal,
+        kUnequalRoll20,
+        kUnequalSsse3,
+        kTurned,
+        kTurnedRoll20,
+        kTurnedSsse3
+    };
     std::vector<Case> cases = {Frames("1080p", k1080p, k1080p, 6),
                                Scaler(),
                                Frames("1080p, 3 mrad", k1080p, k1080p, 3),
@@ -84,7 +96,15 @@ int main(int argc, char **argv) {
                                Frames("4k", k4k, k4k, 6),
                                Frames("mode 1", kLarger, k1080p, 6, 1),
                                Frames("1080p, one core", k1080p, k1080p, 6, 3, 1),
-                               Frames("1080p, two cores", k1080p, k1080p, 6, 3, 2)};
+                               Frames("1080p, two cores", k1080p, k1080p, 6, 3, 2),
+                               Frames("unequal", k1080p, kSmaller, 6),
+                               Frames("unequal, 20 mrad", k1080p, kSmaller, 20),
+                               Frames("unequal, ssse3", k1080p, kSmaller, 6, 3, 0, kCpuSsse3),
+                               Frames("mode 2", kLarger, k1080p, 6, 2),
+                               Frames("mode 2, 20 mrad", kLarger, k1080p, 20, 2),
+                               Frames("mode 2, ssse3", kLarger, k1080p, 6, 2, 0, kCpuSsse3),
+                               Frames("320x239", {320, 239}, {320, 239}, 6),
+                               Frames("240x176", {240, 176}, {240, 176}, 6)};
     for (int round = 0; round < rounds; round++)
         for (Case &c : cases) Turn(&c);
 
@@ -99,6 +119,12 @@ int main(int argc, char **argv) {
     PrintRatio("720p_to_1080p", cases[kHd].cpu, cases[kFrame].cpu, pixels(k1080p) / pixels(k720p), ",");
     PrintRatio("4k_to_1080p", cases[kUhd].cpu, cases[kFrame].cpu, pixels(k1080p) / pixels(k4k), ",");
     PrintRatio("mode_1_to_scaler", cases[kCrop].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("unequal_to_scaler", cases[kUnequal].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("unequal_roll_20_to_6", cases[kUnequalRoll20].cpu, cases[kUnequal].cpu, 1, ",");
+    PrintRatio("unequal_ssse3_to_scaler", cases[kUnequalSsse3].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("mode_2_to_scaler", cases[kTurned].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("mode_2_roll_20_to_6", cases[kTurnedRoll20].cpu, cases[kTurned].cpu, 1, ",");
+    PrintRatio("mode_2_ssse3_to_scaler", cases[kTurnedSsse3].cpu, cases[kScaler].cpu, 1, ",");
     PrintRatio("two_cores_to_one", cases[kTwoCores].wall, cases[kOneCore].wall, 1, "}}");
     return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What a frame is held against: the crop that a stabilizer without rotation shows, at full size, by a scaler
-// that many programs use.
+// What a frame is held against: the crop that a stabilizer without rotation shows, at full size, by a
+// scaler that many programs use.
 #pragma once
 
 #include <libyuv/scale.h>
@@ -10,9 +10,10 @@
 
 inline void ScaleCrop(Size size, const uint8_t *in, uint8_t *out) {
     const int width = size.width * 9 / 10 & ~1, height = size.height * 9 / 10 & ~1;
-    const size_t left = (size_t)((size.width - width) / 2 & ~1), top = (size_t)((size.height - height) / 2 & ~1);
+    const size_t left = (size_t)((size.width - width) / 2 & ~1),
+                 top = (size_t)((size.height - height) / 2 & ~1);
     const size_t stride = (size_t)size.width;
-    libyuv::NV12Scale(in + top * stride + left, size.width,
-                      in + size.Luma() + top / 2 * stride + left, size.width, width, height, out, size.width,
-                      out + size.Luma(), size.width, size.width, size.height, libyuv::kFilterBilinear);
+    libyuv::NV12Scale(in + top * stride + left, size.width, in + size.Luma() + top / 2 * stride + left,
+                      size.width, width, height, out, size.width, out + size.Luma(), size.width,
+                      size.width, size.height, libyuv::kFilterBilinear);
 }

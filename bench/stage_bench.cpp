@@ -3,12 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include "cpu_clock.h"
-#include "one_participant.h"
-#include "platform/participants.h"
-#include "quorvel/threads.h"
+#include "platform/workers.h"
 #include "sizes.h"
 #include "stages.h"
-#include "warp/map.h"
 #include "warp/warp.h"
 
 namespace {
@@ -16,19 +13,18 @@ namespace {
 struct StageCase {
     Size in, out;
     CpuLevel highest = kCpuLevels;
-    bool oneParticipant = false;
+    int threads = 1;
 };
 
-// All stages of a frame together; each one's CPU and wall time are counters, in microseconds a frame. The
-// system books the time of a thread that is still running somewhat later, so that CPU times of single stages
-// hold for one participant only.
+// All stages of a frame together; each one's CPU and wall time are counters, in microseconds a frame.
+// The system books the time of a thread that is still running somewhat later, so that CPU times of
+// single stages hold for one thread only.
 void RunStages(benchmark::State &state, const StageCase &c) {
-    StagedFrames frames(c.in, c.out, SharedClip(c.in, 6), c.highest);
+    StagedFrames frames(c.in, c.out, SharedClip(c.in, 6), c.threads, c.highest);
     if (!frames.EqualsPublicCall()) {
         state.SkipWithError("the stages do not make the frames of the public call");
         return;
     }
-    const OneParticipant alone(c.oneParticipant);
     int64_t cpu[kStages] = {}, wall[kStages] = {};
     for (auto _ : state) {
         int64_t cpuBegin = CpuNanoseconds(), wallBegin = WallNanoseconds();
@@ -49,39 +45,33 @@ void RunStages(benchmark::State &state, const StageCase &c) {
     }
 }
 
-// A still roll: how the cost of the block warp grows with it.
-void WarpAtRoll(benchmark::State &state, bool luma, double milliradians, CpuLevel highest) {
+// A still roll: how the cost of the warp grows with it.
+void WarpAtRoll(benchmark::State &state, double milliradians) {
     const Clip &clip = SharedClip(k1080p, 6);
-    StagedFrames frames(k1080p, k1080p, clip, highest);
-    MVS_Context *ctx = frames.Context();
+    const Handle handle = MakeHandle(k1080p, k1080p);
+    MVS_Context *ctx = handle.get();
     Outputs outputs(k1080p.Frame());
+    QEL_MVS_SetThreads(ctx, 1);
     ctx->lCompRow = 1717;
     ctx->lCompCol = -2929;
     ctx->lCompTheta = (int32_t)(milliradians * 65.536);
-    const WarpMap map = MapWithZoom(ctx);
     int i = 0;
     for (auto _ : state) {
-        const uint8_t *in = clip.Frame(i);
-        uint8_t *out = outputs.At(i++);
-        ctx->pCurFrame = in;
-        ctx->pOutFrame = out;
-        if (luma)
-            StabY_Rotation_4x4_7to8(ctx, in, out, map.lR0, map.lC0, map.lZ, map.lS);
-        else
-            StabC2_Rotation_4x4_7to8(ctx, in + k1080p.Luma(), out + k1080p.Luma(), map.lR0 >> 1,
-                                     map.lC0 >> 1, map.lZ, map.lS);
+        ctx->pCurFrame = clip.Frame(i);
+        ctx->pOutFrame = outputs.At(i);
+        StabilizeFrameM3F0(ctx, ctx->pCurFrame, ctx->pOutFrame);
+        i++;
     }
 }
 
-void *Nothing(void *) { return nullptr; }
-
-// Three threads that find nothing to do.
-void CreateThreads(benchmark::State &state) {
+// Workers that find nothing to do.
+void StartAndJoin(benchmark::State &state) {
+    Workers *workers = CreateWorkers();
     for (auto _ : state) {
-        uintptr_t threads[3];
-        for (uintptr_t &thread : threads) thread = zekMThreadCreate(Nothing, nullptr);
-        for (uintptr_t thread : threads) zekMThreadDestory(thread);
+        StartWorkers(workers, (int32_t)state.range(0));
+        JoinWorkers(workers);
     }
+    DestroyWorkers(workers);
 }
 
 void AddStages(const std::string &where, const StageCase &c) {
@@ -89,21 +79,21 @@ void AddStages(const std::string &where, const StageCase &c) {
 }
 
 const bool registered = [] {
-    AddStages("1080p", {k1080p, k1080p});
-    AddStages("1080p/one_participant", {k1080p, k1080p, kCpuLevels, true});
-    AddStages("720p", {{1280, 720}, {1280, 720}, kCpuLevels, true});
-    AddStages("4k", {{3840, 2160}, {3840, 2160}, kCpuLevels, true});
-    AddStages("1080p_to_1792x984", {k1080p, {1792, 984}, kCpuLevels, true});
+    AddStages("1080p", {k1080p, k1080p, kCpuLevels, 0});
+    AddStages("1080p/one_thread", {k1080p, k1080p});
+    AddStages("720p", {{1280, 720}, {1280, 720}});
+    AddStages("4k", {{3840, 2160}, {3840, 2160}});
+    AddStages("1080p_to_1792x984", {k1080p, {1792, 984}});
     for (const CpuLevel level : Levels())
-        AddStages(std::string("1080p/level_") + LevelName(level), {k1080p, k1080p, level, true});
+        AddStages(std::string("1080p/level_") + LevelName(level), {k1080p, k1080p, level});
     for (const double roll : {0.0, 3.0, 6.0, 13.0, 20.0, 40.0})
-        for (const bool luma : {true, false})
-            benchmark::RegisterBenchmark((std::string("still_roll/") + (luma ? "luma/" : "chroma/") +
-                                          std::to_string((int)roll) + "_mrad")
-                                             .c_str(),
-                                         WarpAtRoll, luma, roll, kCpuLevels)
-                ->MeasureProcessCPUTime();
-    benchmark::RegisterBenchmark("threads/create_and_join_three", CreateThreads)->MeasureProcessCPUTime();
+        benchmark::RegisterBenchmark(("still_roll/" + std::to_string((int)roll) + "_mrad").c_str(),
+                                     WarpAtRoll, roll)
+            ->MeasureProcessCPUTime();
+    benchmark::RegisterBenchmark("workers/start_and_join", StartAndJoin)
+        ->Arg(1)
+        ->Arg(3)
+        ->MeasureProcessCPUTime();
     return true;
 }();
 

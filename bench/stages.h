@@ -1,17 +1,28 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One frame of mode 3, stage by stage: the calls of the driver with a seam between them, so that each can
+// One frame of mode 3, stage by stage: the calls of a frame with a seam between them, so that each can
 // be timed and counted by itself. Buffers are separate and NV21.
 #pragma once
 
 #include "handle.h"
 
-enum Stage { kCoarseShift, kBlockSearch, kModel, kSmoothing, kWarpLuma, kWarpChroma, kCopy, kStages };
+enum Stage {
+    kStartWorkers,
+    kCoarseShift,
+    kBlockSearch,
+    kModel,
+    kSmoothing,
+    kWarp,
+    kCopy,
+    kJoinWorkers,
+    kStages
+};
 
 extern const char *const kStageNames[kStages];
 
 class StagedFrames {
-public:
-    StagedFrames(Size in, Size out, const Clip &clip, CpuLevel highest = kCpuLevels);
+  public:
+    // threads as QEL_MVS_SetThreads takes them
+    StagedFrames(Size in, Size out, const Clip &clip, int threads, CpuLevel highest = kCpuLevels);
 
     // One call for each stage, in their order, makes a frame; after the last one comes the next frame.
     void Run(Stage stage);
@@ -20,13 +31,14 @@ public:
     // here is then what runs there.
     bool EqualsPublicCall();
 
-    MVS_Context *Context() const { return mHandle.get(); }
-
-private:
+  private:
     void Start();
+    void BeginFrame();
+    void EndFrame();
 
     Size mIn, mOut;
     const Clip &mClip;
+    int mThreads;
     CpuLevel mHighest;
     Handle mHandle;
     int mNext = 0;

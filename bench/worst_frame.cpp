@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The worst of 1,000 frames against the median: cuts, a fast pan, noise and flat pictures among hand shake.
+// The worst of 1,000 frames against the median: cuts, a fast pan, noise and flat pictures among hand
+// shake.
 //
-// The work of a frame is the same at every play, so each frame counts with the median of its plays: what
-// another process does to one of them is not the frame's cost. Prints JSON.
+// The work of a frame is the same at every play, so each frame counts with the median of its plays:
+// what another process does to one of them is not the frame's cost. Prints JSON.
 #include <stdio.h>
-
-#include <algorithm>
 
 #include "cpu_clock.h"
 #include "handle.h"
+#include "quantile.h"
 #include "sizes.h"
 
 namespace {
@@ -63,11 +63,6 @@ struct Pictures {
     }
 };
 
-double Median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + (ptrdiff_t)values.size() / 2, values.end());
-    return values[values.size() / 2];
-}
-
 } // namespace
 
 int main() {
@@ -90,7 +85,7 @@ int main() {
     std::vector<double> kinds[kKinds];
     for (int i = 0; i < kFrames; i++) {
         const std::vector<double> &times = plays[(size_t)i];
-        const double time = Median(times);
+        const double time = Quantile(times, 0.5);
         const Kind kind = pictures.At(i).kind;
         frames.push_back(time);
         kinds[kind].push_back(time);
@@ -98,11 +93,12 @@ int main() {
         all = std::max(all, time);
         raw = std::max(raw, *std::max_element(times.begin(), times.end()));
     }
-    printf("{\"frames\": %d, \"plays\": %d, \"median_us\": %.1f, \"worst_us\": %.1f,\n", kFrames, kPlays,
-           Median(frames), all);
+    printf("{\"frames\": %d, \"plays\": %d, \"median_us\": %.1f, \"worst_us\": %.1f,\n", kFrames,
+           kPlays, Quantile(frames, 0.5), all);
     printf(" \"worst_single_measurement_us\": %.1f, \"kinds\": {\n", raw);
     for (int k = 0; k < kKinds; k++)
-        printf("  \"%s\": {\"frames\": %zu, \"median_us\": %.1f, \"worst_us\": %.1f}%s\n", kKindNames[k],
-               kinds[k].size(), Median(kinds[k]), worst[k], k + 1 < kKinds ? "," : "}}");
+        printf("  \"%s\": {\"frames\": %zu, \"median_us\": %.1f, \"worst_us\": %.1f}%s\n",
+               kKindNames[k], kinds[k].size(), Quantile(kinds[k], 0.5), worst[k],
+               k + 1 < kKinds ? "," : "}}");
     return 0;
 }

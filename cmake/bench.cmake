@@ -3,7 +3,7 @@
 option(QUORVEL_BENCH "Build the benchmarks (the main one needs Google Benchmark and libyuv)" OFF)
 if(QUORVEL_BENCH)
   find_package(Threads REQUIRED)
-  add_library(quorvel_bench_support OBJECT bench/clip.cpp bench/one_participant.cpp bench/stages.cpp)
+  add_library(quorvel_bench_support OBJECT bench/clip.cpp bench/stages.cpp)
   target_include_directories(quorvel_bench_support PUBLIC bench src)
   target_compile_definitions(quorvel_bench_support PUBLIC
     "QUORVEL_BENCH_COMPILER=\"${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}\"")
@@ -14,13 +14,14 @@ if(QUORVEL_BENCH)
     add_executable(${target} ${ARGN})
     set_target_properties(${target} PROPERTIES OUTPUT_NAME quorvel-${name})
     target_link_libraries(${target} PRIVATE quorvel_bench_support)
-    target_link_options(${target} PRIVATE -Wl,--wrap=pthread_create)
   endfunction()
 
   quorvel_bench_program(bench-worst bench/worst_frame.cpp)
+  quorvel_bench_program(bench-load bench/load.cpp)
   quorvel_bench_program(bench-instructions bench/instructions.cpp)
   quorvel_bench_program(bench-memory bench/memory.cpp)
-  target_link_options(quorvel_bench_memory PRIVATE -Wl,--wrap=malloc -Wl,--wrap=free)
+  target_link_options(quorvel_bench_memory PRIVATE
+    -Wl,--wrap=malloc -Wl,--wrap=free -Wl,--wrap=pthread_create)
   target_link_libraries(quorvel_bench_memory PRIVATE ${CMAKE_DL_LIBS})
   set_target_properties(quorvel_bench_memory PROPERTIES ENABLE_EXPORTS ON) # names its functions at run time
 
