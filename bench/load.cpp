@@ -21,8 +21,7 @@ namespace {
 const int kBusy = 4;
 const int kNotCounted = 500; // frames until the library knows of the load
 const int kTurn = 50;
-const double kStandstill =
-    1e6; // microseconds; then a virtual machine was held: such frames are left out
+const double kStandstill = 1e6; // microseconds: a virtual machine was held, which is not counted
 
 // Processes that compute for as long as this object lives.
 class BusyCores {
