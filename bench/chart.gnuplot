@@ -13,7 +13,7 @@ set style data histograms
 set style histogram rowstacked
 set boxwidth 0.7
 set key outside below maxrows 4
-plot for [i=2:8] prefix."-stages.dat" using i:xtic(1) title columnheader(i)
+plot for [i=2:7] prefix."-stages.dat" using i:xtic(1) title columnheader(i)
 
 set title "CPU time of a pixel by frame size"
 set ylabel "ns"

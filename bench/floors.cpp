@@ -9,12 +9,12 @@
 
 namespace {
 
-void CopyFrame(benchmark::State &state, Size size, bool luma) {
+void CopyFrame(benchmark::State &state, Size size) {
     const Clip &clip = SharedClip(size, 6);
     Outputs outputs(size.Frame());
     int i = 0;
     for (auto _ : state) {
-        memcpy(outputs.At(i), clip.Frame(i), luma ? size.Luma() : size.Frame());
+        memcpy(outputs.At(i), clip.Frame(i), size.Frame());
         i++;
         benchmark::ClobberMemory();
     }
@@ -34,8 +34,7 @@ void Scale(benchmark::State &state, Size size) {
 const bool registered = [] {
     for (const NamedSize &named : kSizes) {
         const std::string end = std::string("/") + named.name;
-        benchmark::RegisterBenchmark(("floor/memcpy" + end).c_str(), CopyFrame, named.size, false);
-        benchmark::RegisterBenchmark(("floor/memcpy_luma" + end).c_str(), CopyFrame, named.size, true);
+        benchmark::RegisterBenchmark(("floor/memcpy" + end).c_str(), CopyFrame, named.size);
         benchmark::RegisterBenchmark(("floor/nv12scale" + end).c_str(), Scale, named.size);
     }
     return true;

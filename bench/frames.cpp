@@ -20,7 +20,7 @@ struct FrameCase {
     bool inPlace = false;
     bool fullChroma = false;
     CpuLevel highest = kCpuLevels;
-    bool oneThread = false;
+    int threads = 0; // as QEL_MVS_SetThreads takes them
 };
 
 void RunFrames(benchmark::State &state, const FrameCase &c) {
@@ -31,7 +31,7 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
         return;
     }
     QEL_MVS_SetFullChroma(handle.get(), c.fullChroma);
-    QEL_MVS_SetThreads(handle.get(), c.oneThread ? 1 : 0);
+    QEL_MVS_SetThreads(handle.get(), c.threads);
     Outputs out(std::max(c.in.Frame(), c.out.Frame()));
     const auto Frame = [&](int i) {
         QEL_MVS_StabilizeFrame(handle.get(), c.inPlace ? out.At(i) : clip.Frame(i), out.At(i));
@@ -58,8 +58,15 @@ void RunFrames(benchmark::State &state, const FrameCase &c) {
     state.counters["roll_mean_mrad"] = rollSum / clip.Frames();
 }
 
-void Add(const std::string &name, const FrameCase &c) {
+void AddOne(const std::string &name, const FrameCase &c) {
     benchmark::RegisterBenchmark(("frame/" + name).c_str(), RunFrames, c)->MeasureProcessCPUTime();
+}
+
+// With the default threads and with one.
+void Add(const std::string &name, FrameCase c) {
+    AddOne(name + "/default", c);
+    c.threads = 1;
+    AddOne(name + "/one_thread", c);
 }
 
 FrameCase Equal(Size size) {
@@ -68,63 +75,47 @@ FrameCase Equal(Size size) {
     return c;
 }
 
-// Every size in both formats and both ways; with one thread: what the threads cost.
-void AddSizes() {
-    for (const NamedSize &named : kSizes) {
-        for (const bool planar : {false, true})
-            for (const bool inPlace : {false, true}) {
-                FrameCase c = Equal(named.size);
-                c.format = planar ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21;
-                c.inPlace = inPlace;
-                Add(std::string(named.name) + (planar ? "/i420" : "/nv21") +
-                        (inPlace ? "/in_place" : "/separate"),
-                    c);
-            }
-        FrameCase c = Equal(named.size);
-        c.oneThread = true;
-        Add(std::string(named.name) + "/nv21/one_thread", c);
+void AddVariants() {
+    FrameCase c = Equal(k1080p);
+    c.inPlace = true;
+    Add("1080p, in place", c);
+    c = Equal(k1080p);
+    c.format = QEL_MVS_FORMAT_I420;
+    Add("1080p, I420", c);
+    c.fullChroma = true;
+    Add("1080p, I420, full chroma", c);
+    Add("1920x1076", Equal({1920, 1076}));
+    for (const double roll : {0.0, 3.0, 20.0}) {
+        c = Equal(k1080p);
+        c.roll = roll;
+        Add("1080p, " + std::to_string((int)roll) + " mrad", c);
+        c.out = {1792, 984};
+        if (roll == 20) Add("1080p to 1792x984, 20 mrad", c);
+    }
+    c = Equal(k1080p);
+    c.out = {1792, 984};
+    Add("1080p to 1792x984", c);
+    c = Equal(k1080p);
+    c.in = {2112, 1188};
+    for (const int mode : {1, 2}) {
+        c.mode = mode;
+        Add("2112x1188 to 1080p, mode " + std::to_string(mode), c);
     }
 }
 
-void AddVariants() {
-    for (const double roll : {0.0, 3.0, 20.0}) {
-        FrameCase c = Equal(k1080p);
-        c.roll = roll;
-        Add("1080p/nv21/roll_" + std::to_string((int)roll), c);
-    }
+void AddLevels() {
     for (const CpuLevel level : Levels()) {
         FrameCase c = Equal(k1080p);
         c.highest = level;
-        c.oneThread = true;
-        Add(std::string("1080p/nv21/level_") + LevelName(level), c);
-    }
-    FrameCase full = Equal(k1080p);
-    full.format = QEL_MVS_FORMAT_I420;
-    full.fullChroma = true;
-    Add("1080p/i420/full_chroma", full);
-
-    FrameCase odd = Equal({1920, 1076});
-    Add("1920x1076/nv21", odd);
-    odd.format = QEL_MVS_FORMAT_I420;
-    Add("1920x1076/i420", odd);
-
-    FrameCase unequal = Equal(k1080p);
-    unequal.out = {1792, 984};
-    Add("1080p_to_1792x984/nv21", unequal);
-    unequal.format = QEL_MVS_FORMAT_I420;
-    Add("1080p_to_1792x984/i420", unequal);
-
-    FrameCase crop = Equal(k1080p);
-    crop.in = {2112, 1188};
-    for (const int mode : {1, 2}) {
-        crop.mode = mode;
-        Add("2112x1188_to_1080p/nv21/mode_" + std::to_string(mode), crop);
+        c.threads = 1;
+        AddOne(std::string("1080p/level_") + LevelName(level), c);
     }
 }
 
 const bool registered = [] {
-    AddSizes();
+    for (const NamedSize &named : kSizes) Add(named.name, Equal(named.size));
     AddVariants();
+    AddLevels();
     return true;
 }();
 

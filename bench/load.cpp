@@ -18,7 +18,6 @@
 
 namespace {
 
-const int kBusy = 4;
 const int kNotCounted = 500; // frames until the library knows of the load
 const int kTurn = 50;
 const double kStandstill = 1e6; // microseconds: a virtual machine was held, which is not counted
@@ -26,7 +25,7 @@ const double kStandstill = 1e6; // microseconds: a virtual machine was held, whi
 // Processes that compute for as long as this object lives.
 class BusyCores {
   public:
-    BusyCores() {
+    explicit BusyCores(int processes) : mChildren((size_t)processes) {
         for (pid_t &child : mChildren)
             if ((child = fork()) == 0) Compute();
     }
@@ -45,7 +44,7 @@ class BusyCores {
         }
     }
 
-    pid_t mChildren[kBusy];
+    std::vector<pid_t> mChildren;
 };
 
 struct Stream {
@@ -90,15 +89,16 @@ struct Stream {
 
 int main(int argc, char **argv) {
     const int frames = std::max(argc > 1 ? atoi(argv[1]) : 3500, kNotCounted + kTurn);
+    const int processes = argc > 2 ? std::max(atoi(argv[2]), 0) : 4;
     Stream several("default", 0), one("one_thread", 1);
     SharedClip(k1080p, 6);
     {
-        const BusyCores busy;
+        const BusyCores busy(processes);
         while (several.next < frames)
             for (Stream *stream : {&several, &one})
                 for (int i = 0; i < kTurn; i++) stream->Frame();
     }
-    printf("{\"busy_processes\": %d, \"frames\": %zu,\n", kBusy, several.times.size());
+    printf("{\"busy_processes\": %d, \"frames\": %zu,\n", processes, several.times.size());
     several.Print();
     one.Print();
     printf(" \"mean_ratio\": %.3f, \"p99_ratio\": %.3f}\n", several.Mean() / one.Mean(),

@@ -47,9 +47,9 @@ cycles() {
     grep . || { cat "$scratch/errors" >&2; exit 1; }
 }
 
-echo "| kernel | a | instructions, portable | NEON |$(printf ' %s cycles, portable | NEON | ratio |' "${cores[@]}")"
-echo "|---|---|---|---|$(printf -- '---|---|---|%.0s' "${cores[@]}")"
-"$(command -v qemu-aarch64)" "$program" | while read -r name unit units; do
+echo "| portable / NEON | a | instructions |$(printf ' %s cycles |' "${cores[@]}")"
+echo "|---|---|---|$(printf -- '---|%.0s' "${cores[@]}")"
+qemu-aarch64 "$program" | while read -r name unit units; do
   row="$units"
   for kind in portable neon; do
     trace "$name" $kind
@@ -59,8 +59,8 @@ echo "|---|---|---|---|$(printf -- '---|---|---|%.0s' "${cores[@]}")"
     for kind in portable neon; do row+=" $(cycles $kind "$core")"; done
   done
   echo "$row" | awk -v name="$name" -v unit="$unit" '{
-    printf "| %s | %s | %.2f | %.2f |", name, unit, $2 / $1, $3 / $1
-    for (i = 4; i < NF; i += 2) printf " %.2f | %.2f | %.1f |", $i / $1, $(i + 1) / $1, $i / $(i + 1)
+    printf "| %s | %s |", name, unit
+    for (i = 2; i < NF; i += 2) printf " %.2f / %.2f |", $i / $1, $(i + 1) / $1
     print ""
   }'
 done

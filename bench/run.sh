@@ -9,7 +9,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${QUORVEL_BENCH_BUILD:-build-bench}
 results=$build/results
-sizes=(176x144 320x240 640x480 1280x720 1920x1080 3840x2160)
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF
 cmake --build "$build"
@@ -19,9 +18,10 @@ if [ ! -x "$build/quorvel-bench" ]; then
 fi
 rm -rf "$results"
 mkdir -p "$results"
+bench/mca.sh >"$results/mca.md"
 # Load, and ticks of all processors since they started: all, and those that a host gave to others.
 note_load() { echo "$(cut -d' ' -f1-3 /proc/loadavg)|$(awk '/^cpu / {for (i = 2; i <= 9; i++) n += $i; print n, $9}' /proc/stat)"; }
-note_load >"$results/load.txt"
+note_load >"$results/system.txt"
 
 # Repetitions of all benchmarks are mixed, so that a disturbance does not fall on one side of a ratio.
 "$build/quorvel-bench" --benchmark_enable_random_interleaving=true \
@@ -29,7 +29,8 @@ note_load >"$results/load.txt"
   --benchmark_format=json >"$results/bench.json"
 "$build/quorvel-bench-ratios" 150 >"$results/ratios.json"
 "$build/quorvel-bench-worst" >"$results/worst.json"
-for size in "${sizes[@]}"; do
+"$build/quorvel-bench-load" >"$results/load.json"
+for size in 176x144 320x240 1280x720 1920x1080 3840x2160; do
   for format in nv21 i420; do
     for buffers in separate in_place; do
       "$build/quorvel-bench-memory" "${size%x*}" "${size#*x}" $format $buffers \
@@ -37,9 +38,7 @@ for size in "${sizes[@]}"; do
     done
   done
 done
-"$build/quorvel-bench-memory" 1920 1080 nv21 separate 1792 984 >"$results/memory-unequal.json"
-"$build/quorvel-bench-memory" 1920 1076 nv21 separate >"$results/memory-odd.json"
-note_load >>"$results/load.txt"
+note_load >>"$results/system.txt"
 
 python3 bench/report.py "$results" "$results/report"
 cat "$results/report.md"

@@ -8,6 +8,7 @@
 
 #include "clip.h"
 
+// The last row of an odd height is left out: its chroma has no room in the frame.
 inline void ScaleCrop(Size size, const uint8_t *in, uint8_t *out) {
     const int width = size.width * 9 / 10 & ~1, height = size.height * 9 / 10 & ~1;
     const size_t left = (size_t)((size.width - width) / 2 & ~1),
@@ -15,5 +16,5 @@ inline void ScaleCrop(Size size, const uint8_t *in, uint8_t *out) {
     const size_t stride = (size_t)size.width;
     libyuv::NV12Scale(in + top * stride + left, size.width, in + size.Luma() + top / 2 * stride + left,
                       size.width, width, height, out, size.width, out + size.Luma(), size.width,
-                      size.width, size.height, libyuv::kFilterBilinear);
+                      size.width, size.height & ~1, libyuv::kFilterBilinear);
 }
