@@ -1,4 +1,4 @@
-# gnuplot -c chart.gnuplot PREFIX OUTPUT.svg: the 1080p frame by stages and levels, and all sizes by pixel.
+# gnuplot -c chart.gnuplot PREFIX OUTPUT.svg: the 1080p frame by stages and instruction sets, and all sizes by pixel.
 prefix = ARG1
 set terminal svg size 1000,420 font "sans,12" background "white"
 set output ARG2
@@ -7,7 +7,7 @@ set style fill solid 0.9 border -1
 set grid ytics
 set yrange [0:*]
 
-set title "CPU time of a 1080p frame by vector level"
+set title "CPU time of a 1080p frame by instruction set"
 set ylabel "units of a bilinear scaler on the same frame"
 set style data histograms
 set style histogram rowstacked
