@@ -137,13 +137,6 @@ def frame_table(r):
                  [row(name) for name in SIZES_SHOWN + VARIANTS])
 
 
-def level_table(r):
-    times = [r.cpu(f"frame/1080p/level_{level}") for level in r.levels()]
-    return table(["1080p, one thread"] + r.levels(),
-                 [["CPU µs"] + [f"{t:.0f}" for t in times],
-                  ["in scalers"] + [f"{t / r.cpu('floor/nv12scale/1080p'):.2f}" for t in times]])
-
-
 def read_first(path, key, fallback):
     try:
         with open(path) as file:
@@ -166,8 +159,7 @@ def machine_text(r):
 
 
 def report(r):
-    return "\n".join([machine_text(r), measure_table(r), stage_table(r), frame_table(r), level_table(r),
-                      "### NEON, estimated\n", r.mca])
+    return "\n".join([machine_text(r), measure_table(r), stage_table(r), frame_table(r), "### NEON, estimated\n", r.mca])
 
 
 def figures(r):
