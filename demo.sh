@@ -7,8 +7,8 @@ cd "$(dirname "$0")"
 
 size=1280x720
 frames=300
-build=build
-out=demo-out
+build=build/release
+out=build/demo
 
 step() { printf '\n== %s\n' "$*"; }
 
@@ -36,9 +36,9 @@ need_packages cmake g++ make libcli11-dev
 echo "All there."
 
 step "Building in $build/"
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON >"$build.log" 2>&1 ||
-    { cat "$build.log"; exit 1; }
-rm -f "$build.log"
+mkdir -p "$build"
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON >"$build/configure.log" 2>&1 ||
+    { cat "$build/configure.log"; exit 1; }
 cmake --build "$build" --parallel "$(nproc)" --target \
     quorvel_tool quorvel_clipgen quorvel_quality quorvel_compare
 

@@ -6,9 +6,9 @@ cd "$(dirname "$0")"
 . cmake/debian-packages.sh
 
 echo "== packages"
-need_packages cmake g++ make libgtest-dev libcli11-dev
+need_packages "${build_packages[@]}"
 echo "== build"
-cmake -S . -B build -DCMAKE_BUILD_TYPE=Release ${QUORVEL_CMAKE_ARGS:-}
-cmake --build build --parallel "$(nproc)"
+cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release ${QUORVEL_CMAKE_ARGS:-}
+cmake --build build/release --parallel "$(nproc)"
 echo "== fast tests"
-ctest --test-dir build --label-regex '^fast$' --output-on-failure
+ctest --test-dir build/release --label-regex '^fast$' --output-on-failure

@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 figures=bench/instructions.txt
-build=${QUORVEL_BENCH_BUILD:-build-bench}
+build=${QUORVEL_BENCH_BUILD:-build/release}
 tolerance=3
 
 skip() {
@@ -18,8 +18,8 @@ skip() {
 
 command -v valgrind >/dev/null || skip "valgrind is missing (Debian: valgrind)"
 mkdir -p "$build"
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON -DQUORVEL_TESTS=OFF \
-  -DQUORVEL_TOOL=OFF >"$build/configure.log" || { cat "$build/configure.log"; exit 1; }
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=AUTO >"$build/configure.log" ||
+  { cat "$build/configure.log"; exit 1; }
 cmake --build "$build" --target quorvel_bench_instructions >"$build/build.log" || { cat "$build/build.log"; exit 1; }
 
 scratch=$(mktemp -d)

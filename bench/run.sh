@@ -7,15 +7,11 @@
 #   REPETITIONS=3 bench/run.sh   fewer than the usual 9 repetitions
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build=${QUORVEL_BENCH_BUILD:-build-bench}
+build=${QUORVEL_BENCH_BUILD:-build/release}
 results=$build/results
 
-cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF
-cmake --build "$build"
-if [ ! -x "$build/quorvel-bench" ]; then
-  echo "run.sh: the main benchmark was not built (Debian: libbenchmark-dev, libyuv-dev)" >&2
-  exit 1
-fi
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON
+cmake --build "$build" --target quorvel_bench quorvel_bench_ratios quorvel_bench_worst quorvel_bench_memory
 rm -rf "$results"
 mkdir -p "$results"
 bench/mca.sh >"$results/mca.md"

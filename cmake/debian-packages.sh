@@ -49,6 +49,12 @@ need_packages() {
     return 1
 }
 
+# What library, tool and tests are built from.
+# shellcheck disable=SC2034
+build_packages=(cmake g++ make libgtest-dev libcli11-dev)
+# clang with what its sanitizers, fuzz programs and coverage are linked with.
+# shellcheck disable=SC2034
+clang_packages=(clang libclang-rt-dev)
 # What the tool needs to read and write every kind of video, to show it, and to be tested with it.
 # shellcheck disable=SC2034
 video_packages=(pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libavdevice-dev

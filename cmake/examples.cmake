@@ -3,6 +3,7 @@
 option(QUORVEL_EXAMPLES "Build the example programs and the documents' figures" OFF)
 if(QUORVEL_EXAMPLES)
   # nv21_loop, camera_buffers and motion_csv are C, written for whoever copies them.
+  add_custom_target(quorvel_examples)
   foreach(example nv21_loop camera_buffers motion_csv)
     add_executable(quorvel_example_${example} examples/${example}.c)
     set_target_properties(quorvel_example_${example} PROPERTIES
@@ -12,6 +13,7 @@ if(QUORVEL_EXAMPLES)
     if(QUORVEL_WERROR)
       target_compile_options(quorvel_example_${example} PRIVATE -Werror)
     endif()
+    add_dependencies(quorvel_examples quorvel_example_${example})
   endforeach()
 
   # Looks inside the library: the figures show the stages at work.

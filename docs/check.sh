@@ -11,7 +11,8 @@ trap 'rm -rf "$work"' EXIT
 fail() { echo "FAILED: $*"; exit 1; }
 
 mkdir -p ../build/doxygen
-(cat Doxyfile; echo "WARN_LOGFILE = $work/warnings") | doxygen - || fail "doxygen"
+version=$(sed -n 's/#define QUORVEL_VERSION "\(.*\)"/\1/p' ../include/quorvel/version.h)
+(cat Doxyfile; echo "PROJECT_NUMBER = $version"; echo "WARN_LOGFILE = $work/warnings") | doxygen - || fail "doxygen"
 [[ ! -s $work/warnings ]] || { cat "$work/warnings"; fail "doxygen warns"; }
 echo "ok: doxygen"
 
@@ -54,23 +55,26 @@ while IFS=: read -r file target; do
 done < <(grep -oE '\]\([^)]+\)' ./*.md -H | sed -E 's/\]\(([^)]+)\)/\1/' | grep -vE ':(https?|#)')
 echo "ok: $links links"
 
-cmake -S .. -B ../build/figures -DQUORVEL_EXAMPLES=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DQUORVEL_LOG=stderr \
-    >"$work/log" && cmake --build ../build/figures >>"$work/log" 2>&1 || { cat "$work/log"; fail "examples do not build"; }
-../build/figures/quorvel_figures --tables >"$work/tables"
+build=../build/release
+{
+    cmake -S .. -B $build -DCMAKE_BUILD_TYPE=Release -DQUORVEL_EXAMPLES=ON &&
+        cmake --build $build --target quorvel_examples quorvel_figures
+} >"$work/log" 2>&1 || { cat "$work/log"; fail "examples do not build"; }
+$build/quorvel_figures --tables >"$work/tables"
 while read -r row; do
     [[ -z $row ]] || grep -qxF -- "$row" integration.md || fail "integration.md lacks the row $row"
 done <"$work/tables"
-../build/figures/quorvel_figures "$work"
+$build/quorvel_figures "$work"
 read -r row col theta <"$work/blocks_motion.dat"
 grep -qF "the model is ($row, $col) pixels and $theta milliradians" how-it-works.md ||
     fail "the model of the picture of block vectors is ($row, $col), $theta: run figures/draw.sh and correct the text"
 echo "ok: tables"
 
 # The examples run: the same clip through the loop and the measurement, and a camera of their own.
-../build/figures/camera_buffers >"$work/camera" || fail "camera_buffers"
+$build/camera_buffers >"$work/camera" || fail "camera_buffers"
 head -c $((320 * 240 * 3 / 2 * 4)) /dev/urandom >"$work/clip"
-../build/figures/nv21_loop 320 240 <"$work/clip" >"$work/steady" || fail "nv21_loop"
+$build/nv21_loop 320 240 <"$work/clip" >"$work/steady" || fail "nv21_loop"
 cmp -s <(wc -c <"$work/clip") <(wc -c <"$work/steady") || fail "nv21_loop drops frames"
-../build/figures/motion_csv 320 360 <"$work/clip" >"$work/motion" || fail "motion_csv"
+$build/motion_csv 320 360 <"$work/clip" >"$work/motion" || fail "motion_csv"
 [[ $(wc -l <"$work/motion") -eq 5 ]] || fail "motion_csv drops frames"
 echo "ok: examples run"

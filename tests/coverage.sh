@@ -5,7 +5,7 @@
 #   coverage.sh [BUILD]   the report goes to BUILD/report.txt, each line that is missing to BUILD/missing.txt
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build=${1:-build-coverage}
+build=${1:-build/coverage}
 tool() { command -v "$1-14" || command -v "$1"; } # Debian's plain name may be another version than clang's
 probes="-fprofile-instr-generate -fcoverage-mapping"
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Coverage -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \

@@ -3,7 +3,7 @@
 # sweep.sh TESTS [wide|full] [LOG]: every entry point over all sizes, in two processes. TESTS is the test
 # program. The full sweep takes about half an hour; sizes that LOG lists as passed are not run again.
 set -euo pipefail
-tests=$(realpath "${1:?usage: sweep.sh build/quorvel_tests [wide|full] [LOG]}")
+tests=$(realpath "${1:?usage: sweep.sh build/release/quorvel_tests [wide|full] [LOG]}")
 export QUORVEL_SWEEP=${2:-full}
 log=${3:-}
 if [ -z "$log" ]; then

@@ -4,8 +4,8 @@
 # (Debian: gnuplot-nox).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-build=build/figures
-cmake -S . -B "$build" -DQUORVEL_EXAMPLES=ON -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF -DQUORVEL_LOG=stderr >/dev/null
+build=build/release
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_EXAMPLES=ON >/dev/null
 cmake --build "$build" --target quorvel_figures
 data=$(mktemp -d)
 trap 'rm -rf "$data"' EXIT

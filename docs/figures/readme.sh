@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# docs/figures/readme.sh: draws the picture of README.md anew. Needs the programs of build/ (./demo.sh, or
+# docs/figures/readme.sh: draws the picture of README.md anew. Needs the programs of build/release (./demo.sh, or
 # tools/quality/table.sh, makes them), ffmpeg and gnuplot (Debian: gnuplot-nox).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-build=build
+build=build/release
 cmake --build "$build" --target quorvel_tool quorvel_clipgen quorvel_quality >/dev/null
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -106,7 +106,7 @@ class Worker:
     def __init__(self, folder):
         self.tree = folder / 'tree'
         shutil.rmtree(folder, ignore_errors=True)  # an interrupted run leaves a fault's object behind
-        shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns('build*', '.git'))
+        shutil.copytree(ROOT, self.tree, ignore=shutil.ignore_patterns('build', '.git'))
         self.build = folder / 'build'
         self.run(['cmake', '-S', self.tree, '-B', self.build, '-DCMAKE_BUILD_TYPE=Release', '-DQUORVEL_TOOL=OFF'])
         if not self.compiles() or self.verdict() != 'MISSED':

@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 self=$PWD/tools/quality/table.sh
-build=$PWD/build
+build=$PWD/build/release
 frames=180
 heading='| clip | rows, px | columns, px | roll, mrad | visible | invented | lost |
 |---|---|---|---|---|---|---|'
