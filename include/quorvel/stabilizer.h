@@ -40,6 +40,7 @@
 #include <stdint.h>
 
 #include "quorvel/export.h"
+#include "quorvel/version.h"
 
 /**
  * @name Colour formats
@@ -71,7 +72,7 @@ typedef struct MVS_InitParam {
     int32_t lReserved;  /**< not read */
 } MVS_InitParam;
 
-/** The library's version. */
+/** Version record of the interface. */
 typedef struct MVS_Version {
     int32_t lCodebase;     /**< first number of the version */
     int32_t lMajor;        /**< second number */
@@ -147,6 +148,8 @@ QEL_API void QEL_MVS_DestroyStabilizer(MVS_Context *pCtx);
 
 /**
  * Copies the version record. Any thread may call it at any time.
+ *
+ * Its texts name the interface and never change; QUORVEL_VERSION is the version of the package.
  *
  * @param pVersion filled in; its texts are static
  * @return pVersion; null for null

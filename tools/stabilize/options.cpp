@@ -10,7 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "quorvel/stabilizer.h"
+#include "quorvel/version.h"
 #include "stabilize/preview.h"
 #include "video/media.h"
 
@@ -54,10 +54,7 @@ const std::map<std::string, Mode> kModes = {{"rotate", Mode::Rotate},  {"shift",
                                             {"2", Mode::ShiftAndTurn}, {"3", Mode::Rotate}};
 
 std::string VersionLine() {
-    MVS_Version version = {};
-    QEL_MVS_GetVersion(&version);
-    return std::string(kProgram) + " " + version.Version + "\n" + MediaVersion() + "\n" +
-           PreviewVersion();
+    return std::string(kProgram) + " " QUORVEL_VERSION "\n" + MediaVersion() + "\n" + PreviewVersion();
 }
 
 // Wraps descriptions, which are whole sentences here, to a width that fits a terminal.
