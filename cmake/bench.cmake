@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Benchmarks: see docs/performance.md. Off by default, they are no part of a test run.
-option(QUORVEL_BENCH "Build the benchmarks (the main one needs Google Benchmark and libyuv)" OFF)
+# Benchmarks: see docs/performance.md. Off by default, they are no part of a test run. AUTO builds those that
+# need nothing, and the others where Google Benchmark and libyuv are found.
+quorvel_choice(QUORVEL_BENCH OFF "Build the benchmarks (Google Benchmark, libyuv)")
 if(QUORVEL_BENCH)
   find_package(Threads REQUIRED)
   add_library(quorvel_bench_support OBJECT bench/clip.cpp bench/stages.cpp)
@@ -27,21 +28,20 @@ if(QUORVEL_BENCH)
 
   find_path(QUORVEL_YUV_INCLUDE libyuv/scale_uv.h)
   find_library(QUORVEL_YUV_LIBRARY yuv)
-  if(NOT QUORVEL_YUV_INCLUDE OR NOT QUORVEL_YUV_LIBRARY)
-    message(STATUS "Main benchmark: off (libyuv not found; Debian: libyuv-dev)")
-    return()
-  endif()
-  quorvel_bench_program(bench-ratios bench/ratios.cpp)
-  target_include_directories(quorvel_bench_ratios SYSTEM PRIVATE ${QUORVEL_YUV_INCLUDE})
-  target_link_libraries(quorvel_bench_ratios PRIVATE ${QUORVEL_YUV_LIBRARY})
-
   find_package(benchmark QUIET)
-  if(NOT benchmark_FOUND)
-    message(STATUS "Main benchmark: off (Google Benchmark not found; Debian: libbenchmark-dev)")
-  else()
+  set(found OFF)
+  if(QUORVEL_YUV_INCLUDE AND QUORVEL_YUV_LIBRARY AND benchmark_FOUND)
+    set(found ON)
+  endif()
+  quorvel_part(BENCH "Main benchmarks" ${found} "Google Benchmark or libyuv" "libbenchmark-dev libyuv-dev")
+  if(QUORVEL_HAS_BENCH)
+    quorvel_bench_program(bench-ratios bench/ratios.cpp)
     quorvel_bench_program(bench
       bench/floors.cpp bench/frames.cpp bench/kernels.cpp bench/main.cpp bench/stage_bench.cpp)
-    target_include_directories(quorvel_bench SYSTEM PRIVATE ${QUORVEL_YUV_INCLUDE})
-    target_link_libraries(quorvel_bench PRIVATE benchmark::benchmark ${QUORVEL_YUV_LIBRARY})
+    foreach(target quorvel_bench_ratios quorvel_bench)
+      target_include_directories(${target} SYSTEM PRIVATE ${QUORVEL_YUV_INCLUDE})
+      target_link_libraries(${target} PRIVATE ${QUORVEL_YUV_LIBRARY})
+    endforeach()
+    target_link_libraries(quorvel_bench PRIVATE benchmark::benchmark)
   endif()
 endif()

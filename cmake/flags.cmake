@@ -24,22 +24,28 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i[3-6]86|AMD64)$" AND CMAKE_SIZEOF_V
 endif()
 
 # Guards against what a fault would otherwise do to the process (docs/reliability.md). Off under
-# sanitizers, which see the same and more.
+# sanitizers, which see the same and more. Whoever builds with flags of a kind keeps them as they are: a
+# distribution has its own.
 option(QUORVEL_HARDEN "Stack guards, checked copies, signed return addresses in the library" ON)
 if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE)
   include(CheckCXXCompilerFlag)
+  string(TOUPPER "CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}" of_build_type)
+  set(given "${CMAKE_CXX_FLAGS} ${${of_build_type}}")
   # Outside Android the guard's value for ARM lives in the loader, which the library would have to name.
   set(stack_guard -fstack-protector-strong)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(arm|aarch64)" AND NOT ANDROID)
     set(stack_guard)
   endif()
   foreach(flag ${stack_guard} -fstack-clash-protection -mbranch-protection=standard)
+    string(REGEX MATCH "stack-protector|stack-clash-protection|branch-protection" kind ${flag})
     string(MAKE_C_IDENTIFIER "QUORVEL_HAS${flag}" known)
     check_cxx_compiler_flag("-Werror ${flag}" ${known})
-    if(${known})
+    if(${known} AND NOT given MATCHES "${kind}")
       target_compile_options(quorvel_library_flags INTERFACE ${flag})
     endif()
   endforeach()
-  target_compile_options(quorvel_library_flags INTERFACE # without optimization the headers refuse it
-    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+  if(NOT given MATCHES "_FORTIFY_SOURCE")
+    target_compile_options(quorvel_library_flags INTERFACE # without optimization the headers refuse it
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+  endif()
 endif()

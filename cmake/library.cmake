@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# libQuorvelStabilizer, shared and static, from one set of objects.
+# libQuorvelStabilizer, shared and static, from one set of objects. BUILD_SHARED_LIBS, where it is set,
+# chooses one of them to be built and installed; the other is built for whoever links it.
 
 # The camera wrapper writes to the platform's log where there is one. In the static library the wrapper is
 # an object of its own: a program that calls only the core links without it and without the log. A shared
@@ -7,15 +8,21 @@
 option(QUORVEL_CAMERA "Include the camera service's wrapper" ON)
 find_path(QUORVEL_LOG_INCLUDE android/log.h PATH_SUFFIXES android)
 find_library(QUORVEL_LOG_LIBRARY log PATH_SUFFIXES android)
-if(QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY)
-  set(QUORVEL_LOG android CACHE STRING "Log of the camera wrapper: android or stderr")
-else()
-  set(QUORVEL_LOG stderr CACHE STRING "Log of the camera wrapper: android or stderr")
+set(QUORVEL_LOG AUTO CACHE STRING "Log of the camera wrapper: AUTO, android or stderr")
+set_property(CACHE QUORVEL_LOG PROPERTY STRINGS AUTO android stderr)
+set(log_of_camera ${QUORVEL_LOG})
+if(QUORVEL_LOG STREQUAL "AUTO")
+  set(log_of_camera stderr)
+  if(QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY)
+    set(log_of_camera android)
+  endif()
 endif()
-set_property(CACHE QUORVEL_LOG PROPERTY STRINGS android stderr)
-if(QUORVEL_LOG STREQUAL "android" AND NOT (QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY))
-  message(FATAL_ERROR "QUORVEL_LOG=android needs android/log.h and liblog (Debian: android-liblog-dev)")
+if(NOT QUORVEL_CAMERA)
+  set(log_of_camera none)
+elseif(log_of_camera STREQUAL "android" AND NOT (QUORVEL_LOG_INCLUDE AND QUORVEL_LOG_LIBRARY))
+  message(FATAL_ERROR "QUORVEL_LOG=android: android/log.h and liblog not found (Debian: android-liblog-dev)")
 endif()
+message(STATUS "Log of the camera wrapper: ${log_of_camera}")
 
 set(QUORVEL_SOURCES
   src/api/chroma.cpp
@@ -76,7 +83,7 @@ set(QUORVEL_SOURCES
 
 if(QUORVEL_CAMERA)
   list(APPEND QUORVEL_SOURCES src/api/camera.cpp)
-  if(QUORVEL_LOG STREQUAL "stderr")
+  if(log_of_camera STREQUAL "stderr")
     list(APPEND QUORVEL_SOURCES src/api/camera_log_stderr.cpp)
   endif()
 endif()
@@ -119,7 +126,18 @@ foreach(target quorvel_shared quorvel_static)
   target_include_directories(${target} PUBLIC include)
 endforeach()
 
-if(QUORVEL_CAMERA AND QUORVEL_LOG STREQUAL "android")
+set(QUORVEL_LIBRARIES quorvel_shared quorvel_static)
+if(DEFINED BUILD_SHARED_LIBS)
+  set(QUORVEL_LIBRARIES quorvel_static)
+  set(other quorvel_shared)
+  if(BUILD_SHARED_LIBS)
+    set(QUORVEL_LIBRARIES quorvel_shared)
+    set(other quorvel_static)
+  endif()
+  set_target_properties(${other} PROPERTIES EXCLUDE_FROM_ALL ON)
+endif()
+
+if(log_of_camera STREQUAL "android")
   target_compile_definitions(quorvel_objects PRIVATE QUORVEL_LOG_ANDROID)
   target_include_directories(quorvel_objects SYSTEM PRIVATE ${QUORVEL_LOG_INCLUDE})
   target_link_libraries(quorvel_shared PRIVATE ${QUORVEL_LOG_LIBRARY})

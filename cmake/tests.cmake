@@ -2,9 +2,8 @@
 # GoogleTest programs and scripts, run by ctest. Label `sanitize`: worth its time under sanitizers too.
 if(QUORVEL_TESTS)
   find_package(GTest QUIET)
-  if(NOT GTest_FOUND)
-    message(STATUS "Tests: off (GoogleTest not found; Debian: libgtest-dev)")
-  else()
+  quorvel_part(TESTS "Tests" "${GTest_FOUND}" "GoogleTest" "libgtest-dev")
+  if(QUORVEL_HAS_TESTS)
     enable_testing()
     add_executable(quorvel_tests
       tests/camera_test.cpp
@@ -72,7 +71,9 @@ if(QUORVEL_TESTS)
       quorvel_test(tool "fast;sanitize" ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_tool.sh
         $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen>)
       find_package(Python3 QUIET COMPONENTS Interpreter)
-      if(Python3_FOUND AND TARGET PkgConfig::QUORVEL_AV)
+      if(NOT Python3_FOUND)
+        message(STATUS "Tests of the tool with files: off (Python not found; Debian: python3)")
+      elseif(TARGET PkgConfig::QUORVEL_AV)
         set(check_video ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_video.py
           $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen> ${CMAKE_CURRENT_SOURCE_DIR})
         quorvel_test(video_files "video" ${check_video})
@@ -80,7 +81,7 @@ if(QUORVEL_TESTS)
         set_tests_properties(video_files video_files_short PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 900)
       endif()
     endif()
-    if(NOT QUORVEL_SANITIZE)
+    if(NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
       quorvel_test(library "fast" ${CMAKE_CURRENT_SOURCE_DIR}/tests/check_library.sh
         $<TARGET_FILE:quorvel_shared> ${CMAKE_CURRENT_SOURCE_DIR})
     endif()

@@ -1,31 +1,39 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # The video tool and the programs of the demo. Their two libraries need nothing but the compiler and are
 # built for whoever links them, tests and benchmarks included.
-# FFmpeg's libraries (the tool reads and writes every kind of file by them) and SDL 2 (its preview window)
-# are used where they are there.
-option(QUORVEL_FFMPEG "Read and write videos by FFmpeg's libraries" ON)
-option(QUORVEL_PREVIEW "Build the tool with a preview window (SDL 2)" ON)
-if(QUORVEL_TOOL AND (QUORVEL_FFMPEG OR QUORVEL_PREVIEW))
-  find_package(PkgConfig QUIET)
+# The tool reads and writes every kind of file by FFmpeg's libraries, and its preview window is SDL 2's.
+if(QUORVEL_TOOL)
+  find_package(CLI11 QUIET)
 endif()
-# Defines the target PkgConfig::<name>, or says in one line that something is off.
-function(quorvel_find_part option name packages what)
-  if(NOT QUORVEL_TOOL OR NOT ${option})
+quorvel_part(TOOL "Tool" "${CLI11_FOUND}" "CLI11" "libcli11-dev")
+
+quorvel_choice(QUORVEL_FFMPEG AUTO "Read and write videos by FFmpeg's libraries")
+quorvel_choice(QUORVEL_CAPTURE AUTO "Take pictures from cameras by FFmpeg's libavdevice")
+quorvel_choice(QUORVEL_PREVIEW AUTO "Build the tool with a preview window (SDL 2)")
+# A part of the tool, or of another part, that pkg-config finds: defines the target PkgConfig::<target>.
+function(quorvel_tool_part name of what target modules packages)
+  if(NOT QUORVEL_HAS_${of})
+    if(QUORVEL_${name} AND NOT QUORVEL_${name} STREQUAL "AUTO")
+      message(FATAL_ERROR "QUORVEL_${name}=${QUORVEL_${name}} needs QUORVEL_${of}, which is off")
+    endif()
     return()
   endif()
-  if(PKG_CONFIG_FOUND)
-    pkg_check_modules(${name} QUIET IMPORTED_TARGET GLOBAL ${packages})
+  if(QUORVEL_${name})
+    find_package(PkgConfig QUIET)
+    if(PKG_CONFIG_FOUND)
+      pkg_check_modules(${target} QUIET IMPORTED_TARGET GLOBAL ${modules})
+    endif()
   endif()
-  if(what AND NOT ${name}_FOUND)
-    message(STATUS "${what}")
-  endif()
+  string(REGEX REPLACE ">=[0-9.]+" "" needs "${modules}")
+  list(JOIN needs ", " needs)
+  quorvel_part(${name} "${what}" "${${target}_FOUND}" "${needs}" "pkg-config ${packages}")
+  set(QUORVEL_HAS_${name} ${QUORVEL_HAS_${name}} PARENT_SCOPE)
 endfunction()
-quorvel_find_part(QUORVEL_FFMPEG QUORVEL_AV "libavformat>=59;libavcodec>=59;libavutil>=57;libswscale>=6"
-  "Tool: Y4M and raw frames only (Debian: pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev)")
-quorvel_find_part(QUORVEL_FFMPEG QUORVEL_AVDEVICE "libavdevice>=59"
-  "Tool: no cameras by --input-format (Debian: libavdevice-dev)")
-quorvel_find_part(QUORVEL_PREVIEW QUORVEL_SDL "sdl2>=2.0.16"
-  "Tool: no --preview (Debian: pkg-config libsdl2-dev)")
+quorvel_tool_part(FFMPEG TOOL "Tool, every kind of file" QUORVEL_AV
+  "libavformat>=59;libavcodec>=59;libavutil>=57;libswscale>=6"
+  "libavformat-dev libavcodec-dev libavutil-dev libswscale-dev")
+quorvel_tool_part(CAPTURE FFMPEG "Tool, cameras" QUORVEL_AVDEVICE "libavdevice>=59" "libavdevice-dev")
+quorvel_tool_part(PREVIEW TOOL "Tool, preview window" QUORVEL_SDL "sdl2>=2.0.16" "libsdl2-dev")
 
 set(media_sources tools/video/media_none.cpp)
 if(TARGET PkgConfig::QUORVEL_AV)
@@ -72,61 +80,60 @@ foreach(target quorvel_video_io quorvel_media_io quorvel_scene)
   target_link_libraries(${target} PRIVATE quorvel_flags)
 endforeach()
 
-if(QUORVEL_TOOL)
-  find_package(CLI11 QUIET)
-  if(NOT CLI11_FOUND)
-    message(STATUS "Tool: off (CLI11 not found; Debian: libcli11-dev)")
-  else()
-    set(preview_source tools/stabilize/preview_none.cpp)
-    if(TARGET PkgConfig::QUORVEL_SDL)
-      set(preview_source tools/stabilize/preview_sdl.cpp)
-    endif()
-    add_executable(quorvel_tool
-      tools/stabilize/compose.cpp
-      tools/stabilize/console.cpp
-      tools/stabilize/main.cpp
-      tools/stabilize/options.cpp
-      tools/stabilize/pipeline.cpp
-      tools/stabilize/plot.cpp
-      ${preview_source}
-      tools/stabilize/run.cpp
-      tools/stabilize/stabilizer.cpp
-      tools/stabilize/summary.cpp
-      tools/stabilize/trace.cpp
-      tools/stabilize/worker.cpp)
-    add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
-    add_executable(quorvel_measure
-      tools/measure/csv_table.cpp
-      tools/measure/jitter.cpp
-      tools/measure/measure_main.cpp)
-    add_executable(quorvel_compare tools/measure/compare_main.cpp tools/measure/side_by_side.cpp)
-    set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
-
-    add_executable(quorvel_quality
-      tools/measure/csv_table.cpp
-      tools/measure/jitter.cpp
-      tools/quality/align.cpp
-      tools/quality/judge.cpp
-      tools/quality/main.cpp)
-    set_target_properties(quorvel_quality PROPERTIES OUTPUT_NAME quorvel-quality)
-    target_link_libraries(quorvel_quality PRIVATE
-      quorvel_flags quorvel_scene quorvel_media_io CLI11::CLI11)
-    foreach(program clipgen measure compare)
-      set_target_properties(quorvel_${program} PROPERTIES OUTPUT_NAME quorvel-${program})
-    endforeach()
-    foreach(target quorvel_tool quorvel_clipgen quorvel_measure quorvel_compare)
-      target_link_libraries(${target} PRIVATE quorvel_flags CLI11::CLI11)
-    endforeach()
-    foreach(program clipgen measure compare)
-      target_link_libraries(quorvel_${program} PRIVATE quorvel_video_io)
-    endforeach()
-    target_link_libraries(quorvel_tool PRIVATE quorvel_media_io Threads::Threads)
-    if(TARGET PkgConfig::QUORVEL_SDL)
-      target_link_libraries(quorvel_tool PRIVATE PkgConfig::QUORVEL_SDL)
-    endif()
-    # Static: the tool runs from wherever it is copied.
-    target_link_libraries(quorvel_tool PRIVATE quorvel_static)
-    target_link_libraries(quorvel_clipgen PRIVATE quorvel_scene)
-    target_link_libraries(quorvel_measure PRIVATE quorvel_scene)
+if(QUORVEL_HAS_TOOL)
+  set(preview_source tools/stabilize/preview_none.cpp)
+  if(TARGET PkgConfig::QUORVEL_SDL)
+    set(preview_source tools/stabilize/preview_sdl.cpp)
   endif()
+  add_executable(quorvel_tool
+    tools/stabilize/compose.cpp
+    tools/stabilize/console.cpp
+    tools/stabilize/main.cpp
+    tools/stabilize/options.cpp
+    tools/stabilize/pipeline.cpp
+    tools/stabilize/plot.cpp
+    ${preview_source}
+    tools/stabilize/run.cpp
+    tools/stabilize/stabilizer.cpp
+    tools/stabilize/summary.cpp
+    tools/stabilize/trace.cpp
+    tools/stabilize/worker.cpp)
+  add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
+  add_executable(quorvel_measure
+    tools/measure/csv_table.cpp
+    tools/measure/jitter.cpp
+    tools/measure/measure_main.cpp)
+  add_executable(quorvel_compare tools/measure/compare_main.cpp tools/measure/side_by_side.cpp)
+  set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
+
+  add_executable(quorvel_quality
+    tools/measure/csv_table.cpp
+    tools/measure/jitter.cpp
+    tools/quality/align.cpp
+    tools/quality/judge.cpp
+    tools/quality/main.cpp)
+  set_target_properties(quorvel_quality PROPERTIES OUTPUT_NAME quorvel-quality)
+  target_link_libraries(quorvel_quality PRIVATE
+    quorvel_flags quorvel_scene quorvel_media_io CLI11::CLI11)
+  foreach(program clipgen measure compare)
+    set_target_properties(quorvel_${program} PROPERTIES OUTPUT_NAME quorvel-${program})
+  endforeach()
+  foreach(target quorvel_tool quorvel_clipgen quorvel_measure quorvel_compare)
+    target_link_libraries(${target} PRIVATE quorvel_flags CLI11::CLI11)
+  endforeach()
+  foreach(program clipgen measure compare)
+    target_link_libraries(quorvel_${program} PRIVATE quorvel_video_io)
+  endforeach()
+  target_link_libraries(quorvel_tool PRIVATE quorvel_media_io Threads::Threads)
+  if(TARGET PkgConfig::QUORVEL_SDL)
+    target_link_libraries(quorvel_tool PRIVATE PkgConfig::QUORVEL_SDL)
+  endif()
+  # Static where it is not ruled out: the tool runs from wherever it is copied.
+  if("quorvel_static" IN_LIST QUORVEL_LIBRARIES)
+    target_link_libraries(quorvel_tool PRIVATE quorvel_static)
+  else()
+    target_link_libraries(quorvel_tool PRIVATE quorvel_shared)
+  endif()
+  target_link_libraries(quorvel_clipgen PRIVATE quorvel_scene)
+  target_link_libraries(quorvel_measure PRIVATE quorvel_scene)
 endif()

@@ -41,6 +41,12 @@ if grep -rIl -e "$work/first" -e "$build" "$work/tree"; then
     exit 1
 fi
 
+version=$(sed -n 's/#define QUORVEL_VERSION "\(.*\)"/\1/p' "$work/tree/include/quorvel/version.h")
+if [[ -x $work/tree/bin/quorvel-stabilize && $("$work/tree/bin/quorvel-stabilize" --version) != "quorvel-stabilize $version"$'\n'* ]]; then
+    echo "FAILED: the tool is of another version than the header, $version"
+    exit 1
+fi
+
 cmake_programs installed -DCMAKE_PREFIX_PATH="$work/tree"
 cmake_programs c_only -DCMAKE_PREFIX_PATH="$work/tree" -DLANGUAGES=C
 cmake_programs subproject -DSUBPROJECT="$here/../.." -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=OFF
