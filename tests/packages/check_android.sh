@@ -35,7 +35,13 @@ check_library() { # TARGET LIBRARY
     [[ $alignments == 0x4000 ]] || fail "$1 has segments aligned to" $alignments
 }
 
-for target in aarch64-linux-android24 armv7a-linux-androideabi24 x86_64-linux-android24 i686-linux-android24; do
+# The 64-bit systems at a level of today, the others at the lowest. The compiler defines __ANDROID__ and
+# __ANDROID_API__ by the target, as the NDK's does.
+for target in aarch64-linux-android29 armv7a-linux-androideabi24 x86_64-linux-android29 i686-linux-android24; do
+    macros=$(clang++ --target=$target -dM -E -x c++ /dev/null)
+    for macro in __ANDROID__ __ANDROID_API__ __linux__; do
+        grep -q "#define $macro " <<<"$macros" || fail "clang++ for $target does not define $macro"
+    done
     root=$work/$target
     mkdir -p "$root/lib"
     grep -v ^__android "$work/allowed" | stand_in $target "$root/lib/libc.so"
