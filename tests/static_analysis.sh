@@ -1,15 +1,27 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# clang-tidy, cppcheck and the clang analyzer over src/ and tools/; any finding is a failure.
-#   static_analysis.sh [tidy] [cppcheck] [analyzer]
+# What is found without running anything: the form of the sources by clang-format; clang-tidy, with the clang
+# analyzer, and cppcheck over src/ and tools/. Any finding is a failure.
+#   static_analysis.sh [format] [tidy] [cppcheck]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-build=build-analysis
+build=build/analysis
 tool() { command -v "$1-14" || command -v "$1"; }
-options=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DQUORVEL_TESTS=OFF)
-cmake -S . -B $build "${options[@]}" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_LOG=stderr >/dev/null
+
+# Other versions of clang-format write other line breaks.
+format() {
+    local files other=() file
+    "$(tool clang-format)" --version | grep -q 'version 14\.' || { echo "FAILED: clang-format is not version 14"; return 1; }
+    mapfile -t files < <(find src include tests tools bench fuzz examples -name '*.cpp' -o -name '*.h' -o -name '*.c')
+    for file in "${files[@]}"; do
+        "$(tool clang-format)" --dry-run --Werror "$file" 2>/dev/null || other+=("$file")
+    done
+    [ ${#other[@]} -eq 0 ] || { echo "FAILED: clang-format-14 -i" "${other[@]}"; return 1; }
+}
 
 tidy() {
+    cmake -S . -B $build -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_LOG=stderr -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=ON >/dev/null
     find src tools -name '*.cpp' ! -name '*_neon.cpp' -print0 |
         xargs -0 -n 4 -P "$(nproc)" "$(tool clang-tidy)" -p $build --quiet 2>/dev/null
 }
@@ -22,18 +34,9 @@ cppcheck() {
         -D__x86_64__ -D__linux__ --template=gcc src tools
 }
 
-analyzer() {
-    "$(tool scan-build)" --status-bugs --use-cc=clang --use-c++=clang++ -o $build/reports \
-        cmake -S . -B $build/analyzer "${options[@]}" >/dev/null
-    "$(tool scan-build)" --status-bugs --use-cc=clang --use-c++=clang++ -o $build/reports \
-        cmake --build $build/analyzer --clean-first --parallel "$(nproc)" >$build/analyzer.log 2>&1 ||
-        { grep -E 'warning|error|scan-build' $build/analyzer.log; return 1; }
-}
-
-for part in "${@:-tidy cppcheck analyzer}"; do
-    for name in $part; do
-        echo "-- $name"
-        "$name"
-    done
+[ $# -gt 0 ] || set -- format tidy cppcheck
+for part; do
+    echo "-- $part"
+    "$part"
 done
 echo "no findings"

@@ -15,7 +15,7 @@ int main(int argc, char **argv) {
     if (!ParseOptions(argc, argv, options, exitCode)) return exitCode;
     IgnoreBrokenPipes();
     CatchInterrupts();
-    exitCode = 1;
+    exitCode = 1; // NOLINT(clang-analyzer-deadcode.DeadStores): read when an exception ends the run
     try {
         StabilizeStream(options);
         exitCode = 0;
