@@ -11,7 +11,7 @@ build=${QUORVEL_BENCH_BUILD:-build/release}
 results=$build/results
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BENCH=ON
-cmake --build "$build" --target quorvel_bench quorvel_bench_ratios quorvel_bench_worst quorvel_bench_memory
+cmake --build "$build" --target quorvel_bench quorvel_bench_ratios quorvel_bench_worst quorvel_bench_load quorvel_bench_memory
 rm -rf "$results"
 mkdir -p "$results"
 bench/mca.sh >"$results/mca.md"

@@ -1,13 +1,13 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Optional parts, which need something that may be missing. AUTO builds a part where that is found and says
-# what it did; ON fails without it; OFF does not look for it.
+# Optional parts, which need packages that may be missing. AUTO builds a part when they are found; ON fails
+# without them; OFF does not look for them. One line of output says what was chosen.
 function(quorvel_choice name default help)
   set(${name} ${default} CACHE STRING "${help}: AUTO, ON or OFF")
   set_property(CACHE ${name} PROPERTY STRINGS AUTO ON OFF)
 endfunction()
 
-# quorvel_part(TOOL "Tool" "${CLI11_FOUND}" "CLI11" "libcli11-dev") sets QUORVEL_HAS_TOOL by the choice
-# QUORVEL_TOOL, by whether what it needs was found, and says the rest to who lacks it.
+# Sets QUORVEL_HAS_<name> from the choice QUORVEL_<name> and from whether what the part needs was found. `needs`
+# and `packages` name that for the messages.
 function(quorvel_part name what found needs packages)
   set(has OFF)
   if(NOT QUORVEL_${name})

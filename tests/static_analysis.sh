@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# What is found without running anything: the form of the sources by clang-format; clang-tidy, with the clang
-# analyzer, and cppcheck over src/ and tools/. Any finding is a failure.
+# The format of all sources, then clang-tidy, with the clang analyzer, and cppcheck over src/ and tools/. Any
+# finding is a failure.
 #   static_analysis.sh [format] [tidy] [cppcheck]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/analysis
 tool() { command -v "$1-14" || command -v "$1"; }
 
-# Other versions of clang-format write other line breaks.
+# Version 14 only: others break lines elsewhere.
 format() {
     local files other=() file
     "$(tool clang-format)" --version | grep -q 'version 14\.' || { echo "FAILED: clang-format is not version 14"; return 1; }

@@ -15,11 +15,15 @@ debs=("$work"/*.deb)
 names=()
 for deb in "${debs[@]}"; do
     names+=("$(dpkg-deb -f "$deb" Package)")
+    for field in Description Homepage Maintainer; do
+        [[ $(dpkg-deb -f "$deb" $field) ]] || { echo "FAILED: ${deb##*/} has no $field" >&2; exit 1; }
+    done
     dpkg-deb --fsys-tarfile "$deb" | tar -t | sed -n 's|^\./\(.*[^/]\)$|/\1|p'
 done >"$work/files"
-for name in libquorvelstabilizer1 libquorvelstabilizer-dev; do
-    [[ " ${names[*]} " == *" $name "* ]] || { echo "FAILED: packages are ${names[*]}"; exit 1; }
+for name in "${names[@]}"; do
+    grep -qxF "/usr/share/doc/$name/copyright" "$work/files" || { echo "FAILED: $name has no copyright"; exit 1; }
 done
+[[ " ${names[*]} " == *" libquorvelstabilizer-dev "* ]] || { echo "FAILED: packages are ${names[*]}"; exit 1; }
 
 if ((EUID)); then
     echo "ok: made ${names[*]}; SKIPPED: installing them (not root)"
