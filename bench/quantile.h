@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 
-// part 0: the least, 0.5: the median, 1: the greatest.
+// 0 is the least value, 0.5 the median, 1 the greatest.
 inline double Quantile(std::vector<double> values, double part) {
     const auto at = values.begin() + (ptrdiff_t)(part * (double)(values.size() - 1));
     std::nth_element(values.begin(), at, values.end());

@@ -35,7 +35,8 @@ Overlap FindOverlap(PictureSize picture, PictureSize part, int x, int y) {
 void CopyPart(const uint8_t *from, int fromPitch, uint8_t *to, int toPitch, const Overlap &o,
               int step) {
     CopyPlane(from + (ptrdiff_t)o.fromY * fromPitch + o.fromX * step, fromPitch,
-              to + (ptrdiff_t)o.y * toPitch + o.x * step, toPitch, (size_t)o.width * (size_t)step, o.height);
+              to + (ptrdiff_t)o.y * toPitch + o.x * step, toPitch, (size_t)o.width * (size_t)step,
+              o.height);
 }
 
 } // namespace

@@ -43,8 +43,8 @@ void CheckStream(const FrameSource &source, bool force, Console &console) {
     const StreamInfo &info = source.Info();
     for (const std::string &note : info.notes) console.Note(source.Name() + ": " + note);
     if (info.size != info.codedSize)
-        console.Note(source.Name() + " is " + SizeText(info.codedSize) + ", only " + SizeText(info.size) +
-                     ", the even part, is used");
+        console.Note(source.Name() + " is " + SizeText(info.codedSize) + ", only " +
+                     SizeText(info.size) + ", the even part, is used");
     if (!info.interlaced) return;
     if (!force)
         throw VideoError(source.Name() +

@@ -49,8 +49,9 @@ std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOpt
     if (options.shape) return OpenPlain(std::move(input), options);
     std::string start = input->Peek(strlen(kY4mMagic));
     if (start != kY4mMagic && !start.empty() && !kHasMedia)
-        throw VideoError(input->Name() + ": not a Y4M stream, and this program was built without FFmpeg's "
-                                         "libraries, which read others; for raw frames give --size WxH");
+        throw VideoError(input->Name() +
+                         ": not a Y4M stream, and this program was built without FFmpeg's "
+                         "libraries, which read others; for raw frames give --size WxH");
     if (start == kY4mMagic || start.empty()) return OpenPlain(std::move(input), options);
     if (IsSeekable(path)) input.reset();
     return OpenMediaSource(path, std::move(input), options);

@@ -84,8 +84,7 @@ int CheckMedia(int code, const std::string &what) {
 MediaOptions::MediaOptions(const std::vector<std::string> &texts, const std::string &option) {
     for (const std::string &text : texts) {
         size_t equals = text.find('=');
-        if (equals == std::string::npos || equals == 0)
-            Refuse(option, text);
+        if (equals == std::string::npos || equals == 0) Refuse(option, text);
         Set(text.substr(0, equals).c_str(), text.substr(equals + 1));
     }
 }
