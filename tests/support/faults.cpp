@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "support/faults.h"
+#include "support/run.h"
 
 #include <errno.h>
 #include <pthread.h>
@@ -15,8 +16,8 @@
 
 namespace {
 
-std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sLocks, sFailLock,
-    sKeptThreads{4}, sEarlyWakes, sRunning;
+std::atomic<int> sAllocations, sFailAllocation, sThreads, sFailThread, sLocks, sFailLock, sEarlyWakes,
+    sRunning;
 std::atomic<bool> sDawdle, sInterrupt;
 std::atomic<unsigned> sSeed;
 
@@ -81,14 +82,13 @@ std::thread *sInterrupter;
 
 void Faults::Reset() {
     sAllocations = sFailAllocation = sThreads = sFailThread = sLocks = sFailLock = sEarlyWakes = 0;
-    sKeptThreads = 4;
+    ThreadsOfHandles() = 4;
     sDawdle = false;
 }
 void Faults::FailAllocation(int n) { sFailAllocation = n ? sAllocations + n : 0; }
 void Faults::FailThread(int n) { sFailThread = n > 0 ? sThreads + n : n; }
 void Faults::FailLock(int n) { sFailLock = n ? sLocks + n : 0; }
-void Faults::KeepThreads(int count) { sKeptThreads = count; }
-int Faults::KeptThreads() { return sKeptThreads; }
+void Faults::KeepThreads(int count) { ThreadsOfHandles() = count; }
 void Faults::WakeEarly(bool yes) { sEarlyWakes = yes; }
 void Faults::Dawdle(bool yes) { sDawdle = yes; }
 int Faults::Allocations() { return sAllocations; }

@@ -9,9 +9,8 @@ struct Faults {
     static void FailThread(int n);      // the n-th creation from now; 0: none; below: all
     static void FailLock(int n);        // the n-th taking of a mutex from now; 0: none
     static void KeepThreads(int count); // 1 .. 4 for the handles that support/run.h makes from now on
-    static int KeptThreads();
-    static void WakeEarly(bool yes); // waits for conditions that end without a signal
-    static void Dawdle(bool yes);    // random sleeps at locks, wake-ups and the start of threads
+    static void WakeEarly(bool yes);    // waits for conditions that end without a signal
+    static void Dawdle(bool yes);       // random sleeps at locks, wake-ups and the start of threads
 
     static int Allocations(); // since Reset
     static int Threads();     // creations asked for since Reset

@@ -8,13 +8,17 @@
 #include <stdexcept>
 
 #include "quorvel/camera.h"
-#include "support/faults.h"
 #include "support/pitched.h"
+
+std::atomic<int32_t> &ThreadsOfHandles() {
+    static std::atomic<int32_t> threads{4};
+    return threads;
+}
 
 // Small tasks are shared out too, on any machine, and a late frame is followed by no pause: the shipped
 // policy is tested by itself.
 static void ShareSmallTasks(MVS_Context *ctx) {
-    if (ctx) ctx->stThreads = {Faults::KeptThreads(), 65536, 4, 0, 0, 0};
+    if (ctx) ctx->stThreads = {ThreadsOfHandles(), 65536, 4, 0, 0, 0};
 }
 
 std::string Case::Name() const {

@@ -2,6 +2,7 @@
 // Drives a clip through one handle by any of the entry points, every buffer between guard pages.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -53,6 +54,9 @@ struct AtLevel { // handles created meanwhile use no more than the level
     explicit AtLevel(CpuLevel level) { LimitCpuLevel(level); }
     ~AtLevel() { LimitCpuLevel(kCpuLevels); }
 };
+
+// Threads that handles made from now on may use, 1 .. 4.
+std::atomic<int32_t> &ThreadsOfHandles();
 
 Handle MakeHandle(Size in, Size out, int32_t format);
 inline Handle MakeHandle(Size size, int32_t format = 0) { return MakeHandle(size, size, format); }
