@@ -150,6 +150,7 @@ TEST(Failure, ThreadsAndWaitsShowInNoFrame) {
         for (int n = 1; n <= threads && c.entry == Entry::Same; n++) {
             Faults::FailThread(n);
             EXPECT_EQ(all.frames, RunClip(c, clip).frames) << c << " thread " << n;
+            EXPECT_EQ(Faults::Running(), 0) << n; // also the workers after the one that failed
         }
     }
     Faults::Reset();

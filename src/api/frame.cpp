@@ -32,13 +32,7 @@ bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
 }
 
 void QEL_MVS_StabilizeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut) {
-    if (!pCtx || !pIn || !pOut) return;
-    if (pIn == pOut) {
-        pCtx->bSameBuffer = 1;
-        QEL_MVS_StabilizeFrame_SameBuffer(pCtx, pOut);
-    } else {
-        QEL_MVS_StabilizeFrame_DiffBuffer(pCtx, pIn, pOut);
-    }
+    QEL_MVS_StabilizeFrameSplitterShow(pCtx, pIn, pOut, 0);
 }
 
 void QEL_MVS_StabilizeFrame_SameBuffer(MVS_Context *pCtx, uint8_t *pFrame) {
@@ -51,13 +45,9 @@ void QEL_MVS_StabilizeFrame_DiffBuffer(MVS_Context *pCtx, const uint8_t *pIn, ui
 
 void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut,
                                         int32_t lSplit) {
-    if (!pCtx || !pIn || !pOut) return;
-    if (pIn == pOut) {
-        pCtx->bSameBuffer = 1;
-        QEL_MVS_StabilizeFrame_SameBufferSplitterShow(pCtx, pOut, lSplit);
-    } else {
-        QEL_MVS_StabilizeFrame_DiffBufferSplitterShow(pCtx, pIn, pOut, lSplit);
-    }
+    const bool bInPlace = pIn == pOut;
+    if (pCtx && pIn && bInPlace) pCtx->bSameBuffer = 1;
+    Stabilize(pCtx, pIn, pOut, lSplit, bInPlace);
 }
 
 void QEL_MVS_StabilizeFrame_SameBufferSplitterShow(MVS_Context *pCtx, uint8_t *pFrame, int32_t lSplit) {

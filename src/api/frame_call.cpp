@@ -5,13 +5,12 @@
 #include "api/previous_frame.h"
 #include "pipeline/pipeline.h"
 #include "platform/buffers.h"
-#include "platform/thread.h"
 #include "platform/workers.h"
 #include "warp/planes.h"
 
 namespace {
 
-// Puts the chroma where the warp looks for it; false when it is in the scratch planes.
+// Puts interleaved chroma where the warp looks for it; false when it goes by way of the scratch planes.
 bool BringPairs(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
     if (WarpsPairs(pCtx)) {
         pCtx->pInPairs = bInPlace ? pCtx->pCurFrame + pCtx->lInLumaSize : pCall->pInPairs;
@@ -56,35 +55,28 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
     }
 }
 
-// A frame call is no cancellation point, and its workers live as long as it does.
-struct FrameScope {
-    int32_t lCancelState;
-    int32_t lWorkers;
-};
-
-FrameScope BeginFrame(MVS_Context *pCtx) {
-    const int32_t lCancelState = HoldCancellation();
+// Returns the number of workers, for EndFrame.
+int32_t BeginFrame(MVS_Context *pCtx) {
     const int32_t lWorkers = WorkersForFrame(&pCtx->stThreads, pCtx->lInLumaSize);
     StartWorkers(pCtx->pWorkers, lWorkers);
     pCtx->bInFrame = 1;
-    return {lCancelState, lWorkers};
+    return lWorkers;
 }
 
-void EndFrame(MVS_Context *pCtx, FrameScope stScope) {
+void EndFrame(MVS_Context *pCtx, int32_t lWorkers) {
     const bool bInTime = JoinWorkers(pCtx->pWorkers);
-    if (stScope.lWorkers > 0) NoteFrame(&pCtx->stThreads, !bInTime);
+    if (lWorkers > 0) NoteFrame(&pCtx->stThreads, !bInTime);
     pCtx->bInFrame = 0;
     pCtx->bChromaInScratch = 0;
     pCtx->pInPairs = nullptr;
     pCtx->pOutPairs = nullptr;
-    RestoreCancellation(stScope.lCancelState);
 }
 
 } // namespace
 
 bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
     if (!EnsureFrames(pCtx, bInPlace)) return false;
-    const FrameScope stScope = BeginFrame(pCtx);
+    const int32_t lWorkers = BeginFrame(pCtx);
     pCtx->pCurFrame = bInPlace ? CopyFrameInPlace(pCtx, pCall->pIn, pCall->pInPairs) : pCall->pIn;
     pCtx->pOutFrame = pCall->pOut;
     const bool bScratch = pCall->pInPairs && !BringPairs(pCtx, pCall, bInPlace);
@@ -94,14 +86,14 @@ bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
         UV_I420_to_NV21(pCtx->pScratchOutU, pCtx->pScratchOutV, pCall->pOutPairs, OutChromaWidth(pCtx),
                         OutChromaHeight(pCtx));
     KeepFrame(pCtx, bInPlace);
-    EndFrame(pCtx, stScope);
+    EndFrame(pCtx, lWorkers);
     return true;
 }
 
 void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames) {
     if (!pCtx || !pFrames || !pFrames->pCurrent || !pFrames->pOutput) return;
     if (!pFrames->pPrevious && pCtx->lFrameCount != 0) return;
-    const FrameScope stScope = BeginFrame(pCtx);
+    const int32_t lWorkers = BeginFrame(pCtx);
     const uint8_t *pCurFrame = pCtx->pCurFrame;
     uint8_t *pOutFrame = pCtx->pOutFrame;
     pCtx->pCurFrame = pFrames->pCurrent;
@@ -109,5 +101,5 @@ void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames)
     RunDriver(pCtx, pFrames->pCurrent, pFrames->pPrevious, pFrames->pOutput);
     pCtx->pCurFrame = pCurFrame;
     pCtx->pOutFrame = pOutFrame;
-    EndFrame(pCtx, stScope);
+    EndFrame(pCtx, lWorkers);
 }

@@ -8,8 +8,6 @@
 
 namespace {
 
-#define QEL_AVX2 QEL_TARGET("avx2")
-
 // Squares, Q10, of what the vectors differ by from the model. The products keep their low 32 bits.
 QEL_AVX2 inline __m256i Squares(__m256i vMv, __m256i vModel) {
     const __m256i v = _mm256_sub_epi32(_mm256_slli_epi32(vMv, 10), vModel);

@@ -8,9 +8,6 @@
 
 namespace {
 
-#define QEL_AVX2 QEL_TARGET("avx2")
-#define QEL_SSE2 QEL_TARGET("sse2")
-
 // Both 64-bit sums of psadbw fit 32 bits.
 QEL_SSE2 inline uint32_t Total128(__m128i v) {
     return (uint32_t)_mm_cvtsi128_si32(_mm_add_epi32(v, _mm_shuffle_epi32(v, 0x4E)));

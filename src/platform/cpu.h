@@ -12,6 +12,9 @@ enum CpuLevel : int32_t { kCpuPortable, kCpuSse2, kCpuSsse3, kCpuAvx2, kCpuNeon,
 #if defined(__x86_64__) || defined(__i386__)
 #define QEL_X86 1
 #define QEL_TARGET(isa) __attribute__((target(isa)))
+#define QEL_SSE2 QEL_TARGET("sse2")
+#define QEL_SSSE3 QEL_TARGET("ssse3")
+#define QEL_AVX2 QEL_TARGET("avx2")
 #elif defined(__aarch64__)
 #define QEL_NEON 1
 #endif

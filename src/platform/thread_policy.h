@@ -5,13 +5,12 @@
 #include <stdint.h>
 
 struct ThreadPolicy {
-    int32_t lMostThreads; // with the calling thread, 1 .. 4
-    int32_t
-        lBytesPerThread; // luma bytes that are worth a thread: smaller shares cost more than they give
-    int32_t lCores;      // 0: those that the calling thread may run on
-    int32_t lFirstPause; // frames without workers after a first late frame
-    int32_t lNextPause;  // and after the next one
-    int32_t lPauseLeft;  // frames until workers are started again
+    int32_t lMostThreads;    // with the calling thread, 1 .. 4
+    int32_t lBytesPerThread; // luma bytes per thread; smaller shares do not pay
+    int32_t lCores;          // 0: those that the calling thread may run on
+    int32_t lFirstPause;     // frames without workers after a first late frame
+    int32_t lNextPause;      // and after the next late one
+    int32_t lPauseLeft;      // frames until workers are started again
 };
 
 void InitThreadPolicy(ThreadPolicy *pPolicy);
@@ -19,10 +18,9 @@ void InitThreadPolicy(ThreadPolicy *pPolicy);
 // Workers beside the calling thread for a task over so many luma bytes.
 int32_t WorkersFor(const ThreadPolicy *pPolicy, int64_t lBytes);
 
-// The same for the next frame, which may be one of a pause.
+// The same for the next frame: 0 during a pause.
 int32_t WorkersForFrame(ThreadPolicy *pPolicy, int64_t lBytes);
 
-// After a frame with workers. A late frame is one that they slowed down or never reached: other
-// programs want the cores. The pauses after late frames double, so that a load that lasts is met ever
-// less often.
+// Call it after a frame with workers. bLate: they did not help, since other programs use the cores.
+// Each late frame doubles the pause, up to 1024 frames; a frame in time resets it.
 void NoteFrame(ThreadPolicy *pPolicy, bool bLate);

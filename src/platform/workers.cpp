@@ -7,19 +7,21 @@
 #include "platform/cpu.h"
 #include "platform/thread.h"
 
-// The mutex guards every word from lPosted on. Those marked (atomic) are also read without it, by
-// threads that spin before they sleep.
+// The mutex guards the words from lPosted on. Spinning threads also read those marked (atomic) without
+// it.
 struct Workers {
     pthread_mutex_t stMutex;
-    pthread_cond_t stChanged;    // for workers: a new task, the end, or progress
-    pthread_cond_t stIdle;       // for the caller: the last worker has left the body
-    int32_t lCount;              // workers wanted, 0 outside of a call
-    bool bCreated[kMostWorkers]; // written by the thread that creates them: the first by the caller,
-    pthread_t hThread[kMostWorkers]; // the others by the first
-    int64_t llWallBegin, llCpuBegin; // of the calling thread, in nanoseconds
+    pthread_cond_t stChanged; // a new task, the end, or progress
+    pthread_cond_t stIdle;    // lInside fell to 0
+    int32_t lCount;           // workers wanted, 0 outside of a call
+    // The caller creates the first thread, the first thread creates the others.
+    bool bCreated[kMostWorkers];
+    pthread_t hThread[kMostWorkers];
+    int64_t llWallBegin, llCpuBegin; // the caller's clocks at StartWorkers, nanoseconds
+    int32_t lCancelState;            // the caller's, before
 
     int32_t lPosted;   // (atomic) number of the latest task; the end counts as one
-    int32_t lInside;   // (atomic) workers inside the body
+    int32_t lInside;   // (atomic) workers inside the task body
     int32_t lSleepers; // (atomic) threads asleep in AwaitProgress
     TaskBody pBody;    // of the latest task
     void *pTask;
@@ -30,7 +32,7 @@ struct Workers {
 
 namespace {
 
-// Waking a thread takes tens of microseconds, which is as long as most waits last.
+// Waking a thread takes tens of microseconds, and most waits are no longer than that.
 const int64_t kSpinNanoseconds = 100000;
 
 int64_t Nanoseconds(clockid_t lClock) {
@@ -42,7 +44,7 @@ int64_t Nanoseconds(clockid_t lClock) {
 int32_t Load(const int32_t *pWord) { return __atomic_load_n(pWord, __ATOMIC_SEQ_CST); }
 void Store(int32_t *pWord, int32_t lValue) { __atomic_store_n(pWord, lValue, __ATOMIC_SEQ_CST); }
 
-// Returns early when the word leaves lFirst .. lLast.
+// Spins for at most kSpinNanoseconds, while the word is in lFirst .. lLast.
 void SpinWhile(const int32_t *pWord, int32_t lFirst, int32_t lLast) {
     const int64_t llEnd = Nanoseconds(CLOCK_MONOTONIC) + kSpinNanoseconds;
     do {
@@ -54,7 +56,7 @@ void SpinWhile(const int32_t *pWord, int32_t lFirst, int32_t lLast) {
     } while (Nanoseconds(CLOCK_MONOTONIC) < llEnd);
 }
 
-// With the mutex held; gives it back while the body runs.
+// Called with the mutex held; releases it while the body runs.
 void EnterTask(Workers *p) {
     const TaskBody pBody = p->pBody;
     void *pTask = p->pTask;
@@ -91,11 +93,13 @@ bool IsEnding(Workers *p) {
     return bEnding;
 }
 
-// The first worker creates the others, so that the caller pays for one creation only.
+// Creating a thread is slow: the first worker creates the others while the caller goes on.
 void *ServeFirst(void *pArgument) {
     Workers *p = (Workers *)pArgument;
-    for (int32_t i = 1; i < p->lCount && !IsEnding(p); i++)
+    for (int32_t i = 1; i < p->lCount && !IsEnding(p); i++) {
         p->bCreated[i] = CreateWorkerThread(&p->hThread[i], Serve, p);
+        if (!p->bCreated[i]) break; // JoinWorkers stops at the first gap
+    }
     return Serve(p);
 }
 
@@ -111,7 +115,7 @@ void Post(Workers *p, TaskBody pBody, void *pTask) {
     pthread_mutex_unlock(&p->stMutex);
 }
 
-// Shuts the latest task and waits for the workers inside it.
+// Lets no more workers enter the task and waits for those inside.
 void Close(Workers *p) {
     pthread_mutex_lock(&p->stMutex);
     p->bOpen = false;
@@ -150,6 +154,7 @@ void DestroyWorkers(Workers *p) {
 }
 
 void StartWorkers(Workers *p, int32_t lCount) {
+    p->lCancelState = HoldCancellation();
     p->lCount = lCount < kMostWorkers ? lCount : kMostWorkers;
     if (lCount < 1) return;
     p->lPosted = 0;
@@ -164,7 +169,9 @@ void EndWorkers(Workers *p) {
     if (p->lCount > 0 && !p->bEnding) Post(p, nullptr, nullptr);
 }
 
-bool JoinWorkers(Workers *p) {
+namespace {
+
+bool Join(Workers *p) {
     if (p->lCount < 1) return true;
     EndWorkers(p);
     for (int32_t i = 0; i < kMostWorkers && p->bCreated[i]; i++) pthread_join(p->hThread[i], nullptr);
@@ -172,6 +179,14 @@ bool JoinWorkers(Workers *p) {
     const int64_t llWall = Nanoseconds(CLOCK_MONOTONIC) - p->llWallBegin;
     const int64_t llCpu = Nanoseconds(CLOCK_THREAD_CPUTIME_ID) - p->llCpuBegin;
     return p->bEntered && 2 * llCpu > llWall;
+}
+
+} // namespace
+
+bool JoinWorkers(Workers *p) {
+    const bool bInTime = Join(p);
+    RestoreCancellation(p->lCancelState);
+    return bInTime;
 }
 
 void RunParallel(Workers *p, TaskBody pBody, void *pTask) {
@@ -184,9 +199,9 @@ void RunParallel(Workers *p, TaskBody pBody, void *pTask) {
     Close(p);
 }
 
-// A sleeper counts itself before it looks at the progress, and a report comes before the look at that
-// count: one of the two threads always sees the other. The mutex keeps a report out between look and
-// sleep.
+// A sleeper counts itself, then reads the progress. A report stores the progress, then reads the count.
+// So one of the two sees the other. The mutex keeps the broadcast out between the sleeper's look and
+// its wait.
 void ReportProgress(Workers *p, int32_t *pProgress, int32_t lValue) {
     Store(pProgress, lValue);
     if (Load(&p->lSleepers) == 0) return;

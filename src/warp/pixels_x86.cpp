@@ -10,9 +10,6 @@
 
 namespace {
 
-#define QEL_AVX2 QEL_TARGET("avx2")
-#define QEL_SSSE3 QEL_TARGET("ssse3")
-
 int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, WrapMul32(lStep, x)); }
 
 // ---- AVX2 ----

@@ -6,25 +6,25 @@
 
 namespace {
 
-// Where a frame's chroma is and how it goes.
+// Which chroma a warp reads and writes.
 enum Chroma {
-    kStays,   // untouched
-    kPlanar,  // two planes behind the luma
-    kScratch, // two scratch planes
-    kBehind,  // pairs behind the luma of pCurFrame and pOutFrame
-    kPassed,  // the bytes behind the luma that the warp was given, as pairs whatever they are
+    kUntouched,
+    kPlanar,       // two planes behind the luma
+    kScratch,      // two scratch planes
+    kContextPairs, // pairs behind the luma of pCurFrame and pOutFrame
+    kPassedPairs,  // pairs behind the luma of the frames passed, also if these are planar
 };
 
-// Of frames that bring no pairs of their own. By default the chroma of planar frames does not always
-// belong to its luma; full chroma mends that.
+// For calls without pInPairs. By default planar chroma does not always move with its luma; bFullChroma
+// corrects that.
 const Chroma kChroma[kWarpKinds][4] = {
     // I420     I420, full  NV21      NV21 with separate buffers
-    {kPlanar, kPlanar, kPlanar, kPlanar},    // kShift
-    {kPlanar, kPlanar, kScratch, kScratch},  // kTurn
-    {kStays, kPlanar, kBehind, kStays},      // kSmall
-    {kPlanar, kPlanar, kBehind, kStays},     // kUnequal
-    {kPassed, kPlanar, kBehind, kPassed},    // kBlocks
-    {kPlanar, kPlanar, kScratch, kScratch}}; // kBlocksInPart
+    {kPlanar, kPlanar, kPlanar, kPlanar},                 // kShift
+    {kPlanar, kPlanar, kScratch, kScratch},               // kRotate
+    {kUntouched, kPlanar, kContextPairs, kUntouched},     // kSmallOutput
+    {kPlanar, kPlanar, kContextPairs, kUntouched},        // kUnequalSizes
+    {kPassedPairs, kPlanar, kContextPairs, kPassedPairs}, // kBlocks
+    {kPlanar, kPlanar, kScratch, kScratch}};              // kBlocksInPart
 
 Chroma ChromaOf(const MVS_Context *pCtx, WarpKind eKind) {
     if (pCtx->bChromaInScratch) return kScratch;
@@ -79,12 +79,12 @@ int32_t ChromaOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame
         return FramePlanes(pCtx, pIn, pOut, pPlanes);
     case kScratch:
         return ScratchPlanes(pCtx, pPlanes);
-    case kBehind:
+    case kContextPairs:
         if (!pCtx->pCurFrame || !pCtx->pOutFrame) return 0;
         pPlanes[0] =
             PairPlane(pCtx, pCtx->pCurFrame + pCtx->lInLumaSize, pCtx->pOutFrame + pCtx->lOutLumaSize);
         return 1;
-    case kPassed:
+    case kPassedPairs:
         pPlanes[0] = PairPlane(pCtx, pIn, pOut);
         return 1;
     default:
@@ -136,9 +136,16 @@ void EnsureScratch(MVS_Context *pCtx) {
     if (pCtx->pScratchOutU) MMemSet(pCtx->pScratchOutU, kGrey, ScratchSize(pCtx->lOutLumaSize));
 }
 
+WarpKind Mode3Warp(const MVS_Context *pCtx) {
+    return IsLargeOutput(pCtx->lOutWidth, pCtx->lOutHeight) ? LargeWarp(pCtx) : kSmallOutput;
+}
+
+WarpKind LargeWarp(const MVS_Context *pCtx) {
+    if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return kUnequalSizes;
+    return HasWholeChromaBlocks(pCtx->lOutHeight) ? kBlocks : kBlocksInPart;
+}
+
 bool WarpsPairs(const MVS_Context *pCtx) {
     if (InChromaHeight(pCtx) < 1) return false;
-    const bool bBlocks = pCtx->lMode == 3 && IsLargeOutput(pCtx->lOutWidth, pCtx->lOutHeight) &&
-                         pCtx->lInWidth == pCtx->lOutWidth && pCtx->lInHeight == pCtx->lOutHeight;
-    return !bBlocks || HasWholeChromaBlocks(pCtx->lOutHeight);
+    return pCtx->lMode != 3 || Mode3Warp(pCtx) != kBlocksInPart;
 }

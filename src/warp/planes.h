@@ -18,13 +18,18 @@ struct WarpPlane {
 
 enum WarpKind {
     kShift,        // modes 1 and 2: a crop by whole pixels
-    kTurn,         // mode 2: pixel by pixel, without a zoom
-    kSmall,        // mode 3, outputs below 320 x 240: pixel by pixel
-    kUnequal,      // mode 3, larger outputs of another size than the input: pixel by pixel
+    kRotate,       // mode 2: pixel by pixel, without a zoom
+    kSmallOutput,  // mode 3, outputs below 320 x 240: pixel by pixel
+    kUnequalSizes, // mode 3, larger outputs of another size than the input: pixel by pixel
     kBlocks,       // mode 3, equal sizes: by blocks, the height a multiple of 8
     kBlocksInPart, // the same, other heights
     kWarpKinds
 };
+
+// The kind that mode 3 takes, and the one for a large output, which a direct call may ask for at any
+// size.
+WarpKind Mode3Warp(const MVS_Context *pCtx);
+WarpKind LargeWarp(const MVS_Context *pCtx);
 
 // Fills in the planes that a warp of this kind moves, luma first; returns their number.
 int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
@@ -37,8 +42,8 @@ static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
 // last rows of chroma stay as they were.
 int32_t ChromaBlockRows(const MVS_Context *pCtx);
 
-// Pairs that a frame call gives can be warped as they are. False where only the way through the scratch
-// planes leaves the rows grey that the warp does not cover.
+// True when interleaved chroma is warped as it is. At heights that are no multiple of 8 the block warp
+// needs the scratch planes: the rows that it does not cover come out grey.
 bool WarpsPairs(const MVS_Context *pCtx);
 
 // Planar chroma of a frame of that format: the frame's own planes behind the luma, or for pairs the

@@ -15,9 +15,6 @@ inline void PrefetchBelow(const uint8_t *pSrc, ptrdiff_t lStride) {
         __builtin_prefetch((const void *)((uintptr_t)pSrc + (uintptr_t)(i * lStride)));
 }
 
-#define QEL_AVX2 QEL_TARGET("avx2")
-#define QEL_SSSE3 QEL_TARGET("ssse3")
-
 // ---- AVX2: the 16 output bytes of a row as 16 words ----
 
 struct Taps256 {
