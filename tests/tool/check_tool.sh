@@ -123,12 +123,20 @@ cp clip.y4m self.y4m
 run 1 1 self.y4m self.y4m
 same clip.y4m self.y4m "the input was overwritten"
 
+# Any number of threads gives the same pictures, of frames that are large enough for more than one.
+"$clipgen" --size 1280x768 --frames 3 --format nv21 wide.nv21
+run 0 0 --size 1280x768 wide.nv21 got.nv21
+for threads in 0 1 2 4 64; do
+    run 0 0 --threads $threads --size 1280x768 wide.nv21 threads.nv21
+    same got.nv21 threads.nv21 "--threads $threads gives other bytes"
+done
+
 # Modes, sizes, trace, usage.
 run 0 0 --mode 1 --out-size 144x108 --trace trace.csv clip.y4m got.y4m
 head -n 1 got.y4m | grep -q 'W144 H108' || fail "--out-size is not in the header"
 [ "$(wc -l <trace.csv)" = 7 ] || fail "the trace is not one line a frame below its heading"
 run 1 1 --mode 1 clip.y4m got.y4m
-for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c'; do
+for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c' '--threads -1 a b' '--threads 65 a b' '--threads two a b'; do
     # shellcheck disable=SC2086
     run 2 1 $usage
 done

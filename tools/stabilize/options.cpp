@@ -263,11 +263,11 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
                    "Container of OUTPUT, by FFmpeg's name (default: its ending decides; - gets Y4M)")
         ->option_text("NAME")
         ->group(group);
-    app.add_option(
-           "--threads", options.source.threads,
-           "Threads of the decoder and of the encoder, each (default: as many as suit the machine)")
+    app.add_option("--threads", options.threads,
+                   "Threads of the decoder, of the stabilizer (4 at most) and of the encoder, each "
+                   "(default: 0, as many as suit the machine)")
         ->option_text("N")
-        ->check(CLI::Range(1, 64))
+        ->check(CLI::Range(0, 64))
         ->group(group);
     app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist")->group(group);
 }
@@ -309,7 +309,7 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (!raw.duration.empty()) options.source.duration = ParseSeconds(raw.duration);
     if (!raw.bitrate.empty()) options.sink.bitrate = ParseBitrate(raw.bitrate);
     options.split = app.count("--split") > 0;
-    options.sink.threads = options.source.threads;
+    options.source.threads = options.sink.threads = options.threads;
     if (raw.verbose) ShowMediaMessages();
 }
 

@@ -25,6 +25,7 @@ struct Options {
     bool dryRun = false;
     bool overwrite = false;
     bool force = false; // interlaced video is taken too
+    int threads = 0;    // of the decoder, the stabilizer and the encoder, each; 0: their own choice
     bool quiet = false;
     bool json = false;
     std::string tracePath; // empty: no trace

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/stabilizer.h"
 
+#include <algorithm>
 #include <string>
 
 namespace {
+
+const int kMostThreads = 4; // of QEL_MVS_SetThreads
 
 // The modes without zoom move a crop about inside the input, which takes a margin.
 std::string MarginText(PictureSize in, PictureSize out, int mode) {
@@ -17,7 +20,8 @@ std::string MarginText(PictureSize in, PictureSize out, int mode) {
 
 } // namespace
 
-Stabilizer::Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode) {
+Stabilizer::Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode, int threads)
+    : mThreads(std::min(threads, kMostThreads)) {
     mParam.lMode = mode;
     mParam.lInWidth = in.width;
     mParam.lInHeight = in.height;
@@ -38,6 +42,7 @@ void Stabilizer::Create() {
     if (!QEL_MVS_SetMode(mContext.get(), mParam.lMode))
         throw VideoError(MarginText(in, out, mParam.lMode));
     QEL_MVS_SetFullChroma(mContext.get(), 1);
+    QEL_MVS_SetThreads(mContext.get(), mThreads);
     mFrameCount = 0;
 }
 

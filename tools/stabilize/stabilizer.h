@@ -10,7 +10,8 @@
 class Stabilizer {
   public:
     // `in` is known to be the stream's; what is wrong with the others is told with their options.
-    Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode);
+    // `threads`: 0 is the library's own choice, more than it takes is its most.
+    Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode, int threads);
 
     // `input` is left as it is; `output` has the output size.
     void Run(const Frame &input, Frame &output);
@@ -30,5 +31,6 @@ class Stabilizer {
 
     MVS_InitParam mParam = {};
     std::unique_ptr<MVS_Context, Destroy> mContext;
+    int32_t mThreads;
     int32_t mFrameCount = 0;
 };

@@ -28,7 +28,7 @@ Worker::Worker(const Options &options, const StreamInfo &info)
         throw VideoError("before and after cannot be compared in an output larger than the input (" +
                          SizeText(info.size) + "), give a smaller --out-size");
     if (options.mode != Mode::None)
-        mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode);
+        mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode, options.threads);
     if (mSteadySize != mCropSize) mScaler = MakeFrameScaler(mCropSize, mSteadySize, info.layout);
 }
 
