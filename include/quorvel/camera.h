@@ -1,22 +1,22 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * The camera service's wrapper: two streams of NV21 frames, preview and recording, stabilized in place
- * without handles or buffers of the service's own.
+ * Wrapper for camera services: two streams of NV21 frames, preview and recording, stabilized in
+ * place. The wrapper keeps handles and buffers itself.
  *
  * @code
  * while (next_frame(frame)) runVideoStabilizer(frame, width, height);
  * uninit_quorvel_videostabilizer();
  * @endcode
  *
- * A run sets its stream up by itself, and anew when the frame size changes; only after uninit a run of
- * the same size waits for an init and leaves its frames as they are. Every step writes lines to the
- * log, with a null tag: priority 3 for progress, 6 for the calls that create and destroy the
- * stabilizer. Each stream is driven by one thread at a time; the two are independent.
+ * The first frame of a stream sets it up, and so does a frame of another size. After uninit, frames
+ * of the size before are left as they are until init is called. Lines in the log have a null tag:
+ * priority 3 for progress, among them one for each preview frame, and 6 when a stabilizer is created
+ * or destroyed. One thread at a time may use a stream; the two streams are independent.
  *
- * Frames are packed NV21 as in quorvel/stabilizer.h, of equal input and output size. Without memory, or
- * for a size that cannot be stabilized (odd widths, sides above 16384), a run leaves the frame as it
- * is.
+ * Frames are packed NV21 as in quorvel/stabilizer.h. Input and output have the same size, and the
+ * stabilizer keeps its default settings. A frame is left as it is when there is no memory, or when
+ * its size cannot be stabilized (an odd width, a height of 1, a side above 16384).
  */
 #ifndef QUORVEL_CAMERA_H
 #define QUORVEL_CAMERA_H
@@ -33,7 +33,7 @@
 /**
  * Prepares the preview for frames of a size.
  *
- * An existing handle is kept. A second call without uninit loses the buffers of the first.
+ * Call uninit before a second init: the handle is kept, but the buffers of the first init are lost.
  *
  * @param lFrameWidth pixels; 0 stands for 1280, negative sizes do nothing
  * @param lFrameHeight pixels; 0 stands for 720, negative sizes do nothing
@@ -44,7 +44,7 @@ QEL_API int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrame
 /**
  * Prepares the recording for frames of a size.
  *
- * An existing handle is kept. A second call without uninit loses the buffers of the first.
+ * Call uninit before a second init: the handle is kept, but the buffers of the first init are lost.
  *
  * @param lFrameWidth pixels; 0 stands for 1280, negative sizes do nothing
  * @param lFrameHeight pixels; 0 stands for 720, negative sizes do nothing
@@ -53,16 +53,16 @@ QEL_API int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrame
 QEL_API int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFrameHeight);
 
 /**
- * Releases all that the preview holds.
+ * Releases the preview's handle and buffers.
  *
- * @return no meaning
+ * @return without meaning
  */
 QEL_API int32_t uninit_quorvel_videostabilizer(void);
 
 /**
- * Releases all that the recording holds.
+ * Releases the recording's handle and buffers.
  *
- * @return no meaning
+ * @return without meaning
  */
 QEL_API int32_t uninit_quorvel_videostabilizer_recording(void);
 
@@ -91,18 +91,18 @@ QEL_API int32_t runVideoStabilizer_recording(uint8_t *pFrame, int32_t lFrameWidt
 /**
  * @name State of the streams
  *
- * For diagnosis. The library binds its own uses to these, so a program may have variables of the same
- * names. A program that wants to see the library's looks them up with dlsym: named directly, the linker
- * may give it a copy.
+ * For diagnosis. The library always uses its own variables, so a program may have others of the
+ * same names. To read the library's, look them up with dlsym: for a name in the program the linker
+ * may make a copy.
  * @{ */
 QEL_API MVS_Context *hVStabilizer; /**< preview: the handle, null while there is none */
-QEL_API MVS_InitParam vs_param;    /**< preview: what the handle was asked to be */
+QEL_API MVS_InitParam vs_param;    /**< preview: parameters of the handle */
 QEL_API int32_t lWidth;            /**< preview: frame width in pixels */
 QEL_API int32_t lHeight;           /**< preview: frame height in pixels */
 QEL_API uint8_t *output;           /**< preview: the stabilized frame before it is copied back */
 QEL_API uint8_t *yuv420;           /**< always null */
 QEL_API MVS_Context *hVStabilizer_recording; /**< recording: the handle, null while there is none */
-QEL_API MVS_InitParam vs_param_recording;    /**< recording: what the handle was asked to be */
+QEL_API MVS_InitParam vs_param_recording;    /**< recording: parameters of the handle */
 QEL_API int32_t lWidth_recording;            /**< recording: frame width in pixels */
 QEL_API int32_t lHeight_recording;           /**< recording: frame height in pixels */
 QEL_API uint8_t *output_recording;           /**< recording: a second frame buffer, not used */

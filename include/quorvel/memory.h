@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * Memory services: the process heap, or a pool laid out over a buffer of the caller's own.
+ * Memory: the process heap, or a pool in a buffer of the caller's.
  *
  * @code
  * void *pool = MMemMgrCreate(buffer, (int32_t)sizeof(buffer));
@@ -9,13 +9,13 @@
  * MMemFree(pool, block);
  * @endcode
  *
- * The first argument of the allocating calls is a memory handle. Null means the process heap; anything
- * else is a pool made by MMemMgrCreate. No call locks: one thread at a time may use a pool, while the
- * heap is as thread-safe as malloc. Nothing is reported beyond a null result. Sizes are bytes.
+ * The first argument of the calls that allocate is a memory handle: null for the process heap, or a
+ * pool from MMemMgrCreate. No call locks: one thread at a time may use a pool, while the heap is as
+ * thread-safe as malloc. A null result is the only report of an error. Sizes are bytes.
  *
- * A pool is a chain of blocks laid end to end. A block is a header of two 32-bit words, the payload's
- * size in bytes (a multiple of 4) and 1 while it is in use, followed by the payload, which is aligned
- * to 4 bytes. A header of size 0xFFFFFFFF ends the chain. The handle is the address of the first
+ * A pool is a chain of adjacent blocks. A block is a header of two 32-bit words (the payload's
+ * size, a multiple of 4, and 1 while the block is in use) and the payload, which is aligned to 4
+ * bytes. A header with the size 0xFFFFFFFF ends the chain. The handle is the address of the first
  * header.
  */
 #ifndef QUORVEL_MEMORY_H
@@ -30,28 +30,27 @@
  * @{ */
 
 /**
- * malloc, or the first block of the pool that fits.
+ * malloc, or MMemAllocStatic.
  *
  * @param pHandle the pool, or null for the heap
  * @param lSize bytes
- * @return the block, not cleared; null when there is none. Release it with MMemFree and the same
- * handle.
+ * @return the block, not cleared, or null. Release it with MMemFree and the same handle.
  */
 QEL_API void *MMemAlloc(void *pHandle, uint32_t lSize);
 
 /**
- * Resizes a block of a pool, see MMemReallocStatic. The heap is never reallocated.
+ * MMemReallocStatic. Blocks of the heap cannot be resized.
  *
  * @param pHandle the pool
  * @param pMem the block
  * @param lSize bytes
- * @return the block, perhaps elsewhere; null when it stays as it was, as it always does with a null
- * handle
+ * @return the block, which may have moved; null, with the old block intact, always for a null
+ *     handle
  */
 QEL_API void *MMemRealloc(void *pHandle, void *pMem, uint32_t lSize);
 
 /**
- * free, or the release of a pool's block.
+ * free, or MMemFreeStatic.
  *
  * @param pHandle what the block was allocated with
  * @param pMem the block; null does nothing
@@ -109,12 +108,12 @@ QEL_API int32_t MMemCmp(const void *pFirst, const void *pSecond, uint32_t lCount
  * @{ */
 
 /**
- * Lays a pool out over a buffer.
+ * Makes a pool of a buffer.
  *
- * @param pBuffer bytes that stay the caller's; release them when the last block is done with
+ * @param pBuffer bytes that stay the caller's; keep them until no block is in use
  * @param lLength their number
- * @return the pool; null for a null buffer, and when after rounding the buffer inwards to multiples of
- * 4 there is no room for a header, a payload and the end mark (more than 16 bytes)
+ * @return the pool; null for a null buffer, and when the buffer, with both ends rounded inwards to
+ *     multiples of 4, has no more than 16 bytes: two headers
  */
 QEL_API void *MMemMgrCreate(void *pBuffer, int32_t lLength);
 
@@ -126,14 +125,15 @@ QEL_API void *MMemMgrCreate(void *pBuffer, int32_t lLength);
 QEL_API void MMemMgrDestroy(void *pHandle);
 
 /**
- * Allocates from a pool, first fit.
+ * Allocates the first free block of a pool that is large enough.
  *
- * Sizes are rounded up to a multiple of 4; a rest of 32 bytes or more becomes a free block, a smaller
- * one is handed out with the block.
+ * The size is rounded up to a multiple of 4. What the block has beyond it becomes a free block when
+ * that has a payload of 32 bytes or more; otherwise it stays part of the block.
  *
  * @param pHandle the pool
  * @param lSize bytes, 1..0x7FFFFFFC
- * @return the block, aligned to 4 bytes; null when none fits, for another size, or for a null pool
+ * @return the block, aligned to 4 bytes; null when none is large enough, for another size, or for a
+ *     null pool
  */
 QEL_API void *MMemAllocStatic(void *pHandle, uint32_t lSize);
 
@@ -141,30 +141,30 @@ QEL_API void *MMemAllocStatic(void *pHandle, uint32_t lSize);
  * Releases a block of a pool and joins it with free neighbours.
  *
  * @param pHandle the pool; null does nothing
- * @param pMem the block; null and pointers that are no block of the pool do nothing
+ * @param pMem the block; null does nothing, and neither does a pointer that is not a block of the
+ *     pool
  */
 QEL_API void MMemFreeStatic(void *pHandle, void *pMem);
 
 /**
  * Resizes a block of a pool.
  *
- * Shrinks in place; grows in place when the next block is free and large enough; else moves the content
- * to a new block.
+ * It shrinks in place, grows in place when the next block is free and large enough, and otherwise
+ * moves to a new block.
  *
  * @param pHandle the pool
  * @param pMem the block; null allocates
  * @param lSize bytes, 1..0x7FFFFFFC
- * @return the block; null, with the old block intact, when there is no room, for another size, or when
- * the pointer is no block of the pool
+ * @return the block; null, with the old block intact, when there is no room, for another size, or
+ *     for a pointer that is not a block of the pool
  */
 QEL_API void *MMemReallocStatic(void *pHandle, void *pMem, uint32_t lSize);
 
 /**
- * How much a single allocation can get.
+ * Size of the largest free block.
  *
  * @param pHandle the pool
- * @return size of the largest free payload in bytes: 0 when every block is in use, and 2 for a null
- * pool
+ * @return bytes of its payload; 0 when every block is in use, 2 for a null pool
  */
 QEL_API int32_t GetMaxAllocMemSize(void *pHandle);
 

@@ -1,20 +1,22 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * Stabilization of frames whose rows are longer than the picture and whose planes lie anywhere.
+ * Stabilization of frames with row strides, and with planes anywhere in memory.
  *
  * @code
  * MVS_PitchImage in = {QEL_MVS_FORMAT_NV21, 1280, 720, {y, vu, vu, 0}, {1536, 1536, 1536, 0}};
- * MVS_PitchImage out = {QEL_MVS_FORMAT_NV21, 1280, 720, {out_y, out_vu, out_vu, 0}, {1280, 1280, 1280,
- * 0}}; MVS_Context *stabilizer = QEL_MVS_CreateStabilizerPitch(in);
+ * MVS_PitchImage out = in;
+ * out.pPlane[0] = out_y;
+ * out.pPlane[1] = out.pPlane[2] = out_vu;
+ * MVS_Context *stabilizer = QEL_MVS_CreateStabilizerPitch(in);
  * QEL_MVS_StabilizeFramePitch(stabilizer, in, out);
  * QEL_MVS_DestroyStabilizerPitch(stabilizer);
  * @endcode
  *
- * The result equals that of the packed calls (quorvel/stabilizer.h) on the same picture, byte for byte;
- * what lies between the rows is never written. The handle keeps two packed frames of its own for it,
- * and each call copies its frame into one and back out of one. Threads, units and errors are those of
- * the packed calls, and so are the settings and QEL_MVS_GetMotion, which take these handles too.
+ * The result equals that of the packed calls (quorvel/stabilizer.h) on the same picture, byte for
+ * byte. The bytes between the rows are never written. The handle has two packed frames of its own:
+ * each call copies the picture into one of them and the result out of one. Threads, units, errors
+ * and settings are those of the packed calls, and QEL_MVS_GetMotion takes these handles too.
  */
 #ifndef QUORVEL_PITCH_H
 #define QUORVEL_PITCH_H
@@ -27,15 +29,15 @@
 /**
  * Where a picture lies.
  *
- * Planes are Y, U, V for I420 and Y, interleaved V,U for NV21; the fourth entries are not read. A pitch
- * is the distance in bytes from a row to the next, of a magnitude not below the row's length: negative
- * for a picture that is stored bottom row first, whose plane pointer names the top row all the same. Of
- * each row only its own bytes are touched, the last row included: the buffer may end with them.
+ * Planes are Y, U, V for I420 and Y, interleaved V,U for NV21. The fourth entries are not read. A
+ * pitch is the distance in bytes from one row to the next, at least the length of a row. It is
+ * negative for a picture that is stored bottom row first; the plane pointer names the top row all
+ * the same. Only the bytes of the picture are touched, so a buffer may end with the last sample.
  */
 typedef struct MVS_PitchImage {
-    int32_t lFormat;    /**< QEL_MVS_FORMAT_I420 or QEL_MVS_FORMAT_NV21; creation alone reads it */
-    int32_t lWidth;     /**< pixels; creation alone reads it */
-    int32_t lHeight;    /**< pixels; creation alone reads it */
+    int32_t lFormat;    /**< QEL_MVS_FORMAT_I420 or QEL_MVS_FORMAT_NV21; read at creation only */
+    int32_t lWidth;     /**< pixels; read at creation only */
+    int32_t lHeight;    /**< pixels; read at creation only */
     uint8_t *pPlane[4]; /**< top left samples */
     int32_t lPitch[4];  /**< bytes from row to row */
 } MVS_PitchImage;
@@ -47,11 +49,11 @@ typedef struct MVS_PitchImage {
 /**
  * Creates a stabilizer whose input and output have the format and size of the image.
  *
- * The crop is 14/16 of each side, zoomed back by 16/14. Planes are not read, and the pitches are only
- * noted: each frame brings its own.
+ * The crop is the middle 14/16 of each side, zoomed back to full size. Planes and pitches come with
+ * each frame; the image's own are not used here.
  *
  * @param stImage format and size
- * @return the handle, or null as QEL_MVS_CreateStabilizer. Either destructor frees everything.
+ * @return the handle, or null as from QEL_MVS_CreateStabilizer. Either destructor frees everything.
  */
 QEL_API MVS_Context *QEL_MVS_CreateStabilizerPitch(MVS_PitchImage stImage);
 
@@ -65,11 +67,13 @@ QEL_API void QEL_MVS_DestroyStabilizerPitch(MVS_Context *pCtx);
 /**
  * Stabilizes the next frame of a stream.
  *
- * In place when planes 0, 1 and 2 of both images are equal (also plane 2 of NV21, which is used for
- * nothing else: set it, or leave it null in both). The handle's format and size count, not the images'.
+ * In place when planes 0, 1 and 2 of both images are equal. That includes plane 2 of NV21, which
+ * has no other use: give both images the same one, or null. Format and size are the handle's, not
+ * the images'.
  *
- * This and its two forms below return without touching a plane when the handle is null or was not made
- * for pitched frames, when its format is another, and when a plane is null or a pitch too short.
+ * This call and its two forms below return without touching a plane when the handle is null or was
+ * not made for pitched frames, when its format is neither I420 nor NV21, and when a plane is null
+ * or a pitch too short.
  *
  * @param pCtx the handle, made by QEL_MVS_CreateStabilizerPitch
  * @param stIn the input picture; only read, unless it is the output too
@@ -98,8 +102,8 @@ QEL_API void QEL_MVS_StabilizeFrame_DiffBufferPitch(MVS_Context *pCtx, MVS_Pitch
 /** @} */
 /**
  * @name Copies
- * Between an image and a packed frame of the handle's input size. The handle gives the size only, any
- * handle will do. Null arguments, planes and too short pitches: nothing happens.
+ * Between an image and a packed frame of the handle's input size. Any handle will do, since only
+ * its size is used. With a null argument or plane, or a pitch that is too short, nothing happens.
  * @{ */
 
 /**
@@ -142,15 +146,16 @@ QEL_API void CopyNV21ToPitchBuf(const MVS_Context *pCtx, const uint8_t *pFrame, 
 /**
  * @name UYVY
  *
- * Between packed I420 planes (strides lWidth and lWidth >> 1) and packed UYVY, byte order U Y0 V Y1,
- * with lPitch bytes from row to row (a magnitude of at least 2 * lWidth). lWidth >> 1 groups a row are
- * converted: the last column of an odd width is left as it was, on both sides. Null arguments and too
- * short pitches: nothing happens. No handle; any thread.
+ * Between packed I420 planes (strides lWidth and lWidth >> 1) and UYVY, byte order U Y0 V Y1, with
+ * lPitch bytes from row to row: at least 2 * lWidth, or negative for a picture that is stored
+ * bottom row first. The last column of an odd width is neither read nor written. With a null
+ * argument, or a pitch that is too short, nothing happens. No handle is needed, and any thread may
+ * call.
  * @{ */
 
 /**
- * Planes to UYVY. Each chroma row serves two luma rows, the last one also the last row of an odd height
- * (which is grey, 128, where there is no chroma row at all).
+ * Planes to UYVY. Each chroma row serves two luma rows, and the last one also the last row of an
+ * odd height. A picture of one row, which has no chroma, becomes grey (128).
  *
  * @param pY luma, lWidth * lHeight
  * @param pU (lWidth >> 1) * (lHeight >> 1) samples
@@ -164,7 +169,7 @@ QEL_API void I420_uyvy_conversion_c(const uint8_t *pY, const uint8_t *pU, const 
                                     uint8_t *pPacked, int32_t lWidth, int32_t lHeight, int32_t lPitch);
 
 /**
- * UYVY to planes. The chroma is taken from the even rows without averaging; the last row of an odd
+ * UYVY to planes. The chroma comes from the even rows and is not averaged; the last row of an odd
  * height gives luma only.
  *
  * @param pPacked UYVY

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * Real-time video stabilization, one frame in, one steady frame out.
+ * Real-time video stabilization: one frame in, one steady frame out.
  *
  * @code
  * MVS_InitParam param = {3, 1280, 720, 1280, 720, QEL_MVS_FORMAT_NV21, 0};
@@ -12,27 +12,30 @@
  * }
  * @endcode
  *
- * Every frame is measured against the one before, the camera's path is smoothed, and the output shows
- * the input moved (and in mode 3 rotated and zoomed) so that the shake is gone. There is no lookahead:
- * a call returns the stabilized form of the very frame it was given.
+ * Each frame is compared with the one before it. The camera's path is smoothed, and the output
+ * shows the input moved (in mode 3 also rotated and zoomed) so that the shake is gone. There is no
+ * lookahead: a call returns the stabilized form of the frame that it was given.
  *
- * Threads. A handle serves one stream and is used by one thread at a time; different handles are
- * independent. A frame call starts up to three helper threads at a time, all of which have ended when
- * it returns. What it computes does not depend on how many could be started, nor on the processor.
+ * Threads. A handle serves one stream. One thread at a time may use it, not necessarily always the
+ * same one; different handles are independent. A frame call starts up to three helper threads, and
+ * all of them have ended when it returns. Between two calls a handle has no threads, so a program
+ * may fork there, and both processes may go on with the handle. The helpers block every signal
+ * except SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP and SIGSYS. A thread that is cancelled
+ * during a frame call ends after the call. A frame call needs less than 16 KB of the caller's
+ * stack. The output depends neither on the number of threads nor on the processor.
  *
- * Lifetime. Frames stay the caller's; apart from QEL_MVS_StabilizeFrame_DiffBuffer and its kin, whose
- * input the handle names until the next call but never reads later, nothing of a frame is referred to
- * after the call. Parameter records are copied.
+ * Lifetime. Frames stay the caller's: none is read or written after the call that was given it.
+ * Parameter records are copied.
  *
- * Errors. Creation gives null, settings give 0, and a frame call that cannot do its work returns
- * without touching a frame; nothing is written to a log.
+ * Errors. Creation returns null, settings return 0, and a frame call that cannot do its work
+ * returns without touching a frame. Nothing is logged.
  *
- * Shapes. Frames are 8-bit YUV 4:2:0 without padding: width x height bytes of luma, then the chroma.
- * Chroma planes are (width >> 1) x (height >> 1), a whole frame has (width * height * 3) >> 1 bytes. No
- * alignment is asked for.
+ * Shapes. Frames are 8-bit YUV 4:2:0 without padding: width x height bytes of luma, then the
+ * chroma. Chroma planes are (width >> 1) x (height >> 1) samples, and a whole frame has (width *
+ * height * 3) >> 1 bytes. Buffers need no alignment.
  *
- * Units. Sizes are pixels. Translations are Q10 pixels (1024 = one pixel), rotations Q16 radians (65536
- * = one radian); rows come before columns, and grow downwards.
+ * Units. Sizes are pixels. Translations are Q10 pixels (1024 = one pixel), rotations Q16 radians
+ * (65536 = one radian). Rows come before columns and grow downwards.
  */
 #ifndef QUORVEL_STABILIZER_H
 #define QUORVEL_STABILIZER_H
@@ -45,16 +48,16 @@
 /**
  * @name Colour formats
  *
- * The order of U and V does not matter to a stabilizer, it moves both alike: V before U (as in YV12)
- * passes for I420, pairs with U first (as in NV12) pass for NV21, and they come out as they went in.
+ * U and V are moved alike, so their order does not matter: YV12 (V before U) can be passed as I420
+ * and NV12 (U first) as NV21, and they come out as they went in.
  * @{ */
-/** Luma, U plane at width * height, V plane a quarter of the luma size further on. In mode 3 the
- * default leaves much of this format's chroma unmoved, see QEL_MVS_SetFullChroma. */
+/** Luma, the U plane at offset width * height, and the V plane (width * height) >> 2 bytes after
+ * it. Call QEL_MVS_SetFullChroma with 1 for this format. */
 #define QEL_MVS_FORMAT_I420 0
 /** Luma, then one plane of interleaved V,U byte pairs in rows of `width` bytes. Widths are even. */
 #define QEL_MVS_FORMAT_NV21 1
-/** As NV21, with the interleaved plane in a buffer of its own; for QEL_MVS_StabilizeFrameSeparateBuffer
- * and its two forms only, the single-buffer calls return untouched. */
+/** As NV21, with the interleaved plane in a buffer of its own. QEL_MVS_StabilizeFrameSeparateBuffer
+ * and its two forms take it; the calls with one pointer a frame return without touching it. */
 #define QEL_MVS_FORMAT_NV21_SEPARATE 2
 /** @} */
 
@@ -91,29 +94,30 @@ typedef struct MVS_FrameTriple {
 } MVS_FrameTriple;
 
 /**
- * What the last frame's measurement found; filled by QEL_MVS_GetMotion. Translations are Q10 pixels
- * (1024 = one pixel), rotations Q16 radians (65536 = one radian); rows come before columns.
+ * Motion and compensation of the last frame; filled in by QEL_MVS_GetMotion.
  *
- * The measured motion tells where the picture came from: the pixel at offset (dy, dx) from the centre
- * lies in the previous frame at (dy + row + theta * dx, dx + col - theta * dy) from there. The
- * compensation tells where the output is taken from in the same way: the crop is moved by (row, col)
- * and turned by theta before it is read. The measured motions summed up are the camera's path, and the
- * path that the output shows is that sum plus the compensation.
+ * The measured motion points back into the previous frame: the pixel at offset (dy, dx) from the
+ * centre was at offset (dy + row + theta * dx, dx + col - theta * dy) there. The compensation moves
+ * the crop in the same way, by (row, col) and theta. The sum of the measured motions is the
+ * camera's path. That sum plus the compensation of a frame is the path that the output shows.
+ *
+ * bShiftReliable is 0 after a coarse shift that failed, or that was accepted across a change of
+ * brightness of more than 11 grey levels, and 1 after a good one. A shift that was accepted as a
+ * last resort leaves it as it was.
  */
 typedef struct MVS_MotionInfo {
-    int32_t lSize;        /**< in: sizeof(MVS_MotionInfo) as the caller was compiled */
-    int32_t lFrameNumber; /**< frames taken so far; 1 after the first */
-    int32_t bMeasured;    /**< 1 when the motion of this frame could be measured */
-    int32_t lMotionRow;   /**< measured motion, Q10 pixels; 0 when not measured */
-    int32_t lMotionCol;   /**< measured motion, Q10 pixels; 0 when not measured */
-    int32_t lMotionTheta; /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
-    int32_t lCompRow;     /**< compensation of this frame, Q10 pixels */
-    int32_t lCompCol;     /**< compensation of this frame, Q10 pixels */
-    int32_t lCompTheta; /**< compensating rotation, Q16 radians; not applied where mode 2 only shifts */
-    int32_t bShiftReliable; /**< 0 when the last coarse whole-frame shift was in doubt; 1 before the
-                               first */
-    int32_t lBlocksValid;   /**< blocks whose own vector may be used */
-    int32_t lBlocksKept; /**< of these, the blocks that agree with the frame's motion (modes 2 and 3) */
+    int32_t lSize;          /**< in: sizeof(MVS_MotionInfo) */
+    int32_t lFrameNumber;   /**< frames taken so far; 1 after the first */
+    int32_t bMeasured;      /**< 1 when the motion of this frame could be measured */
+    int32_t lMotionRow;     /**< measured motion, Q10 pixels; 0 when not measured */
+    int32_t lMotionCol;     /**< measured motion, Q10 pixels; 0 when not measured */
+    int32_t lMotionTheta;   /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
+    int32_t lCompRow;       /**< compensation of this frame, Q10 pixels */
+    int32_t lCompCol;       /**< compensation of this frame, Q10 pixels */
+    int32_t lCompTheta;     /**< compensating rotation, Q16 radians; unused where mode 2 only shifts */
+    int32_t bShiftReliable; /**< 0 when the coarse shift is in doubt; 1 before the first one */
+    int32_t lBlocksValid;   /**< blocks with a usable vector */
+    int32_t lBlocksKept;    /**< of these, the inliers of the frame's motion; all of them in mode 1 */
 } MVS_MotionInfo;
 
 /**
@@ -123,19 +127,20 @@ typedef struct MVS_MotionInfo {
 /**
  * Creates a stabilizer in mode 3.
  *
- * With equal input and output sizes the crop is 14/16 of each side, centred, zoomed back to full size.
- * A larger input gives its margin to the crop instead: there is no zoom when the margin on each side,
- * (input - output) >> 1, is above 1/16 of the input's width and at least 1/16 of its height. Else the
- * axis that needs the larger zoom decides for both. Keep each margin below half the output side: beyond
- * that the limit that holds the crop inside the input loses its meaning, and frames may show repeated
- * edges.
+ * With equal sizes the crop is the middle 14/16 of each side, zoomed back to full size. A larger
+ * input brings a margin of its own, (input - output) >> 1 on each side. Nothing is zoomed when that
+ * margin is above 1/16 of the input's width and at least 1/16 of its height; otherwise the axis
+ * that needs the larger zoom decides for both. Keep each margin below half the output side: with
+ * larger ones the crop may leave the input, and the output then repeats the input's edges.
  *
- * The handle allocates its working memory here, except for its copies of frames (one of the input size,
- * two when frames are stabilized in place), which come with the first frame call.
+ * The handle allocates its working memory here. Its copies of frames (one of the input size, and
+ * another one for frames in place) follow with the first frame call that needs them. All other calls
+ * make at most one small allocation each, besides the stacks of the threads that they start.
  *
  * @param pParam sizes and format, copied
- * @return the handle, or null: null or impossible parameters (a side outside its range, or an odd input
- * or output width with NV21), or not enough memory. Release it with QEL_MVS_DestroyStabilizer.
+ * @return the handle, or null: null or impossible parameters (a side outside its range, or an odd
+ *     input or output width with NV21), or not enough memory. Release it with
+ *     QEL_MVS_DestroyStabilizer.
  */
 QEL_API MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam);
 
@@ -157,11 +162,12 @@ QEL_API void QEL_MVS_DestroyStabilizer(MVS_Context *pCtx);
 QEL_API MVS_Version *QEL_MVS_GetVersion(MVS_Version *pVersion);
 
 /**
- * Derives the frame-size class and the coarse search ranges from a size.
+ * Sets the size class and the ranges of the coarse search from a size.
  *
- * Creation does so with the input size; call it again only to search as a frame of another size would
- * be searched. The ranges are how far a picture may jump from frame to frame: an eighth of the longer
- * and a sixth of the shorter side, down to the next of 240, 160, 80, 40 and 24 pixels, and 16 below.
+ * Creation does this with the input size. Call it only to search as for a frame of another size.
+ * The ranges are how far a picture may jump from frame to frame: an eighth of the longer side and a
+ * sixth of the shorter one, rounded down to 240, 160, 80, 40 or 24 pixels, and 16 for anything
+ * less.
  *
  * @param pCtx the handle; null does nothing
  * @param lWidth pixels
@@ -172,33 +178,34 @@ QEL_API void QEL_MVS_AnalyzeHW(MVS_Context *pCtx, int32_t lWidth, int32_t lHeigh
 /** @} */
 /**
  * @name Settings and state
- * 1 when done, 0 when a bad argument changed nothing.
+ * They return 1 when done, and 0 when nothing has changed.
  * @{ */
 
 /**
- * Selects what is compensated; before the first frame only.
+ * Selects what is compensated. Only before the first frame.
  *
- *   - 1: translation, by whole pixels and without resampling: the output is a crop of the input;
- *   - 2: as 1, and rotation when it is large enough to see (then the frame is resampled);
- *   - 3: translation and rotation with a zoom, the mode of a new handle.
+ *   - 1: translation by whole pixels, without resampling: the output is a crop of the input.
+ *   - 2: as 1, and rotation that is large enough to see. Frames that are rotated are resampled.
+ *   - 3: translation and rotation, with a zoom. The mode of a new handle.
  *
  * @param pCtx the handle
  * @param lMode 1..3; modes 1 and 2 need an input of at least 11/10 of the output, both ways
- * @return 1, or 0: null handle, no such mode, input too small for it, or frames have been taken
+ * @return 1, or 0: null handle, no such mode, input too small for it, or a frame has been taken
  */
 QEL_API int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode);
 
 /**
- * Has every chroma sample of every format and size move with its luma. At any time, from the next frame
- * on.
+ * Chooses how mode 3 treats the chroma. At any time; it applies from the next frame on.
  *
- * Call it with 1 unless the output must equal that of versions that knew only the default, 0, under
- * which mode 3
- *   - leaves the chroma of I420 as the output buffer held it when the output is below 320 x 240;
- *   - warps the chroma of I420 from there on as if it were one plane of interleaved pairs (colours are
- *     wrong) when the sizes are equal and the height is a multiple of 8;
- *   - at other heights moves (height >> 3) * 4 chroma rows and leaves the rows below: as the output
- * buffer held them with I420, grey (128) with NV21.
+ * 1 moves every chroma sample with its luma. It is the right choice for I420, and for heights that
+ * are not a multiple of 8.
+ *
+ * 0, the default, gives the same output except in these cases:
+ *   - I420, outputs below 320 x 240 (narrower or lower): the chroma of the output is not written.
+ *   - I420, equal sizes from 320 x 240 on, heights that are a multiple of 8: the planes are moved
+ *     as if they were interleaved pairs. The colours are wrong.
+ *   - Equal sizes from 320 x 240 on, other heights: only the first (height >> 3) * 4 chroma rows
+ *     are moved. The last rows are grey (128) with NV21, and not written with I420.
  *
  * @param pCtx the handle
  * @param bFull 0 or 1
@@ -207,14 +214,16 @@ QEL_API int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode);
 QEL_API int32_t QEL_MVS_SetFullChroma(MVS_Context *pCtx, int32_t bFull);
 
 /**
- * Limits the threads of a frame. At any time, from the next frame on.
+ * Limits the threads of a frame, the calling thread included. At any time; it applies from the next
+ * frame on. The output does not depend on it.
  *
- * The result does not depend on it. By default a frame gets a thread for each 491,520 bytes of input
- * luma (two from 1280 x 768 on), at most four, and no more than the cores that the calling thread may
- * run on. Choose 1 where the caller's cores are spoken for, or where a frame must not start threads.
+ * By default a frame gets a thread for each 491,520 bytes of input luma (two from 1280 x 768 on),
+ * at most four, and no more than the cores that the calling thread may run on. Choose 1 where the
+ * other cores have work of their own, or where a frame must not start threads.
  *
  * @param pCtx the handle
- * @param lThreads 0: the default; 1: the calling thread alone; 2..4: the default, but at most so many
+ * @param lThreads 0: the default; 1: the calling thread alone; 2..4: as the default, but no more
+ *     than this
  * @return 1, or 0: null handle or another number
  */
 QEL_API int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads);
@@ -230,10 +239,9 @@ QEL_API int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads);
  * @endcode
  *
  * @param pCtx the handle
- * @param pInfo filled in; set its lSize first. A larger size than this version's is for records of
- * later versions, and the part that this version does not know is left as it was.
- * @return 1, or 0 with nothing written: null arguments, or a size below that of the first version of
- * the record
+ * @param pInfo filled in; set its lSize first. Of a record that is larger than MVS_MotionInfo the
+ *     rest is left as it was.
+ * @return 1, or 0 with nothing written: null arguments, or an lSize below sizeof(MVS_MotionInfo)
  */
 QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo);
 
@@ -241,13 +249,13 @@ QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo
 /**
  * @name Frames
  *
- * All of them return without touching a frame when a handle or frame is null or the handle's format is
- * not theirs, and when the memory that a handle's first frame needs cannot be had (the next call tries
- * again). Input frames have the input size, output frames the output size; a frame stabilized in place
- * has the larger of the two. Otherwise buffers must not overlap.
+ * All of them return without touching a frame when the handle or a frame is null, when the handle
+ * has a format that they do not take, and when there is no memory for the handle's copies of frames
+ * (the next call tries again). Input frames have the input size and output frames the output size;
+ * a buffer that is stabilized in place has the larger of the two. Other buffers must not overlap.
  *
- * The first frame has nothing to be measured against and is only cropped. So is a frame whose motion
- * cannot be measured, after which the path starts anew.
+ * The first frame has none to be compared with: it is cropped, but not moved. So is a frame whose
+ * motion cannot be measured; the path starts anew there.
  * @{ */
 
 /**
@@ -260,10 +268,10 @@ QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo
 QEL_API void QEL_MVS_StabilizeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
 
 /**
- * QEL_MVS_StabilizeFrame, with the left columns showing the unstabilized frame.
+ * QEL_MVS_StabilizeFrame, with the unstabilized frame in the left columns.
  *
- * They do so when input and output sizes are equal and 1 <= lSplit < width; else the call is the plain
- * one.
+ * Takes effect when the sizes are equal and 1 <= lSplit < width; otherwise the whole output is
+ * stabilized.
  *
  * @param pCtx the handle
  * @param pIn the input frame
@@ -274,11 +282,11 @@ QEL_API void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t
                                                 int32_t lSplit);
 
 /**
- * Stabilizes a frame whose luma and chroma come by separate pointers; in place when both pairs are
- * equal.
+ * Stabilizes a frame whose luma and chroma have separate pointers.
  *
- * Only NV21_SEPARATE reads the chroma pointers; I420 and NV21 frames are whole frames at the luma
- * pointers.
+ * In place when the luma pointers are equal and the chroma pointers are equal. I420 and NV21 frames
+ * are whole frames at the luma pointers: their chroma pointers are compared for this, but nothing
+ * is read there.
  *
  * @param pCtx the handle
  * @param pInY input luma, width * height bytes (I420, NV21: the frame)
@@ -291,17 +299,21 @@ QEL_API void QEL_MVS_StabilizeFrameSeparateBuffer(MVS_Context *pCtx, const uint8
                                                   uint8_t *pOutUV);
 
 /**
- * Stabilizes a frame with all three frames kept by the caller, the previous one too.
+ * Stabilizes a frame of a caller that keeps the previous input frame itself.
  *
- * Nothing is copied and no chroma converted. I420 fares as with the other calls. NV21 chroma comes out
- * right in mode 3 where that needs no conversion: a height that is a multiple of 8, an output below
- * 320 x 240, or unequal sizes; at other heights, and where mode 2 rotates, it is left as it was, and a
- * shift (modes 1 and 2) takes it for two planes. Frames of every format, NV21_SEPARATE too, are whole
- * frames of luma and chroma here.
+ * No frame is copied. All frames are single buffers of luma and chroma here, those of NV21_SEPARATE
+ * too. The chroma of I420 is treated as by the other calls. That of NV21
+ *   - is moved with the luma in mode 3, unless the sizes are equal, at least 320 x 240, and the
+ *     height is not a multiple of 8. There the chroma of the output is not written;
+ *   - is not written where mode 2 rotates;
+ *   - is moved as if it were two planes where modes 1 and 2 only shift. The colours are wrong.
+ *
+ * NV21_SEPARATE is treated as NV21, except that mode 3 does not write the chroma of unequal sizes
+ * and of outputs below 320 x 240.
  *
  * @param pCtx the handle
  * @param pFrames the frames; pPrevious may be null at the first call. The output overlaps neither
- * input.
+ *     input.
  */
 QEL_API void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames);
 
@@ -368,13 +380,14 @@ QEL_API void QEL_MVS_StabilizeFrame_Separate_DiffBuffer(MVS_Context *pCtx, const
 /** @} */
 /**
  * @name Helpers
- * Without a handle: any thread, any time, on different buffers. Null pointers: nothing happens.
+ * They need no handle and may run in any number of threads at once, on different buffers. With a
+ * null pointer they do nothing.
  * @{ */
 
 /**
  * Copies the left columns of three planes.
  *
- * Planes are packed, chroma planes are (width >> 1) x (height >> 1). Nothing happens unless
+ * Planes are packed; chroma planes are (width >> 1) x (height >> 1) samples. Nothing happens unless
  * width > lSplit >= 1 and lDirection is 0.
  *
  * @param pSrcY source luma
@@ -399,7 +412,7 @@ QEL_API void QEL_MVS_SplitterShow(const uint8_t *pSrcY, const uint8_t *pSrcU, co
  * @param pDstV V samples, lWidth * lHeight
  * @param pSrcVU pairs, 2 * lWidth * lHeight bytes, apart from both planes
  * @param lWidth chroma samples a row
- * @param lHeight chroma rows; sizes below 1: nothing happens
+ * @param lHeight chroma rows; with a size below 1 nothing happens
  */
 QEL_API void UV_NV21_to_I420(uint8_t *pDstU, uint8_t *pDstV, const uint8_t *pSrcVU, int32_t lWidth,
                              int32_t lHeight);
@@ -411,7 +424,7 @@ QEL_API void UV_NV21_to_I420(uint8_t *pDstU, uint8_t *pDstV, const uint8_t *pSrc
  * @param pSrcV V samples, lWidth * lHeight
  * @param pDstVU pairs, 2 * lWidth * lHeight bytes, apart from both planes
  * @param lWidth chroma samples a row
- * @param lHeight chroma rows; sizes below 1: nothing happens
+ * @param lHeight chroma rows; with a size below 1 nothing happens
  */
 QEL_API void UV_I420_to_NV21(const uint8_t *pSrcU, const uint8_t *pSrcV, uint8_t *pDstVU,
                              int32_t lWidth, int32_t lHeight);

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * Events and threads: the thin layer over POSIX threads that the library's shared jobs use.
+ * Events and threads: a thin layer over POSIX threads.
  *
  * @code
  * void *lock = zekMEventCreate(0);
@@ -12,10 +12,10 @@
  * zekMEventDestroy(0, lock);
  * @endcode
  *
- * An event is an auto-reset flag: a wait consumes the signal, and signals do not count (two in a row
- * leave one pending). Signalled once at creation it serves as a lock, as above: wait to take it, signal
- * to give it back. Any number of threads may wait and signal at once; what one wrote before its signal
- * the waiter that it wakes can read.
+ * An event is a flag that resets itself: a wait consumes the signal, and two signals without a wait
+ * between them count as one. An event that is signalled once after its creation is a lock, as
+ * above: a wait takes it, a signal gives it back. Any number of threads may wait and signal at
+ * once. A thread that a signal wakes sees what the signalling thread wrote before.
  */
 #ifndef QUORVEL_THREADS_H
 #define QUORVEL_THREADS_H
@@ -57,8 +57,8 @@ QEL_API int32_t zekMEventDestroy(void *pHandle, void *pEvent);
  * Waits for an event, or clears it.
  *
  * @param pEvent the event
- * @param lTimeout -1 blocks until the event is signalled and consumes the signal. Any other value does
- * not wait: a pending signal is consumed, and the result does not tell whether there was one.
+ * @param lTimeout -1 blocks until the event is signalled, and consumes the signal. Any other value
+ *     consumes a pending signal without blocking; the result does not tell whether there was one.
  * @return QEL_EVENT_OK, QEL_EVENT_FAILED or QEL_EVENT_NULL
  */
 QEL_API int32_t zekMEventWait(void *pEvent, int32_t lTimeout);
@@ -79,15 +79,15 @@ QEL_API int32_t zekMEventSignal(void *pEvent);
 /**
  * Starts a joinable thread that runs pFunction(pArgument).
  *
- * @param pFunction what the thread runs; its result is dropped
+ * @param pFunction what the thread runs; its result is ignored
  * @param pArgument its argument
- * @return the POSIX thread identifier, to be given to one of the two calls below once; 0 for a null
- *     function and when no thread could be started
+ * @return the POSIX thread identifier, to be passed once to one of the two calls below; 0 for a
+ *     null function, or when no thread could be started
  */
 QEL_API uintptr_t zekMThreadCreate(void *(*pFunction)(void *), void *pArgument);
 
 /**
- * Blocks until a thread has ended, and releases it. The thread is not stopped.
+ * Waits until a thread has ended, and releases it. The thread is not stopped.
  *
  * @param hThread the thread; 0 does nothing
  * @return 0
