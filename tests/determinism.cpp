@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Prints what three clips come out as, a line for each processor level and number of participants:
-// level, participants, three hashes. tests/determinism.sh builds it for all processors and compilers.
+// Prints what three clips come out as, a line for each processor level and number of threads:
+// level, threads, three hashes. tests/determinism.sh builds it for all processors and compilers.
 #include <stdio.h>
 
 #include "support/faults.h"
@@ -17,15 +17,15 @@ int main() {
     std::vector<Bytes> clips[3];
     for (int i = 0; i < 3; i++) clips[i] = ShakyClip(kClips[i].c.in, kClips[i].frames);
     for (CpuLevel level : CpuLevels())
-        for (int participants = 1; participants <= 4; participants++) {
+        for (int threads = 1; threads <= 4; threads++) {
             const AtLevel at(level);
             Faults::Reset();
-            Faults::KeepThreads(participants);
-            printf("%s %d", kLevel[level], participants);
+            Faults::KeepThreads(threads);
+            printf("%s %d", kLevel[level], threads);
             for (int i = 0; i < 3; i++)
                 printf(" %016llx", (unsigned long long)RunClip(kClips[i].c, clips[i]).Hash());
             printf("\n");
-            if (!Faults::Threads()) return 1; // the large clip is shared out, or nothing is shown here
+            if (threads > 1 && !Faults::Threads()) return 1; // the large clip is to be shared out
         }
     return 0;
 }

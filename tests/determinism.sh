@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # determinism.sh [PROCESSOR...]: compiles the library for five processors with two compilers at four
-# optimizations, runs three clips at every vector level with one to four participants, and prints the hashes
+# optimizations, runs three clips at every vector level with one to four threads, and prints the hashes
 # as a table; 1 when two differ. Needs the Debian packages below; about a quarter of an hour.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,7 +11,7 @@ need_packages g++ clang llvm qemu-user g++-12-multilib g++-aarch64-linux-gnu g++
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-library=(src/*/*.cpp)
+library=(src/*.cpp src/*/*.cpp)
 support=(tests/determinism.cpp tests/support/{faults,guarded,pitched,run,scene}.cpp tools/clipgen/{camera_path,scene,scene_paint}.cpp)
 common=(-std=c++17 -ffp-contract=off -pthread -Iinclude -Isrc)
 inside=(-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden)
@@ -86,5 +86,5 @@ for processor in "${@:-x86-64 i386 arm64 armhf s390x}"; do
         done
     done
 done
-[ $status = 0 ] && echo && echo "All equal, each with one, two, three and four participants; $SECONDS s."
+[ $status = 0 ] && echo && echo "All equal, each with one, two, three and four threads; $SECONDS s."
 exit $status

@@ -7,6 +7,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -326,6 +327,26 @@ TEST(Threads, CancellationWaitsForTheFrame) {
         }
     }
     EXPECT_EQ(Faults::Live(), live);
+}
+
+// Between two calls a handle has no threads.
+TEST(Threads, BothProcessesGoOnAfterAFork) {
+    const Size size = {640, 480};
+    const std::vector<Bytes> clip = ShakyClip(size, 4);
+    const RunResult want = RunClip({size, size, 1, 3, Entry::Diff, 0}, clip);
+    const Handle handle = MakeHandle(size, 1);
+    const auto push = [&](size_t i) {
+        Bytes out((size_t)size.Frame());
+        QEL_MVS_StabilizeFrame(handle.get(), ToPairs(clip[i], size).data(), out.data());
+        return out == want.frames[i];
+    };
+    ASSERT_TRUE(push(0) && push(1));
+    const pid_t child = fork();
+    if (child == 0) _exit(push(2) && push(3) ? 0 : 1);
+    EXPECT_TRUE(push(2) && push(3));
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // The header's figure: a painted stack, and what of it was written.
