@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The stabilizer's one shared record: every stage takes it first and finds its input and output in it.
+// The record that all stages share: the first argument of every stage, with its input and output.
 #pragma once
 
 #include <stddef.h>
@@ -11,8 +11,8 @@
 struct Kernels;
 struct Workers;
 
-// Motion of one block: what lies at (y, x) in the current frame is found at (y + lMvRow, x + lMvCol) of
-// the previous one, in whole pixels.
+// Motion of one block in whole pixels: what is at (y, x) in the current frame was at (y + lMvRow, x +
+// lMvCol) in the previous one.
 struct MVS_BlockMV {
     int32_t bValid;
     int32_t lMvRow;
@@ -53,7 +53,7 @@ struct KalmanState {
     int64_t llPos; // smoothed path
     int64_t llVel; // its change per frame
     int64_t llProcNoise;
-    int64_t llProcNoise2; // (place)
+    int64_t llProcNoise2; // (unused)
     int64_t llMeasNoise;
     int64_t llMeasPos; // measured path: the sum of all motion since the last reset
     int64_t llP00;
@@ -63,7 +63,8 @@ struct KalmanState {
     int64_t llDevLimit; // deviation at which the filter gives up smoothing
 };
 
-// The histories, margins and spare words below exist for their place alone.
+// Nothing reads the histories, margins and spare words below: they keep the other words at their
+// offsets.
 struct KalmanHistory {
     int32_t lHistory[60];
     int32_t lHistoryEnd;
@@ -100,44 +101,54 @@ struct KalmanSideBlock {
     int32_t bFollowMode; // 1 while the smoothed path follows the measured one at full gain
 };
 
-// The words up to pSideBlock keep their places: programs read them there. Those marked (place) exist
-// for their place alone.
+// Programs read the words up to pSideBlock by offset, so these offsets do not change. Nothing reads
+// the words marked (unused). Each group says who writes it.
 struct MVS_Context {
+    // src/motion/ the records, src/model/ their validity
     int32_t lBlockNum;
     MVS_BlockMV *pBlockMV;
     int32_t lMotionWords[6]; // (place)
-    int32_t lCurMotionRow;   // measured motion, Q10; whole pixels from the coarse shift to the model
+    // Measured motion: src/motion/ the coarse shift, in whole pixels and with the opposite sign, until
+    // src/model/ puts the frame's motion in its place, Q10.
+    int32_t lCurMotionRow;
     int32_t lCurMotionCol;
     int32_t lCurMotionTheta;
-    int32_t lCompRow; // compensation of the frame
+    // compensation of the frame: src/smooth/, src/pipeline/ for frames without one
+    int32_t lCompRow;
     int32_t lCompCol;
     int32_t lCompTheta;
-    int32_t lMode;
-    int32_t lShiftSampleNum;
+    int32_t lMode;           // src/api/handle.cpp
+    int32_t lShiftSampleNum; // src/motion/
+    // src/api/handle.cpp
     int32_t lInWidth;
     int32_t lInHeight;
     int32_t lOutWidth;
     int32_t lOutHeight;
-    int32_t lFrameCount;
+    int32_t lFrameCount; // src/pipeline/
     int32_t lCropX;
     int32_t lCropY;
     int32_t lZoomScale; // output over input, Q10
     int32_t lZoomStep;  // input pixels per output pixel, Q10
+    // src/api/previous_frame.cpp and frame_call.cpp
     uint8_t *pPrevFrame;
     const uint8_t *pCurFrame; // the working copy, or the caller's input frame
     int32_t lUnused28;        // (place)
     uint8_t *pOutFrame;
+    // src/api/handle.cpp
     int32_t lInLumaSize;
     uint32_t lInFrameSize;
     int32_t lOutLumaSize;
     uint32_t lOutFrameSize;
+    // src/model/
     int32_t *pRowProj; // histograms of the block vectors: bin k counts the component k - side
     int32_t lRowProjLen;
     int32_t *pColProj;
     int32_t lColProjLen;
+    // motion of the frame before: src/pipeline/
     int32_t lPrevRow;
     int32_t lPrevCol;
     int32_t lPrevTheta;
+    // src/api/handle.cpp, the shift's words src/motion/
     int32_t lInFormat;
     int32_t lOutFormat;
     const uint8_t *pShiftPrevFrame;
@@ -149,6 +160,7 @@ struct MVS_Context {
     int32_t lShiftRangeY;
     int32_t bShiftReliable;
     int32_t lUnused51[52]; // (place)
+    // src/api/
     uint8_t *pPitchInFrame;
     uint8_t *pScratchInV;
     uint8_t *pScratchInU;
@@ -169,17 +181,17 @@ struct MVS_Context {
     int32_t *pRowProgress; // blocks done in each row of 32-pixel blocks, kProgressStride words apart
     ThreadPolicy stThreads;
 
-    // Of the frame call in progress, which sets them and clears them again. Stage functions that are
-    // called outside of one find them cleared.
-    int32_t bInFrame;         // workers, event and samples are the frame's
+    // State of a frame call, set when it begins and cleared when it ends. Stage functions that are
+    // called outside of a frame find it cleared.
+    int32_t bInFrame;         // tasks use the workers, lock and sample buffer of the handle
     int32_t bChromaInScratch; // the chroma is in the scratch planes and only there
-    const uint8_t *pInPairs;  // the chroma is warped as the pairs that it is, from here
-    uint8_t *pOutPairs;       // to here
+    const uint8_t *pInPairs;  // pairs that are warped without being taken apart; null: none
+    uint8_t *pOutPairs;       // and where they go
 
     // From frame to frame.
-    uint8_t *pOwnFrame; // the working copy of frames in place, wherever pCurFrame points
+    uint8_t *pOwnFrame; // copy of a frame in place; pCurFrame may point elsewhere
     int32_t bFullChroma;
-    int32_t bScratchGrey; // the scratch planes have been filled, which is put off until they are needed
+    int32_t bScratchGrey;      // the scratch planes are grey, see EnsureScratch
     int32_t lFrameMotionValid; // what the last frame measured, for QEL_MVS_GetMotion
     MVS_MotionTriple stFrameMotion;
     int32_t lBlocksValid;
@@ -190,10 +202,10 @@ struct MVS_Context {
 static_assert(offsetof(MVS_Context, pSideBlock) == 444, "112 words of 32 bits");
 #endif
 
-// Each row's progress has a cache line of its own: two threads write two of them at once.
+// A cache line for each row's progress, because different threads write them at the same time.
 const int32_t kProgressStride = 16;
 
-// Plane geometry. V of a planar frame lies a quarter of the luma size behind U, also where odd sides
+// Plane geometry. V of a planar frame is a quarter of the luma size after U, even where odd sides
 // leave a gap between the planes.
 static inline int32_t InChromaWidth(const MVS_Context *pCtx) { return pCtx->lInWidth >> 1; }
 static inline int32_t InChromaHeight(const MVS_Context *pCtx) { return pCtx->lInHeight >> 1; }

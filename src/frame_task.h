@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A stage's way to share out its work.
+// How a stage shares out its work between threads.
 #pragma once
 
 #include "context.h"

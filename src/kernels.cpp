@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// An instruction set without a kernel of its own takes the next lower one's.
+// Where an instruction set has no kernel of its own, its table has that of the next lower one.
 #include "kernels.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The inner loops of all stages, one table an instruction set.
+// The inner loops of all stages, in one table for each instruction set.
 //
-// The portable functions define the results; their twins equal them byte for byte. A handle takes its
-// table when it is created and keeps it.
+// The portable kernels define the results; the vector kernels equal them byte for byte. A handle
+// chooses its table when it is created.
 #pragma once
 
 #include <stddef.h>
@@ -26,8 +26,9 @@ struct Grid {
 // The grid's samples in order, 16 a group.
 typedef void (*GridGather)(uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid);
 
-// Sum of absolute differences between the samples and the grid at pArea. Once the sum over whole rows
-// has reached lBound the result may be any value from lBound on: a search for lower costs cannot tell.
+// Sum of absolute differences between the samples and the grid at pArea. When it reaches lBound after
+// a row of the grid, the kernel may stop and return it: the search only needs costs below lBound
+// exactly.
 typedef uint32_t (*GridSad)(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,
                             uint32_t lBound);
 
@@ -40,12 +41,12 @@ typedef uint32_t (*BlockTexture)(const uint8_t *pCurBlock, int32_t lPitch);
 
 // ---- rotation search: src/model/row_error*.cpp ----
 
-// Squared error of the valid ones of lCount blocks side by side. Along a row of blocks the model's rows
-// differ (pModelRow, one a block) and its column is the same; Q10 pixels.
+// Squared error of the valid blocks among lCount blocks of a row. pModelRow has the model's row
+// component for each block; the column component is the same along the row. Q10 pixels.
 typedef int64_t (*RowError)(const MVS_BlockMV *pBlockMV, int32_t lCount, const int32_t *pModelRow,
                             int32_t lModelCol);
 
-const int32_t kRowErrorBlocks = 256; // at most: sums of so many fit the twins' 32-bit lanes
+const int32_t kRowErrorBlocks = 256; // most of a call: the sum of so many fits 32-bit lanes
 
 // ---- block warp: src/warp/strip*.cpp ----
 

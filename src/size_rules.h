@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What a frame's size decides, each rule once.
+// Rules that depend on the size of a frame.
 #pragma once
 
 #include <stdint.h>
@@ -14,5 +14,5 @@ static inline bool IsLargeOutput(int32_t lOutWidth, int32_t lOutHeight) {
     return lOutWidth >= 320 && lOutHeight >= 240;
 }
 
-// The block warp covers such a height by whole blocks, in the luma and in the chroma.
+// Whole blocks cover an output of such a height, in the luma and in the chroma.
 static inline bool HasWholeChromaBlocks(int32_t lOutHeight) { return lOutHeight % 8 == 0; }

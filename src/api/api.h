@@ -13,9 +13,9 @@ struct FrameCall {
     int32_t lSplit; // left columns that show the unstabilized frame, 0: none
 };
 
-// From one buffer into another, or in place: then pIn equals pOut. False with the caller's frames
-// untouched when there is no memory for the handle's own.
+// From one buffer to another, or in place (pIn equals pOut). Returns false, without touching the
+// caller's frames, when there is no memory for the handle's copies.
 bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace);
 
-// QEL_MVS_StabilizeFrame_DiffBuffer with that result.
+// QEL_MVS_StabilizeFrame_DiffBuffer; returns what StabilizeFrame returns.
 bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);

@@ -10,7 +10,7 @@
 #include "platform/buffers.h"
 #include "size_rules.h"
 
-// C linkage comes with their declarations.
+// Their declarations in camera.h give them C linkage.
 MVS_Context *hVStabilizer;
 MVS_InitParam vs_param;
 int32_t lWidth;
@@ -34,8 +34,7 @@ struct Stream {
     MVS_Context **ppHandle;
     MVS_InitParam *pParam;
     int32_t *pWidth, *pHeight;
-    uint8_t **ppFirst,
-        **ppSecond; // frame buffers, in the order of their release; the second may be missing
+    uint8_t **ppFirst, **ppSecond; // frame buffers; the preview has only the first
 };
 
 Stream Preview() { return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr}; }
@@ -82,7 +81,7 @@ int32_t Uninit(const Stream &stStream) {
     return __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer end");
 }
 
-// A second init may have kept a handle of another size than the stream's.
+// A second init changes the stream's size but keeps the handle, whose size may then be another one.
 bool IsSetUpFor(const Stream &stStream, int32_t lFrameWidth, int32_t lFrameHeight) {
     if (*stStream.pWidth != lFrameWidth || *stStream.pHeight != lFrameHeight) return false;
     const MVS_Context *pCtx = *stStream.ppHandle;
@@ -103,7 +102,7 @@ int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrameHeight) 
     return 0;
 }
 
-// The last line is the preview's, as readers of these logs know it.
+// The last line is that of the preview: programs that parse the log expect it.
 int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFrameHeight) {
     if (lFrameWidth < 0 || lFrameHeight < 0) return 0;
     __android_log_print(kDebug, nullptr, "ZEK, init_quorvel_videostabilizer_recording");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The log that the camera service reads: the platform's, or lines on stderr where there is none.
+// The camera wrapper's log: the platform's, or stderr where there is none.
 #pragma once
 
 #ifdef QUORVEL_LOG_ANDROID

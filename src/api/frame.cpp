@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Frame calls whose frames are one buffer each.
+// Frame calls with one pointer for each frame.
 #include "api/api.h"
 
 namespace {
 
-// False when there is nothing to be done.
+// Fills in the call; false when a pointer is null or the handle has another format.
 bool WholeFrames(const MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut, int32_t lSplit,
                  FrameCall *pCall) {
     if (!pCtx || !pIn || !pOut) return false;

@@ -10,7 +10,8 @@
 
 namespace {
 
-// Puts interleaved chroma where the warp looks for it; false when it goes by way of the scratch planes.
+// Puts interleaved chroma where the warp looks for it. Returns false when that is the scratch planes,
+// from which the output has to be interleaved again.
 bool BringPairs(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
     if (WarpsPairs(pCtx)) {
         pCtx->pInPairs = bInPlace ? pCtx->pCurFrame + pCtx->lInLumaSize : pCall->pInPairs;
@@ -24,7 +25,7 @@ bool BringPairs(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
     return false;
 }
 
-// The left columns of each plane, where input and output have the same size.
+// Copies the left columns of each plane from the input, when both sizes are equal.
 void ShowSplit(MVS_Context *pCtx, const FrameCall *pCall) {
     const int32_t lSplit = pCall->lSplit;
     if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return;
@@ -50,7 +51,7 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
     case 3:
         DeshakerM3(pCtx, pCurrent, pPrevious, pOutput);
         break;
-    default: // a word that a program wrote
+    default: // no setting leads here, but the mode is a word that programs can write
         break;
     }
 }

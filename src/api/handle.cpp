@@ -29,7 +29,7 @@ bool AcceptsParam(const MVS_InitParam *pParam) {
     if (pParam->lOutWidth < 2 || pParam->lOutHeight < 2 || pParam->lOutWidth > kMaxSide ||
         pParam->lOutHeight > kMaxSide)
         return false;
-    // Rows of pairs have no agreed length at odd widths.
+    // At odd widths programs disagree about the length of a row of pairs, so these are refused.
     return !IsSemiPlanar(pParam->lFormat) || ((pParam->lInWidth | pParam->lOutWidth) & 1) == 0;
 }
 
@@ -38,7 +38,7 @@ template <class T> void FreeAndClear(T **ppMem) {
     *ppMem = nullptr;
 }
 
-// Two quarter-size chroma planes in one block. False without memory.
+// Two chroma planes of a quarter of the luma size, in one block. False when there is no memory.
 bool AllocScratch(int32_t lFormat, int32_t lLumaSize, uint8_t **ppU, uint8_t **ppV) {
     if (!IsSemiPlanar(lFormat)) return true;
     *ppU = (uint8_t *)MMemAlloc(nullptr, ScratchSize(lLumaSize));
@@ -54,7 +54,7 @@ struct CropAxis {
     int32_t lStep;
 };
 
-// The window is 14/16 of the input, zoomed to the output, unless the input brings a margin of its own.
+// The window is 14/16 of the input, zoomed to the output size, unless the input has enough margin.
 CropAxis CropOf(int32_t lInSize, int32_t lOutSize, bool bMarginSuffices) {
     if (bMarginSuffices) return {(lInSize - lOutSize) >> 1, 1024, 1024};
     return {lInSize / 16, (lOutSize << 14) / (14 * lInSize), (14 * lInSize << 10) / (lOutSize << 4)};
@@ -108,12 +108,12 @@ void SetGeometry(MVS_Context *pCtx, const MVS_InitParam *pParam) {
     InitThreadPolicy(&pCtx->stThreads);
 }
 
-// What the frames need besides: allocated here, so that none of it can fail during a frame.
+// What frame calls need. Allocated with the handle, so that it cannot fail during a frame.
 bool AllocFrameParts(MVS_Context *pCtx) {
     const uint32_t lRows = (uint32_t)(pCtx->lInHeight >> 5) + 1;
     pCtx->pWorkers = CreateWorkers();
     pCtx->pEvent = zekMEventCreate(nullptr);
-    zekMEventSignal(pCtx->pEvent); // nobody holds the lock
+    zekMEventSignal(pCtx->pEvent); // a lock starts free
     pCtx->lSampleRoom = SampleBytes(pCtx->lInWidth, pCtx->lInHeight);
     pCtx->pSamples = (uint8_t *)MMemAlloc(nullptr, pCtx->lSampleRoom);
     pCtx->pRowProgress =
@@ -163,7 +163,7 @@ MVS_Context *QEL_MVS_CreateStabilizer(const MVS_InitParam *pParam) {
     return pCtx;
 }
 
-// pCurFrame may be a caller's; the copy that is freed is the one the library allocated.
+// pCurFrame may point to a caller's frame, so pOwnFrame is freed instead.
 void QEL_MVS_DestroyStabilizer(MVS_Context *pCtx) {
     if (!pCtx) return;
     FreeAndClear(&pCtx->pSideBlock);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Frames with pitches: gathered into a packed frame of the handle's, stabilized there, scattered back.
+// Frames with pitches: copied into a packed frame of the handle, stabilized, and copied back.
 #include "quorvel/pitch.h"
 
 #include "api/api.h"
@@ -42,7 +42,7 @@ bool Fits(const MVS_Context *pCtx, const MVS_PitchImage *pImage, int32_t lFormat
     return HoldsPlanes(pImage, stRows, lPlanes);
 }
 
-// Planes from lFirst on.
+// Copies the planes from lFirst on into the packed frame.
 void Gather(const MVS_Context *pCtx, uint8_t *pFrame, const MVS_PitchImage *pImage, int32_t lFormat,
             int32_t lFirst) {
     PlaneRows stRows[3];
@@ -118,8 +118,8 @@ void QEL_MVS_StabilizeFrame_DiffBufferPitch(MVS_Context *pCtx, MVS_PitchImage st
     const int32_t lFormat = pCtx->lInFormat;
     if (!Fits(pCtx, &stIn, lFormat) || !Fits(pCtx, &stOut, lFormat)) return;
     Gather(pCtx, pCtx->pPitchInFrame, &stIn, lFormat, 0);
-    // What the call leaves as it was must be what the output planes hold, not what the frame before
-    // left.
+    // The call may leave chroma unwritten. The caller's chroma must then come out unchanged, not that
+    // of the frame before.
     Gather(pCtx, pCtx->pPitchOutFrame, &stOut, lFormat, 1);
     if (StabilizeWholeFrame(pCtx, pCtx->pPitchInFrame, pCtx->pPitchOutFrame))
         Scatter(pCtx, pCtx->pPitchOutFrame, &stOut, lFormat);

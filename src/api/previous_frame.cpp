@@ -64,13 +64,13 @@ void KeepFrame(MVS_Context *pCtx, bool bInPlace) {
         pCtx->pCurFrame = pFormer;
         return;
     }
-    // The luma is what is compared; planar frames keep their chroma behind it.
+    // Only the luma is compared. Of planar frames the chroma is kept too.
     const int32_t lSize =
         IsSemiPlanar(pCtx->lInFormat) ? pCtx->lInLumaSize : (int32_t)pCtx->lInFrameSize;
     // From the end: what the warp has read last is still in the cache.
     const int32_t lRest = lSize / 8;
     CopyTask stTask = {pCtx->pCurFrame, pCtx->pPrevFrame, pCtx->pEvent, lRest, lSize};
     RunFrameTask(pCtx, CopyPieces, &stTask);
-    EndWorkers(pCtx->pWorkers); // while this thread copies the rest
+    EndWorkers(pCtx->pWorkers); // they end while this thread copies the rest
     MMemCpy(pCtx->pPrevFrame, pCtx->pCurFrame, (uint32_t)lRest);
 }

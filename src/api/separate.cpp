@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Frame calls whose luma and chroma come by separate pointers.
+// Frame calls with separate pointers to luma and chroma.
 #include "api/api.h"
 
 namespace {
 
-// False when there is nothing to be done.
+// Fills in the call; false when a pointer is null or the handle has an unknown format.
 bool SeparatePlanes(const MVS_Context *pCtx, const uint8_t *pInY, const uint8_t *pInUV, uint8_t *pOutY,
                     uint8_t *pOutUV, FrameCall *pCall) {
     if (!pCtx || !pInY || !pOutY) return false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Before/after in one picture.
+// Before and after in one picture.
 #include "platform/buffers.h"
 #include "quorvel/stabilizer.h"
 

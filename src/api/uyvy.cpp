@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Between I420 and packed UYVY, for callers whose camera or display has only that.
+// Conversion between I420 and packed UYVY, for cameras and displays that have only UYVY.
 #include <stddef.h>
 
 #include "quorvel/pitch.h"

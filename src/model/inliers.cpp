@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The blocks that move as the model says.
+// The blocks that fit the model.
 #include "model/model.h"
 #include "model/motion_model.h"
 

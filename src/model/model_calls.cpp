@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that no frame passes.
+// Exported functions that frame calls do not use.
 #include "model/model.h"
 #include "model/motion_model.h"
 #include "model/votes.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A model of the frame's motion, and how far a block's vector is from it.
+// A model of the frame's motion, and the distance of a block's vector from it.
 #pragma once
 
 #include "context.h"
@@ -11,8 +11,8 @@ struct MotionModel {
     int32_t lTheta;               // Q16 radians
 };
 
-// The model's vector, Q10 pixels, at a whole-pixel distance from the frame centre. Q16 radians times
-// pixels, divided by 64, are Q10 pixels.
+// The model's vector in Q10 pixels, at an offset of whole pixels from the frame centre. Q16 radians
+// times pixels, divided by 64, are Q10 pixels.
 static inline int32_t ModelRow(const MotionModel *pModel, int32_t lDx) {
     return WrapAdd32(pModel->lShiftRow, WrapMul32(pModel->lTheta, lDx) / 64);
 }
@@ -20,7 +20,7 @@ static inline int32_t ModelCol(const MotionModel *pModel, int32_t lDy) {
     return WrapSub32(pModel->lShiftCol, WrapMul32(pModel->lTheta, lDy) / 64);
 }
 
-// What a vector differs by from the model, Q10 pixels.
+// Vector minus model, Q10 pixels.
 struct Residual {
     int32_t lRow, lCol;
 };
@@ -36,8 +36,8 @@ static inline int32_t SquaredError(Residual stResidual) {
            (WrapMul32(stResidual.lCol, stResidual.lCol) >> 10);
 }
 
-// The rotation of least error around stModel.lTheta, whose error is lError: in steps from lStep down to
-// just above lMinStep.
+// Searches the rotation with the least error from stModel.lTheta on, whose error is lError. The step
+// starts at lStep and is halved while it is above lMinStep.
 MVS_ThetaFit SearchTheta(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, int32_t lWidth,
                          int32_t lHeight, MotionModel stModel, int32_t lError, int32_t lStep,
                          int32_t lMinStep);

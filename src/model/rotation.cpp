@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A first estimate of the frame's rotation: slopes of block rows on large frames, a median on small
-// ones.
+// First estimate of the frame's rotation: from the slopes of block rows on large frames, from a median
+// of angles on small ones.
 #include "model/model.h"
 
 #include "platform/fixed.h"
@@ -10,8 +10,8 @@ namespace {
 
 const int32_t kListOnStack = 512;
 
-// Angle of one block around the frame centre, 1/1024 radian; lA and lB are what the vector differs from
-// the translation by (Q10). False where the block has no usable distance from the centre.
+// Angle of one block around the frame centre, 1/1024 radian. lA and lB are translation minus vector,
+// Q10. False when the block is too close to the centre to have an angle.
 bool BlockAngle(int32_t lA, int32_t lB, int32_t lDy, int32_t lDx, int32_t *pAngle) {
     const int32_t lDot = WrapAdd32(WrapMul32(lA, lDy), WrapMul32(lB, lDx));
     const int32_t lSquares = WrapAdd32(WrapMul32(lDx, lDx), WrapMul32(lDy, lDy));
@@ -56,7 +56,7 @@ int32_t GetTheta32(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight)
             pRowDisp[c] = bValid ? pBlockMV[c].lMvRow : 0;
             pColPos[c] = bValid ? WrapAdd32(32 * c + 16, pBlockMV[c].lMvCol) : 0;
         }
-        // A row with a single block has slope 0 and counts.
+        // The slope of a row with a single block is 0, and enters the mean.
         const int32_t lSlope = CalculateThetaRow(pRowDisp, pColPos, pValid, lColumns);
         if (lSlope == QEL_NOT_MEASURED) continue;
         lSum = WrapAdd32(lSum, lSlope);
@@ -89,7 +89,7 @@ int32_t GetTheta16(const MVS_BlockMV *pBlockMV, int32_t lWidth, int32_t lHeight,
                 const int32_t lB = WrapSub32(lShiftCol, WrapMul32(pBlockMV->lMvCol, 1024));
                 int32_t lAngle;
                 if (!BlockAngle(lA, lB, lDy, lDx, &lAngle))
-                    continue; // the record serves the next column
+                    continue; // the next column reads the same record again
                 SortPush(pList, lAngle);
             }
             pBlockMV++;

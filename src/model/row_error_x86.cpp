@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Eight blocks at a time. (Below AVX2 there is no product of 32-bit lanes worth having.)
+// Eight blocks at a time. SSSE3 has no kernel: it lacks a product of 32-bit lanes.
 #include "context.h"
 #include "kernels.h"
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-// Squares, Q10, of what the vectors differ by from the model. The products keep their low 32 bits.
+// Squared differences of vectors and model, Q10. The products keep their low 32 bits.
 QEL_AVX2 inline __m256i Squares(__m256i vMv, __m256i vModel) {
     const __m256i v = _mm256_sub_epi32(_mm256_slli_epi32(vMv, 10), vModel);
     return _mm256_srai_epi32(_mm256_mullo_epi32(v, v), 10);
@@ -16,8 +16,8 @@ QEL_AVX2 inline __m256i Squares(__m256i vMv, __m256i vModel) {
 
 // Every third word of three vectors, from the first, second or third on.
 template <int kFirst> QEL_AVX2 inline __m256i Third(__m256i v0, __m256i v1, __m256i v2) {
-    // Word 3 k + kFirst is word (3 k + kFirst) % 8 of its vector, and each such place holds one of
-    // them.
+    // Word 3 k + kFirst of the 24 is word (3 k + kFirst) % 8 of its vector. For k = 0 .. 7 these
+    // places are all different, so two blends collect the words, and a permutation puts them in order.
     const int kOf1 = kFirst == 0 ? 0x92 : kFirst == 1 ? 0x24 : 0x49;
     const int kOf2 = kFirst == 0 ? 0x24 : kFirst == 1 ? 0x49 : 0x92;
     const __m256i v = _mm256_blend_epi32(_mm256_blend_epi32(v0, v1, kOf1), v2, kOf2);

@@ -50,7 +50,7 @@ MVS_ThetaFit SearchTheta(const Kernels *pKernels, const MVS_BlockMV *pBlockMV, i
                     return {stModel.lShiftRow, stModel.lShiftCol, lTheta, lBest};
                 lStep >>= 1;
                 eLast = kAny;
-                bAgain = lErrorUp < lBest || lErrorDown < lBest; // equal on both sides: look closer
+                bAgain = lErrorUp < lBest || lErrorDown < lBest; // both better and equal: smaller step
             }
         } while (bAgain);
     } while (lStep > lMinStep);

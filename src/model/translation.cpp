@@ -37,7 +37,7 @@ Votes CountVectors(MVS_Context *pCtx, const MVS_BlockMV *pBlockMV, int32_t lRang
     Votes stVotes = {View(pCtx->pRowProj, pCtx->lRowProjLen, lRangeRow),
                      View(pCtx->pColProj, pCtx->lColProjLen, lRangeCol), 0, 0, 0};
     int32_t i = 0;
-    do { // the first record is always there, also where the frame has no block
+    do { // a frame without blocks has one record all the same
         if (pBlockMV[i].bValid) {
             const int32_t lRow = BinOf(&stVotes.stRow, pBlockMV[i].lMvRow);
             const int32_t lCol = BinOf(&stVotes.stCol, pBlockMV[i].lMvCol);

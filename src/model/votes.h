@@ -7,7 +7,7 @@
 // One component of the vectors: bin k of the histogram counts the displacement k - lRange.
 struct Histogram {
     int32_t *pBins;
-    int32_t lBins; // of those 2 * lRange + 1 that exist
+    int32_t lBins; // 2 * lRange + 1, or as many as there is room for
     int32_t lRange;
 };
 
@@ -21,5 +21,5 @@ struct Votes {
 Votes CountVectors(MVS_Context *pCtx, const MVS_BlockMV *pBlockMV, int32_t lRangeRow,
                    int32_t lRangeCol);
 
-// Without a vote: the coarse shift of this frame, which the current motion still holds, times lScale.
+// For frames without a valid vector: the coarse shift, which is still in lCurMotion*, times lScale.
 MVS_ShiftTriple CoarseShift(const MVS_Context *pCtx, int32_t lScale);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// All blocks of a frame: the 32-pixel grid shared out by rows, the 16-pixel grid on the calling thread.
+// The search over all blocks. Threads share the rows of the 32-pixel grid; the 16-pixel grid, of small
+// frames, is searched by the calling thread.
 #include "frame_task.h"
 #include "motion/motion.h"
 #include "platform/fixed.h"
@@ -9,15 +10,15 @@
 namespace {
 
 const int32_t kBlock = 32;
-const int32_t kReportStep = 8;         // blocks between two reports to the row below
-const int32_t kPrefetchDistance = 128; // pixels from a block to those that are fetched early
+const int32_t kReportStep = 8;         // blocks between two reports of a row's progress
+const int32_t kPrefetchDistance = 128; // pixels from a block to those that are prefetched
 
 } // namespace
 
-// A block reads the records of three blocks of the row above, so each row reports how far it is and the
-// row below stays behind it. The records are then those of one thread that works row after row. Rows
-// are taken in order and finished before the thread takes another one: the lowest unfinished row never
-// waits.
+// A block reads the records of its neighbours above, above right and left. So each row reports its
+// progress, and the row below stays two blocks behind: the records are those of a single thread. Rows
+// are handed out from the top, and a thread finishes its row before it takes another one. The topmost
+// unfinished row therefore waits for no other, and the search cannot lock up.
 struct BlockSearchJob {
     MVS_Context *pCtx;
     const uint8_t *pCurFrame;
@@ -31,8 +32,8 @@ struct BlockSearchJob {
 
 namespace {
 
-// First and last searched origin along one axis: the outermost blocks are left out, one at the start
-// and two at the end, and more on the side that the frame moved to.
+// First and last origin of the searched blocks along one axis. One block is left out at the start and
+// two at the end, and more of them on the side that the frame moved to.
 void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast) {
     const int64_t lFirst = lShift < kBlock ? kBlock : ((int64_t)lShift & ~31) + kBlock;
     const int64_t lLimit = (lSize & ~31) - 2 * kBlock;
@@ -42,11 +43,10 @@ void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast
     *pLast = lLast < -kBlock ? -kBlock : (int32_t)lLast;
 }
 
-// What two blocks a little further on will read first: the rows of the sparse pattern, and in the
-// previous frame also the rows above and below, where the search goes from the coarse shift. The rows
-// of a frame lie too far apart for the processor to fetch them by itself. The address may be past the
-// frame: a prefetch is no read. (Inlined always: g++ drops the call of a function that seems to have no
-// effect.)
+// Prefetches what two of the next blocks read: the rows of the sparse pattern, and in the previous
+// frame also the rows above and below them. These rows are too far apart for the hardware prefetcher.
+// The address may be past the frame, because a prefetch cannot fault. (Always inlined: g++ drops calls
+// of a function that seems to have no effect.)
 __attribute__((always_inline)) inline void PrefetchBlocks(const BlockSearchJob *pJob, int64_t lOffset) {
     const int64_t lWidth = pJob->pCtx->lInWidth;
     const int64_t lCur = (int64_t)(uintptr_t)pJob->pCurFrame + lOffset + kPrefetchDistance;
@@ -80,7 +80,7 @@ void BlockME32F0_BlockMT(BlockSearchJob *pJob, int32_t lYStart, int32_t lYEnd) {
     const int32_t lBlocks = pJob->lBlocks;
     for (int32_t y = lYStart; y < lYEnd; y += kBlock) {
         const int32_t lRow = y >> 5;
-        int32_t lAbove = y > pJob->lY0 ? 0 : lBlocks; // blocks known to be done there
+        int32_t lAbove = y > pJob->lY0 ? 0 : lBlocks; // blocks of the row above known to be done
         for (int32_t i = 0; i < lBlocks; i++) {
             const int32_t x = pJob->lX0 + i * kBlock;
             const int32_t lNeeded = Min32(i + 2, lBlocks);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The cost of one block position. The patterns are sparse and fixed: the search's bounds are set for
+// The cost of one block position. Its patterns are sparse; the thresholds of the search are set for
 // them.
 #include "kernels.h"
 #include "motion/motion.h"
@@ -9,7 +9,8 @@ namespace {
 const int32_t kRuns = 8;
 const int32_t kRunLength = 8;
 
-// Runs step down and right; after four the pattern starts again 32 columns further left.
+// Each run is four rows below and eight columns right of the one before. The fifth is back at column
+// 0.
 ptrdiff_t RunOffset(int32_t lRun, int32_t lPatternStride) {
     return (ptrdiff_t)lRun * lPatternStride - (lRun >= 4 ? 32 : 0);
 }

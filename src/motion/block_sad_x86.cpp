@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The 32x32 pattern by two runs of eight bytes at a time.
+// The 32x32 pattern, two runs of eight bytes at a time.
 #include "kernels.h"
 
 #ifdef QEL_X86

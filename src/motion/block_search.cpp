@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The search of one block: steepest descent by single pixels, and the verdict on what it found.
+// The search of one block: steepest descent by single pixels, and the test of the vector it finds.
 #include "kernels.h"
 #include "motion/motion.h"
 
@@ -8,7 +8,7 @@
 namespace {
 
 const uint32_t kNoCost = 0x0FFFFFFF;
-const uint32_t kFlat = 64; // below one grey level a difference of the texture measure
+const uint32_t kFlat = 64; // texture of a block below this: less than one grey level a difference
 const uint32_t kExactMatch = 16;
 
 enum Move { kNone, kLeft, kRight, kUp, kDown };
@@ -32,8 +32,8 @@ uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol) {
                           pSearch->lCostStride);
 }
 
-// True when every sample of the block at (lY + lRow, lX + lCol) lies in the plane; the last sampled row
-// of a pattern is 3 above the block's last.
+// True when all samples of the block at (lY + lRow, lX + lCol) are in the plane. A pattern does not
+// sample the last three rows of its block.
 bool SamplesInside(const Search *pSearch, int32_t lRow, int32_t lCol, int32_t lLastRow,
                    int32_t lLastCol) {
     const int64_t lTop = (int64_t)pSearch->lY + lRow, lLeft = (int64_t)pSearch->lX + lCol;
@@ -58,7 +58,8 @@ bool Try(Search *pSearch, int32_t lRow, int32_t lCol) {
     return false;
 }
 
-// One pixel to the best neighbour that beats the current position, leaving a border of one pixel.
+// Moves by one pixel to the best neighbour, if it is better than the current position. The frame's
+// outermost pixels are left out.
 Move StepOnce(Search *pSearch, Move eLast) {
     const int32_t lRow = pSearch->lRow, lCol = pSearch->lCol;
     const int32_t lTop = pSearch->lY + lRow, lLeft = pSearch->lX + lCol;
@@ -76,8 +77,8 @@ Move StepOnce(Search *pSearch, Move eLast) {
     return eMove;
 }
 
-// A vector is refused only where the block matched almost exactly at a place that is not a unique
-// minimum: there the texture repeats. A poor match stays, the model weighs it against all others.
+// Refuses a vector only when the block matches almost exactly but the minimum is not unique: the
+// texture repeats there. A poor match is kept, because the model weighs it against all others.
 MVS_BlockMV Verdict(const Search *pSearch) {
     const bool bUnique = pSearch->lSecond != pSearch->lBest;
     const bool bUsable =
@@ -85,8 +86,7 @@ MVS_BlockMV Verdict(const Search *pSearch) {
     return {bUsable ? 1 : 0, pSearch->lRow, pSearch->lCol};
 }
 
-// Takes a neighbour's vector where it is cheaper. One whose samples would leave the plane is not
-// tried.
+// Takes a neighbour's vector when its cost is lower, unless samples would be outside the plane.
 void TryPredictor(const MVS_Context *pCtx, Search *pSearch, ptrdiff_t lIndex) {
     if (lIndex < 0 || lIndex >= pCtx->lBlockNum) return;
     const MVS_BlockMV *pRecord = pCtx->pBlockMV + lIndex;
@@ -145,7 +145,7 @@ MVS_BlockMV BlockLDME16F0(MVS_Context *, const uint8_t *pCurBlock, const uint8_t
     stSearch.lWidth = lWidth;
     stSearch.lHeight = lHeight;
     stSearch.lBlockSize = 16;
-    stSearch.lGoodMatch = 256; // four times the share of 32x32 blocks
+    stSearch.lGoodMatch = 256; // for a sample four times as much as with 32x32 blocks
     stSearch.lRow = lStartRow;
     stSearch.lCol = lStartCol;
     stSearch.lBest = kNoCost;

@@ -22,7 +22,7 @@ struct Search {
     uint32_t lCost;
 };
 
-// The end of the last group to the next sampled row, 10 rows further down.
+// Bytes from the end of the last group to the next sampled row, which is 10 rows further down.
 int32_t RowSkip(const MVS_Context *pCtx, int32_t lAreaW) {
     return lAreaW - kGroup * Max32(lAreaW / kGroup, 1) + 2 * pCtx->lShiftRangeX +
            (kGridRowStep - 1) * pCtx->lInWidth;
@@ -33,14 +33,15 @@ int32_t FirstStep(int32_t lSizeLevel) {
     return lSizeLevel == 3 ? 8 : lSizeLevel == 4 ? 16 : 32;
 }
 
-// The previous frame's motion in whole pixels. Mode 1 takes the word as it stands.
+// The previous frame's motion in whole pixels, within the search range. Mode 1 does not divide it by
+// 1024, so there the prediction is mostly at the end of the range.
 int32_t PredictedShift(int32_t lMode, int32_t lPrevMotion, int32_t lRange) {
     int64_t v = lPrevMotion;
     if (lMode != 1) v = v >= 0 ? (v + 512) >> 10 : -((512 - v) >> 10);
     return v < -lRange ? -lRange : v > lRange ? lRange : (int32_t)v;
 }
 
-// Exact below lBound; from there on only that it is not below.
+// The cost, exact when it is below lBound.
 uint32_t CostAt(const Search *pSearch, int32_t lRow, int32_t lCol, uint32_t lBound) {
     const ptrdiff_t lOffset = (ptrdiff_t)lRow * pSearch->pCtx->lInWidth + lCol;
     return pSearch->pSad(pSearch->pSamples, pSearch->pPrevArea + lOffset, &pSearch->stGrid, lBound);
@@ -67,7 +68,7 @@ void ChooseStart(Search *pSearch) {
     pSearch->lCost = lCost;
 }
 
-// One step to the best of the four neighbours that beats the current cost; the way back is not tried.
+// Moves by one step to the best of the four neighbours, if it is better. The way back is not tried.
 Move StepOnce(Search *pSearch, int32_t lStep, Move eLast) {
     const int32_t lRangeX = pSearch->pCtx->lShiftRangeX, lRangeY = pSearch->pCtx->lShiftRangeY;
     const int32_t lRow = pSearch->lRow, lCol = pSearch->lCol;
@@ -93,7 +94,7 @@ Move StepOnce(Search *pSearch, int32_t lStep, Move eLast) {
     return eBest;
 }
 
-// Down to a minimum at step 1. The steps are 32, 16, 8, 4, 1: two is left out on purpose.
+// Descends to a minimum at step 1. The steps are 32, 16, 8, 4, 1, without 2.
 void Descend(Search *pSearch, int32_t lStep, Move *pLast) {
     for (;;) {
         const Move eMove = StepOnce(pSearch, lStep, *pLast);
@@ -107,8 +108,8 @@ void Descend(Search *pSearch, int32_t lStep, Move *pLast) {
     }
 }
 
-// Up to three descents: from the start, then from (0, 0) with a coarser step, then from (0, 0) with
-// step 1. A later one moves only to positions that beat the cost reached before.
+// Up to three descents: from the start, from (0, 0) with a larger step, and from (0, 0) with step 1.
+// The later ones only move to positions with a lower cost than reached before.
 int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
     const int32_t lFirstStep = FirstStep(pCtx->lSizeLevel);
     const uint32_t lN = (uint32_t)pCtx->lShiftSampleNum;
@@ -127,7 +128,7 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
             pCtx->bShiftReliable = 1;
             return 1;
         }
-        // A change of brightness raises the cost of every position, so it raises the bar too.
+        // A change of brightness raises the cost of every position, so it raises the limit too.
         if (lRound == 1) pCtx->lShiftMeanDiff = MeanDiff(pSearch);
         const uint32_t lBar = 6 * lN + (uint32_t)pCtx->lShiftMeanDiff;
         if (lCost < lBar) {
@@ -145,9 +146,8 @@ int32_t SearchRounds(MVS_Context *pCtx, Search *pSearch) {
     }
 }
 
-// A frame takes the handle's buffer, which has room for the grids of every search range that
-// QEL_MVS_AnalyzeHW chooses; a call outside of a frame has one of its own. Null when there is no
-// memory.
+// Within a frame this is the handle's buffer, which has room for every search range that
+// QEL_MVS_AnalyzeHW sets. Other calls allocate one. Null when there is no memory.
 uint8_t *SampleBuffer(const MVS_Context *pCtx, const Grid *pGrid) {
     const int64_t llSize = GridSize(pGrid);
     if (pCtx->bInFrame && llSize <= pCtx->lSampleRoom) return pCtx->pSamples;

@@ -18,8 +18,8 @@ static inline int64_t GridSize(const Grid *pGrid) {
     return (int64_t)pGrid->lGroups * kGroupSamples * pGrid->lRows;
 }
 
-// The same group of the grid's next row, which lies too far away for the processor to fetch it by
-// itself. The address may be past the plane: a prefetch is no read. (Inlined always: g++ drops the call
+// Prefetches the same group of the grid's next row, which is too far away for the hardware prefetcher.
+// The address may be past the plane, because a prefetch cannot fault. (Always inlined: g++ drops calls
 // of a function that seems to have no effect.)
 __attribute__((always_inline)) static inline void PrefetchNextRow(const uint8_t *pGroup,
                                                                   const Grid *pGrid) {

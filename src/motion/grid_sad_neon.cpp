@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The grid by groups of 64 columns. A group's last sample is its 61st byte, and the bytes behind it may
-// lie outside the plane: the last group of a row is loaded from fewer.
+// The grid, a group of 64 columns at a time. A group's last sample is its 61st byte, and the bytes
+// after it may be outside the plane, so the last load of a row's last group begins three bytes
+// earlier.
 #include "motion/grid.h"
 
 #ifdef QEL_NEON
@@ -8,7 +9,7 @@
 
 namespace {
 
-// Every fourth of 16 bytes, counted from the first or (bLast) to the last, as words.
+// Every fourth of 16 bytes as words: bytes 0, 4, 8, 12, or with bLast 3, 7, 11, 15.
 inline uint16x4_t Fourths(const uint8_t *p, bool bLast) {
     const uint32x4_t v = vreinterpretq_u32_u8(vld1q_u8(p));
     return vmovn_u32(bLast ? vshrq_n_u32(v, 24) : vandq_u32(v, vdupq_n_u32(0xFF)));

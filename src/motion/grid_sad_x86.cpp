@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The grid by groups of 64 columns. A group's last sample is its 61st byte, and the bytes behind it may
-// lie outside the plane: the last group of a row is loaded from 13 bytes further left.
+// The grid, a group of 64 columns at a time. A group's last sample is its 61st byte, and the bytes
+// after it may be outside the plane, so the last load of a row's last group begins three bytes
+// earlier.
 #include "motion/grid.h"
 
 #ifdef QEL_X86

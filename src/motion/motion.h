@@ -8,14 +8,15 @@
 #include "context.h"
 #include "quorvel/export.h"
 
-// The smallest range of the coarse search, and the bytes of the samples that it then takes.
+// The smallest range of the coarse search, and the bytes of its samples at that range: the most it
+// needs.
 const int32_t kSmallestRange = 16;
 uint32_t SampleBytes(int32_t lWidth, int32_t lHeight);
 
 // ---- coarse shift of the whole frame ----
 
-// 1 when a shift was accepted, negated into lCurMotionRow/lCurMotionCol; 0 when the pair cannot be
-// matched.
+// Stores the shift, negated, in lCurMotionRow and lCurMotionCol. Returns 1 when it was accepted, 0
+// when the frames do not match.
 QEL_API int32_t GetBigShiftF0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame);
 
 // Samples of the current frame's inner area in grid order: pixels 0, 4, .. 60 of every whole group of
@@ -34,8 +35,8 @@ QEL_API int32_t GetBigMeanF0(const uint8_t *pSamples, const uint8_t *pPrevArea, 
 
 // ---- cost kernels ----
 
-// The 32x32 pattern: 8 runs of 8 pixels on rows 0, 4, .. 28, the runs of the first four rows at columns
-// 0, 8, 16, 24 and those of the last four at the same columns again. lPatternStride is 4 * pitch + 8.
+// The 32x32 pattern: 8 runs of 8 pixels, on rows 0, 4, .. 28 and at columns 0, 8, 16, 24, 0, 8, 16,
+// 24. lPatternStride is 4 * pitch + 8.
 QEL_API uint32_t GetSad32AlignF0(const uint8_t *pCurBlock, const uint8_t *pCandBlock,
                                  int32_t lPatternStride);
 
@@ -59,14 +60,14 @@ QEL_API MVS_BlockMV BlockLDME16F0(MVS_Context *pCtx, const uint8_t *pCurBlock,
 
 // ---- all blocks of a frame ----
 
-// The job of the 32x32 search that its participants share.
+// The 32x32 search of one frame, which its threads share.
 struct BlockSearchJob;
 
 // 1 when more than a twentieth of the blocks have a usable vector.
 QEL_API int32_t BlockME32F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame);
 QEL_API int32_t BlockME16F0(MVS_Context *pCtx, const uint8_t *pCurFrame, const uint8_t *pPrevFrame);
 
-// One participant of BlockME32F0; its argument is the job. Returns null.
+// What each thread of BlockME32F0 runs; the argument is the job. Returns null.
 QEL_API void *thread_BlockME32F0(void *pJob);
 
 // Searches the block rows with tops lYStart, lYStart + 32, .. below lYEnd.

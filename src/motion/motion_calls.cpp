@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that no frame passes: parts of the measurement for callers with planes of their
-// own.
+// Exported functions that frame calls do not use: parts of the measurement, for callers with their own
+// planes.
 #include "motion/grid.h"
 #include "motion/motion.h"
 #include "quorvel/memory.h"

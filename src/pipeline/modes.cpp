@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One driver a mode: measure, smooth, compensate.
+// One driver for each mode: measure, smooth, compensate.
 #include "pipeline/pipeline.h"
 
 #include "model/model.h"
@@ -13,8 +13,8 @@ namespace {
 
 const int32_t kVisibleTheta = 16; // Q16 radians: up to here mode 2 does not resample a frame
 
-// Measures the motion and advances the smoother, which starts anew after a frame that could not be
-// measured. Returns 1 when this one could.
+// Measures the motion and advances the smoother. Returns 0 when the frame could not be measured; the
+// smoother then starts anew.
 int32_t MeasureAndSmooth(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
                          int32_t (*pGlobalMotion)(MVS_Context *)) {
     int32_t bValid = 0;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One frame through the stages, one driver a mode.
+// Takes one frame through the stages; one driver for each mode.
 #pragma once
 
 #include "context.h"
 #include "quorvel/export.h"
 
-// Translation only; rotation where it is large enough to see; rotation and zoom.
+// M1: translation only. M2: also rotation that is large enough to see. M3: translation, rotation and
+// zoom.
 QEL_API void DeshakerM1(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,
                         uint8_t *pOutput);
 QEL_API void DeshakerM2(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevious,

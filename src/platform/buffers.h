@@ -14,7 +14,7 @@ static inline void *AllocFilled(uint32_t lSize, int32_t lValue) {
     return p;
 }
 
-// Copies lRows rows of lBytes. Source and destination may overlap: they can be a caller's.
+// Copies lRows rows of lBytes. Source and destination may be a caller's, and may overlap.
 static inline void CopyRows(uint8_t *pDst, ptrdiff_t lDstStride, const uint8_t *pSrc,
                             ptrdiff_t lSrcStride, int32_t lBytes, int32_t lRows) {
     for (ptrdiff_t y = 0; y < lRows; y++)

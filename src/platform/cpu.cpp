@@ -10,7 +10,7 @@ namespace {
 int32_t lHighest = kCpuLevels;
 
 #ifdef QEL_X86
-// The operating system saves the wide registers.
+// True when the operating system saves the 256-bit registers.
 bool SavesYmm() {
     uint32_t lLow, lHigh;
     __asm__("xgetbv" : "=a"(lLow), "=d"(lHigh) : "c"(0));

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Which vector instructions the library may use.
 //
-// Every stage keeps a portable form of its kernels, which defines the result, and twins that equal it
-// byte for byte. The level is chosen when a handle is created and stays with it.
+// A level is an instruction set. A handle chooses its level when it is created; see kernels.h.
 #pragma once
 
 #include <stdint.h>
@@ -19,17 +18,17 @@ enum CpuLevel : int32_t { kCpuPortable, kCpuSse2, kCpuSsse3, kCpuAvx2, kCpuNeon,
 #define QEL_NEON 1
 #endif
 
-// The best level of this processor, or the highest that LimitCpuLevel allows below it.
+// The best level of this processor, within the limit of LimitCpuLevel.
 CpuLevel ChooseCpuLevel();
 
 // For tests and benchmarks: no handle created from now on uses more than this level (kCpuLevels: any).
 void LimitCpuLevel(CpuLevel eHighest);
 
-// Lets the other hardware thread of the core go first, while this one waits.
+// Gives way to the other hardware thread of the core while this one spins.
 static inline void PauseCore() {
 #ifdef QEL_X86
     __builtin_ia32_pause();
 #elif defined(QEL_NEON)
-    __asm__ volatile("isb"); // a yield takes no time on most cores
+    __asm__ volatile("isb"); // on most cores the yield instruction does nothing
 #endif
 }

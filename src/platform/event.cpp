@@ -11,10 +11,10 @@ struct Event {
     pthread_mutex_t stMutex;
     pthread_cond_t stCondition;
     int32_t bSignaled;
-    void *pAllocation; // where the memory really begins
+    void *pAllocation; // start of the allocation, before alignment
 };
 
-// A pool aligns to 4 bytes only, so the record finds its own alignment inside a larger allocation.
+// A pool aligns to 4 bytes only, so the record is aligned inside a larger allocation.
 const uint32_t kAllocation = (uint32_t)(sizeof(Event) + alignof(Event) - 1);
 
 } // namespace
@@ -54,7 +54,7 @@ int32_t zekMEventWait(void *pArgument, int32_t lTimeout) {
     if (lResult) return QEL_EVENT_FAILED;
     while (lTimeout == -1 && !pEvent->bSignaled) {
         lResult = pthread_cond_wait(&pEvent->stCondition, &pEvent->stMutex);
-        if (lResult) { // it may have failed without giving the mutex up: let the signaller have it
+        if (lResult) { // a wait that failed may still hold the mutex, which the signaller needs
             pthread_mutex_unlock(&pEvent->stMutex);
             sched_yield();
             pthread_mutex_lock(&pEvent->stMutex);
@@ -69,7 +69,7 @@ int32_t zekMEventSignal(void *pArgument) {
     Event *pEvent = (Event *)pArgument;
     if (!pEvent) return QEL_EVENT_NULL;
     const int lLocked = pthread_mutex_lock(&pEvent->stMutex);
-    pEvent->bSignaled = 1; // also without the lock: who waits would wait for ever
+    pEvent->bSignaled = 1; // also without the lock: otherwise a waiter might wait for ever
     const int lResult = pthread_cond_signal(&pEvent->stCondition);
     if (!lLocked) pthread_mutex_unlock(&pEvent->stMutex);
     return lLocked || lResult ? QEL_EVENT_FAILED : QEL_EVENT_OK;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Fixed-point helpers. Where a result keeps its low bits only, it is formed here, in unsigned
+// Fixed-point helpers. Results that may overflow wrap around: they are computed in unsigned
 // arithmetic.
 #pragma once
 
@@ -35,14 +35,14 @@ QEL_WRAPS static inline int64_t WrapMul64(int64_t a, int64_t b) {
 // |INT32_MIN| stays INT32_MIN.
 static inline int32_t WrapAbs32(int32_t v) { return v < 0 ? WrapSub32(0, v) : v; }
 
-// Quotients toward zero that no operands can trap; a divisor of 0 gives 0.
+// Quotients rounded toward zero. A divisor of 0 gives 0, and no operands trap.
 static inline int32_t Quotient32(int32_t a, int32_t b) { return b ? Low32((int64_t)a / b) : 0; }
 static inline int64_t Quotient64(int64_t a, int64_t b) {
     if (b == 0) return 0;
     return b == -1 ? WrapSub64(0, a) : a / b;
 }
 
-// Shift right by n with the sign taken off, so that it rounds toward zero; n = 0..63.
+// Shift right by n = 0..63, rounded toward zero.
 static inline int64_t ShiftToZero64(int64_t v, int32_t n) {
     return v < 0 ? WrapSub64(0, WrapSub64(0, v) >> n) : v >> n;
 }

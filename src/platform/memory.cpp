@@ -124,7 +124,7 @@ void *MMemReallocStatic(void *pHandle, void *pMem, uint32_t lSize) {
     if (Size(p) >= lRequest) {
         const int32_t lRest = Size(p) - kHeader - lRequest;
         if (lRest >
-            kMinSplit) { // strictly: a shrink keeps a rest of 32 that an allocation would split off
+            kMinSplit) { // above, not equal: a shrunk block keeps a rest of 32, unlike a new one
             Split(p, lRequest, lRest);
             BlockHeader *pRest = Next(p);
             if (IsFree(Next(pRest))) Absorb(pRest, Next(pRest));

@@ -9,7 +9,8 @@
 
 namespace {
 
-// The deepest body needs under 8 KB; the rest is for the system's thread-local data and signal frames.
+// Tasks need less than 8 KB. The rest is for thread-local data and the signal frames of fault
+// handlers.
 const size_t kStackBytes = 131072;
 
 // The mask of a new thread is that of its creator.
@@ -41,7 +42,7 @@ void NameWorkerThread() {
 #endif
 }
 
-// Bionic has no cancellation.
+// Android has no cancellation.
 int32_t HoldCancellation() {
     int lBefore = 0;
 #ifndef __ANDROID__

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that no frame passes.
+// Exported functions that frame calls do not use.
 #include <pthread.h>
 
 #include "quorvel/threads.h"

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// How many threads a frame gets. The words belong to one handle; tests set them there.
+// How many threads a frame gets. Each handle has its own policy, which tests change.
 #pragma once
 
 #include <stdint.h>
 
 struct ThreadPolicy {
     int32_t lMostThreads;    // with the calling thread, 1 .. 4
-    int32_t lBytesPerThread; // luma bytes per thread; smaller shares do not pay
+    int32_t lBytesPerThread; // luma bytes per thread; smaller shares cost more than they save
     int32_t lCores;          // 0: those that the calling thread may run on
     int32_t lFirstPause;     // frames without workers after a first late frame
     int32_t lNextPause;      // and after the next late one

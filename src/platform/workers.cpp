@@ -18,7 +18,7 @@ struct Workers {
     bool bCreated[kMostWorkers];
     pthread_t hThread[kMostWorkers];
     int64_t llWallBegin, llCpuBegin; // the caller's clocks at StartWorkers, nanoseconds
-    int32_t lCancelState;            // the caller's, before
+    int32_t lCancelState;            // the caller's, before StartWorkers
 
     int32_t lPosted;   // (atomic) number of the latest task; the end counts as one
     int32_t lInside;   // (atomic) workers inside the task body
@@ -26,8 +26,8 @@ struct Workers {
     TaskBody pBody;    // of the latest task
     void *pTask;
     bool bOpen;    // workers may still enter it
-    bool bEntered; // a worker has entered some task
-    bool bEnding;  // written by the caller alone
+    bool bEntered; // a worker has entered a task of this call
+    bool bEnding;  // only the caller writes it
 };
 
 namespace {

@@ -20,19 +20,19 @@ void DestroyWorkers(Workers *pWorkers);
 // Starts up to lCount workers, and holds off cancellation of the calling thread until JoinWorkers.
 void StartWorkers(Workers *pWorkers, int32_t lCount);
 
-// Asks the workers to exit without waiting for them: that takes a thread as long as to start. No task
-// may follow.
+// Tells the workers to exit and does not wait for them: exiting takes as long as starting, so the
+// calling thread should have work left. No task may follow.
 void EndWorkers(Workers *pWorkers);
 
 // Ends and joins the workers. False when they did not help: none entered a task, or the calling thread
 // ran for less than half of the time since StartWorkers.
 bool JoinWorkers(Workers *pWorkers);
 
-// Runs pBody(pTask) on the calling thread and on every worker that comes in time. Returns when all of
-// them have left the body.
+// Runs pBody(pTask) on the calling thread and on every worker that is ready before it returns there.
+// Returns when all of them have left the body.
 void RunParallel(Workers *pWorkers, TaskBody pBody, void *pTask);
 
-// Progress of one thread that another one waits for. It only grows.
+// Progress that one thread reports and another one waits for. It only grows.
 void ReportProgress(Workers *pWorkers, int32_t *pProgress, int32_t lValue);
 int32_t AwaitProgress(Workers *pWorkers, const int32_t *pProgress,
                       int32_t lAtLeast); // returns what it has reached

@@ -8,8 +8,8 @@ namespace {
 
 const float kMinBound = 5716.0f; // 5 degrees, Q16 radians
 
-// The rotation is bounded by what the margins allow, but never below 5 degrees: there the scale of all
-// three components brings the crop back.
+// Bounds the rotation by what the margins allow, but allows at least 5 degrees. MarginScale takes care
+// of smaller margins.
 float ThetaBound(const MVS_Context *pCtx) {
     const float fByCol = (float)Quotient32(WrapMul32(pCtx->lCropX, 65536), pCtx->lOutHeight >> 1);
     const float fByRow = (float)Quotient32(WrapMul32(pCtx->lCropY, 65536), pCtx->lOutWidth >> 1);
@@ -17,15 +17,15 @@ float ThetaBound(const MVS_Context *pCtx) {
     return fLimit < kMinBound ? kMinBound : fLimit;
 }
 
-// Reach of the turned output's corner beyond the centred crop, Q10 pixels.
+// How far a corner of the rotated and moved crop is outside the centred crop, Q10 pixels.
 float Reach(int32_t lOutSize, int32_t lMargin, float fAbsTheta, int32_t lShift) {
     const float fSweep = (0.5f * (float)lOutSize - (float)lMargin) * fAbsTheta * 0.015625f;
     return fSweep + (float)(lShift < 0 ? -(int64_t)lShift : (int64_t)lShift);
 }
 
-// Factor at which the reaches stay within the margins, at most 1. The sweep of an axis is formed from
-// that axis' own size, so at large angles a corner of a wide frame may stick out by a few rows: the
-// warp repeats the edge there.
+// The factor, at most 1, that keeps both reaches within the margins. The reach along an axis is
+// estimated from the output's size on the same axis, so at large angles a corner of a wide frame may
+// be outside the input by a few rows. The warp repeats the edge there.
 float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple stMotion, float fTheta) {
     const float fAbsTheta = fTheta < 0 ? -fTheta : fTheta;
     const float fReachCol = Reach(pCtx->lOutWidth, pCtx->lCropX, fAbsTheta, stMotion.lCol);
@@ -42,8 +42,8 @@ float MarginScale(const MVS_Context *pCtx, MVS_MotionTriple stMotion, float fThe
     return fScale;
 }
 
-// Moves a filter to where the limited compensation puts it; the velocity follows as the covariance has
-// it.
+// Moves a filter's position to that of the limited compensation, and its velocity by what the
+// covariance of both predicts.
 void ReviseAxis(KalmanState *pState, int32_t lNew, int32_t lOld) {
     const int32_t d = WrapSub32(lNew, lOld);
     if (d == 0) return;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One frame of the smoother: a predict/correct cycle an axis, and the choice of the gains for the next.
+// One frame of the smoother: predict and correct for each axis, then choose the gains for the next
+// frame.
 #include "smooth/smooth.h"
 
 #include "platform/fixed.h"
@@ -9,7 +10,8 @@ namespace {
 const int64_t kPathBound = 262142; // about 256 pixels, or 4 radians
 const int32_t kAdaptFrames = 30;
 
-// Deviations of the rotation in Q16 radians: what still counts as calm, and what smoothing may reach.
+// Deviations of the rotation, Q16 radians: up to the first the path counts as calm, up to the second
+// it is smoothed.
 const int32_t kThetaCalm = 2000;
 const int32_t kThetaLimit = 6000;
 
@@ -69,8 +71,8 @@ void SetGains(KalmanSideBlock *pSide, int32_t bFollow, int32_t lShift, int32_t l
     pSide->lAdaptCountdown = kAdaptFrames;
 }
 
-// Every 30 frames the gains are reconsidered: the calmer the path, the weaker. A deviation that reaches
-// its bound gives full gains at once, for at least 30 frames.
+// Reconsiders the gains every 30 frames: the calmer the path, the smaller the gains. A deviation that
+// reaches its limit sets full gains at once, for at least 30 frames.
 void AdaptGains(KalmanSideBlock *pSide, MVS_MotionTriple stDev) {
     const int64_t llRow = WrapAbs32(stDev.lRow), llCol = WrapAbs32(stDev.lCol);
     const int64_t llTheta = WrapAbs32(stDev.lTheta);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Motion smoothing: the measured camera path to the compensation of each frame.
+// Motion smoothing: from the measured camera path to the compensation of each frame.
 //
-// One filter an axis follows the accumulated path; smoothed minus measured path is what the frame must
-// be moved by. Translations are Q10 pixels, rotations Q16 radians, row before column.
+// A filter for each axis follows the accumulated path. The frame is moved by smoothed minus measured
+// path. Translations are Q10 pixels, rotations Q16 radians, row before column.
 #pragma once
 
 #include "context.h"
@@ -21,12 +21,12 @@ QEL_API MVS_MotionTriple KalmanFilterOnePos(MVS_Context *pCtx, int32_t lRow, int
 // Keeps a measured and a smoothed position within +-262142 without changing their difference.
 QEL_API void CheckKFPos(int64_t *pMeasPos, int64_t *pPos);
 
-// One filter step, limited to what the margins allow the moved and turned crop.
+// KalmanFilterOnePos, limited so that the moved and rotated crop stays within the margins.
 QEL_API MVS_MotionTriple AddGmvQueueM3(MVS_Context *pCtx, int32_t lRow, int32_t lCol, int32_t lTheta);
 
-// Tells the filters that the compensation old was limited to new.
+// Adjusts the filters after the compensation lOld* was limited to lNew*.
 QEL_API void ReviseKFCurPos(int32_t lNewRow, int32_t lNewCol, int32_t lNewTheta, int32_t lOldRow,
                             int32_t lOldCol, int32_t lOldTheta, MVS_Context *pCtx);
 
-// lCurMotion* to lComp*; any bValid but 1 resets the filters. Always 1.
+// From lCurMotion* to lComp*. The filters are reset unless bValid is 1. Always returns 1.
 QEL_API int32_t SmoothGlobalMotionM3(MVS_Context *pCtx, int32_t bValid);

@@ -7,10 +7,10 @@
 
 namespace {
 
-const int32_t kBlockColumnStep = 3584; // 3.5 samples: what the taps of a strip are made for
-const int32_t kSaneQ10 = 1 << 28;      // positions that no row of blocks can carry out of 32 bits
+const int32_t kBlockColumnStep = 3584; // 3.5 samples, Q10: the only step that strips have taps for
+const int32_t kSaneQ10 = 1 << 28;      // positions below this do not overflow within a row of blocks
 
-// A row of blocks on its way from left to right.
+// One row of blocks of a plane.
 struct BlockRow {
     const Kernels *pKernels;
     const WarpPlane *pPlane;
@@ -38,7 +38,7 @@ const uint8_t *SourceAt(const WarpPlane *pPlane, Position stRow, Position stCol)
            (ptrdiff_t)stCol.lBase * pPlane->lSampleBytes;
 }
 
-// One block, wholly or in part inside the plane.
+// Resamples one block, or the part of it that is inside the output plane.
 void WarpBlock(const BlockRow *pRow, int32_t x) {
     const WarpPlane *pPlane = pRow->pPlane;
     const int32_t lStride = pPlane->lInStride, lStep = pPlane->lSampleBytes;
@@ -55,7 +55,7 @@ void WarpBlock(const BlockRow *pRow, int32_t x) {
     }
 }
 
-// Blocks from x on that have the row and row phase of block x.
+// How many blocks from x on have the row and row phase of block x.
 int32_t SameRow(const BlockRow *pRow, int32_t x) {
     const int32_t lLast = (pRow->pPlane->lInHeight - 5) << 10, s = pRow->pMap->lS, r = RowAt(pRow, x);
     if (s > 0) {
@@ -70,13 +70,13 @@ int32_t SameRow(const BlockRow *pRow, int32_t x) {
     return pRow->lColumns;
 }
 
-// Blocks from x on whose columns need no clamp.
+// How many blocks from x on have columns that need no clamp.
 int32_t InsideColumns(const BlockRow *pRow, int32_t x) {
     const int32_t c = ColAt(pRow, x), lLast = (pRow->pPlane->lInWidth - 5) << 10;
     return c < 0 || c > lLast ? 0 : (lLast - c) / kBlockColumnStep + 1;
 }
 
-// Steps from block x on that neither read beyond the plane nor write beyond the row.
+// How many steps from block x on neither read beyond the plane nor write beyond the row.
 int32_t StepsInside(const BlockRow *pRow, int32_t x, const uint8_t *pIn) {
     const WarpPlane *pPlane = pRow->pPlane;
     const ptrdiff_t lReadable = pPlane->pIn + (ptrdiff_t)pPlane->lInHeight * pPlane->lInStride -
@@ -87,9 +87,8 @@ int32_t StepsInside(const BlockRow *pRow, int32_t x, const uint8_t *pIn) {
     return lReads < lWritable / QEL_STEP_OUT ? (int32_t)lReads : lWritable / QEL_STEP_OUT;
 }
 
-// Resamples a strip from block x on. Returns how many blocks are done, 0 where there is no room for a
-// strip. The last step may write past the blocks that belong to the strip: those come next and are
-// written again.
+// Resamples a strip from block x on and returns the number of its blocks, 0 where there is no room for
+// a strip. The last step may also write the blocks after the strip, which are written again later.
 int32_t WarpStrip(const BlockRow *pRow, int32_t x) {
     const WarpPlane *pPlane = pRow->pPlane;
     const int32_t lBlocks = Min32(Min32(SameRow(pRow, x), InsideColumns(pRow, x)), pRow->lColumns - x);
@@ -111,7 +110,7 @@ bool TakesStrips(const BlockRow *pRow) {
            pRow->c > -kSaneQ10 && pRow->c < kSaneQ10;
 }
 
-// The kernels need room for a phase-3 block, and input rows of the output's length.
+// The kernels read 5x5 samples at phase 3, and have one stride for input and output.
 bool FitsBlockWarp(const WarpPlane *pPlane) {
     return pPlane->lInStride == pPlane->lOutStride && pPlane->lInWidth >= 5 && pPlane->lInHeight >= 5;
 }

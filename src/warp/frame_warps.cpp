@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The warps of a frame that is turned or zoomed: pixel by pixel, or by blocks.
+// The warps of frames that are rotated or zoomed: pixel by pixel, or by blocks.
 #include "warp/block_warp.h"
 #include "warp/pixel_warp.h"
 #include "warp/warp.h"

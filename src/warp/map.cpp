@@ -3,8 +3,8 @@
 
 namespace {
 
-// lSize * lTheta >> lShift, with the angle's sign taken off before the product and put back after the
-// shift: an angle and its negative give mirror images.
+// lSize * lTheta >> lShift, computed on the magnitude of the angle, so that an angle and its negative
+// give mirror images.
 int32_t Turn(int32_t lSize, int32_t lTheta, int32_t lShift) {
     if (lTheta >= 0) return WrapMul32(lSize, lTheta) >> lShift;
     return WrapSub32(0, WrapMul32(lSize, WrapSub32(0, lTheta)) >> lShift);
@@ -12,8 +12,6 @@ int32_t Turn(int32_t lSize, int32_t lTheta, int32_t lShift) {
 
 } // namespace
 
-// Products with the angle are shifted as magnitudes, so that an angle and its negative mirror each
-// other.
 WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
     const int32_t lTheta = pCtx->lCompTheta;
     const int32_t lTurnRow = Turn(pCtx->lOutWidth, lTheta, 7);
@@ -24,8 +22,8 @@ WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
             WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, Turn(1, lTheta, 6)};
 }
 
-// What lies between the centre and the first sample: half of (1024 - Z) * size for the zoom, and half
-// the zoomed size of the other axis times the angle.
+// The first sample is off the centre by half of (1024 - Z) * size for the zoom, and by half the zoomed
+// size of the other axis times the angle for the rotation.
 WarpMap MapWithZoom(const MVS_Context *pCtx) {
     const int32_t lZ = pCtx->lZoomStep, lTheta = pCtx->lCompTheta;
     const int32_t lW = pCtx->lOutWidth, lH = pCtx->lOutHeight;

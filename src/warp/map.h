@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Where output samples come from: the affine map of a frame, and positions kept inside a plane.
+// Where output samples come from: the affine map of a frame, and positions clamped into a plane.
 #pragma once
 
 #include "context.h"
 #include "platform/fixed.h"
 
-// The Q10 map of warp.h.
+// The affine map that warp.h describes, Q10.
 struct WarpMap {
     int32_t lR0, lC0; // input position of output pixel (0, 0)
     int32_t lZ;       // zoom step, 0 .. 1024
@@ -22,7 +22,7 @@ struct Position {
     int32_t lPhase;
 };
 
-// Beyond the plane the first or the last base is repeated, without a fraction.
+// Positions outside the plane are clamped to the first or the last base, with phase 0.
 static inline Position PositionOf(int32_t lQ10, int32_t lLastBase) {
     if (lQ10 < 0) return {0, 0};
     if (lQ10 > lLastBase << 10) return {lLastBase, 0};

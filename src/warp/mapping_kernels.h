@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The 7-to-8 resampling of one 4x4 block, one kernel a start phase.
+// 7-to-8 resampling of one 4x4 block, with one kernel for each start phase.
 //
-// Output sample k of an axis lies 7k/8 input samples behind the block's corner, taken down to a
-// quarter: at phase / 4 + 0, 0.75, 1.75, 2.5. The two-dimensional weighted sum of quarters is truncated
-// once. Phases 0 .. 2 read samples 0 .. 3 of the axis, phase 3 reads 0 .. 4.
+// Output sample k of an axis is 7k/8 input samples after the block's corner, rounded down to a
+// quarter: at phase / 4 + 0, 0.75, 1.75, 2.5. The bilinear sum of both axes is truncated once. Phases
+// 0 .. 2 read samples 0 .. 3 of the axis, phase 3 reads 0 .. 4.
 #pragma once
 
 #include <stddef.h>
@@ -11,10 +11,10 @@
 
 #include "quorvel/export.h"
 
-// mapping_block_4x4_7to8_<row phase><column phase>(src, dst, stride): the sample at the integer part of
-// the block's corner to the block's first sample; one stride in bytes for both planes. Planar planes;
-// the same for the threaded passes (_OP); one component of interleaved pairs (_OP_C2), which leaves the
-// other be.
+// mapping_block_4x4_7to8_<row phase><column phase>(src, dst, stride): src is the sample at the integer
+// part of the block's corner, dst the block's first output sample; both planes have the same stride in
+// bytes. The plain kernels and those with _OP are for planes; those with _OP_C2 do one component of
+// interleaved pairs and leave the other as it is.
 #define QEL_FOR_EACH_PHASE(M)                                                                          \
     M(0, 0)                                                                                            \
     M(0, 1)                                                                                            \
@@ -33,10 +33,10 @@ QEL_FOR_EACH_PHASE(QEL_DECLARE_MAPPING)
 
 typedef void (*MappingKernel)(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);
 
-// By bytes of a sample less one, and by 4 * row phase + column phase.
+// Indexed by the bytes of a sample minus 1, and by 4 * row phase + column phase.
 extern const MappingKernel kMappingKernels[2][16];
 
-// The first lRows x lCols samples of a block that sticks out of its plane; lStep is 1 for planar planes
+// The first lRows x lCols samples of a block that is partly outside its plane. lStep is 1 for planes
 // and 2 for one component of pairs.
 void MapBlockPart(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, ptrdiff_t lStep,
                   int32_t lRowPhase, int32_t lColPhase, int32_t lRows, int32_t lCols);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Output samples of one row whose positions need no clamp.
+// A span of output samples of one row.
 struct Span {
     int32_t lFirst, lEnd;
 };
@@ -30,9 +30,9 @@ void Narrow(Span *pSpan, int64_t llStart, int64_t llStep, int64_t llLast) {
     *pSpan = {(int32_t)llFirst, (int32_t)(llEnd < llFirst ? llFirst : llEnd)};
 }
 
-// Samples of a row of lCount that start at (r, c). Positions that wrap around are left to the clamped
-// form, and so is the last row of bases: from there a twin's window could pass the plane's end. In the
-// rows above it only reaches into the next row.
+// The samples of an output row of lCount, starting at (r, c), that need no clamp. Rows whose positions
+// overflow are left to the clamping kernel. So is the last row of bases, where the window of a vector
+// kernel could end beyond the plane; in the rows above it ends in the next row at most.
 Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const PixelPlane *pPlane) {
     const int64_t llEndRow = r + (int64_t)pMap->lS * lCount, llEndCol = c + (int64_t)pMap->lZ * lCount;
     if (llEndRow != Low32(llEndRow) || llEndCol != Low32(llEndCol)) return {0, 0};
@@ -48,8 +48,8 @@ bool KernelTakes(const WarpPlane *pPlane, const WarpMap *pMap) {
            pMap->lS <= QEL_MOST_PIXEL_STEP;
 }
 
-// Last base of a plane side that leaves room for the neighbour: the plane's last row and column are
-// never sampled, so that no read can pass the plane.
+// The last base along a side that has a neighbour. The plane's last row and column are never a base,
+// so no read can be outside the plane.
 int32_t LastBase(int32_t lSize) { return Max32(lSize - 2, 0); }
 
 void WarpRows(PixelKernel pClamped, PixelKernel pInside, const WarpPlane *pPlane, const WarpMap *pMap,

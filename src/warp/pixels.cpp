@@ -10,7 +10,7 @@ template <bool kClamp> inline Position SampleAt(int32_t lQ10, int32_t lLastBase)
     return {lQ10 >> 10, (lQ10 >> 8) & 3};
 }
 
-// Two stages of quarter weights, each truncating.
+// Interpolates along the row, then between rows; both results are truncated.
 template <bool kClamp>
 void Luma(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ, int32_t lS,
           int32_t lFirst, int32_t lEnd) {

@@ -13,7 +13,7 @@ struct PixelPlane {
     int32_t lBelow, lRight;     // bytes to these neighbours
 };
 
-// The kernels of the table take positions inside the plane. These take any and clamp them into it.
+// The kernels of the table need positions inside the plane. These clamp any position into it.
 void ClampedLumaPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                        int32_t lS, int32_t lFirst, int32_t lEnd);
 void ClampedNearestPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
@@ -21,13 +21,13 @@ void ClampedNearestPixels(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
 void ClampedNearestPairs(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                          int32_t lS, int32_t lFirst, int32_t lEnd);
 
-// ---- the twins ----
+// ---- vector kernels ----
 //
-// Consecutive pixels of a source row lie in a short window of it, from which byte shuffles take them.
-// Output pixels that cross source rows take the same columns from each of them.
+// Consecutive output pixels come from a short window of a source row: byte shuffles pick them. Where
+// they come from several rows, the same columns are picked from each of these, and then the right row.
 //
-// Steps lie within the limits below. In the rows that they touch, and for luma in the rows below these,
-// twins may read QEL_PIXEL_WINDOW bytes beyond any column's first.
+// The steps of the map are within the limits below. A kernel may read up to QEL_PIXEL_WINDOW bytes
+// past the first byte of any base, in each row that it touches and, for luma, in the row below.
 
 #define QEL_PIXEL_WINDOW 16
 #define QEL_MOST_PIXEL_STEP 1024 // zoom step 0 .. 1024, rotation step -1024 .. 1024
@@ -35,7 +35,7 @@ void ClampedNearestPairs(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
 // The source rows of lPixels consecutive output pixels, the first of them at row position r.
 struct PixelRows {
     const uint8_t *pTop; // the topmost row
-    int32_t lOffset;     // of the first pixel from there, Q10: less than lPixels << 10
+    int32_t lOffset;     // from there to the first pixel's row, Q10: less than lPixels << 10
     int32_t lMore;       // rows below the topmost one
 };
 
@@ -45,8 +45,8 @@ static inline PixelRows PixelRowsOf(const PixelPlane *pPlane, int32_t r, int32_t
     return {pPlane->pIn + (ptrdiff_t)lTop * pPlane->lStride, r - (lTop << 10), lBottom - lTop};
 }
 
-// What the output rows below will read: a rolled picture breaks the streams that the processor sees
-// itself. The address may lie behind the plane.
+// Prefetches what the next output rows read: with rotation the hardware prefetcher does not recognise
+// the pattern. The address may be past the plane.
 static inline void PrefetchBelow(const uint8_t *p, ptrdiff_t lStride) {
     __builtin_prefetch((const void *)((uintptr_t)p + (uintptr_t)(6 * lStride)));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Sixteen bytes a step from one window of each source row. Positions are held as words, Q10: rows from
-// the topmost row of a step, columns from the window, at most 1023 + 15 * 1024.
+// Each step makes 16 bytes from one window of each source row. Positions are 16-bit words, Q10: rows
+// relative to the topmost row of the step, columns relative to the window. They are at most 1023 + 15
+// * 1024.
 #include "warp/pixels.h"
 
 #ifdef QEL_NEON
@@ -10,7 +11,7 @@ namespace {
 
 int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, WrapMul32(lStep, x)); }
 
-// How far a position moves along one axis in the first eight pixels, and to the next eight.
+// Offsets of the first eight pixels along one axis, and from these to the next eight.
 struct Moves {
     uint16x8_t vPixels, vEight;
 };
@@ -26,7 +27,7 @@ inline uint16x8_t Positions(int32_t lFirst, const Moves &stMoves) {
     return vaddq_u16(Words(lFirst), stMoves.vPixels);
 }
 
-// As quarters of a pixel in bytes.
+// Positions of 16 pixels in quarters, as bytes.
 inline uint8x16_t Quarters(uint16x8_t v, const Moves &stMoves) {
     return vshrn_high_n_u16(vshrn_n_u16(v, 8), vaddq_u16(v, stMoves.vEight), 8);
 }
@@ -36,7 +37,7 @@ inline uint8x16_t PairIndex(uint16x8_t vColumns) {
     return vreinterpretq_u8_u16(vmlaq_u16(Words(0x0100), vshrq_n_u16(vColumns, 10), Words(0x0202)));
 }
 
-// Masks: fractions of 1 and 3 quarters, of 2 and 3 quarters.
+// Masks of the pixels whose fraction is 1 or 3 quarters, and 2 or 3 quarters.
 struct Phase {
     uint8x16_t vOdd, vUpper;
 };
@@ -45,12 +46,12 @@ inline Phase PhaseOf(uint8x16_t vQuarters) {
     return {vtstq_u8(vQuarters, vdupq_n_u8(1)), vtstq_u8(vQuarters, vdupq_n_u8(2))};
 }
 
-// Truncated quarters are nested means: 1 quarter is the mean of a and the mean of both.
+// Quarter weights by truncating means: at 1 quarter, the mean of a and the mean of a and b.
 inline uint8x16_t Mix(uint8x16_t a, uint8x16_t b, const Phase &stPhase) {
     return vhaddq_u8(vbslq_u8(stPhase.vOdd, vhaddq_u8(a, b), a), vbslq_u8(stPhase.vUpper, b, a));
 }
 
-// The pixels of a step between the columns of one row.
+// The pixels of a step from one row, interpolated between its columns.
 template <bool kZoom>
 inline uint8x16_t Line(const uint8_t *p, uint8x16_t vIndex, const Phase &stPhase) {
     const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 1);
@@ -123,7 +124,7 @@ void Nearest(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, in
 
 } // namespace
 
-// Without a zoom all columns have the same phase, and the bytes of a window are in their places.
+// Without a zoom all columns have the same phase, and the bytes of a window need no shuffle.
 void LumaPixelsNeon(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma<false> : Luma<true>;

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A lane of 16 bytes takes its pixels from one window of each source row. AVX2 has two lanes.
-//
-// Positions are held as words, Q10: rows from the topmost row of a step, columns from a lane's window,
-// at most 1023 + 31 * 1024.
+// Each lane makes 16 bytes from one window of each source row; AVX2 has two lanes. Positions are
+// 16-bit words, Q10: rows relative to the topmost row of the step, columns relative to the lane's
+// window. They are at most 1023 + 31 * 1024.
 #include "warp/pixels.h"
 
 #ifdef QEL_X86
@@ -23,8 +22,8 @@ QEL_AVX2 inline __m256i Load256(const uint8_t *pLow, const uint8_t *pHigh) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(vLow), vHigh, 1);
 }
 
-// How far a position moves along one axis: in the first eight pixels of a lane, from the low lane to
-// the high one, and to the next eight.
+// Offsets along one axis: of the first eight pixels of a lane, from the low lane to the high one, and
+// from the first eight pixels to the next eight.
 struct Moves256 {
     __m256i vPixels, vLanes, vEight;
 };
@@ -44,13 +43,13 @@ QEL_AVX2 inline __m256i Columns256(int32_t c, const Moves256 &stMoves) {
     return _mm256_add_epi16(v, stMoves.vPixels);
 }
 
-// As quarters of a pixel in bytes, 16 a lane.
+// Positions in quarters, as bytes: 16 pixels in each lane.
 QEL_AVX2 inline __m256i Quarters256(__m256i v, const Moves256 &stMoves) {
     const __m256i vNext = _mm256_add_epi16(v, stMoves.vEight);
     return _mm256_packus_epi16(_mm256_srli_epi16(v, 8), _mm256_srli_epi16(vNext, 8));
 }
 
-// For byte shuffles: whole pixels, and both bytes of pairs.
+// Indices for byte shuffles: of single bytes, and of both bytes of pairs.
 QEL_AVX2 inline __m256i PixelIndex256(__m256i vQuarters) {
     return _mm256_and_si256(_mm256_srli_epi16(vQuarters, 2), Bytes256(15));
 }
@@ -59,7 +58,8 @@ QEL_AVX2 inline __m256i PairIndex256(__m256i vColumns) {
     return _mm256_add_epi16(vFirst, Words256(0x0100));
 }
 
-// Weights of a pixel and its neighbour in turn, in quarters: of pixels 0 .. 7 and 8 .. 15 of the lanes.
+// Interleaved weights of a pixel and its neighbour, in quarters: pixels 0 .. 7 and 8 .. 15 of each
+// lane.
 struct Weights256 {
     __m256i vLow, vHigh;
 };
@@ -279,8 +279,8 @@ QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
 
 } // namespace
 
-// Without a zoom all columns have the same phase, and the bytes of a window are in their places. A run
-// shorter than a step goes to the narrower form.
+// Without a zoom all columns have the same phase, and the bytes of a window need no shuffle. Spans
+// that are shorter than a step go to the narrower kernel.
 
 void LumaPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {

@@ -15,8 +15,8 @@ enum Chroma {
     kPassedPairs,  // pairs behind the luma of the frames passed, also if these are planar
 };
 
-// For calls without pInPairs. By default planar chroma does not always move with its luma; bFullChroma
-// corrects that.
+// For calls without pInPairs. By default planar chroma does not always move with its luma; with
+// bFullChroma it does.
 const Chroma kChroma[kWarpKinds][4] = {
     // I420     I420, full  NV21      NV21 with separate buffers
     {kPlanar, kPlanar, kPlanar, kPlanar},                 // kShift

@@ -26,8 +26,8 @@ enum WarpKind {
     kWarpKinds
 };
 
-// The kind that mode 3 takes, and the one for a large output, which a direct call may ask for at any
-// size.
+// Mode3Warp: the warp that mode 3 takes. LargeWarp: the same for exported functions that take any
+// output for a large one.
 WarpKind Mode3Warp(const MVS_Context *pCtx);
 WarpKind LargeWarp(const MVS_Context *pCtx);
 
@@ -35,23 +35,23 @@ WarpKind LargeWarp(const MVS_Context *pCtx);
 int32_t PlanesOfFrame(MVS_Context *pCtx, WarpKind eKind, const uint8_t *pInFrame, uint8_t *pOutFrame,
                       WarpPlane *pPlanes);
 
-// Block rows of a height, the last one in part.
+// Block rows that cover a height; the last one may be partly outside.
 static inline int32_t BlockCount(int32_t lSize) { return (lSize + 3) >> 2; }
 
-// Block rows of a frame's chroma. By default only those under whole pairs of the luma's block rows: the
-// last rows of chroma stay as they were.
+// Block rows of a frame's chroma that are warped. By default only height >> 3 of them, so the last
+// chroma rows may be left out.
 int32_t ChromaBlockRows(const MVS_Context *pCtx);
 
 // True when interleaved chroma is warped as it is. At heights that are no multiple of 8 the block warp
 // needs the scratch planes: the rows that it does not cover come out grey.
 bool WarpsPairs(const MVS_Context *pCtx);
 
-// Planar chroma of a frame of that format: the frame's own planes behind the luma, or for pairs the
-// scratch planes. 2 planes; 0 when the handle has no scratch planes.
+// The two chroma planes of a frame: those after the luma, or with an NV21 format the scratch planes.
+// Returns their number, which is 0 when the handle has no scratch planes.
 int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes);
 
-// The scratch planes are grey until they are written. They are filled when they are first needed, since
-// most handles never do; every use begins with this.
+// Makes the scratch planes grey before their first use; to be called before each use. It is not done
+// at creation because most handles never use them.
 void EnsureScratch(MVS_Context *pCtx);
 static inline uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The crop moved by whole pixels: a copy of rows.
+// The crop, moved by whole pixels: rows are copied.
 #include "platform/buffers.h"
 #include "platform/fixed.h"
 #include "warp/warp.h"
@@ -14,7 +14,7 @@ void CopyPlaneRows(const Kernels *, const WarpPlane *pPlane, const WarpMap *, in
              pPlane->lOutWidth * pPlane->lSampleBytes, lEnd - lFirst);
 }
 
-// The plane at a crop, given in its own samples, of rows of these lengths.
+// Adds the copy of a crop of the plane. Position and row lengths are in the plane's samples.
 void AddCrop(WarpTask *pTask, WarpPlane stPlane, int32_t lRow, int32_t lCol, int32_t lInWidth,
              int32_t lOutWidth, int32_t lRows) {
     stPlane.lInStride = lInWidth * stPlane.lSampleBytes;
@@ -28,7 +28,7 @@ void AddCrop(WarpTask *pTask, WarpPlane stPlane, int32_t lRow, int32_t lCol, int
 
 } // namespace
 
-// Divided, not shifted: what is dropped of the compensation is symmetric about zero.
+// The compensation is divided, not shifted, so that it rounds symmetrically about zero.
 void StabilizeFrameM1F0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame) {
     StabFrame_ShiftingNoZoomF0(pCtx, pInFrame, pOutFrame,
                                WrapAdd32(pCtx->lCropY, Div1024(pCtx->lCompRow)),
@@ -41,14 +41,14 @@ void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFrame, uint
                                 int32_t lInWidth) {
     const int32_t lRows = pCtx->lOutHeight;
     if (lOutWidth < 1 || lOutWidth > lInWidth || lRows < 1 || lRows > pCtx->lInHeight) return;
-    if (lInWidth > pCtx->lInWidth || lOutWidth > pCtx->lOutWidth) return; // planes no caller can have
+    if (lInWidth > pCtx->lInWidth || lOutWidth > pCtx->lOutWidth) return; // beyond the handle's frames
     const int32_t lRow = Clamp32(lRowOffset, 0, pCtx->lInHeight - lRows);
     const int32_t lCol = Clamp32(lColOffset, 0, lInWidth - lOutWidth);
     WarpPlane stPlanes[3];
     const int32_t lPlanes = PlanesOfFrame(pCtx, kShift, pInFrame, pOutFrame, stPlanes);
     WarpTask stTask = {};
     AddCrop(&stTask, stPlanes[0], lRow, lCol, lInWidth, lOutWidth, lRows);
-    for (int32_t i = 1; i < lPlanes; i++) // an odd offset moves the chroma by the half pixel less
+    for (int32_t i = 1; i < lPlanes; i++) // half the offset, rounded down
         AddCrop(&stTask, stPlanes[i], lRow >> 1, lCol >> 1, lInWidth >> 1, lOutWidth >> 1, lRows >> 1);
     RunWarpTask(pCtx, &stTask, false);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Strips: blocks side by side, resampled in one go.
+// Strips: adjacent blocks of a row that are resampled together.
 //
-// Along a row of blocks the column position advances by 3.5 input samples a block, so column phases
-// repeat every two blocks: 7 input samples make 8 output samples with fixed taps, as long as the blocks
-// have the same row and row phase. A step makes 16 bytes of each of the four output rows from 15 bytes
-// of each of the four or five input rows: 4 planar blocks, or 2 blocks of pairs.
+// Each block is 3.5 input samples further right than the one before, so the column phase repeats every
+// two blocks. As long as the blocks have the same row and row phase, 7 input samples make 8 output
+// samples with fixed taps. A step makes 16 bytes of each of four output rows from 15 bytes of each of
+// four or five input rows: 4 blocks of a plane, or 2 blocks of pairs.
 #pragma once
 
 #include "kernels.h"
@@ -20,8 +20,8 @@ struct alignas(32) StripTaps {
     int8_t lWeight[32];
 };
 
-// By bytes of a sample less one, and by column phase of the first block.
+// Indexed by the bytes of a sample minus 1, and by the column phase of the first block.
 extern const StripTaps kStripTaps[2][4];
 
-// Output row I of a block at row phase A lies this many quarters below the block's corner.
+// Quarters from the block's corner down to output row I, at row phase A.
 constexpr int32_t StripRowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }

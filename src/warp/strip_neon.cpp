@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Runs with table look-ups, as words like the x86 form: horizontally in quarters, vertically in
-// sixteenths.
+// Strips by table look-ups, with the arithmetic of the x86 kernels: words, horizontally in quarters,
+// then vertically in sixteenths.
 #include "warp/strip.h"
 
 #ifdef QEL_NEON

@@ -8,8 +8,8 @@
 
 namespace {
 
-// What the next row of blocks will read: a rolled picture breaks the streams that the processor sees
-// itself.
+// Prefetches what the next row of blocks reads: with rotation the hardware prefetcher does not
+// recognise the pattern.
 inline void PrefetchBelow(const uint8_t *pSrc, ptrdiff_t lStride) {
     for (ptrdiff_t i = 5; i < 9; i++)
         __builtin_prefetch((const void *)((uintptr_t)pSrc + (uintptr_t)(i * lStride)));

@@ -14,8 +14,8 @@
 
 QEL_API void StabilizeFrameM1F0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
 
-// lRowOffset, lColOffset: top-left corner of the crop in the input luma plane; it is kept inside the
-// plane. The rows are counted by lOutHeight of the context.
+// lRowOffset, lColOffset: top left corner of the crop in the input's luma, clamped so that the crop is
+// inside the plane. The number of rows is the context's lOutHeight, not the argument.
 QEL_API void StabFrame_ShiftingNoZoomF0(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame,
                                         int32_t lRowOffset, int32_t lColOffset, int32_t lOutHeight,
                                         int32_t lOutWidth, int32_t lInWidth);
@@ -30,7 +30,7 @@ QEL_API void StabilizeFrameM3F0WithoutOpt(MVS_Context *pCtx, const uint8_t *pInF
 QEL_API void StabY_RotationF0(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
                               int32_t lC0, int32_t lZ, int32_t lS);
 
-// Planar chroma, nearest sample above left. The pointers name the U planes; the NV21 formats take the
+// Planar chroma, nearest sample above left. The pointers are to the U planes. The NV21 formats use the
 // scratch planes instead.
 QEL_API void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                               int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
@@ -44,17 +44,18 @@ QEL_API void StabilizeFrameM3F0(MVS_Context *pCtx, const uint8_t *pInFrame, uint
 QEL_API void StabilizeFrameM3F0WithOpt(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
 QEL_API void StabilizeFrameM3Large(MVS_Context *pCtx, const uint8_t *pInFrame, uint8_t *pOutFrame);
 
-// Luma, and chroma as one plane of interleaved pairs, shared out between four participants.
+// Luma, and chroma as one plane of interleaved pairs, shared between threads.
 QEL_API void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma,
                                      int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
 QEL_API void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                                       int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
 
-// One participant; the argument is the pass's job. Returns null.
+// What each of these threads runs; the argument is the task. Returns null.
 QEL_API void *thread_StabY_Rotation_4x4_7to8(void *pJob);
 QEL_API void *thread_StabC2_Rotation_4x4_7to8(void *pJob);
 
-// Rows of blocks lFirst .. lEnd - 1; planes are given by their first byte, steps are those of a block.
+// Rows of blocks lFirst .. lEnd - 1. The pointers are to the first bytes of the planes; the steps are
+// those of a block.
 QEL_API void StabY_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane,
                                            uint8_t *pOutPlane, int32_t lR0, int32_t lC0,
                                            int32_t lBlockZ, int32_t lBlockS, int32_t lFirst,

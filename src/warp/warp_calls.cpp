@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that no frame passes: single planes and parts of them, for callers with planes of
-// their own.
+// Exported functions that frame calls do not use: warps of single planes, or of parts of them.
 #include "warp/block_warp.h"
 #include "warp/pixel_warp.h"
 #include "warp/warp.h"
 
 namespace {
 
-// One plane by blocks, shared out; the map's steps are those of a pixel.
+// Warps one plane by blocks, shared between threads. The map has steps for pixels.
 void WarpPlaneByBlocks(MVS_Context *pCtx, WarpPlane stPlane, WarpMap stMap, int32_t lRows) {
     const WarpMap stBlockMap = BlockMap(&stMap);
     WarpTask stTask = {};
@@ -56,7 +55,7 @@ void StabY_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t 
     WarpPlaneByBlocks(pCtx, stPlane, {lR0, lC0, lZ, lS}, pCtx->lInHeight >> 2);
 }
 
-// NV21 takes the context's frames, whatever is passed.
+// With NV21 the context's frames are used, and the pointers are ignored.
 void StabC2_Rotation_4x4_7to8(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                               int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
     if (pCtx->lInFormat == QEL_MVS_FORMAT_NV21) {

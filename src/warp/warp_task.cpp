@@ -16,7 +16,7 @@ int32_t TakeBand(WarpTask *pTask) {
     return lBand;
 }
 
-// First of a band's rows.
+// The first row of a band, for a plane of lRows.
 int32_t BandStart(const WarpTask *pTask, int32_t lBand, int32_t lRows) {
     return (int32_t)((int64_t)lRows * lBand / pTask->lBands);
 }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One task for every warp of a frame, shared out by bands of the picture.
+// A warp of all planes of a frame as one task, shared between threads by bands of the picture.
 #pragma once
 
 #include "kernels.h"
 #include "warp/map.h"
 #include "warp/planes.h"
 
-// Warps rows lFirst .. lEnd - 1 of a plane; what a row is, the warp decides.
+// Warps rows lFirst .. lEnd - 1 of a plane. Rows are of samples or of 4x4 blocks, as the warp needs.
 typedef void (*RowWarp)(const Kernels *pKernels, const WarpPlane *pPlane, const WarpMap *pMap,
                         int32_t lFirst, int32_t lEnd);
 
@@ -27,9 +27,9 @@ struct WarpTask {
 
 void AddPass(WarpTask *pTask, RowWarp pWarpRows, const WarpPlane *pPlane, const WarpMap *pMap);
 
-// Runs the passes side by side, a band of the picture at a time: no thread waits for others between two
-// planes. In a frame the lock is the handle's. Outside of one the call makes its own; where that fails,
-// the calling thread does all of it, or with bNeedsLock nothing.
+// Runs all passes for a band of the picture at a time, so that no thread waits between two planes.
+// Within a frame the lock is the handle's. Other calls create one; if that fails, the calling thread
+// does all of the work, or none of it with bNeedsLock.
 void RunWarpTask(MVS_Context *pCtx, WarpTask *pTask, bool bNeedsLock);
 
 // Body of the task.
