@@ -107,7 +107,7 @@ struct MVS_Context {
     // src/motion/ the records, src/model/ their validity
     int32_t lBlockNum;
     MVS_BlockMV *pBlockMV;
-    int32_t lMotionWords[6]; // (place)
+    int32_t lMotionWords[6]; // (unused)
     // Measured motion: src/motion/ the coarse shift, in whole pixels and with the opposite sign, until
     // src/model/ puts the frame's motion in its place, Q10.
     int32_t lCurMotionRow;
@@ -132,7 +132,7 @@ struct MVS_Context {
     // src/api/previous_frame.cpp and frame_call.cpp
     uint8_t *pPrevFrame;
     const uint8_t *pCurFrame; // the working copy, or the caller's input frame
-    int32_t lUnused28;        // (place)
+    int32_t lUnused28;        // (unused)
     uint8_t *pOutFrame;
     // src/api/handle.cpp
     int32_t lInLumaSize;
@@ -152,14 +152,14 @@ struct MVS_Context {
     int32_t lInFormat;
     int32_t lOutFormat;
     const uint8_t *pShiftPrevFrame;
-    int32_t lUnused44; // (place)
+    int32_t lUnused44; // (unused)
     int32_t lShiftMeanDiff;
     int32_t bSameBuffer;
     int32_t lSizeLevel;   // 1 (smallest) .. 5
     int32_t lShiftRangeX; // coarse search range and unsampled margin, 16 .. 240 pixels
     int32_t lShiftRangeY;
     int32_t bShiftReliable;
-    int32_t lUnused51[52]; // (place)
+    int32_t lUnused51[52]; // (unused)
     // src/api/
     uint8_t *pPitchInFrame;
     uint8_t *pScratchInV;

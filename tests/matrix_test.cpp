@@ -36,7 +36,7 @@ std::string Sweep() {
     return sweep ? sweep : "";
 }
 
-// The sides at which a kernel, a size class or a road changes, in pairs; output sizes that bring a
+// The sides at which a kernel, a size class or the warp changes, in pairs; output sizes that bring a
 // margin for modes 1 and 2, that enlarge, and that have less than a sixteenth of margin.
 std::vector<Sizes> SizesToSweep() {
     std::vector<Sizes> sizes(std::begin(kSizes), std::end(kSizes));

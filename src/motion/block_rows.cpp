@@ -32,8 +32,8 @@ struct BlockSearchJob {
 
 namespace {
 
-// First and last origin of the searched blocks along one axis. One block is left out at the start and
-// two at the end, and more of them on the side that the frame moved to.
+// First and last origin of the searched blocks along one axis. One block is left out at each end, and
+// more of them on the side that the frame moved to.
 void SearchedSpan(int32_t lSize, int32_t lShift, int32_t *pFirst, int32_t *pLast) {
     const int64_t lFirst = lShift < kBlock ? kBlock : ((int64_t)lShift & ~31) + kBlock;
     const int64_t lLimit = (lSize & ~31) - 2 * kBlock;

@@ -58,8 +58,8 @@ bool Try(Search *pSearch, int32_t lRow, int32_t lCol) {
     return false;
 }
 
-// Moves by one pixel to the best neighbour, if it is better than the current position. The frame's
-// outermost pixels are left out.
+// Moves by one pixel to the best neighbour, if it is better than the current position, but never
+// onto the plane's last row or column.
 Move StepOnce(Search *pSearch, Move eLast) {
     const int32_t lRow = pSearch->lRow, lCol = pSearch->lCol;
     const int32_t lTop = pSearch->lY + lRow, lLeft = pSearch->lX + lCol;

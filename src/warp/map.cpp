@@ -22,8 +22,8 @@ WarpMap MapWithoutZoom(const MVS_Context *pCtx) {
             WrapAdd32(WrapAdd32(pCtx->lCompCol, lCentreCol), lTurnCol), 1024, Turn(1, lTheta, 6)};
 }
 
-// The first sample is off the centre by half of (1024 - Z) * size for the zoom, and by half the zoomed
-// size of the other axis times the angle for the rotation.
+// The first sample is off the centred crop's corner by half of (1024 - Z) * size for the zoom, and by
+// half the zoomed size of the other axis times the angle for the rotation.
 WarpMap MapWithZoom(const MVS_Context *pCtx) {
     const int32_t lZ = pCtx->lZoomStep, lTheta = pCtx->lCompTheta;
     const int32_t lW = pCtx->lOutWidth, lH = pCtx->lOutHeight;

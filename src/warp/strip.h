@@ -3,8 +3,8 @@
 //
 // Each block is 3.5 input samples further right than the one before, so the column phase repeats every
 // two blocks. As long as the blocks have the same row and row phase, 7 input samples make 8 output
-// samples with fixed taps. A step makes 16 bytes of each of four output rows from 15 bytes of each of
-// four or five input rows: 4 blocks of a plane, or 2 blocks of pairs.
+// samples with fixed taps. A step makes 16 bytes of each of four output rows from at most 16 bytes of
+// each of four or five input rows: 4 blocks of a plane, or 2 blocks of pairs.
 #pragma once
 
 #include "kernels.h"

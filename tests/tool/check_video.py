@@ -97,7 +97,7 @@ def sources():
 
 
 def same_but_steady():
-    """Frames, times and everything beside the pictures arrive; the pictures are those of the raw road."""
+    """Frames, times and everything beside the pictures arrive; the pictures are those of raw input."""
     shown = ["-show_entries", "stream=sample_aspect_ratio,color_range,color_space,color_transfer,color_primaries:"
              "stream_side_data=rotation:format_tags=title:chapter=start_time,end_time:chapter_tags=title",
              "-show_chapters", "-select_streams", "v"]
