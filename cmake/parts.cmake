@@ -4,6 +4,10 @@
 function(quorvel_choice name default help)
   set(${name} ${default} CACHE STRING "${help}: AUTO, ON or OFF")
   set_property(CACHE ${name} PROPERTY STRINGS AUTO ON OFF)
+  string(TOUPPER "${${name}}" value)
+  if(NOT value MATCHES "^(AUTO|ON|OFF|TRUE|FALSE|YES|NO|1|0)$")
+    message(FATAL_ERROR "${name} is ${${name}}: it must be AUTO, ON or OFF")
+  endif()
 endfunction()
 
 # Sets QUORVEL_HAS_<name> from the choice QUORVEL_<name> and from whether what the part needs was found. `needs`

@@ -32,7 +32,8 @@
  *
  * Shapes. Frames are 8-bit YUV 4:2:0 without padding: width x height bytes of luma, then the
  * chroma. Chroma planes are (width >> 1) x (height >> 1) samples, and a whole frame has (width *
- * height * 3) >> 1 bytes. Buffers need no alignment.
+ * height * 3) >> 1 bytes. Where odd sides leave bytes between U and V, these are not written. Buffers
+ * need no alignment.
  *
  * Units. Sizes are pixels. Translations are Q10 pixels (1024 = one pixel), rotations Q16 radians
  * (65536 = one radian). Rows come before columns and grow downwards.
@@ -108,7 +109,7 @@ typedef struct MVS_FrameTriple {
 typedef struct MVS_MotionInfo {
     int32_t lSize;          /**< in: sizeof(MVS_MotionInfo) */
     int32_t lFrameNumber;   /**< frames taken so far; 1 after the first */
-    int32_t bMeasured;      /**< 1 when the motion of this frame could be measured */
+    int32_t bMeasured;      /**< 1 when the frame matches the one before; see lBlocksKept */
     int32_t lMotionRow;     /**< measured motion, Q10 pixels; 0 when not measured */
     int32_t lMotionCol;     /**< measured motion, Q10 pixels; 0 when not measured */
     int32_t lMotionTheta;   /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
@@ -117,7 +118,8 @@ typedef struct MVS_MotionInfo {
     int32_t lCompTheta;     /**< compensating rotation, Q16 radians; unused where mode 2 only shifts */
     int32_t bShiftReliable; /**< 0 when the coarse shift is in doubt; 1 before the first one */
     int32_t lBlocksValid;   /**< blocks with a usable vector */
-    int32_t lBlocksKept;    /**< of these, the inliers of the frame's motion; all of them in mode 1 */
+    int32_t lBlocksKept;    /**< of these, the inliers of the frame's motion; all of them in mode 1.
+                             * 0: the picture shows nothing to follow */
 } MVS_MotionInfo;
 
 /**
