@@ -197,7 +197,7 @@ TEST(Threads, WorkersServeEveryTask) {
 TEST(Threads, AWorkerBlocksSignalsAndHasANameAndASmallStack) {
     const OwnWorkers workers(CreateWorkers());
     std::atomic<int> looked{0};
-    for (int i = 0; i < 50 && !looked; i++) {
+    for (int i = 0; i < 500 && !looked; i++) {
         Counted task;
         task.onWorker = [&] {
             sigset_t mask;
