@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Fuzz programs (docs/reliability.md): cmake --preset fuzz. Needs clang; everything is built with its probes.
+# Fuzz programs (docs/reliability.md): cmake --preset asan. Needs clang; everything is built with its probes.
 option(QUORVEL_FUZZ "Build the fuzz programs (needs clang and CLI11)" OFF)
 if(QUORVEL_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")

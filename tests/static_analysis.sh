@@ -21,7 +21,8 @@ format() {
 
 tidy() {
     cmake -S . -B $build -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_LOG=stderr -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=ON >/dev/null
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DQUORVEL_LOG=stderr -DQUORVEL_TESTS=OFF -DQUORVEL_TOOL=ON \
+        -DQUORVEL_FFMPEG=ON -DQUORVEL_CAPTURE=ON -DQUORVEL_PREVIEW=ON >/dev/null
     find src tools -name '*.cpp' ! -name '*_neon.cpp' -print0 |
         xargs -0 -n 4 -P "$(nproc)" "$(tool clang-tidy)" -p $build --quiet 2>/dev/null
 }
