@@ -4,17 +4,20 @@
 
     check_video.py TOOL CLIPGEN SOURCE_FOLDER [fast]
 """
+import concurrent.futures
 import json
 import os
 import pathlib
 import random
 import re
+import shlex
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
+import typing
 
 TOOL, CLIPGEN, ROOT = sys.argv[1:4]
 FAST = sys.argv[4:] == ["fast"]
@@ -236,6 +239,86 @@ def full_disk():
         subprocess.run(["umount", "small"], check=True)
 
 
+class Case(typing.NamedTuple):
+    """A clip, what is done with it, and what must come of it."""
+    make: str                 # shell command that makes it out of clip.y4m or a.mp4; $ff is ffmpeg without its chatter
+    args: str                 # of the tool, as a shell splits them; the output is named out.*
+    say: str = ""             # pattern of the messages; none may come without one
+    status: int = 0
+    facts: dict = {}          # of the output, as facts() names them; None: there is no such thing
+    frames: int = FRAMES      # of the output
+    pictures: tuple = ()      # (file, first): the output's pictures are those of the file from this frame on
+
+# Made inputs that are read as what they are.
+INPUTS = [
+    Case("$ff -i a.mp4 -map 0:v -map 0:a -c copy -metadata title=Trip in.mkv", "in.mkv out.mkv", facts={"format.tags.title": "Trip"}),
+]
+# Encoders, containers, tags.
+OUTPUTS = [
+    Case("", "a.mp4 out.mp4", facts={"v.codec_name": "h264", "v.display_aspect_ratio": "2:1"}),
+]
+# Sound and subtitles.
+OTHER_STREAMS = [
+    Case("", "a.mp4 out.mp4", facts={"a.codec_name": "aac", "a.count": 1}),
+]
+# Options, views, reports.
+OPTIONS = [
+    Case("", "--start 0.5 --mode none --codec ffv1 a.mp4 out.mkv", say="left out", frames=FRAMES - 15, pictures=("a.mp4", 15)),
+]
+
+
+def facts(file):
+    """What ffprobe says of a file: format.*, and v.*, a.*, s.*, d.* of the first stream of a kind, nested names by dots."""
+    told = {}
+
+    def flatten(name, value):
+        items = value.items() if isinstance(value, dict) else enumerate(value) if isinstance(value, list) else None
+        if items is None:
+            told.setdefault(name, value)
+        for key, part in items or ():
+            flatten(f"{name}.{key}", part)
+
+    found = probe(file, "-show_format", "-show_streams", "-show_chapters")
+    for stream in found["streams"]:
+        kind = stream["codec_type"][0]
+        if f"{kind}.codec_type" not in told:
+            flatten(kind, stream)
+        told[f"{kind}.count"] = told.get(f"{kind}.count", 0) + 1
+    flatten("format", found["format"])
+    told["chapters"] = len(found["chapters"])
+    return told
+
+
+def run_case(case):
+    """In a folder of its own."""
+    with tempfile.TemporaryDirectory() as folder:
+        for name in ("clip.y4m", "a.mp4", "text.srt"):
+            os.link(name, os.path.join(folder, name))
+        script = f'ff="ffmpeg -v error -y -nostdin"; {case.make}'
+        subprocess.run(["bash", "-ec", script], check=True, stdin=subprocess.DEVNULL, cwd=folder)
+        run(*shlex.split(case.args), status=case.status, say=case.say, cwd=folder)
+        outs = sorted(pathlib.Path(folder).glob("out.*"))
+        check(bool(outs) or case.status, f"no output: {case.args}")
+        if not outs:
+            return
+        told = facts(outs[0])
+        for name, value in case.facts.items():
+            check(told.get(name) == value, f"{name} is {told.get(name)}, not {value}: {case.make}; {case.args}")
+        size = os.path.getsize(outs[0])
+        count = len(packets(outs[0], "v")[0]) if size else 0
+        check(count == case.frames, f"{count} frames, not {case.frames}: {case.make}; {case.args}")
+        if case.pictures:
+            name, first = case.pictures
+            whole, part = pixels(os.path.join(folder, name)), pixels(outs[0])
+            frame = len(part) // max(count, 1)
+            check(part == whole[first * frame:(first + count) * frame], f"other pictures: {case.make}; {case.args}")
+
+
+def cases():
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        list(pool.map(run_case, INPUTS + OUTPUTS + OTHER_STREAMS + OPTIONS))
+
+
 def interruptions():
     """Ctrl-C at any time ends with a file that plays; so does a pipe in which nothing moves."""
     feed = "ffmpeg -v quiet -re -f lavfi -i testsrc2=s=320x240:r=60 -c:v ffv1 -f matroska -"
@@ -313,7 +396,7 @@ def main():
         steps = [same_but_steady, option_names, paths, reports]
         if not FAST:
             ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
-            steps += [ready, roads, views, pixel_formats, sizes_that_change, damage, full_disk, interruptions]
+            steps += [ready, roads, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]
         for step in steps:
             step()
         os.chdir("/")
