@@ -47,9 +47,9 @@ void Locate(int32_t q10, int32_t size, int32_t margin, int32_t *base, int32_t *q
 
 TEST(PixelWarp, EverySampleByTheFormula) {
     Random random;
-    const Size kFrames[][2] = {{{1, 1}, {2, 2}},     {{1, 9}, {8, 4}},    {{9, 1}, {2, 9}},
-                               {{2, 3}, {3, 2}},     {{3, 5}, {6, 6}},    {{64, 47}, {64, 47}},
-                               {{90, 63}, {71, 50}}, {{40, 30}, {80, 66}}};
+    const Size kFrames[][2] = {{{1, 1}, {2, 2}},     {{1, 9}, {8, 4}},     {{9, 1}, {2, 9}},
+                               {{2, 3}, {3, 2}},     {{3, 5}, {6, 6}},     {{64, 47}, {64, 47}},
+                               {{90, 63}, {71, 50}}, {{40, 30}, {80, 66}}, {{80, 1}, {90, 6}}};
     for (const Size *size : kFrames)
         for (int32_t format = 0; format < 2; format++)
             for (int32_t i = 0; i < 40; i++) {
