@@ -287,6 +287,35 @@ TEST(Shift, CropKeptInsideTheInput) {
     EXPECT_EQ(to.Copy(), Bytes(to.Size(), kUntouched));
 }
 
+// Whichever warp comes first in the life of a handle, its scratch planes are grey afterwards: what it
+// reads there is grey, so what it writes there is too.
+TEST(Chroma, ScratchIsGreyFromTheFirstWarpOn) {
+    using Pass =
+        void (*)(MVS_Context *, const uint8_t *, uint8_t *, int32_t, int32_t, int32_t, int32_t);
+    using Whole = void (*)(MVS_Context *, const uint8_t *, uint8_t *);
+    const Pass kPasses[] = {StabY_RotationF0,         StabC_RotationF0,
+                            StabY_Rotation_4x4_7to8,  StabY_Rotation_4x4_7to8_normal,
+                            StabC2_Rotation_4x4_7to8, StabC_Rotation_4x4_7to8_normal};
+    const Whole kWholes[] = {StabilizeFrameM1F0, StabilizeFrameM2F0, StabilizeFrameM3F0};
+    const Size size = {64, 44};
+    const Bytes in = Noise(size.Frame(), 3), grey((size_t)size.Luma() / 2, 128);
+    for (int32_t format : {1, 2})
+        for (int32_t i = 0; i < 10; i++) {
+            const Handle handle = MakeHandle(size, format);
+            MVS_Context *ctx = handle.get();
+            Bytes out(in.size());
+            memset(ctx->pScratchInU, kUntouched, grey.size());
+            memset(ctx->pScratchOutU, kUntouched, grey.size());
+            ctx->pCurFrame = in.data();
+            ctx->pOutFrame = out.data();
+            if (i < 6) kPasses[i](ctx, in.data(), out.data(), 900, -700, 896, 9);
+            if (i >= 6 && i < 9) kWholes[i - 6](ctx, in.data(), out.data());
+            if (i == 9) StabC2_RotationF0(ctx, 900, -700, 896, 9);
+            EXPECT_EQ(memcmp(ctx->pScratchInU, grey.data(), grey.size()), 0) << format << ' ' << i;
+            EXPECT_EQ(memcmp(ctx->pScratchOutU, grey.data(), grey.size()), 0) << format << ' ' << i;
+        }
+}
+
 TEST(Chroma, PairsAndSplit) {
     Plane planes(30, 3), pairs(30), show(96);
     UV_I420_to_NV21(planes.Data(), planes.Data() + 15, pairs.Data(), 5, 3);

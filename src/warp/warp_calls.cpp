@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Exported functions that frame calls do not use: warps of single planes, or of parts of them.
+// Exported functions that frame calls do not use: warps of single planes, or of parts of them. Those of
+// parts may run in several threads at once, so they leave the scratch planes as they are.
 #include "warp/block_warp.h"
 #include "warp/pixel_warp.h"
 #include "warp/warp.h"
@@ -25,6 +26,7 @@ void StabilizeFrameM3F0WithOpt(MVS_Context *pCtx, const uint8_t *pInFrame, uint8
 
 void StabY_RotationF0(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma, int32_t lR0,
                       int32_t lC0, int32_t lZ, int32_t lS) {
+    EnsureScratch(pCtx);
     const WarpMap stMap = {lR0, lC0, lZ, lS};
     const WarpPlane stPlane = LumaPlane(pCtx, pInLuma, pOutLuma);
     WarpLumaRows(pCtx->pKernels, &stPlane, &stMap, 0, pCtx->lOutHeight);
@@ -40,6 +42,7 @@ void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOut
 }
 
 void StabC2_RotationF0(MVS_Context *pCtx, int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
+    EnsureScratch(pCtx);
     if (pCtx->lInFormat != QEL_MVS_FORMAT_NV21 || !pCtx->pCurFrame || !pCtx->pOutFrame) return;
     const WarpMap stMap = {lR0, lC0, lZ, lS};
     const WarpPlane stPlane =
@@ -89,6 +92,7 @@ void StabC2_Rotation_4x4_7to8_block(MVS_Context *pCtx, const uint8_t *pInPlane, 
 
 void StabY_Rotation_4x4_7to8_normal(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t *pOutLuma,
                                     int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS) {
+    EnsureScratch(pCtx);
     const WarpPlane stPlane = LumaPlane(pCtx, pInLuma, pOutLuma);
     const WarpMap stMap = {lR0, lC0, lZ, lS}, stBlockMap = BlockMap(&stMap);
     WarpBlockRows(pCtx->pKernels, &stPlane, &stBlockMap, 0, BlockCount(pCtx->lOutHeight));

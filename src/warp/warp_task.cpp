@@ -42,6 +42,7 @@ void *WarpBands(void *pArgument) {
 }
 
 void RunWarpTask(MVS_Context *pCtx, WarpTask *pTask, bool bNeedsLock) {
+    if (!pCtx->bInFrame) EnsureScratch(pCtx);
     pTask->pKernels = pCtx->pKernels;
     pTask->pEvent = pCtx->bInFrame ? pCtx->pEvent : zekMEventCreate(nullptr);
     pTask->lNextBand = 0;
