@@ -112,6 +112,9 @@ void Camera(Life *life, uint8_t call) {
     const int32_t height = life->in.height;
     if (call & 2)
         (call & 4 ? uninit_quorvel_videostabilizer : uninit_quorvel_videostabilizer_recording)();
+    if (call & 16)
+        (call & 8 ? set_quorvel_videostabilizer_full_chroma
+                  : set_quorvel_videostabilizer_full_chroma_recording)(call >> 5);
     Buffer frame = life->Frame(Size{width, height}.Frame());
     (call & 8 ? runVideoStabilizer : runVideoStabilizer_recording)(frame->Data(), width, height);
     life->Record(*frame);
@@ -150,6 +153,8 @@ uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     const uint8_t shape = input->Byte();
     const CpuLevel level = input->Level();
     lWidth = lWidth_recording = 0; // forgets the camera's streams
+    set_quorvel_videostabilizer_full_chroma(0);
+    set_quorvel_videostabilizer_full_chroma_recording(0);
     const AtLevel at(portable ? kCpuPortable : level);
     life.side = shape & 1 ? Guarded::kAtStart : Guarded::kAtEnd;
     life.format = (shape >> 1) % 4; // 3 is no format

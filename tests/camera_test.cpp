@@ -31,18 +31,30 @@ const std::string kInit = "3 ZEK, init_quorvel_videostabilizer",
 const std::string kUninit = "3 ZEK uninit_quorvel_videostabilizer",
                   kDestroy = "6 ZEK_API, DestroyStabilizer";
 const std::string kUninitEnd = "3 ZEK uninit_quorvel_videostabilizer end";
-const std::string kFinish = "3 ZEK_API, StabilizeFrame finish";
+const std::string kFinish = "3 ZEK_API, StabilizeFrame finish",
+                  kNotDone = "3 ZEK_API, StabilizeFrame not done";
 
 using Lines = std::vector<std::string>;
 
 struct Stream {
     int32_t (*run)(uint8_t *, int32_t, int32_t);
+    int32_t (*init)(int32_t, int32_t);
     int32_t (*uninit)();
-    std::string init, finish;
+    int32_t (*setFullChroma)(int32_t);
+    std::string initLine, finish;
 };
-const Stream kPreview = {runVideoStabilizer, uninit_quorvel_videostabilizer, kInit, kFinish};
-const Stream kRecording = {runVideoStabilizer_recording, uninit_quorvel_videostabilizer_recording,
-                           kInit + "_recording", ""};
+const Stream kPreview = {runVideoStabilizer,
+                         init_quorvel_videostabilizer,
+                         uninit_quorvel_videostabilizer,
+                         set_quorvel_videostabilizer_full_chroma,
+                         kInit,
+                         kFinish};
+const Stream kRecording = {runVideoStabilizer_recording,
+                           init_quorvel_videostabilizer_recording,
+                           uninit_quorvel_videostabilizer_recording,
+                           set_quorvel_videostabilizer_full_chroma_recording,
+                           kInit + "_recording",
+                           ""};
 
 Bytes Stabilized(const Stream &stream, const Bytes &frame, Size size) {
     Guarded buffer(frame.size());
@@ -53,9 +65,11 @@ Bytes Stabilized(const Stream &stream, const Bytes &frame, Size size) {
 
 class Camera : public testing::Test {
   protected:
-    // A stream remembers its last size, and the log holds the lines of the streams of other tests.
+    // A stream remembers its last size and the choice of its chroma, and the log holds the lines of the
+    // streams of other tests.
     void SetUp() override {
         lWidth = lHeight = lWidth_recording = lHeight_recording = 0;
+        for (const Stream &stream : {kPreview, kRecording}) stream.setFullChroma(0);
         TakeLines();
     }
 };
@@ -72,8 +86,8 @@ void DriveThroughSizes(const Stream &stream) {
             if (i == 0) {
                 want = {kUninit};
                 if (!first) want.push_back(kDestroy);
-                want.insert(want.end(),
-                            {kUninitEnd, stream.init, Param(size.width, size.height), kCreate, kInit});
+                want.insert(want.end(), {kUninitEnd, stream.initLine, Param(size.width, size.height),
+                                         kCreate, kInit});
             }
             if (!stream.finish.empty()) want.push_back(stream.finish);
             ASSERT_EQ(TakeLines(), want) << size.width << " frame " << i;
@@ -127,8 +141,9 @@ TEST_F(Camera, LeavesFramesItCannotStabilize) {
     for (const Stream &stream : {kPreview, kRecording}) {
         const Bytes frame = Noise(odd.Frame(), 3);
         EXPECT_EQ(Stabilized(stream, frame, odd), frame); // no handle for odd widths
-        EXPECT_EQ(Stabilized(stream, frame, odd), frame);
         TakeLines();
+        EXPECT_EQ(Stabilized(stream, frame, odd), frame);
+        EXPECT_EQ(TakeLines(), stream.finish.empty() ? Lines() : Lines{kNotDone});
         EXPECT_EQ(stream.run(nullptr, 320, 240), 0);
         uint8_t one = 7;
         EXPECT_EQ(stream.run(&one, -320, 240), 0);
@@ -147,6 +162,58 @@ TEST_F(Camera, LeavesFramesItCannotStabilize) {
     EXPECT_EQ(init_quorvel_videostabilizer_recording(4, -5), 0);
     EXPECT_EQ(hVStabilizer, nullptr);
     EXPECT_EQ(Faults::Live(), live);
+}
+
+// Uninit does not forget the size, so the stream waits for init, and says so.
+TEST_F(Camera, UninitWaitsForInit) {
+    const Size size = {176, 144};
+    const Bytes planar = ShakyClip(size, 1)[0], frame = ToPairs(planar, size);
+    const Bytes want = Runner({size, size, 1, 3, Entry::Same, 0}).Push(planar);
+    for (const Stream &stream : {kPreview, kRecording}) {
+        EXPECT_EQ(Stabilized(stream, frame, size), want);
+        stream.uninit();
+        TakeLines();
+        EXPECT_EQ(Stabilized(stream, frame, size), frame);
+        EXPECT_EQ(TakeLines(), stream.finish.empty() ? Lines() : Lines{kNotDone});
+        stream.init(size.width, size.height);
+        EXPECT_EQ(Stabilized(stream, frame, size), want);
+        stream.uninit();
+    }
+}
+
+// Each stream has a choice of its own, which init, uninit and other sizes keep.
+TEST_F(Camera, FullChromaIsKept) {
+    const Size kSizes[] = {{328, 244}, {336, 252}}; // with a grey strip by default
+    Bytes frames[2], wants[2][2];
+    for (int32_t i = 0; i < 2; i++) {
+        const Bytes planar = ShakyClip(kSizes[i], 1)[0];
+        frames[i] = ToPairs(planar, kSizes[i]);
+        for (int32_t full = 0; full < 2; full++)
+            wants[full][i] = Runner({kSizes[i], kSizes[i], 1, 3, Entry::Same, full}).Push(planar);
+        ASSERT_NE(wants[0][i], wants[1][i]);
+    }
+    const auto expect = [&](const Stream &stream, int32_t full, int32_t i) {
+        EXPECT_EQ(Stabilized(stream, frames[i], kSizes[i]), wants[full][i]) << full << ' ' << i;
+    };
+    for (const Stream *stream : {&kPreview, &kRecording}) {
+        const Stream &other = stream == &kPreview ? kRecording : kPreview;
+        expect(*stream, 0, 0); // the default
+        EXPECT_EQ(stream->setFullChroma(1), 1);
+        for (int32_t wrong : {-1, 2, INT32_MAX, INT32_MIN}) EXPECT_EQ(stream->setFullChroma(wrong), 0);
+        expect(*stream, 1, 0); // the stream's handle
+        expect(*stream, 1, 1); // a handle of another size
+        stream->uninit();
+        stream->init(kSizes[0].width, kSizes[0].height);
+        expect(*stream, 1, 0);
+        expect(other, 0, 0);
+        stream->uninit();
+        other.uninit();
+        EXPECT_EQ(stream->setFullChroma(0), 1);
+        stream->init(kSizes[0].width, kSizes[0].height);
+        expect(*stream, 0, 0);
+        stream->uninit();
+        lWidth = lWidth_recording = 0; // the next stream's first frame sets it up
+    }
 }
 
 } // namespace

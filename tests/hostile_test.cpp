@@ -313,6 +313,11 @@ TEST(Hostile, PitchesAndStreamsAtTheirEnds) {
             for (const auto init :
                  {init_quorvel_videostabilizer, init_quorvel_videostabilizer_recording})
                 init(value == 1 || value < 0 || value > 16384 ? value : 2, i);
+            for (const auto set : {set_quorvel_videostabilizer_full_chroma,
+                                   set_quorvel_videostabilizer_full_chroma_recording}) {
+                EXPECT_EQ(set(value), value == 0 || value == 1);
+                set(0);
+            }
             uninit_quorvel_videostabilizer();
             uninit_quorvel_videostabilizer_recording();
             EXPECT_EQ(one, 7);

@@ -5,18 +5,27 @@
  * place. The wrapper keeps handles and buffers itself.
  *
  * @code
+ * init_quorvel_videostabilizer(width, height);
+ * set_quorvel_videostabilizer_full_chroma(1);
  * while (next_frame(frame)) runVideoStabilizer(frame, width, height);
  * uninit_quorvel_videostabilizer();
  * @endcode
  *
- * The first frame of a stream sets it up, and so does a frame of another size. After uninit, frames
- * of the size before are left as they are until init is called. Lines in the log have a null tag:
- * priority 3 for progress, among them one for each preview frame, and 6 when a stabilizer is created
- * or destroyed. One thread at a time may use a stream; the two streams are independent.
+ * Begin each session with init. A frame whose size is not the stream's sets the stream up too, but
+ * uninit does not forget the size: without another init, frames of that size are left as they are.
  *
- * Frames are packed NV21 as in quorvel/stabilizer.h. Input and output have the same size, and the
- * stabilizer keeps its default settings. A frame is left as it is when there is no memory, or when
- * its size cannot be stabilized (an odd width, a height of 1, a side above 16384).
+ * Lines in the log have a null tag: priority 3 for progress, 6 before a stabilizer is created or
+ * destroyed. Each preview frame has a line of priority 3, which ends with "finish" when the frame was
+ * stabilized and with "not done" when it was left as it is. Recording frames have none. One thread
+ * at a time may use a stream; the two streams are independent.
+ *
+ * Frames are packed NV21 as in quorvel/stabilizer.h. Input and output have the same size, and but for
+ * the chroma the stabilizer keeps its default settings. A frame is left as it is when there is no
+ * memory, or when its size cannot be stabilized (an odd width, a height of 1, a side above 16384).
+ *
+ * From 320 x 240 on, frames whose height is not a multiple of 8 get a grey strip: the stabilizer
+ * moves the first (height >> 3) * 4 rows of chroma and makes the last ones grey.
+ * set_quorvel_videostabilizer_full_chroma and its recording form move all of them.
  */
 #ifndef QUORVEL_CAMERA_H
 #define QUORVEL_CAMERA_H
@@ -53,18 +62,40 @@ QEL_API int32_t init_quorvel_videostabilizer(int32_t lFrameWidth, int32_t lFrame
 QEL_API int32_t init_quorvel_videostabilizer_recording(int32_t lFrameWidth, int32_t lFrameHeight);
 
 /**
- * Releases the preview's handle and buffers.
+ * Releases the preview's handle and buffers. Call init before the next frame.
  *
  * @return without meaning
  */
 QEL_API int32_t uninit_quorvel_videostabilizer(void);
 
 /**
- * Releases the recording's handle and buffers.
+ * Releases the recording's handle and buffers. Call init before the next frame.
  *
  * @return without meaning
  */
 QEL_API int32_t uninit_quorvel_videostabilizer_recording(void);
+
+/**
+ * Chooses how the preview's chroma is treated: QEL_MVS_SetFullChroma for this stream.
+ *
+ * At any time, also before init and after uninit; it applies from the next frame on. Init, uninit and
+ * frames of another size keep the choice.
+ *
+ * @param bFull 0, the default: heights that are not a multiple of 8 get a grey strip; 1: none do
+ * @return 1, or 0 with nothing changed: another value
+ */
+QEL_API int32_t set_quorvel_videostabilizer_full_chroma(int32_t bFull);
+
+/**
+ * Chooses how the recording's chroma is treated: QEL_MVS_SetFullChroma for this stream.
+ *
+ * At any time, also before init and after uninit; it applies from the next frame on. Init, uninit and
+ * frames of another size keep the choice.
+ *
+ * @param bFull 0, the default: heights that are not a multiple of 8 get a grey strip; 1: none do
+ * @return 1, or 0 with nothing changed: another value
+ */
+QEL_API int32_t set_quorvel_videostabilizer_full_chroma_recording(int32_t bFull);
 
 /**
  * Stabilizes the next frame of the preview in place.

@@ -16,6 +16,17 @@
  * shows the input moved (in mode 3 also rotated and zoomed) so that the shake is gone. There is no
  * lookahead: a call returns the stabilized form of the frame that it was given.
  *
+ * Cuts. A frame counts as not measured, and the path starts anew, only when it differs strongly from
+ * the frame before at every shift that was tried. Many cuts differ less: they are measured as a
+ * motion, the crop jumps by up to its margin, and it takes seconds to return. In the dark, noise may
+ * be measured as motion, so that the crop wanders. At a cut that you know of, destroy the handle and
+ * create another one.
+ *
+ * Roll. Small errors of the measured rotation add up, and the picture follows the sum with a lag. Where
+ * they go one way it stands tilted. lCompTheta of MVS_MotionInfo shows by how much; its limit is 5
+ * degrees or more, depending on the margins. A new handle starts level. The picture jumps there, so
+ * change handles at a cut or a pause. Mode 1 does not turn the picture.
+ *
  * Threads. A handle serves one stream. One thread at a time may use it, not necessarily always the
  * same one; different handles are independent. A frame call starts up to three helper threads, and
  * all of them have ended when it returns. Between two calls a handle has no threads, so a program
@@ -72,7 +83,9 @@ typedef struct MVS_InitParam {
     int32_t lInHeight;  /**< input height in pixels, 1..16384 */
     int32_t lOutWidth;  /**< output width in pixels, 2..16384 */
     int32_t lOutHeight; /**< output height in pixels, 2..16384 */
-    int32_t lFormat;    /**< QEL_MVS_FORMAT_..., of input and output */
+    int32_t lFormat;    /**< QEL_MVS_FORMAT_..., of input and output. Check it: another value is not
+                         * refused, but frames are then returned untouched by all calls but
+                         * QEL_MVS_StabilizeFrameEx, which takes them for I420 */
     int32_t lReserved;  /**< not read */
 } MVS_InitParam;
 
@@ -103,20 +116,23 @@ typedef struct MVS_FrameTriple {
  * camera's path. That sum plus the compensation of a frame is the path that the output shows.
  *
  * bShiftReliable is 0 after a coarse shift that failed, or that was accepted across a change of
- * brightness of more than 11 grey levels, and 1 after a good one. A shift that was accepted as a
- * last resort leaves it as it was.
+ * brightness of more than 11 grey levels, and 1 after a good one. A shift that only the last and
+ * loosest attempt of the search accepts leaves it as an earlier frame set it: after a flash it may
+ * stay 0 while nothing disturbs the frames, and at a cut it may stay 1.
  */
 typedef struct MVS_MotionInfo {
     int32_t lSize;          /**< in: sizeof(MVS_MotionInfo) */
-    int32_t lFrameNumber;   /**< frames taken so far; 1 after the first */
-    int32_t bMeasured;      /**< 1 when the frame matches the one before; see lBlocksKept */
+    int32_t lFrameNumber;   /**< frames taken so far; 1 after the first. Frame calls have no result: a
+                             * call has taken its frame when this number has grown */
+    int32_t bMeasured;      /**< 1 when a motion was measured. That is so at many cuts too: few
+                             * lBlocksKept of many lBlocksValid are a sign of one */
     int32_t lMotionRow;     /**< measured motion, Q10 pixels; 0 when not measured */
     int32_t lMotionCol;     /**< measured motion, Q10 pixels; 0 when not measured */
     int32_t lMotionTheta;   /**< measured rotation, Q16 radians; 0 when not measured, and in mode 1 */
     int32_t lCompRow;       /**< compensation of this frame, Q10 pixels */
     int32_t lCompCol;       /**< compensation of this frame, Q10 pixels */
     int32_t lCompTheta;     /**< compensating rotation, Q16 radians; unused where mode 2 only shifts */
-    int32_t bShiftReliable; /**< 0 when the coarse shift is in doubt; 1 before the first one */
+    int32_t bShiftReliable; /**< 0 when the coarse shift is in doubt, see above; 1 before the first */
     int32_t lBlocksValid;   /**< blocks with a usable vector */
     int32_t lBlocksKept;    /**< of these, the inliers of the frame's motion; all of them in mode 1.
                              * 0: the picture shows nothing to follow */
@@ -132,8 +148,12 @@ typedef struct MVS_MotionInfo {
  * With equal sizes the crop is the middle 14/16 of each side, zoomed back to full size. A larger
  * input brings a margin of its own, (input - output) >> 1 on each side. Nothing is zoomed when that
  * margin is above 1/16 of the input's width and at least 1/16 of its height; otherwise the axis
- * that needs the larger zoom decides for both. Keep each margin below half the output side: with
- * larger ones the crop may leave the input, and the output then repeats the input's edges.
+ * that needs the larger zoom decides for both.
+ *
+ * Margins above half the output's side, 2 * ((input - output) >> 1) > output on either axis, are not
+ * refused, but in modes 2 and 3 the compensation has no limit there: where a turn outweighs the shift,
+ * the picture turns by any angle and leaves the input, and the output is unusable. The measured
+ * motion is right all the same.
  *
  * The handle allocates its working memory here. Its copies of frames (one of the input size, and
  * another one for frames in place) follow with the first frame call that needs them. All other calls
@@ -257,7 +277,8 @@ QEL_API int32_t QEL_MVS_GetMotion(const MVS_Context *pCtx, MVS_MotionInfo *pInfo
  * a buffer that is stabilized in place has the larger of the two. Other buffers must not overlap.
  *
  * The first frame has none to be compared with: it is cropped, but not moved. So is a frame whose
- * motion cannot be measured; the path starts anew there.
+ * motion cannot be measured; the path starts anew there. Not every cut is such a frame, see above.
+ * lFrameNumber of MVS_MotionInfo tells whether a call has taken its frame.
  * @{ */
 
 /**
@@ -286,9 +307,10 @@ QEL_API void QEL_MVS_StabilizeFrameSplitterShow(MVS_Context *pCtx, const uint8_t
 /**
  * Stabilizes a frame whose luma and chroma have separate pointers.
  *
- * In place when the luma pointers are equal and the chroma pointers are equal. I420 and NV21 frames
- * are whole frames at the luma pointers: their chroma pointers are compared for this, but nothing
- * is read there.
+ * In place when the luma pointers are equal and the chroma pointers are equal, with every format.
+ * I420 and NV21 frames are whole frames at the luma pointers. Nothing is read at their chroma
+ * pointers, but in place these must be equal too (both null will do): otherwise the input is
+ * overwritten while it is read.
  *
  * @param pCtx the handle
  * @param pInY input luma, width * height bytes (I420, NV21: the frame)

@@ -35,12 +35,17 @@ struct Stream {
     MVS_InitParam *pParam;
     int32_t *pWidth, *pHeight;
     uint8_t **ppFirst, **ppSecond; // frame buffers; the preview has only the first
+    int32_t *pFullChroma;
 };
 
-Stream Preview() { return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr}; }
+int32_t lFullChroma, lFullChromaRecording; // outlive the streams' handles
+
+Stream Preview() {
+    return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr, &lFullChroma};
+}
 Stream Recording() {
-    return {&hVStabilizer_recording, &vs_param_recording, &lWidth_recording,
-            &lHeight_recording,      &output_recording,   &yuv420_recording};
+    return {&hVStabilizer_recording, &vs_param_recording, &lWidth_recording,    &lHeight_recording,
+            &output_recording,       &yuv420_recording,   &lFullChromaRecording};
 }
 
 uint8_t *AllocFrame(int32_t lFrameWidth, int32_t lFrameHeight) {
@@ -60,6 +65,7 @@ void Init(const Stream &stStream, int32_t lFrameWidth, int32_t lFrameHeight) {
     if (!*stStream.ppHandle) {
         __android_log_print(kError, nullptr, "ZEK_API, CreateStabilizer");
         *stStream.ppHandle = QEL_MVS_CreateStabilizer(stStream.pParam);
+        QEL_MVS_SetFullChroma(*stStream.ppHandle, *stStream.pFullChroma);
     }
     if (stStream.ppSecond) *stStream.ppSecond = AllocFrame(w, h);
     *stStream.ppFirst = AllocFrame(w, h);
@@ -79,6 +85,13 @@ int32_t Uninit(const Stream &stStream) {
         *stStream.ppSecond = nullptr;
     }
     return __android_log_print(kDebug, nullptr, "ZEK uninit_quorvel_videostabilizer end");
+}
+
+int32_t SetFullChroma(const Stream &stStream, int32_t bFull) {
+    if (bFull != 0 && bFull != 1) return 0;
+    *stStream.pFullChroma = bFull;
+    QEL_MVS_SetFullChroma(*stStream.ppHandle, bFull);
+    return 1;
 }
 
 // A second init changes the stream's size but keeps the handle, whose size may then be another one.
@@ -115,6 +128,14 @@ int32_t uninit_quorvel_videostabilizer(void) { return Uninit(Preview()); }
 
 int32_t uninit_quorvel_videostabilizer_recording(void) { return Uninit(Recording()); }
 
+int32_t set_quorvel_videostabilizer_full_chroma(int32_t bFull) {
+    return SetFullChroma(Preview(), bFull);
+}
+
+int32_t set_quorvel_videostabilizer_full_chroma_recording(int32_t bFull) {
+    return SetFullChroma(Recording(), bFull);
+}
+
 int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameHeight) {
     if (!pFrame || lFrameWidth < 1 || lFrameHeight < 1) return 0;
     if (!IsSetUpFor(Preview(), lFrameWidth, lFrameHeight)) {
@@ -122,7 +143,7 @@ int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameH
         init_quorvel_videostabilizer(lFrameWidth, lFrameHeight);
     }
     const bool bDone = output && StabilizeWholeFrame(hVStabilizer, pFrame, output);
-    __android_log_print(kDebug, nullptr, "ZEK_API, StabilizeFrame finish");
+    __android_log_print(kDebug, nullptr, "ZEK_API, StabilizeFrame %s", bDone ? "finish" : "not done");
     if (bDone) memcpy(pFrame, output, FrameBytes(lFrameWidth, lFrameHeight));
     return 0;
 }
