@@ -31,7 +31,7 @@ QEL_API void StabY_RotationF0(MVS_Context *pCtx, const uint8_t *pInLuma, uint8_t
                               int32_t lC0, int32_t lZ, int32_t lS);
 
 // Planar chroma, nearest sample above left. The pointers are to the U planes. The NV21 formats use the
-// scratch planes instead.
+// scratch planes instead; the first call of a warp makes these grey, whatever they held before.
 QEL_API void StabC_RotationF0(MVS_Context *pCtx, const uint8_t *pInChroma, uint8_t *pOutChroma,
                               int32_t lR0, int32_t lC0, int32_t lZ, int32_t lS);
 
