@@ -55,7 +55,11 @@ build_packages=(cmake g++ make libgtest-dev libcli11-dev)
 # clang with what its sanitizers, fuzz programs and coverage are linked with.
 # shellcheck disable=SC2034
 clang_packages=(clang libclang-rt-dev)
-# What the tool needs to read and write every kind of video, to show it, and to be tested with it.
+# What the whole tool is built from: it reads and writes every kind of video, takes pictures from cameras and
+# has a preview window.
 # shellcheck disable=SC2034
-video_packages=(pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libavdevice-dev
-    libsdl2-dev ffmpeg)
+tool_packages=(cmake g++ make libcli11-dev pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
+    libavdevice-dev libsdl2-dev)
+# With it what the tests with files need.
+# shellcheck disable=SC2034
+video_packages=("${tool_packages[@]}" ffmpeg)

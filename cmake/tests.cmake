@@ -38,8 +38,8 @@ if(QUORVEL_TESTS)
     # The yardstick of docs/quality.md, apart from the library.
     add_executable(quorvel_quality_tests
       tests/quality_test.cpp
-      tools/measure/csv_table.cpp
-      tools/measure/jitter.cpp
+      tools/quality/csv_table.cpp
+      tools/quality/jitter.cpp
       tools/quality/align.cpp)
     target_link_libraries(quorvel_quality_tests PRIVATE
       quorvel_scene quorvel_video_io quorvel_flags GTest::gtest_main)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# The video tool and the programs of the demo. Their two libraries need nothing but the compiler and are
-# built for whoever links them, tests and benchmarks included.
+# The video tool, and the programs that make clips and measure results. What makes clips needs nothing but the
+# compiler and is built for whoever links it, tests and benchmarks included.
 # The tool reads and writes every kind of file by FFmpeg's libraries, and its preview window is SDL 2's.
 if(QUORVEL_TOOL)
   find_package(CLI11 QUIET)
@@ -46,7 +46,7 @@ if(TARGET PkgConfig::QUORVEL_AV)
     tools/video/media_sink.cpp
     tools/video/media_source.cpp)
 endif()
-# The same without FFmpeg, for the programs that make and measure clips.
+# The same without FFmpeg, for what makes clips.
 set(video_sources
   tools/video/byte_file.cpp
   tools/video/frame_source.cpp
@@ -99,31 +99,23 @@ if(QUORVEL_HAS_TOOL)
     tools/stabilize/trace.cpp
     tools/stabilize/worker.cpp)
   add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
-  add_executable(quorvel_measure
-    tools/measure/csv_table.cpp
-    tools/measure/jitter.cpp
-    tools/measure/measure_main.cpp)
-  add_executable(quorvel_compare tools/measure/compare_main.cpp tools/measure/side_by_side.cpp)
-  set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
-
   add_executable(quorvel_quality
-    tools/measure/csv_table.cpp
-    tools/measure/jitter.cpp
     tools/quality/align.cpp
+    tools/quality/csv_table.cpp
+    tools/quality/jitter.cpp
     tools/quality/judge.cpp
     tools/quality/main.cpp)
-  set_target_properties(quorvel_quality PROPERTIES OUTPUT_NAME quorvel-quality)
-  target_link_libraries(quorvel_quality PRIVATE
-    quorvel_flags quorvel_scene quorvel_media_io CLI11::CLI11)
-  foreach(program clipgen measure compare)
+  set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
+  foreach(program clipgen quality)
     set_target_properties(quorvel_${program} PROPERTIES OUTPUT_NAME quorvel-${program})
+    target_include_directories(quorvel_${program} PRIVATE include)
+    target_link_libraries(quorvel_${program} PRIVATE quorvel_scene)
   endforeach()
-  foreach(target quorvel_tool quorvel_clipgen quorvel_measure quorvel_compare)
-    target_link_libraries(${target} PRIVATE quorvel_flags CLI11::CLI11)
+  foreach(program tool clipgen quality)
+    target_link_libraries(quorvel_${program} PRIVATE quorvel_flags CLI11::CLI11)
   endforeach()
-  foreach(program clipgen measure compare)
-    target_link_libraries(quorvel_${program} PRIVATE quorvel_video_io)
-  endforeach()
+  target_link_libraries(quorvel_clipgen PRIVATE quorvel_video_io)
+  target_link_libraries(quorvel_quality PRIVATE quorvel_media_io)
   target_link_libraries(quorvel_tool PRIVATE quorvel_media_io Threads::Threads)
   if(TARGET PkgConfig::QUORVEL_SDL)
     target_link_libraries(quorvel_tool PRIVATE PkgConfig::QUORVEL_SDL)
@@ -134,6 +126,4 @@ if(QUORVEL_HAS_TOOL)
   else()
     target_link_libraries(quorvel_tool PRIVATE quorvel_shared)
   endif()
-  target_link_libraries(quorvel_clipgen PRIVATE quorvel_scene)
-  target_link_libraries(quorvel_measure PRIVATE quorvel_scene)
 endif()

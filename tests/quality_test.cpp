@@ -7,7 +7,7 @@
 
 #include "clipgen/camera_path.h"
 #include "clipgen/scene.h"
-#include "measure/jitter.h"
+#include "quality/jitter.h"
 #include "quality/align.h"
 
 namespace {

@@ -3,18 +3,17 @@
 #include <stdio.h>
 
 #include <exception>
-#include <iostream>
 #include <map>
 #include <memory>
 #include <optional>
 
-#include <CLI/CLI.hpp>
-
 #include "clipgen/camera_path.h"
 #include "clipgen/effects.h"
 #include "clipgen/scene.h"
+#include "command_line.h"
 #include "video/byte_file.h"
 #include "video/frame_source.h"
+#include "video/output_file.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ struct Options {
     std::string output;
     std::string truthPath;
     std::string size = "1280x720";
-    std::string format = "nv21";
+    std::string format; // empty: the name of the output decides
     int frames = 300;
     int framesPerSecond = 30;
     uint32_t seed = 1;
@@ -34,6 +33,7 @@ struct Options {
     double frequency = 4;
     EffectOptions effects;
     int cut = 0; // frames from one scene to the next
+    bool overwrite = false;
 };
 
 const std::map<std::string, PathKind> kMotions = {{"hand", PathKind::Hand},
@@ -43,9 +43,11 @@ const std::map<std::string, PathKind> kMotions = {{"hand", PathKind::Hand},
                                                   {"tripod", PathKind::Tripod}};
 
 const char kExamples[] = "Examples:\n"
-                         "  quorvel-clipgen shaky.nv21 --truth truth.csv\n"
-                         "  quorvel-clipgen --format y4m --size 640x360 --frames 90 shaky.y4m\n"
-                         "  quorvel-clipgen --motion walk --noise 6 --format y4m walk.y4m";
+                         "  quorvel-clipgen shaky.y4m --truth truth.csv\n"
+                         "  quorvel-clipgen --size 640x360 --frames 90 --format nv21 shaky.nv21\n"
+                         "  quorvel-clipgen --motion walk --noise 6 walk.y4m\n"
+                         "\n"
+                         "Exit status: 0 done, 1 a file cannot be written, 2 wrong command line.";
 
 void AddEffectOptions(CLI::App &app, Options &options) {
     EffectOptions &effects = options.effects;
@@ -72,9 +74,9 @@ void AddOptions(CLI::App &app, Options &options) {
         ->capture_default_str();
     app.add_option("--frames", options.frames)->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--fps", options.framesPerSecond)->check(CLI::Range(1, 1000))->capture_default_str();
-    app.add_option("--format", options.format, "nv21, i420 (raw frames) or y4m")
-        ->check(CLI::IsMember({"nv21", "i420", "y4m"}))
-        ->capture_default_str();
+    app.add_option("--format", options.format,
+                   "nv21, i420 (raw frames) or y4m [y4m where OUTPUT ends in .y4m, else nv21]")
+        ->check(CLI::IsMember({"nv21", "i420", "y4m"}));
     app.add_option("--seed", options.seed, "Another number, another scene and path")
         ->capture_default_str();
     app.add_option("--shake", options.shake, "Hand shake each way, pixels RMS [7 at a height of 720]")
@@ -95,6 +97,7 @@ void AddOptions(CLI::App &app, Options &options) {
         ->check(CLI::Range(0.01, 500.0))
         ->capture_default_str();
     AddEffectOptions(app, options);
+    app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist");
     app.footer(kExamples);
 }
 
@@ -121,7 +124,9 @@ EffectOptions MakeEffectOptions(const Options &options) {
 StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
     StreamInfo info;
     info.container = options.format == "y4m" ? Container::Y4m : Container::Raw;
-    info.layout = options.format == "nv21" ? PixelLayout::NV21 : PixelLayout::I420;
+    if (options.format.empty()) info.container = ChooseContainer(options.output, {}, Container::Raw);
+    const bool pairs = info.container == Container::Raw && options.format != "i420";
+    info.layout = pairs ? PixelLayout::NV21 : PixelLayout::I420;
     info.size = info.codedSize = size;
     info.tags = {"F" + std::to_string(options.framesPerSecond) + ":1", "Ip", "A1:1", "C420jpeg"};
     return info;
@@ -137,6 +142,8 @@ void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pos
 }
 
 void Generate(const Options &options) {
+    RefuseToOverwrite(options.output, options.overwrite, "output");
+    RefuseToOverwrite(options.truthPath, options.overwrite, "--truth");
     PictureSize size;
     ParseSize(options.size, size);
     const StreamInfo info = MakeStreamInfo(options, size);
@@ -174,13 +181,13 @@ int main(int argc, char **argv) {
     CLI::App app("Makes a shaky clip of a painted scene; the camera's path is known.",
                  "quorvel-clipgen");
     AddOptions(app, options);
-    CLI11_PARSE(app, argc, argv);
+    int status = 0;
+    if (!ParseCommandLine(app, argc, argv, status)) return status;
     IgnoreBrokenPipes();
     try {
         Generate(options);
         return 0;
     } catch (const std::exception &error) {
-        std::cerr << "quorvel-clipgen: " << error.what() << "\n";
-        return 1;
+        return ReportFault(app, error.what(), 1);
     }
 }

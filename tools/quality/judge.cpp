@@ -137,8 +137,8 @@ Judgement Judge(FrameSource &before, FrameSource &after, const std::optional<Csv
 StageReport JudgeStages(const Judgement &judgement, const CsvTable &truth, const CsvTable &trace,
                         PictureSize size, double cutoff) {
     StageReport report;
-    size_t measured = 0, used = 0;
-    report.measurementError = MeasurementError(truth, trace, measured);
+    size_t used = 0;
+    report.measurementError = MeasurementError(truth, trace);
     if (trace.Rows() != judgement.frames.size())
         throw VideoError("trace and clip have different numbers of frames");
     std::vector<CameraPose> smoothed, planned;

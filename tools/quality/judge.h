@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "clipgen/camera_path.h"
-#include "measure/csv_table.h"
-#include "measure/jitter.h"
+#include "quality/csv_table.h"
+#include "quality/jitter.h"
 #include "video/frame_source.h"
 
 struct JudgedFrame {

@@ -3,19 +3,20 @@
 #include <stdio.h>
 
 #include <exception>
-#include <iostream>
 #include <optional>
 
-#include <CLI/CLI.hpp>
-
+#include "command_line.h"
 #include "quality/judge.h"
 #include "video/byte_file.h"
+#include "video/output_file.h"
 
 namespace {
 
 const char kExamples[] = "Examples:\n"
+                         "  quorvel-quality shaky.mp4 steady.mp4\n"
                          "  quorvel-quality shaky.y4m steady.y4m --truth truth.csv --trace trace.csv\n"
-                         "  quorvel-quality shaky.mp4 steady.mp4";
+                         "\n"
+                         "Exit status: 0 done, 1 a clip cannot be used, 2 wrong command line.";
 
 struct Options {
     std::string before;
@@ -26,6 +27,7 @@ struct Options {
     std::string row;
     double framesPerSecond = 0;
     double cutoff = 1;
+    bool overwrite = false;
 };
 
 void AddOptions(CLI::App &app, Options &options) {
@@ -37,6 +39,7 @@ void AddOptions(CLI::App &app, Options &options) {
         ->type_name("FILE")
         ->needs("--truth");
     app.add_option("--path", options.path, "Write both paths to this CSV file")->type_name("FILE");
+    app.add_flag("-y,--overwrite", options.overwrite, "Overwrite the file of --path if it exists");
     app.add_option("--row", options.row,
                    "Print one row of a Markdown table, begun with this text, and one of the trace")
         ->type_name("TEXT");
@@ -104,8 +107,9 @@ void WritePaths(const std::string &path, const Judgement &result) {
 }
 
 void Run(const Options &options) {
-    std::unique_ptr<FrameSource> before = OpenSource(options.before, std::nullopt);
-    std::unique_ptr<FrameSource> after = OpenSource(options.after, std::nullopt);
+    RefuseToOverwrite(options.path, options.overwrite, "--path");
+    std::unique_ptr<FrameSource> before = OpenSource(options.before, SourceOptions());
+    std::unique_ptr<FrameSource> after = OpenSource(options.after, SourceOptions());
     double framesPerSecond = options.framesPerSecond;
     if (framesPerSecond <= 0) framesPerSecond = before->Info().framesPerSecond.Value();
     if (framesPerSecond <= 0) framesPerSecond = 30;
@@ -133,12 +137,12 @@ int main(int argc, char **argv) {
     CLI::App app("Says how much shake a stabilized clip has left, and what it cost.",
                  "quorvel-quality");
     AddOptions(app, options);
-    CLI11_PARSE(app, argc, argv);
+    int status = 0;
+    if (!ParseCommandLine(app, argc, argv, status)) return status;
     try {
         Run(options);
         return 0;
     } catch (const std::exception &error) {
-        std::cerr << "quorvel-quality: " << error.what() << "\n";
-        return 1;
+        return ReportFault(app, error.what(), 1);
     }
 }

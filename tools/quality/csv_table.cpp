@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "measure/csv_table.h"
+#include "quality/csv_table.h"
 
 #include <algorithm>
 #include <sstream>

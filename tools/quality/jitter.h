@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// How much of a path is shake, and how far a measured one is from the true one.
+#pragma once
+
+#include <vector>
+
+#include "quality/csv_table.h"
+
+// Of each of the three ways in which a picture moves: pixels, pixels, radians.
+struct PathRms {
+    double row = 0;
+    double col = 0;
+    double angle = 0;
+};
+
+// Measured minus true motion from frame to frame, over the frames that were measured. `truth` as
+// written by quorvel-clipgen, `trace` as by quorvel-stabilize --trace; throws VideoError when they do
+// not belong together.
+PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace);
+
+double Rms(const std::vector<double> &values);
+
+size_t HighPassMargin(double framesPerSecond, double cutoff);
+
+// What is left of the values when a Gaussian mean, which has no delay, is taken off. A swing of
+// `cutoff` passes by half, faster ones more. The first and last `margin` frames, whose mean lacks one
+// side, are left out.
+std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
+                             size_t &margin);
