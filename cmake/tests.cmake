@@ -69,10 +69,10 @@ if(QUORVEL_TESTS)
       --gtest_filter=-*Matrix*:Soak.*:${frames}:${properties}:${hostile}:${threads})
     if(TARGET quorvel_tool)
       quorvel_test(tool "fast;sanitize" ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_tool.sh
-        $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen>)
+        $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen> $<TARGET_FILE:quorvel_quality>)
       find_package(Python3 QUIET COMPONENTS Interpreter)
       if(NOT Python3_FOUND)
-        message(STATUS "Tests of the tool with files: off (Python not found; Debian: python3)")
+        quorvel_say("Tests of the tool with files: off (Python not found; Debian: python3)")
       elseif(TARGET PkgConfig::QUORVEL_AV)
         set(check_video ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_video.py
           $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen> ${CMAKE_CURRENT_SOURCE_DIR})
