@@ -90,10 +90,12 @@ if(TARGET quorvel_tool)
     list(APPEND rpath "$ORIGIN/${up}")
   endif()
   set_target_properties(quorvel_tool PROPERTIES INSTALL_RPATH "${rpath}")
-  install(TARGETS quorvel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(TARGETS quorvel_tool quorvel_clipgen quorvel_quality
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   install(FILES tools/stabilize/quorvel-stabilize.bash RENAME quorvel-stabilize
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tool)
-  install(FILES docs/man/quorvel-stabilize.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(FILES docs/man/quorvel-stabilize.1 docs/man/quorvel-clipgen.1 docs/man/quorvel-quality.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 endif()
 
 # ---- Debian packages ----

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# The version of project() is also in a header and in the manual; they must not drift apart.
+# The version of project() is also in a header and in the manual pages; they must not drift apart.
 function(quorvel_check_version file)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${file})
   file(READ ${PROJECT_SOURCE_DIR}/${file} text)
@@ -15,4 +15,6 @@ quorvel_check_version(include/quorvel/version.h
   "QUORVEL_VERSION_MAJOR ${PROJECT_VERSION_MAJOR}\n"
   "QUORVEL_VERSION_MINOR ${PROJECT_VERSION_MINOR}\n"
   "QUORVEL_VERSION_PATCH ${PROJECT_VERSION_PATCH}\n")
-quorvel_check_version(docs/man/quorvel-stabilize.1 "\"Quorvel stabilizer ${PROJECT_VERSION}\"")
+foreach(program stabilize clipgen quality)
+  quorvel_check_version(docs/man/quorvel-${program}.1 "\"Quorvel stabilizer ${PROJECT_VERSION}\"")
+endforeach()

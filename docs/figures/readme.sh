@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# docs/figures/readme.sh: draws the picture of README.md anew. Needs the programs of build/release (./demo.sh, or
-# tools/quality/table.sh, makes them), ffmpeg and gnuplot (Debian: gnuplot-nox).
+# docs/figures/readme.sh: draws the picture of README.md anew. Needs a configured build/release (./demo.sh makes
+# one), ffmpeg and gnuplot (Debian: gnuplot-nox).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=build/release
 cmake --build "$build" --target quorvel_tool quorvel_clipgen quorvel_quality >/dev/null
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-"$build/quorvel-clipgen" --frames 180 --format y4m "$work/shaky.y4m" --truth "$work/truth.csv"
+"$build/quorvel-clipgen" --frames 180 "$work/shaky.y4m" --truth "$work/truth.csv"
 "$build/quorvel-stabilize" -y "$work/shaky.y4m" "$work/steady.y4m" 2>/dev/null
 "$build/quorvel-quality" "$work/shaky.y4m" "$work/steady.y4m" --truth "$work/truth.csv" --path "$work/path.csv"
 

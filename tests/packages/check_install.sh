@@ -42,9 +42,12 @@ if grep -rIl -e "$work/first" -e "$build" "$work/tree"; then
 fi
 
 version=$(sed -n 's/#define QUORVEL_VERSION "\(.*\)"/\1/p' "$work/tree/include/quorvel/version.h")
-if [[ -x $work/tree/bin/quorvel-stabilize && $("$work/tree/bin/quorvel-stabilize" --version) != "quorvel-stabilize $version"$'\n'* ]]; then
-    echo "FAILED: the tool is of another version than the header, $version"
-    exit 1
+if [[ -x $work/tree/bin/quorvel-stabilize ]]; then
+    for program in quorvel-{stabilize,clipgen,quality}; do
+        said=$("$work/tree/bin/$program" --version) || { echo "FAILED: $program is not installed, or does not run"; exit 1; }
+        [[ ${said%%$'\n'*} == "$program $version" ]] || { echo "FAILED: $program is not of the header's version, $version"; exit 1; }
+        [[ -e $work/tree/share/man/man1/$program.1 ]] || { echo "FAILED: $program has no manual page"; exit 1; }
+    done
 fi
 
 cmake_programs installed -DCMAKE_PREFIX_PATH="$work/tree"

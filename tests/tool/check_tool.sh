@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# What quorvel-stabilize does with real files and pipes, good and bad.
-#   check_tool.sh <quorvel-stabilize> <quorvel-clipgen>
+# What quorvel-stabilize does with real files and pipes, good and bad, and the programs beside it.
+#   check_tool.sh <quorvel-stabilize> <quorvel-clipgen> <quorvel-quality>
 set -u
 tool=$1
 clipgen=$2
+quality=$3
 work=$(mktemp -d) || exit 1
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
@@ -141,4 +142,33 @@ for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x
     run 2 1 $usage
 done
 run 0 0 --help >/dev/null
+
+# The programs beside it: a line with their name in front for what they refuse, and nothing overwritten unasked.
+refused() { # status, text, program, arguments
+    local status=$1 text=$2 got
+    shift 2
+    "$@" >out 2>err
+    got=$?
+    [ "$got" = "$status" ] || fail "status $got instead of $status: $*"
+    [ "$(wc -l <err)" = 1 ] || fail "not one line on standard error: $*"
+    grep -q "^${1##*/}: .*$text" err || fail "no word of '$text': $*"
+    [ ! -s out ] || fail "text on standard output: $*"
+}
+cp clip.y4m kept.y4m
+for usage in '' '--frames 0 x.y4m' '--size 161x120 x.y4m' '--format y4n x.y4m' '--what x.y4m'; do
+    # shellcheck disable=SC2086
+    refused 2 'see --help' "$clipgen" $usage
+done
+refused 1 'output kept.y4m exists already; give -y' "$clipgen" kept.y4m
+refused 1 'truth kept.y4m exists already; give -y' "$clipgen" x.y4m --truth kept.y4m
+same clip.y4m kept.y4m "a clip was overwritten unasked"
+"$clipgen" --size 160x120 --frames 6 named.y4m && same clip.y4m named.y4m "the ending .y4m does not make Y4M"
+"$clipgen" -y --size 160x120 --frames 6 named.y4m --format nv21 && same clip.nv21 named.y4m "-y does not overwrite"
+for usage in '' 'clip.y4m' '--trace trace.csv clip.y4m clip.y4m' '--cutoff 0 clip.y4m clip.y4m'; do
+    # shellcheck disable=SC2086
+    refused 2 'see --help' "$quality" $usage
+done
+refused 1 'missing.y4m: No such file' "$quality" clip.y4m missing.y4m
+refused 1 'path kept.y4m exists already; give -y' "$quality" clip.y4m out.y4m --path kept.y4m
+refused 1 'too short' "$quality" clip.y4m out.y4m
 [ ! -e failed ]

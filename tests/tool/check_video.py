@@ -390,10 +390,22 @@ def option_names():
     check(told == completed, f"help and completion differ: {told ^ completed}")
 
 
+def other_programs():
+    """quorvel-quality reads what the tool reads, and measures the same of the same pictures."""
+    subprocess.run([CLIPGEN, "--size", f"{W}x{H}", "--frames", "60", "shaky.y4m"], check=True)
+    ffmpeg("-i", "shaky.y4m", "-c:v", "ffv1", "shaky.mkv")
+    run("shaky.y4m", "steady.y4m")
+    run("--codec", "ffv1", "shaky.mkv", "steady.mkv")
+    quality = pathlib.Path(CLIPGEN).with_name("quorvel-quality")
+    said = [subprocess.run([quality, "shaky." + kind, "steady." + kind], check=True, capture_output=True, text=True).stdout
+            for kind in ("y4m", "mkv")]
+    check("0 frames not recognised" in said[0] and said[0] == said[1], f"quality of Y4M and of Matroska: {said}")
+
+
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        steps = [same_but_steady, option_names, paths, reports]
+        steps = [same_but_steady, option_names, paths, reports, other_programs]
         if not FAST:
             ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
             steps += [ready, roads, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]

@@ -2,8 +2,10 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # tools/quality/table.sh            measures all generated clips, writes the tables into docs/quality.md
 # tools/quality/table.sh CLIP...    prints the table of these clips, whose paths are measured from the frames
+# tools/quality/table.sh --speeds   measures the speeds alone and writes their table
 # Needs cmake, g++, make, libcli11-dev; ffmpeg for the comparison with its filters. Some minutes, 1.5 GB.
 set -euo pipefail
+caller=$PWD
 cd "$(dirname "$0")/../.."
 self=$PWD/tools/quality/table.sh
 build=$PWD/build/release
@@ -55,7 +57,7 @@ measure_clip() { # number
     name=${line%%|*}
     mkdir "$dir"
     # shellcheck disable=SC2086
-    "$build/quorvel-clipgen" --frames $frames --format y4m ${line#*|} "$dir/in.y4m" --truth "$dir/truth.csv"
+    "$build/quorvel-clipgen" --frames $frames ${line#*|} "$dir/in.y4m" --truth "$dir/truth.csv"
     "$build/quorvel-stabilize" -y "$dir/in.y4m" "$dir/out.y4m" --trace "$dir/trace.csv" 2>"$dir/log" ||
         { cat "$dir/log" >&2; return 1; }
     "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --trace "$dir/trace.csv" \
@@ -74,19 +76,25 @@ measure_clip() { # number
     echo "measured: $name" >&2
 }
 
-# Frames a second by the clock, and milliseconds of processor time a frame; uncompressed in, nothing out.
+# Frames a second by the clock, and milliseconds of processor time a frame, medians of three runs; uncompressed
+# in, nothing out.
 speed_row() { # label, command...
-    local label=$1 times
+    local label=$1 run
     shift
-    times=$( { TIMEFORMAT='%R %U %S'; time "$@" >/dev/null 2>"$work/log"; } 2>&1)
-    awk -v label="$label" -v n=$frames '{printf "| %s | %.0f | %.1f |\n", label, n / $1, 1000 * ($2 + $3) / n}' <<<"$times"
+    for run in 1 2 3; do
+        { TIMEFORMAT='%R %U %S'; time "$@" >/dev/null 2>"$work/log.$run"; } 2>&1
+    done | awk '{ print $1, $2 + $3 }' >"$work/times"
+    awk -v label="$label" -v n=$frames -v wall="$(cut -d' ' -f1 "$work/times" | sort -g | sed -n 2p)" \
+        -v cpu="$(cut -d' ' -f2 "$work/times" | sort -g | sed -n 2p)" \
+        'BEGIN { printf "| %s | %.0f | %.1f |\n", label, n / wall, 1000 * cpu / n }'
 }
 speeds() {
     local label options clip=$work/speed.y4m
-    "$build/quorvel-clipgen" --frames $frames --format y4m "$clip"
+    "$build/quorvel-clipgen" --frames $frames "$clip"
     echo '| | frames a second | processor, ms a frame |'
     echo '|---|---|---|'
     speed_row 'quorvel' "$build/quorvel-stabilize" "$clip" -
+    speed_row 'reading and writing alone (quorvel)' "$build/quorvel-stabilize" --mode none "$clip" -
     [ "$(command -v ffmpeg)" ] || return 0
     while IFS='|' read -r label options; do
         speed_row "$label" filter "$clip" - "$options" -f null </dev/null
@@ -113,9 +121,16 @@ work=$(mktemp -d)
 export work
 trap 'rm -rf "$work"' EXIT
 
+if [ "${1:-}" = --speeds ]; then
+    speeds >"$work/speeds"
+    put speeds "$work/speeds"
+    cat "$work/speeds"
+    exit
+fi
 if [ $# -gt 0 ]; then
     echo "$heading"
     for clip; do
+        [[ $clip == /* ]] || clip=$caller/$clip
         "$build/quorvel-stabilize" -y "$clip" "$work/out.y4m" 2>"$work/log" || { cat "$work/log" >&2; exit 1; }
         "$build/quorvel-quality" "$clip" "$work/out.y4m" --row "${clip##*/}"
     done
