@@ -42,7 +42,7 @@ run "$build/quorvel-stabilize" -y --side-by-side "$clip" "$out/side-by-side.mp4"
 
 step "Shake before and after"
 run "$build/quorvel-quality" "$clip" "$out/steady.mp4"
-echo "Roll below a milliradian is less than a step of the warp and is not reduced: docs/quality.md."
+echo "There is little roll in this clip, and moving traffic hides it: docs/quality.md has more."
 
 cat <<TEXT
 

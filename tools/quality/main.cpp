@@ -43,7 +43,8 @@ void AddOptions(CLI::App &app, Options &options) {
     app.add_option("--row", options.row,
                    "Print one row of a Markdown table, begun with this text, and one of the trace")
         ->type_name("TEXT");
-    app.add_option("--fps", options.framesPerSecond, "Frame rate, in place of what BEFORE says [30 where neither does]")
+    app.add_option("--fps", options.framesPerSecond,
+                   "Frame rate, in place of what BEFORE says [30 where neither does]")
         ->check(CLI::Range(1.0, 1000.0));
     app.add_option("--cutoff", options.cutoff, "What is slower than this, in Hz, is intended movement")
         ->check(CLI::Range(0.05, 10.0))
