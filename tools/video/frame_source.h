@@ -25,6 +25,7 @@ struct StreamInfo {
     Rational framesPerSecond{0, 1};    // 0 when the stream does not say
     Rational timeBase{1, 25};          // seconds in a unit of Frame::time
     Rational sampleAspect{0, 1};       // width to height of a pixel; 0 when the stream does not say
+    int rotation = 0;                  // by which players turn the picture clockwise: 0, 90, 180, 270
     bool fullRange = false;            // luma 0 to 255 instead of 16 to 235
     int64_t frameCount = 0;            // an estimate, 0 when unknown
     std::vector<std::string> tags;     // what else a Y4M header says

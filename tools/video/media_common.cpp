@@ -81,6 +81,19 @@ int CheckMedia(int code, const std::string &what) {
     return code;
 }
 
+// Stream side data has moved to the codec parameters.
+const uint8_t *StreamSideData(const AVStream *stream, AVPacketSideDataType type, size_t *size) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 30, 101)
+    const AVCodecParameters *parameters = stream->codecpar;
+    const AVPacketSideData *data =
+        av_packet_side_data_get(parameters->coded_side_data, parameters->nb_coded_side_data, type);
+    *size = data ? data->size : 0;
+    return data ? data->data : nullptr;
+#else
+    return av_stream_get_side_data(stream, type, size);
+#endif
+}
+
 MediaOptions::MediaOptions(const std::vector<std::string> &texts, const std::string &option) {
     for (const std::string &text : texts) {
         size_t equals = text.find('=');

@@ -59,5 +59,8 @@ class MediaOptions {
     AVDictionary *mDictionary = nullptr;
 };
 
+// What a stream says about all of its packets; null when it says nothing of this type.
+const uint8_t *StreamSideData(const AVStream *stream, AVPacketSideDataType type, size_t *size);
+
 inline AVRational ToMedia(Rational ratio) { return {ratio.num, ratio.den}; }
 inline Rational FromMedia(AVRational ratio) { return {ratio.num, ratio.den ? ratio.den : 1}; }

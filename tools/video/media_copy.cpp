@@ -14,22 +14,12 @@ const AVPacketSideDataType kShownAs[] = {AV_PKT_DATA_DISPLAYMATRIX, AV_PKT_DATA_
 
 // Stream side data has moved to the codec parameters, where the packets' copies come along.
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 30, 101)
-const uint8_t *SideData(const AVStream *stream, AVPacketSideDataType type, size_t *size) {
-    const AVCodecParameters *parameters = stream->codecpar;
-    const AVPacketSideData *data =
-        av_packet_side_data_get(parameters->coded_side_data, parameters->nb_coded_side_data, type);
-    *size = data ? data->size : 0;
-    return data ? data->data : nullptr;
-}
 uint8_t *NewSideData(AVStream *stream, AVPacketSideDataType type, size_t size) {
     AVPacketSideData *data = av_packet_side_data_new(
         &stream->codecpar->coded_side_data, &stream->codecpar->nb_coded_side_data, type, size, 0);
     return data ? data->data : nullptr;
 }
 #else
-const uint8_t *SideData(const AVStream *stream, AVPacketSideDataType type, size_t *size) {
-    return av_stream_get_side_data(stream, type, size);
-}
 uint8_t *NewSideData(AVStream *stream, AVPacketSideDataType type, size_t size) {
     return av_stream_new_side_data(stream, type, size);
 }
@@ -127,7 +117,7 @@ void StreamCopier::AddStream(const MediaInput &input, const AVStream *from, AVFo
         mVideo = stream;
         for (AVPacketSideDataType type : kShownAs) {
             size_t size = 0;
-            const uint8_t *data = SideData(from, type, &size);
+            const uint8_t *data = StreamSideData(from, type, &size);
             if (data) memcpy(NotNull(NewSideData(stream, type, size)), data, size);
         }
         return;

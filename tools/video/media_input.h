@@ -2,6 +2,10 @@
 // An opened container or device: its streams and what they say about themselves.
 #pragma once
 
+#include <stdint.h>
+
+#include <vector>
+
 #include "video/byte_file.h"
 #include "video/frame_source.h"
 #include "video/media_common.h"
@@ -33,6 +37,14 @@ class MediaInput {
         AVChromaLocation chroma = AVCHROMA_LOC_UNSPECIFIED;
     };
     Colours colours;
+
+    // Likewise: progressive, or the field that is shown first (AV_FIELD_TT, AV_FIELD_BB).
+    AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
+
+    // Likewise: AVMasteringDisplayMetadata and AVContentLightMetadata as the bytes of their side data;
+    // empty when there is none.
+    std::vector<uint8_t> masteringDisplay;
+    std::vector<uint8_t> lightLevel;
 
   private:
     void Close();
