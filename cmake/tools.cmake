@@ -43,13 +43,15 @@ quorvel_tool_part(PREVIEW TOOL "Tool, preview window" QUORVEL_SDL "sdl2>=2.0.16"
 set(media_sources tools/video/media_none.cpp)
 if(TARGET PkgConfig::QUORVEL_AV)
   set(media_sources
+    tools/video/media_choice.cpp
     tools/video/media_common.cpp
     tools/video/media_copy.cpp
     tools/video/media_encoder.cpp
     tools/video/media_input.cpp
     tools/video/media_picture.cpp
     tools/video/media_sink.cpp
-    tools/video/media_source.cpp)
+    tools/video/media_source.cpp
+    tools/video/media_tags.cpp)
 endif()
 # The same without FFmpeg, for what makes clips.
 set(video_sources

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "video/byte_file.h"
 #include "video/frame_source.h"
@@ -27,6 +28,9 @@ bool IsMediaName(const std::string &path);
 
 std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &info,
                                          const SinkOptions &options);
+
+// What a Y4M header says of the pictures of a coded input: fields, chroma positions, range.
+std::vector<std::string> MediaY4mTags(const MediaInput &input);
 
 // Enlarges or reduces frames.
 class FrameScaler {

@@ -65,6 +65,8 @@ std::string MediaVersion() {
 
 void ShowMediaMessages() { gShowMessages = kCatching; }
 
+bool MediaMessagesShown() { return gShowMessages; }
+
 std::string MediaError(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = "";
     av_strerror(code, text, sizeof(text));
@@ -94,6 +96,16 @@ const uint8_t *StreamSideData(const AVStream *stream, AVPacketSideDataType type,
 #endif
 }
 
+uint8_t *NewStreamSideData(AVStream *stream, AVPacketSideDataType type, size_t size) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 30, 101)
+    AVPacketSideData *data = av_packet_side_data_new(
+        &stream->codecpar->coded_side_data, &stream->codecpar->nb_coded_side_data, type, size, 0);
+    return data ? data->data : nullptr;
+#else
+    return av_stream_new_side_data(stream, type, size);
+#endif
+}
+
 MediaOptions::MediaOptions(const std::vector<std::string> &texts, const std::string &option) {
     for (const std::string &text : texts) {
         size_t equals = text.find('=');
@@ -104,6 +116,11 @@ MediaOptions::MediaOptions(const std::vector<std::string> &texts, const std::str
 
 void MediaOptions::Set(const char *key, const std::string &value) {
     if (av_dict_set(&mDictionary, key, value.c_str(), 0) < 0) throw std::bad_alloc();
+}
+
+std::string MediaOptions::Value(const char *key) const {
+    const AVDictionaryEntry *entry = av_dict_get(mDictionary, key, nullptr, 0);
+    return entry ? entry->value : "";
 }
 
 std::string MediaOptions::Left() const {

@@ -5,8 +5,10 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/avstring.h>
 #include <libavutil/avutil.h>
 #include <libavutil/display.h>
+#include <libavutil/mastering_display_metadata.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
@@ -35,6 +37,9 @@ template <typename T> T *NotNull(T *pointer) {
 // An error code in words, with what the libraries last had to say about it.
 std::string MediaError(int code);
 
+// True when the user asked for what the libraries say.
+bool MediaMessagesShown();
+
 // Throws VideoError, "<what>: <the code in words>", for codes below 0.
 int CheckMedia(int code, const std::string &what);
 
@@ -50,6 +55,8 @@ class MediaOptions {
 
     void Set(const char *key, const std::string &value);
     bool Has(const char *key) const { return av_dict_get(mDictionary, key, nullptr, 0) != nullptr; }
+    // "" without one.
+    std::string Value(const char *key) const;
     AVDictionary **Get() { return &mDictionary; }
 
     // The first that nobody took; empty when there is none.
@@ -61,6 +68,8 @@ class MediaOptions {
 
 // What a stream says about all of its packets; null when it says nothing of this type.
 const uint8_t *StreamSideData(const AVStream *stream, AVPacketSideDataType type, size_t *size);
+// Room for it, replacing what was said before; null without memory.
+uint8_t *NewStreamSideData(AVStream *stream, AVPacketSideDataType type, size_t size);
 
 inline AVRational ToMedia(Rational ratio) { return {ratio.num, ratio.den}; }
 inline Rational FromMedia(AVRational ratio) { return {ratio.num, ratio.den ? ratio.den : 1}; }

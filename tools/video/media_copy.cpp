@@ -7,24 +7,6 @@
 
 namespace {
 
-// How the pictures are to be shown.
-const AVPacketSideDataType kShownAs[] = {AV_PKT_DATA_DISPLAYMATRIX, AV_PKT_DATA_STEREO3D,
-                                         AV_PKT_DATA_SPHERICAL, AV_PKT_DATA_MASTERING_DISPLAY_METADATA,
-                                         AV_PKT_DATA_CONTENT_LIGHT_LEVEL};
-
-// Stream side data has moved to the codec parameters, where the packets' copies come along.
-#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 30, 101)
-uint8_t *NewSideData(AVStream *stream, AVPacketSideDataType type, size_t size) {
-    AVPacketSideData *data = av_packet_side_data_new(
-        &stream->codecpar->coded_side_data, &stream->codecpar->nb_coded_side_data, type, size, 0);
-    return data ? data->data : nullptr;
-}
-#else
-uint8_t *NewSideData(AVStream *stream, AVPacketSideDataType type, size_t size) {
-    return av_stream_new_side_data(stream, type, size);
-}
-#endif
-
 // Describes a container or its codec, not its content.
 bool IsOwn(const char *key) {
     const char *const own[] = {"major_brand", "minor_version",   "compatible_brands",
@@ -115,11 +97,6 @@ void StreamCopier::AddStream(const MediaInput &input, const AVStream *from, AVFo
     stream->time_base = from->time_base;
     if (isVideo) {
         mVideo = stream;
-        for (AVPacketSideDataType type : kShownAs) {
-            size_t size = 0;
-            const uint8_t *data = StreamSideData(from, type, &size);
-            if (data) memcpy(NotNull(NewSideData(stream, type, size)), data, size);
-        }
         return;
     }
     CheckMedia(avcodec_parameters_copy(stream->codecpar, from->codecpar), "copying a stream");

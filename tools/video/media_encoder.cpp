@@ -1,62 +1,15 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "video/media_encoder.h"
 
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
-#include "video/media_input.h"
+#include "video/media_choice.h"
+#include "video/media_tags.h"
 
 namespace {
-
-// Settings that look like the source, at a sensible speed. Encoders that are not here take a fixed
-// quantizer if they can.
-struct Quality {
-    const char *encoder;
-    const char *crf;
-    const char *options[3][2];
-};
-
-const Quality kQualities[] = {
-    {"libx264", "17", {}},
-    {"libx265", "18", {{"x265-params", "log-level=error"}}},
-    {"libvpx-vp9", "20", {{"cpu-used", "4"}, {"row-mt", "1"}, {"deadline", "good"}}},
-    {"libvpx", "8", {{"cpu-used", "4"}, {"deadline", "good"}}},
-    {"libaom-av1", "20", {{"cpu-used", "6"}, {"row-mt", "1"}}},
-    {"libsvtav1", "22", {{"preset", "8"}}},
-};
-const int64_t kVp8Ceiling = 40000000; // its constant quality stays below a rate, which has to be given
-
-const Quality *FindQuality(const char *encoder) {
-    for (const Quality &quality : kQualities)
-        if (!strcmp(quality.encoder, encoder)) return &quality;
-    return nullptr;
-}
-
-const AVCodec *FindNamed(const std::string &name) {
-    const AVCodec *codec = avcodec_find_encoder_by_name(name.c_str());
-    if (!codec) {
-        const AVCodecDescriptor *descriptor = avcodec_descriptor_get_by_name(name.c_str());
-        if (descriptor) codec = avcodec_find_encoder(descriptor->id);
-    }
-    if (!codec || codec->type != AVMEDIA_TYPE_VIDEO)
-        throw VideoError("--codec " + name + ": FFmpeg has no video encoder of this name here");
-    return codec;
-}
-
-const AVCodec *FindEncoder(const AVOutputFormat &container, const std::string &name) {
-    if (!name.empty()) return FindNamed(name);
-    const AVCodec *codec = avcodec_find_encoder_by_name("libx264");
-    // Containers that say nothing about their codecs, such as pipes of raw pictures, have a favourite.
-    bool fits = codec && avformat_query_codec(&container, codec->id, FF_COMPLIANCE_NORMAL) == 1;
-    if (!fits) codec = avcodec_find_encoder(container.video_codec);
-    if (!codec)
-        throw VideoError(std::string("FFmpeg has no video encoder for ") + container.name +
-                         " files here, name one with --codec, or give OUTPUT another ending");
-    return codec;
-}
-
-bool HasOption(const AVCodecContext *encoder, const char *name) {
-    return encoder->priv_data && av_opt_find(encoder->priv_data, name, nullptr, 0, 0);
-}
 
 bool Takes(const AVCodec *codec, AVPixelFormat wanted) {
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
@@ -80,73 +33,128 @@ AVPixelFormat ChoosePixels(const AVCodec *codec, const StreamInfo &info) {
                      " takes no 8-bit 4:2:0 pictures, choose another with --codec");
 }
 
-// Encoders of the MPEG family count time in coarser units than containers do.
-AVRational ChooseTimeBase(const AVCodec *codec, const StreamInfo &info) {
-    AVRational base = ToMedia(info.timeBase);
-    bool fixedRate = codec->id == AV_CODEC_ID_MPEG1VIDEO || codec->id == AV_CODEC_ID_MPEG2VIDEO;
-    if (fixedRate && info.framesPerSecond.num > 0) return av_inv_q(ToMedia(info.framesPerSecond));
+// The rates that MPEG-1 and MPEG-2 know, of which MPEG-2 takes fractions too.
+const AVRational kMpegRates[] = {{24000, 1001}, {24, 1}, {25, 1},       {30000, 1001},
+                                 {30, 1},       {50, 1}, {60000, 1001}, {60, 1}};
+
+bool IsMpegRate(AVRational rate, bool fractions) {
+    for (AVRational known : kMpegRates)
+        for (int num = 1; num <= (fractions ? 4 : 1); num++)
+            for (int den = 1; den <= (fractions ? 32 : 1); den++)
+                if (av_cmp_q(av_mul_q(known, {num, den}), rate) == 0) return true;
+    return false;
+}
+
+// The rate itself, or the next higher one, of which some pictures are then missing.
+AVRational MpegRate(AVRational rate, bool fractions) {
+    if (IsMpegRate(rate, fractions)) return rate;
+    for (AVRational known : kMpegRates)
+        if (av_cmp_q(known, rate) > 0) return known;
+    return {60, 1};
+}
+
+// Where the encoder or the container counts pictures instead of telling their times, players go by the
+// rate that is written, which is this unit.
+AVRational ChooseTimeBase(const AVOutputFormat &container, const AVCodec *codec,
+                          const StreamInfo &info) {
+    AVRational base = ToMedia(info.timeBase), rate = ToMedia(info.framesPerSecond);
+    bool mpeg1 = codec->id == AV_CODEC_ID_MPEG1VIDEO, mpeg2 = codec->id == AV_CODEC_ID_MPEG2VIDEO;
+    if (rate.num > 0 && (mpeg1 || mpeg2)) return av_inv_q(MpegRate(rate, mpeg2));
+    bool counts = codec->id == AV_CODEC_ID_THEORA || (container.flags & AVFMT_NOTIMESTAMPS) ||
+                  !strcmp(container.name, "avi");
+    if (rate.num > 0 && counts) return av_inv_q(rate);
     if (codec->id == AV_CODEC_ID_MPEG4 && base.den > 65535) return {1, 65535};
     return base;
 }
 
-void SetPicture(AVCodecContext *encoder, const StreamInfo &info) {
+// The encoders that can code the fields of a picture by themselves do; of others the container tells.
+void SetFields(AVCodecContext *encoder, const StreamInfo &info) {
+    encoder->field_order = FieldOrder(info);
+    bool fields = encoder->codec_id == AV_CODEC_ID_H264 ||
+                  encoder->codec_id == AV_CODEC_ID_MPEG2VIDEO || encoder->codec_id == AV_CODEC_ID_MPEG4;
+    bool interlaced = encoder->field_order == AV_FIELD_TT || encoder->field_order == AV_FIELD_BB;
+    if (interlaced && fields && info.size.height % 4 == 0) // of 4:2:0 chroma fields
+        encoder->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+}
+
+// The brightness of the screen that the pictures were made for, in the words of x265 and x264.
+std::string LightParameters(const MediaInput &input) {
+    std::string text;
+    char part[160];
+    const auto *screen = (const AVMasteringDisplayMetadata *)input.masteringDisplay.data();
+    if (screen && screen->has_primaries && screen->has_luminance) {
+        auto units = [](AVRational value, int unit) { return (int)lround(av_q2d(value) * unit); };
+        auto primary = [&](int i, int axis) {
+            return units(screen->display_primaries[i][axis], 50000);
+        };
+        snprintf(part, sizeof(part), "master-display=G(%d,%d)B(%d,%d)R(%d,%d)WP(%d,%d)L(%d,%d)",
+                 primary(1, 0), primary(1, 1), primary(2, 0), primary(2, 1), primary(0, 0),
+                 primary(0, 1), units(screen->white_point[0], 50000),
+                 units(screen->white_point[1], 50000), units(screen->max_luminance, 10000),
+                 units(screen->min_luminance, 10000));
+        text = part;
+    }
+    const auto *light = (const AVContentLightMetadata *)input.lightLevel.data();
+    if (light) {
+        snprintf(part, sizeof(part), "%smax-cll=%u,%u", text.empty() ? "" : ":", light->MaxCLL,
+                 light->MaxFALL);
+        text += part;
+    }
+    return text;
+}
+
+// What an encoder is told by a string of its own, before what the user tells it.
+void SetParameters(const AVCodec *codec, const StreamInfo &info, MediaOptions &dictionary) {
+    if (!strcmp(codec->name, "libx265")) {
+        std::string text = MediaMessagesShown() ? "" : "log-level=none";
+        std::string light = info.media ? LightParameters(*info.media) : "";
+        for (const std::string &more : {light, dictionary.Value("x265-params")})
+            if (!more.empty()) text += (text.empty() ? "" : ":") + more;
+        if (!text.empty()) dictionary.Set("x265-params", text);
+    }
+    // It prints by itself, and is told not to by the environment alone.
+    if (!strcmp(codec->name, "libsvtav1") && !MediaMessagesShown()) setenv("SVT_LOG", "-2", 0);
+}
+
+void SetPicture(AVCodecContext *encoder, const AVOutputFormat &container, const StreamInfo &info) {
     encoder->width = info.size.width;
     encoder->height = info.size.height;
     encoder->pix_fmt = ChoosePixels(encoder->codec, info);
     encoder->sample_aspect_ratio = ToMedia(info.sampleAspect);
-    encoder->time_base = ChooseTimeBase(encoder->codec, info);
-    if (info.framesPerSecond.num > 0) encoder->framerate = ToMedia(info.framesPerSecond);
+    encoder->time_base = ChooseTimeBase(container, encoder->codec, info);
+    bool mpeg =
+        encoder->codec_id == AV_CODEC_ID_MPEG1VIDEO || encoder->codec_id == AV_CODEC_ID_MPEG2VIDEO;
+    if (mpeg)
+        encoder->framerate = av_inv_q(encoder->time_base);
+    else if (info.framesPerSecond.num > 0)
+        encoder->framerate = ToMedia(info.framesPerSecond);
     encoder->color_range = info.fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED;
+    encoder->chroma_sample_location = ChromaLocation(info);
+    SetFields(encoder, info);
     if (!info.media) return;
     const MediaInput::Colours &colours = info.media->colours;
     encoder->color_range = colours.range;
     encoder->color_primaries = colours.primaries;
     encoder->color_trc = colours.transfer;
     encoder->colorspace = colours.matrix;
-    encoder->chroma_sample_location = colours.chroma;
-}
-
-void SetQuality(AVCodecContext *encoder, const SinkOptions &options, MediaOptions &dictionary) {
-    const char *name = encoder->codec->name;
-    const Quality *quality = FindQuality(name);
-    if (!options.crf.empty() && !HasOption(encoder, "crf"))
-        throw VideoError("--crf: the encoder " + std::string(name) +
-                         " has no such setting, use --bitrate");
-    if (!options.preset.empty() && !HasOption(encoder, "preset"))
-        throw VideoError("--preset: the encoder " + std::string(name) +
-                         " has none, use --codec-option");
-    if (!options.preset.empty()) dictionary.Set("preset", options.preset);
-    if (quality)
-        for (auto &[key, value] : quality->options)
-            if (key && !dictionary.Has(key)) dictionary.Set(key, value);
-    if (options.bitrate > 0) {
-        encoder->bit_rate = options.bitrate;
-    } else if (!options.crf.empty()) {
-        dictionary.Set("crf", options.crf);
-    } else if (quality && !dictionary.Has("crf") && !dictionary.Has("b")) {
-        dictionary.Set("crf", quality->crf);
-    } else if (!quality) {
-        encoder->flags |= AV_CODEC_FLAG_QSCALE;
-        encoder->global_quality = 2 * FF_QP2LAMBDA;
-    }
-    if (options.bitrate <= 0 && quality) encoder->bit_rate = strcmp(name, "libvpx") ? 0 : kVp8Ceiling;
 }
 
 } // namespace
 
 MediaPtr<AVCodecContext> OpenEncoder(const AVOutputFormat &container, const StreamInfo &info,
                                      const SinkOptions &options) {
-    const AVCodec *codec = FindEncoder(container, options.codec);
+    const AVCodec *codec = ChooseEncoder(container, info, options);
     MediaPtr<AVCodecContext> encoder(NotNull(avcodec_alloc_context3(codec)));
-    SetPicture(encoder.get(), info);
+    SetPicture(encoder.get(), container, info);
     encoder->thread_count = options.threads;
     if (container.flags & AVFMT_GLOBALHEADER) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     encoder->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     // The tag that players of the MP4 family look for.
-    bool isMp4 = !strcmp(container.name, "mp4") || !strcmp(container.name, "mov");
-    if (codec->id == AV_CODEC_ID_HEVC && isMp4) encoder->codec_tag = MKTAG('h', 'v', 'c', '1');
+    if (codec->id == AV_CODEC_ID_HEVC && IsMp4Family(container))
+        encoder->codec_tag = MKTAG('h', 'v', 'c', '1');
     MediaOptions dictionary(options.codecOptions, "--codec-option");
     SetQuality(encoder.get(), options, dictionary);
+    SetParameters(codec, info, dictionary);
     CheckMedia(avcodec_open2(encoder.get(), codec, dictionary.Get()),
                std::string("cannot open the encoder ") + codec->name + " for " + SizeText(info.size) +
                    " with these options");

@@ -27,6 +27,8 @@ std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamIn
     Refuse("writing " + path);
 }
 
+std::vector<std::string> MediaY4mTags(const MediaInput &) { return {}; }
+
 std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize, PictureSize, PixelLayout) {
     Refuse("--zoom");
 }

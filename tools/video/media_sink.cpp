@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Encodes pictures and writes them, together with the packets of other streams, to a container.
 #include <string.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <map>
@@ -10,9 +11,26 @@
 #include "video/media_copy.h"
 #include "video/media_encoder.h"
 #include "video/media_picture.h"
+#include "video/media_tags.h"
 #include "video/output_file.h"
 
 namespace {
+
+bool EndsWith(const std::string &text, const char *ending) {
+    size_t length = strlen(ending);
+    return text.size() >= length && !strcasecmp(text.c_str() + text.size() - length, ending);
+}
+
+void SetFields(AVFrame *picture, AVFieldOrder order) {
+    bool top = order == AV_FIELD_TT;
+    if (!top && order != AV_FIELD_BB) return;
+#ifdef AV_FRAME_FLAG_INTERLACED
+    picture->flags |= AV_FRAME_FLAG_INTERLACED | (top ? AV_FRAME_FLAG_TOP_FIELD_FIRST : 0);
+#else
+    picture->interlaced_frame = 1;
+    picture->top_field_first = top;
+#endif
+}
 
 class MediaSink : public FrameSink {
   public:
@@ -87,16 +105,23 @@ void MediaSink::AddStreams(const SinkOptions &options) {
     mVideo->time_base = mEncoder->time_base;
     mVideo->sample_aspect_ratio = mEncoder->sample_aspect_ratio;
     mVideo->avg_frame_rate = mEncoder->framerate;
+    DescribeVideo(mInfo, mFormat, mVideo, options.note);
 }
 
 void MediaSink::WriteHeader() {
     MediaOptions dictionary;
     mFormat->strict_std_compliance =
         FF_COMPLIANCE_EXPERIMENTAL; // FLAC in MP4, which players know by now
-    bool isMp4 = !strcmp(mFormat->oformat->name, "mp4") || !strcmp(mFormat->oformat->name, "mov");
-    // The index of an ordinary MP4 file is written into its beginning at the end.
-    if (isMp4 && mFormat->pb && !(mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL))
-        dictionary.Set("movflags", "frag_keyframe+empty_moov+default_base_moof");
+    if (IsMp4Family(*mFormat->oformat)) {
+        bool seekable = mFormat->pb && (mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL);
+        // The index of a file moves to its front at the end; a pipe has one in each of its pieces.
+        std::string flags = seekable ? "faststart" : "frag_keyframe+empty_moov+default_base_moof";
+        if (HasFreeTags(mFormat->metadata)) flags += "+use_metadata_tags";
+        dictionary.Set("movflags", flags);
+        if (!strcmp(mFormat->oformat->name, "ipod")) dictionary.Set("write_tmcd", "1"); // .m4v
+    }
+    // Cameras' discs have packets of their own; the muxer goes by the name, here a temporary one.
+    if (EndsWith(mName, ".m2ts")) dictionary.Set("mpegts_m2ts_mode", "1");
     Check(avformat_write_header(mFormat, dictionary.Get()));
 }
 
@@ -124,6 +149,8 @@ void MediaSink::Take(const FramePtr &frame) {
     picture->color_primaries = mEncoder->color_primaries;
     picture->color_trc = mEncoder->color_trc;
     picture->colorspace = mEncoder->colorspace;
+    picture->chroma_location = mEncoder->chroma_sample_location;
+    SetFields(picture.get(), mEncoder->field_order);
     if (frame->duration > 0)
         mDurations[time] = av_rescale_q(frame->duration, from, mEncoder->time_base);
     Encode(picture.get());

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "video/media.h"
 #include "video/y4m_header.h"
 
 namespace {
@@ -94,28 +95,42 @@ std::string RatioTag(char letter, Rational ratio) {
     return letter + std::to_string(ratio.num) + ":" + std::to_string(ratio.den);
 }
 
-// For streams that came without tags.
+// For streams that came without a header.
 std::vector<std::string> MakeTags(const StreamInfo &info) {
     std::vector<std::string> tags;
     if (info.framesPerSecond.num > 0) tags.push_back(RatioTag('F', info.framesPerSecond));
-    tags.push_back("Ip");
     if (info.sampleAspect.num > 0) tags.push_back(RatioTag('A', info.sampleAspect));
-    tags.push_back("C420jpeg");
-    if (info.fullRange) tags.push_back("XCOLORRANGE=FULL");
+    std::vector<std::string> pictures = {"Ip", "C420jpeg"};
+    if (info.media) pictures = MediaY4mTags(*info.media);
+    tags.insert(tags.end(), pictures.begin(), pictures.end());
     return tags;
 }
 
 } // namespace
 
 Y4mSink::Y4mSink(const std::string &path, const std::string &name, const StreamInfo &info)
-    : mOutput(path, name) {
+    : mOutput(path, name), mSize(info.size) {
+    if (info.layout == PixelLayout::NV21) mChroma = ByteBuffer(2 * ChromaPlaneBytes(info.size));
+    // A Y4M header that says nothing stays as it is.
+    bool headless = info.tags.empty() && (info.media || info.framesPerSecond.num > 0);
     Y4mHeader header;
     header.size = info.size;
-    header.tags = info.tags.empty() && info.container != Container::Y4m ? MakeTags(info) : info.tags;
+    header.tags = headless ? MakeTags(info) : info.tags;
     mOutput.Write(Y4mHeaderLine(header));
 }
 
 void Y4mSink::Write(const Frame &frame) {
     mOutput.Write("FRAME" + frame.parameters + "\n");
-    mOutput.Write(frame.pixels.Data(), frame.pixels.Size());
+    if (mChroma.Size() == 0) {
+        mOutput.Write(frame.pixels.Data(), frame.pixels.Size());
+        return;
+    }
+    size_t luma = LumaBytes(mSize), chroma = ChromaPlaneBytes(mSize);
+    const uint8_t *pairs = frame.pixels.Data() + luma;
+    for (size_t i = 0; i < chroma; i++) {
+        mChroma.Data()[i] = pairs[2 * i + 1];
+        mChroma.Data()[chroma + i] = pairs[2 * i];
+    }
+    mOutput.Write(frame.pixels.Data(), luma);
+    mOutput.Write(mChroma.Data(), mChroma.Size());
 }

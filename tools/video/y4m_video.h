@@ -34,4 +34,6 @@ class Y4mSink : public FrameSink {
 
   private:
     ByteOutput mOutput;
+    PictureSize mSize;
+    ByteBuffer mChroma; // the planes of a frame whose samples are paired
 };
