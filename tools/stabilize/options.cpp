@@ -237,16 +237,20 @@ void AddComparison(CLI::App &app, Options &options) {
 
 void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Output";
-    app.add_option("--codec", options.sink.codec,
-                   "Video encoder, by FFmpeg's name (default: libx264 where the container takes it)")
+    app.add_option(
+           "--codec", options.sink.codec,
+           "Video encoder, by FFmpeg's name (default: for INPUT's kind of video, H.264, HEVC, VP9 "
+           "or AV1, where the container takes it, else libx264, else the container's own)")
         ->option_text("NAME")
         ->group(group);
     auto *crf = app.add_option("--crf", options.sink.crf,
-                               "Quality, less is better (default: 17, like the source to the eye)")
+                               "Quality, less is better (default: like the source to the eye, 17 with "
+                               "libx264, 18 with libx265, 20 to 22 for VP9 and AV1)")
                     ->option_text("N")
                     ->check(CLI::Range(0, 63))
                     ->group(group);
-    app.add_option("--preset", options.sink.preset, "Speed of the encoder: ultrafast to veryslow")
+    app.add_option("--preset", options.sink.preset,
+                   "Speed of the encoder: ultrafast to veryslow, or a number for VP9 and AV1")
         ->option_text("NAME")
         ->group(group);
     app.add_option("--bitrate", raw.bitrate, "Bits a second instead of a quality, e.g. 8M")
