@@ -246,16 +246,57 @@ class Case(typing.NamedTuple):
     say: str = ""             # pattern of the messages; none may come without one
     status: int = 0
     facts: dict = {}          # of the output, as facts() names them; None: there is no such thing
-    frames: int = FRAMES      # of the output
+    frames: typing.Optional[int] = FRAMES  # of the output; None: not looked at
     pictures: tuple = ()      # (file, first): the output's pictures are those of the file from this frame on
+    near: str = ""            # a file whose pictures the output's look like
 
 # Made inputs that are read as what they are.
 INPUTS = [
     Case("$ff -i a.mp4 -map 0:v -map 0:a -c copy -metadata title=Trip in.mkv", "in.mkv out.mkv", facts={"format.tags.title": "Trip"}),
 ]
 # Encoders, containers, tags.
+HEVC = "$ff -i clip.y4m -c:v libx265 -preset ultrafast -x265-params log-level=none"
+HDR = (HEVC + ":master-display='G(13250,34500)B(7500,3000)R(34000,16000)WP(15635,16450)L(10000000,1)':max-cll=1000,400"
+       " -pix_fmt yuv420p10le -color_trc smpte2084 in.mp4")
+FIELDS = "$ff -i clip.y4m -vf tinterlace=4 -c:v libx264 -preset ultrafast -flags +ildct -x264opts tff=1 in.mkv"
+CAMERA = ("$ff -i clip.y4m -c:v libx264 -preset ultrafast -movflags use_metadata_tags -timecode 01:00:00:00 "
+          "-metadata com.apple.quicktime.make=Maker in.mov")
+CAMERA_TAGS = {"format.tags.com.apple.quicktime.make": "Maker", "v.tags.timecode": "01:00:00:00"}
 OUTPUTS = [
-    Case("", "a.mp4 out.mp4", facts={"v.codec_name": "h264", "v.display_aspect_ratio": "2:1"}),
+    Case("", "a.mp4 out.mp4", facts={"v.codec_name": "h264", "v.display_aspect_ratio": "2:1", "index": "front"}),
+    Case("", "a.mp4 out.y4m", say="pictures only", facts={"v.r_frame_rate": "30/1", "v.sample_aspect_ratio": "3:2",
+                                                          "v.field_order": "progressive", "v.color_range": "tv"}),
+    Case("$ff -i clip.y4m -c:v libx264 -preset ultrafast -chroma_sample_location left -color_range pc in.mkv",
+         "in.mkv out.y4m", say="pictures only", facts={"v.chroma_location": "left", "v.color_range": "pc"}),
+    Case("$ff -i clip.y4m -f rawvideo -pix_fmt nv21 in.nv21", "--mode none --size 320x240 --fps 24 in.nv21 out.y4m",
+         facts={"v.r_frame_rate": "24/1"}, pictures=("clip.y4m", 0)),
+    Case("$ff -i a.mp4 -map 0:v -c copy in.ts", "--mode none in.ts out.ts", facts={"v.codec_name": "h264"}, near="a.mp4"),
+    Case("$ff -i a.mp4 -map 0:v -c copy in.h264", "--mode none in.h264 out.mpg", facts={"v.codec_name": "h264"}, near="a.mp4"),
+    Case("$ff -r 13 -i clip.y4m -c:v mpeg2video -r 25 -q:v 2 in.ts", "--mode none in.ts out.mpg",
+         facts={"v.codec_name": "mpeg2video", "v.r_frame_rate": "25/1"}, frames=None, near="in.ts"),
+    Case("$ff -r 13 -i clip.y4m -c:v ffv1 in.mkv", "--mode none in.mkv out.mpg", facts={"v.codec_name": "mpeg2video"}, near="clip.y4m"),
+    Case("$ff -i clip.y4m -c:v ffv1 in.mkv", "--mode none in.mkv out.ogv", facts={"v.codec_name": "theora", "v.r_frame_rate": "30/1"},
+         near="clip.y4m"),
+    Case("$ff -i clip.y4m -c:v ffv1 in.mkv", "in.mkv out.h264", facts={"v.codec_name": "h264", "v.r_frame_rate": "30/1"}),
+    Case(HEVC + " in.mkv", "--mode none in.mkv out.ts", facts={"v.codec_name": "hevc"}, near="in.mkv"),
+    Case(HEVC + " in.mkv", "in.mkv out.avi", facts={"v.codec_name": "h264"}),
+    Case("$ff -i clip.y4m -c:v libvpx-vp9 -cpu-used 8 in.webm", "--mode none --preset fast in.webm out.mp4",
+         facts={"v.codec_name": "vp9"}, near="in.webm"),
+    Case("", "--mode none --codec libsvtav1 --preset ultrafast clip.y4m out.mp4", facts={"v.codec_name": "av1"}, near="clip.y4m"),
+    Case("", "--preset bogus a.mp4 out.mp4", status=1, say="--preset bogus: .* libx264 .*give ultrafast"),
+    Case("", "--crf 60 a.mp4 out.mp4", status=1, say="--crf 60: .* 0 to 51"),
+    Case(HDR, "in.mp4 out.mkv", say="8-bit(.|\n)*stay HDR but keep 8 of their 10 bits",
+         facts={"v.codec_name": "hevc", "v.color_transfer": "smpte2084", "v.side_data_list.0.max_content": 1000,
+                "v.side_data_list.1.max_luminance": "1000/1"}),
+    Case(HDR, "in.mp4 out.avi", say="mastering data is left out"),
+    Case(FIELDS, "--force in.mkv out.mp4", say="interlaced", frames=FRAMES // 2, facts={"v.field_order": "tt"}),
+    Case(FIELDS, "--force --codec mpeg2video in.mkv out.mpg", say="interlaced", frames=FRAMES // 2, facts={"v.field_order": "tt"}),
+    Case(FIELDS, "--force in.mkv out.y4m", say="interlaced", frames=FRAMES // 2, facts={"v.field_order": "tt"}),
+    Case(CAMERA, "in.mov out.mov", facts=CAMERA_TAGS),
+    Case(CAMERA, "in.mov out.m4v", facts=CAMERA_TAGS),
+    Case(CAMERA, "--start 0.5 in.mov out.mp4", facts={"v.tags.timecode": "01:00:00:15"}, frames=FRAMES - 15),
+    Case(CAMERA, "in.mov out.mkv", facts={"format.tags.COM.APPLE.QUICKTIME.MAKE": "Maker", "v.tags.TIMECODE": "01:00:00:00"}),
+    Case(CAMERA, "in.mov out.ts", say="time code .01:00:00:00. is left out(.|\n)*quicktime.make. is left out"),
 ]
 # Sound and subtitles.
 OTHER_STREAMS = [
@@ -286,7 +327,16 @@ def facts(file):
         told[f"{kind}.count"] = told.get(f"{kind}.count", 0) + 1
     flatten("format", found["format"])
     told["chapters"] = len(found["chapters"])
+    data = pathlib.Path(file).read_bytes()
+    told["index"] = "front" if 0 < data.find(b"moov") < data.find(b"mdat") else "end"
     return told
+
+
+def noise(file, other):
+    """Signal to noise of the pictures in decibels, whatever their times."""
+    same_times = "[0:v]settb=1/25,setpts=N[a];[1:v]settb=1/25,setpts=N[b];[a][b]psnr=stats_file=-"
+    last = ffmpeg("-i", file, "-i", other, "-lavfi", same_times, "-f", "null", "-").decode().splitlines()[-1]
+    return float(re.search(r"psnr_avg:(\S+)", last)[1])
 
 
 def run_case(case):
@@ -306,7 +356,10 @@ def run_case(case):
             check(told.get(name) == value, f"{name} is {told.get(name)}, not {value}: {case.make}; {case.args}")
         size = os.path.getsize(outs[0])
         count = len(packets(outs[0], "v")[0]) if size else 0
-        check(count == case.frames, f"{count} frames, not {case.frames}: {case.make}; {case.args}")
+        check(case.frames in (count, None), f"{count} frames, not {case.frames}: {case.make}; {case.args}")
+        if case.near:
+            heard = noise(outs[0], os.path.join(folder, case.near))
+            check(heard > 38, f"pictures of {heard:.1f} dB: {case.make}; {case.args}")
         if case.pictures:
             name, first = case.pictures
             whole, part = pixels(os.path.join(folder, name)), pixels(outs[0])
