@@ -130,7 +130,7 @@ void CheckCrf(const AVCodecContext *encoder, const Quality *quality, const std::
     std::string name = encoder->codec->name;
     if (!HasOption(encoder, "crf"))
         throw VideoError("--crf: the encoder " + name + " has no such setting, use --bitrate");
-    if (quality && atoi(crf.c_str()) > quality->worst)
+    if (quality && strtol(crf.c_str(), nullptr, 10) > quality->worst)
         throw VideoError("--crf " + crf + ": the encoder " + name + " takes 0 to " +
                          std::to_string(quality->worst));
 }

@@ -2,6 +2,7 @@
 #include "video/media_copy.h"
 
 #include <string.h>
+#include <strings.h>
 
 #include <algorithm>
 
@@ -13,7 +14,7 @@ bool IsOwn(const char *key) {
                                "encoder",     "vendor_id",       "handler_name",
                                "DURATION",    "NUMBER_OF_BYTES", "BPS"};
     for (const char *name : own)
-        if (!strcmp(key, name)) return true;
+        if (!strcasecmp(key, name)) return true; // Matroska writes all in capitals
     return !strncmp(key, "_STATISTICS", strlen("_STATISTICS"));
 }
 

@@ -53,11 +53,22 @@ AVRational MpegRate(AVRational rate, bool fractions) {
     return {60, 1};
 }
 
+// Pictures a second, in which those that are missing are counted where the container can leave some
+// out.
+AVRational CountRate(const AVOutputFormat &container, const StreamInfo &info) {
+    const AVRational most = {120, 1};
+    AVRational rate = ToMedia(info.framesPerSecond);
+    if (!info.media || (container.flags & AVFMT_NOTIMESTAMPS)) return rate;
+    AVRational finest = info.media->Video()->r_frame_rate;
+    bool sane = finest.num > 0 && finest.den > 0 && av_cmp_q(finest, most) <= 0;
+    return sane && av_cmp_q(finest, rate) > 0 ? finest : rate;
+}
+
 // Where the encoder or the container counts pictures instead of telling their times, players go by the
 // rate that is written, which is this unit.
 AVRational ChooseTimeBase(const AVOutputFormat &container, const AVCodec *codec,
                           const StreamInfo &info) {
-    AVRational base = ToMedia(info.timeBase), rate = ToMedia(info.framesPerSecond);
+    AVRational base = ToMedia(info.timeBase), rate = CountRate(container, info);
     bool mpeg1 = codec->id == AV_CODEC_ID_MPEG1VIDEO, mpeg2 = codec->id == AV_CODEC_ID_MPEG2VIDEO;
     if (rate.num > 0 && (mpeg1 || mpeg2)) return av_inv_q(MpegRate(rate, mpeg2));
     bool counts = codec->id == AV_CODEC_ID_THEORA || (container.flags & AVFMT_NOTIMESTAMPS) ||
@@ -77,12 +88,12 @@ void SetFields(AVCodecContext *encoder, const StreamInfo &info) {
         encoder->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
 }
 
-// The brightness of the screen that the pictures were made for, in the words of x265 and x264.
+// The brightness of the screen that the pictures were made for, in the words of x265.
 std::string LightParameters(const MediaInput &input) {
     std::string text;
     char part[160];
     const auto *screen = (const AVMasteringDisplayMetadata *)input.masteringDisplay.data();
-    if (screen && screen->has_primaries && screen->has_luminance) {
+    if (!input.masteringDisplay.empty() && screen->has_primaries && screen->has_luminance) {
         auto units = [](AVRational value, int unit) { return (int)lround(av_q2d(value) * unit); };
         auto primary = [&](int i, int axis) {
             return units(screen->display_primaries[i][axis], 50000);
@@ -95,7 +106,7 @@ std::string LightParameters(const MediaInput &input) {
         text = part;
     }
     const auto *light = (const AVContentLightMetadata *)input.lightLevel.data();
-    if (light) {
+    if (!input.lightLevel.empty()) {
         snprintf(part, sizeof(part), "%smax-cll=%u,%u", text.empty() ? "" : ":", light->MaxCLL,
                  light->MaxFALL);
         text += part;

@@ -116,7 +116,7 @@ void MediaSink::WriteHeader() {
         bool seekable = mFormat->pb && (mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL);
         // The index of a file moves to its front at the end; a pipe has one in each of its pieces.
         std::string flags = seekable ? "faststart" : "frag_keyframe+empty_moov+default_base_moof";
-        if (HasFreeTags(mFormat->metadata)) flags += "+use_metadata_tags";
+        if (HasFreeTags(*mFormat)) flags += "+use_metadata_tags";
         dictionary.Set("movflags", flags);
         if (!strcmp(mFormat->oformat->name, "ipod")) dictionary.Set("write_tmcd", "1"); // .m4v
     }

@@ -3,7 +3,6 @@
 
 #include <math.h>
 #include <string.h>
-#include <strings.h>
 
 #include <algorithm>
 
@@ -142,18 +141,17 @@ bool IsMp4Family(const AVOutputFormat &container) {
     return av_match_name(container.name, "mp4,mov,ipod,3gp,3g2,psp,f4v");
 }
 
-bool HasFreeTags(const AVDictionary *tags) {
-    const char *const fixed[] = {
-        "title",         "artist",   "author",      "album_artist",  "composer",        "album",
-        "date",          "comment",  "genre",       "copyright",     "grouping",        "lyrics",
-        "description",   "synopsis", "show",        "episode_id",    "network",         "keywords",
-        "episode_sort",  "track",    "disc",        "season_number", "media_type",      "hd_video",
-        "creation_time", "location", "compilation", "timecode",      "gapless_playback"};
+bool HasFreeTags(const AVFormatContext &output) {
+    const char both[] = "title,artist,album,date,comment,genre,copyright,keywords,encoder,location,"
+                        "location-eng,creation_time,timecode";
+    const char mov[] = "author,make,model";
+    const char others[] = "album_artist,composer,grouping,lyrics,description,synopsis,show,episode_id,"
+                          "network,episode_sort,season_number,media_type,hd_video,gapless_playback,"
+                          "compilation,track,disc,tmpo";
+    const char *more = !strcmp(output.oformat->name, "mov") ? mov : others;
     const AVDictionaryEntry *entry = nullptr;
-    while ((entry = av_dict_get(tags, "", entry, AV_DICT_IGNORE_SUFFIX))) {
-        auto same = [&](const char *key) { return !strcasecmp(key, entry->key); };
-        if (std::none_of(std::begin(fixed), std::end(fixed), same)) return true;
-    }
+    while ((entry = av_dict_get(output.metadata, "", entry, AV_DICT_IGNORE_SUFFIX)))
+        if (!av_match_name(entry->key, both) && !av_match_name(entry->key, more)) return true;
     return false;
 }
 

@@ -12,8 +12,8 @@ AVChromaLocation ChromaLocation(const StreamInfo &info);
 // mp4, mov and their relatives.
 bool IsMp4Family(const AVOutputFormat &container);
 
-// True when the tags go beyond the fixed list that files of the MP4 family usually hold.
-bool HasFreeTags(const AVDictionary *tags);
+// True when the tags of an output of this family go beyond the list that such files usually hold.
+bool HasFreeTags(const AVFormatContext &output);
 
 // Gives the output's video stream, whose parameters are the encoder's, what the input says of how its
 // pictures are to be shown, and its time code, moved to where the output begins. What the container has
