@@ -60,7 +60,8 @@ AVRational CountRate(const AVOutputFormat &container, const StreamInfo &info) {
     AVRational rate = ToMedia(info.framesPerSecond);
     if (!info.media || (container.flags & AVFMT_NOTIMESTAMPS)) return rate;
     AVRational finest = info.media->Video()->r_frame_rate;
-    bool sane = finest.num > 0 && finest.den > 0 && av_cmp_q(finest, most) <= 0;
+    bool fields = info.interlaced || av_cmp_q(finest, av_mul_q(rate, {2, 1})) == 0;
+    bool sane = !fields && finest.num > 0 && finest.den > 0 && av_cmp_q(finest, most) <= 0;
     return sane && av_cmp_q(finest, rate) > 0 ? finest : rate;
 }
 
