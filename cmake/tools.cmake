@@ -97,6 +97,7 @@ if(QUORVEL_HAS_TOOL)
     tools/stabilize/console.cpp
     tools/stabilize/main.cpp
     tools/stabilize/options.cpp
+    tools/stabilize/parse.cpp
     tools/stabilize/pipeline.cpp
     tools/stabilize/plot.cpp
     ${preview_source}

@@ -11,11 +11,27 @@ struct Corner {
 };
 Corner MiddleCorner(PictureSize whole, PictureSize window);
 
-// Replaces the columns left of `column` by those of the input's middle, with a white line between.
-void ShowSplit(const Frame &input, PictureSize inSize, Frame &output, PictureSize outSize,
-               PixelLayout layout, int column);
+void CopyMiddle(const Frame &whole, PictureSize wholeSize, Frame &middle, PictureSize size,
+                PixelLayout layout);
 
-// The input's middle on the left of `joined`, which is twice as wide as the output, the output on the
-// right.
+// How players show the pictures.
+struct View {
+    PixelLayout layout = PixelLayout::I420;
+    int rotation = 0; // clockwise, degrees; columns are counted after it
+};
+
+int ShownWidth(PictureSize size, int rotation);
+
+// Of a picture that is shown twice as wide.
+PictureSize JoinedSize(PictureSize size, int rotation);
+
+const int kLineColumns = 2;  // of the white line between before and after
+const int kSplitColumns = 2; // the least on each side of it
+
+// Replaces what is shown left of `column` by the input's middle, with a white line between.
+void ShowSplit(const Frame &input, PictureSize inSize, Frame &output, PictureSize outSize,
+               const View &view, int column);
+
+// The input's middle on the left of `joined`, the output on the right.
 void ShowSideBySide(const Frame &input, PictureSize inSize, const Frame &output, PictureSize outSize,
-                    PixelLayout layout, Frame &joined);
+                    const View &view, Frame &joined);

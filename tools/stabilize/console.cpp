@@ -3,13 +3,17 @@
 
 #include <math.h>
 #include <stdio.h>
+#include <string.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 
+#include "video/interrupt.h"
+#include "video/picture.h"
+
 namespace {
 
-const int kBarWidth = 30;
 const double kBarSeconds = 0.1;
 const double kLineSeconds = 5;
 
@@ -23,9 +27,32 @@ std::string TimeText(double seconds) {
     return text;
 }
 
+// Columns of the terminal, less one: a full line would wrap. A large number when it is unknown.
+size_t LineColumns() {
+    winsize size = {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col < 2) return 1000;
+    return size.ws_col - 1u;
+}
+
+// A bar as wide as there is room, for `share` of the whole.
+std::string BarText(double share, size_t room) {
+    const size_t least = 8;
+    const size_t most = 30;
+    const size_t frame = strlen("[] ");
+    if (room < least + frame) return "";
+    size_t width = std::min(most, room - frame);
+    auto filled = (size_t)(share * (double)width);
+    return "[" + std::string(filled, '#') + std::string(width - filled, '-') + "] ";
+}
+
 } // namespace
 
-Console::Console(bool quiet) : mQuiet(quiet), mTerminal(isatty(STDERR_FILENO) == 1) {}
+Console::Console(bool quiet) : mQuiet(quiet), mTerminal(isatty(STDERR_FILENO) == 1) {
+    if (quiet) return;
+    SayOnSignal(mTerminal
+                    ? "\r\033[Kquorvel-stabilize: finishing the output, another Ctrl-C ends at once\n"
+                    : "quorvel-stabilize: finishing the output, another signal ends at once\n");
+}
 
 double Console::Seconds() const { return std::chrono::duration<double>(Clock::now() - mBegin).count(); }
 
@@ -42,22 +69,25 @@ void Console::ClearBar() {
     mBarShown = false;
 }
 
-std::string Console::ProgressText(int64_t frames, int64_t total, bool bar) const {
+std::string Console::ProgressText(int64_t frames, int64_t total) const {
     double rate = (double)frames / std::max(Seconds(), 1e-3);
     char text[160];
     if (total <= 0 || frames > total) { // estimates may be short
-        snprintf(text, sizeof(text), "%lld frames, %.1f fps", (long long)frames, rate);
+        snprintf(text, sizeof(text), "%s, %.1f fps", CountText(frames, "frame").c_str(), rate);
         return text;
     }
     std::string left = rate > 0 ? TimeText((double)(total - frames) / rate) : "?";
-    std::string drawn;
-    if (bar) {
-        auto filled = (size_t)(frames * kBarWidth / total);
-        drawn = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '-') + "] ";
-    }
-    snprintf(text, sizeof(text), "%s%lld of %lld frames, %.1f fps, ETA %s", drawn.c_str(),
-             (long long)frames, (long long)total, rate, left.c_str());
+    snprintf(text, sizeof(text), "%lld of %s, %.1f fps, ETA %s", (long long)frames,
+             CountText(total, "frame").c_str(), rate, left.c_str());
     return text;
+}
+
+std::string Console::BarLine(int64_t frames, int64_t total) const {
+    std::string text = ProgressText(frames, total);
+    size_t columns = LineColumns();
+    if (text.size() >= columns) return text.substr(0, columns);
+    if (total <= 0 || frames > total) return text;
+    return BarText((double)frames / (double)total, columns - text.size()) + text;
 }
 
 void Console::Progress(int64_t frames, int64_t total) {
@@ -67,11 +97,10 @@ void Console::Progress(int64_t frames, int64_t total) {
     if (since < (mTerminal ? kBarSeconds : kLineSeconds)) return;
     std::lock_guard<std::mutex> lock(mMutex);
     mShown = now;
-    std::string text = ProgressText(frames, total, mTerminal);
     if (mTerminal)
-        fprintf(stderr, "\r\033[K%s", text.c_str());
+        fprintf(stderr, "\r\033[K%s", BarLine(frames, total).c_str());
     else
-        fprintf(stderr, "quorvel-stabilize: %s\n", text.c_str());
+        fprintf(stderr, "quorvel-stabilize: %s\n", ProgressText(frames, total).c_str());
     fflush(stderr);
     mBarShown = mTerminal;
 }

@@ -34,7 +34,8 @@ class Console {
     using Clock = std::chrono::steady_clock;
 
     void ClearBar();
-    std::string ProgressText(int64_t frames, int64_t total, bool bar) const;
+    std::string ProgressText(int64_t frames, int64_t total) const;
+    std::string BarLine(int64_t frames, int64_t total) const;
 
     mutable std::mutex mMutex;
     std::vector<std::string> mNotes;

@@ -10,6 +10,7 @@
 #include "video/interrupt.h"
 
 int main(int argc, char **argv) {
+    ReserveStandardStreams();
     Options options;
     int exitCode = 0;
     if (!ParseOptions(argc, argv, options, exitCode)) return exitCode;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/options.h"
 
-#include <math.h>
-
 #include <algorithm>
 #include <iostream>
 #include <map>
@@ -11,6 +9,8 @@
 #include <CLI/CLI.hpp>
 
 #include "quorvel/version.h"
+#include "stabilize/compose.h"
+#include "stabilize/parse.h"
 #include "stabilize/preview.h"
 #include "video/media.h"
 
@@ -35,6 +35,8 @@ const char kExamples[] =
     "Exit status: 0 done, 1 input or output cannot be used or is damaged, 2 wrong command line,\n"
     "130 interrupted (Ctrl-C; the output is whole up to there).";
 
+const char kMiddle[] = "middle"; // what --split stands for without a column
+
 // What is still text when the parser is done with it.
 struct RawArguments {
     std::string size;
@@ -45,7 +47,10 @@ struct RawArguments {
     std::string start;
     std::string duration;
     std::string bitrate;
-    double crop = 0;
+    std::string crop = "0";
+    std::string scale;
+    std::string split;
+    std::string threads = "0";
     bool verbose = false;
 };
 
@@ -87,68 +92,22 @@ class HelpFormatter : public CLI::Formatter {
     static const size_t kWidth = 96;
 };
 
-// A column behind --split is its value, though the option stands without one too.
+// A number behind --split is its value, though the option stands without one too.
+bool IsColumn(const std::string &text) {
+    const char *const digits = "0123456789";
+    size_t begin = text.size() > 1 && text[0] == '-' ? 1 : 0;
+    return text.find_first_not_of(digits, begin) == std::string::npos;
+}
+
 std::vector<std::string> Arguments(int argc, char **argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     for (size_t i = 0; i + 1 < arguments.size(); i++) {
-        const std::string &next = arguments[i + 1];
-        if (arguments[i] != "--split" || next.find_first_not_of("0123456789") != std::string::npos)
-            continue;
-        arguments[i] += "=" + next;
+        if (arguments[i] != "--split" || !IsColumn(arguments[i + 1])) continue;
+        arguments[i] += "=" + arguments[i + 1];
         arguments.erase(arguments.begin() + (ptrdiff_t)i + 1);
     }
     std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
     return arguments;
-}
-
-// Seconds out of "90", "1:30.5" or "1:02:03"; below 0 when the text is none of these.
-double ParseSeconds(const std::string &text) {
-    double sum = 0;
-    size_t begin = 0;
-    for (int parts = 0; parts < 3; parts++) {
-        size_t colon = text.find(':', begin);
-        std::string part = text.substr(begin, colon - begin);
-        if (part.empty() || part.find_first_not_of("0123456789.") != std::string::npos) return -1;
-        sum = sum * 60 + strtod(part.c_str(), nullptr);
-        if (colon == std::string::npos) return sum;
-        begin = colon + 1;
-    }
-    return -1;
-}
-
-std::string SecondsFault(const std::string &text) {
-    double seconds = ParseSeconds(text);
-    return seconds > 0 && seconds < 1e6 ? "" : text + " is no time, give seconds, M:S or H:M:S";
-}
-
-// Bits a second out of "4000000", "4000k" or "4M"; 0 when the text is none of these.
-int64_t ParseBitrate(const std::string &text) {
-    char *end = nullptr;
-    double value = strtod(text.c_str(), &end);
-    std::string unit = end;
-    if (unit == "k" || unit == "K") value *= 1e3;
-    if (unit == "m" || unit == "M") value *= 1e6;
-    bool known = unit.empty() || unit == "k" || unit == "K" || unit == "m" || unit == "M";
-    return known && value >= 1000 && value < 1e10 ? (int64_t)value : 0;
-}
-
-std::string BitrateFault(const std::string &text) {
-    return ParseBitrate(text) > 0 ? "" : text + " is no rate, give bits a second, e.g. 8M or 800k";
-}
-
-// "30", "29.97" or "30000/1001"; a numerator of 0 when the text is none of these.
-Rational ParseRate(const std::string &text) {
-    char *end = nullptr;
-    double value = strtod(text.c_str(), &end);
-    int den = 1;
-    if (*end == '/' && !ParseNumber(end + 1, 1000000, den)) return {0, 1};
-    if ((*end && *end != '/') || !(value > 0 && value <= 1e6)) return {0, 1};
-    if (value == (int)value) return {(int)value, den};
-    return {(int)lround(value * 1000), 1000 * den};
-}
-
-std::string RateFault(const std::string &text) {
-    return ParseRate(text).num > 0 ? "" : text + " is no frame rate, give e.g. 25 or 30000/1001";
 }
 
 void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
@@ -160,11 +119,11 @@ void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
                    "Video to write, - for standard output; none with --preview or --dry-run");
     app.add_option("--start", raw.start, "Begin here: seconds, M:S or H:M:S")
         ->option_text("TIME")
-        ->check(SecondsFault)
+        ->check(SecondsFault(true))
         ->group(group);
     app.add_option("--duration", raw.duration, "Stop after this time")
         ->option_text("TIME")
-        ->check(SecondsFault)
+        ->check(SecondsFault(false))
         ->group(group);
     app.add_option("--input-format", options.source.format,
                    "Container or input device of INPUT, by FFmpeg's name (v4l2, x11grab, mpegts ...)")
@@ -184,7 +143,8 @@ void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
         ->check(CLI::IsMember({"nv21", "i420"}))
         ->needs("--size")
         ->group(group);
-    app.add_option("--fps", raw.rate, "Frame rate of raw frames (default 30)")
+    app.add_option("--fps", raw.rate,
+                   "Frame rate of raw frames: 0.001 to 1000000, or a fraction (default 30)")
         ->option_text("RATE")
         ->check(RateFault)
         ->needs("--size")
@@ -204,25 +164,36 @@ void AddPicture(CLI::App &app, Options &options, RawArguments &raw) {
         ->group(group);
     auto *crop =
         app.add_option("--crop", raw.crop,
-                       "Margin for the movements, both sides together in percent of the picture: "
-                       "the output is that much smaller; from 13 on nothing is enlarged")
+                       "Margin for the movements, both sides together in percent of the picture, 1 to "
+                       "45: the output is that much smaller; from 13 on nothing is enlarged")
             ->option_text("PERCENT")
-            ->check(CLI::Range(1.0, 45.0))
+            ->check(DecimalFault(1, 45))
             ->group(group);
-    app.add_flag("--zoom", options.zoom, "Enlarge a cropped picture to the input's size again")
-        ->group(group);
-    app.add_option("--out-size", raw.outSize, "Size of the output, instead of --crop")
+    app.add_option("--out-size", raw.outSize,
+                   "Size of the output, instead of --crop: at least half of the input's")
         ->option_text("WxH")
         ->check(EvenSizeFault)
         ->excludes(crop)
         ->group(group);
+    auto *scale =
+        app.add_option("--scale", raw.scale, "Scale the stabilized picture to this size (needs FFmpeg)")
+            ->option_text("WxH")
+            ->check(EvenSizeFault)
+            ->group(group);
+    app.add_flag("--zoom", options.zoom, "Scale a cropped picture to the input's size again")
+        ->excludes(scale)
+        ->group(group);
 }
 
-void AddComparison(CLI::App &app, Options &options) {
+std::string ColumnFault(const std::string &text) {
+    return text == kMiddle ? "" : WholeFault(kSplitColumns, kMaxSide)(text);
+}
+
+void AddComparison(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Before and after";
-    auto *split = app.add_flag("--split{0}", options.splitColumn,
+    auto *split = app.add_flag(std::string("--split{") + kMiddle + "}", raw.split,
                                "Show the input left of this column (default: the middle)")
-                      ->check(CLI::Range(0, kMaxSide))
+                      ->check(ColumnFault)
                       ->option_text("[COLUMN]")
                       ->group(group);
     app.add_flag("--side-by-side", options.sideBySide,
@@ -244,16 +215,16 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
         ->option_text("NAME")
         ->group(group);
     auto *crf = app.add_option("--crf", options.sink.crf,
-                               "Quality, less is better (default: like the source to the eye, 17 with "
-                               "libx264, 18 with libx265, 20 to 22 for VP9 and AV1)")
+                               "Quality, 0 to 63, less is better (default: like the source to the eye, "
+                               "17 with libx264, 18 with libx265, 20 to 22 for VP9 and AV1)")
                     ->option_text("N")
-                    ->check(CLI::Range(0, 63))
+                    ->check(WholeFault(0, 63))
                     ->group(group);
     app.add_option("--preset", options.sink.preset,
                    "Speed of the encoder: ultrafast to veryslow, or a number for VP9 and AV1")
         ->option_text("NAME")
         ->group(group);
-    app.add_option("--bitrate", raw.bitrate, "Bits a second instead of a quality, e.g. 8M")
+    app.add_option("--bitrate", raw.bitrate, "Bits a second instead of a quality, 1k to 9999M")
         ->option_text("RATE")
         ->check(BitrateFault)
         ->excludes(crf)
@@ -267,11 +238,12 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
                    "Container of OUTPUT, by FFmpeg's name (default: its ending decides; - gets Y4M)")
         ->option_text("NAME")
         ->group(group);
-    app.add_option("--threads", options.threads,
-                   "Threads of the decoder, of the stabilizer (4 at most) and of the encoder, each "
-                   "(default: 0, as many as suit the machine)")
+    app.add_option(
+           "--threads", raw.threads,
+           "Threads of the decoder, of the stabilizer (4 at most) and of the encoder, each, 0 to "
+           "64 (default: 0, as many as suit the machine)")
         ->option_text("N")
-        ->check(CLI::Range(0, 64))
+        ->check(WholeFault(0, 64))
         ->group(group);
     app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist")->group(group);
 }
@@ -294,6 +266,11 @@ void AddReports(CLI::App &app, Options &options, RawArguments &raw) {
     app.set_version_flag("--version", VersionLine, "Print versions and exit")->group(group);
 }
 
+std::optional<PictureSize> SizeOf(const std::string &text) {
+    PictureSize size;
+    return ParseSize(text, size) ? std::optional(size) : std::nullopt;
+}
+
 // Turns the texts, which have passed their checks, into the options' types.
 void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (!raw.size.empty()) {
@@ -301,18 +278,18 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
         ParseSize(raw.size, options.source.shape->size);
         options.source.shape->layout = raw.format == "i420" ? PixelLayout::I420 : PixelLayout::NV21;
     }
-    options.source.rawFramesPerSecond = ParseRate(raw.rate);
-    if (!raw.outSize.empty()) {
-        options.outSize.emplace();
-        ParseSize(raw.outSize, *options.outSize);
-    }
+    options.source.rawFramesPerSecond = *ParseRate(raw.rate);
+    options.outSize = SizeOf(raw.outSize);
+    options.scale = SizeOf(raw.scale);
     options.mode = kModes.at(raw.mode);
-    options.crop = raw.crop / 100;
-    if (raw.mode == "shift" && raw.crop <= 0 && raw.outSize.empty()) options.crop = 0.1;
-    if (!raw.start.empty()) options.source.start = ParseSeconds(raw.start);
-    if (!raw.duration.empty()) options.source.duration = ParseSeconds(raw.duration);
-    if (!raw.bitrate.empty()) options.sink.bitrate = ParseBitrate(raw.bitrate);
+    options.crop = *ParseDecimal(raw.crop) / 100;
+    if (raw.mode == "shift" && options.crop <= 0 && raw.outSize.empty()) options.crop = 0.1;
+    if (!raw.start.empty()) options.source.start = *ParseSeconds(raw.start);
+    if (!raw.duration.empty()) options.source.duration = *ParseSeconds(raw.duration);
+    if (!raw.bitrate.empty()) options.sink.bitrate = *ParseBitrate(raw.bitrate);
     options.split = app.count("--split") > 0;
+    ParseNumber(raw.split, kMaxSide, options.splitColumn);
+    ParseNumber(raw.threads, kMaxSide, options.threads);
     options.source.threads = options.sink.threads = options.threads;
     if (raw.verbose) ShowMediaMessages();
 }
@@ -329,6 +306,8 @@ std::string Contradiction(const Options &options) {
         return "OUTPUT is required, unless --dry-run or --preview is given";
     if (options.json && options.output == "-")
         return "--json and the video cannot both go to standard output";
+    if (options.json && options.tracePath == "-")
+        return "--json and the trace cannot both go to standard output";
     if (options.zoom && options.crop <= 0 && !options.outSize)
         return "--zoom needs --crop, --mode shift or --out-size: nothing is cropped otherwise";
     if (options.mode == Mode::None && (options.crop > 0 || options.outSize))
@@ -349,7 +328,7 @@ bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
     RawArguments raw;
     AddInput(app, options, raw);
     AddPicture(app, options, raw);
-    AddComparison(app, options);
+    AddComparison(app, options, raw);
     AddOutput(app, options, raw);
     AddReports(app, options, raw);
     app.footer(kExamples);

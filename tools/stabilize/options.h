@@ -16,10 +16,11 @@ struct Options {
     SinkOptions sink;
     std::optional<PictureSize> outSize; // else the input's size, less the crop
     Mode mode = Mode::Rotate;
-    double crop = 0;   // share of each side that becomes margin, 0 to 1
-    bool zoom = false; // back to the input's size
+    double crop = 0;                  // share of each side that becomes margin, 0 to 1
+    std::optional<PictureSize> scale; // of the stabilized picture
+    bool zoom = false;                // scaled to the input's size
     bool split = false;
-    int splitColumn = 0; // 0: the middle
+    int splitColumn = 0; // as shown; 0: the middle
     bool sideBySide = false;
     bool preview = false;
     bool dryRun = false;

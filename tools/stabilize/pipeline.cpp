@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/pipeline.h"
 
+#include <string>
+#include <system_error>
+
 #include "video/interrupt.h"
 
 namespace {
@@ -12,8 +15,14 @@ const size_t kQueueFrames = 4;
 Pipeline::Pipeline(FrameSource &source, FrameSink *sink)
     : mSource(source), mSink(sink), mPool(source.Info().size), mRead(kQueueFrames),
       mWrite(kQueueFrames) {
-    mReader = std::thread([this] { ReadFrames(); });
-    if (sink) mWriter = std::thread([this] { WriteFrames(); });
+    try {
+        mReader = std::thread([this] { ReadFrames(); });
+        if (sink) mWriter = std::thread([this] { WriteFrames(); });
+    } catch (const std::system_error &error) {
+        Join();
+        throw VideoError(std::string("cannot start a thread: ") + error.code().message() +
+                         "; end other programs, or raise the limit of processes (ulimit -u)");
+    }
 }
 
 Pipeline::~Pipeline() { Join(); }

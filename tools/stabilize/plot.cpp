@@ -4,6 +4,9 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
+
+#include "video/output_file.h"
 
 namespace {
 
@@ -73,6 +76,29 @@ void WritePath(FILE *script, const std::vector<MotionRecord> &records) {
     fputs("END\n", script);
 }
 
+// gnuplot does not tell that a disk is full.
+bool IsWhole(const std::string &path, bool svg) {
+    const std::string end = svg ? "</svg>" : std::string("IEND\xae\x42\x60\x82");
+    FILE *file = fopen(path.c_str(), "rb");
+    if (!file) return false;
+    char tail[32];
+    bool found = fseek(file, -(long)sizeof(tail), SEEK_END) == 0 &&
+                 fread(tail, 1, sizeof(tail), file) == sizeof(tail) &&
+                 std::string(tail, sizeof(tail)).find(end) != std::string::npos;
+    fclose(file);
+    return found;
+}
+
+// A plot of this name, kept when it is whole.
+void KeepPlot(OutputFile &file, bool svg, bool drawn) {
+    struct stat info = {};
+    bool regular = stat(file.WritePath().c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    if (!drawn || (regular && !IsWhole(file.WritePath(), svg)))
+        throw VideoError("--plot: gnuplot could not draw " + file.Name() +
+                         ", is there room for it, and is gnuplot complete?");
+    file.Commit();
+}
+
 } // namespace
 
 void CheckPlotter() {
@@ -84,15 +110,17 @@ void CheckPlotter() {
     if (!there) throw VideoError("--plot needs gnuplot, which is not there (Debian: gnuplot-nox)");
 }
 
-void DrawPlot(const std::string &path, const std::string &title,
+void DrawPlot(const std::string &path, bool overwrite, const std::string &title,
               const std::vector<MotionRecord> &records, PictureSize reach) {
     bool svg = path.size() > 4 && path.substr(path.size() - 4) == ".svg";
-    FILE *script = popen("gnuplot", "w");
+    OutputFile file(path, overwrite);
+    FILE *script = popen("gnuplot 2>/dev/null", "w");
     if (!script) throw VideoError(std::string("--plot: cannot start gnuplot: ") + strerror(errno));
     fprintf(script, "set terminal %s size 1000,800\n", svg ? "svg" : "pngcairo");
-    fprintf(script, "set output %s\ntitle = %s\n", Quoted(path).c_str(), Quoted(title).c_str());
+    fprintf(script, "set output %s\ntitle = %s\n", Quoted(file.WritePath()).c_str(),
+            Quoted(title).c_str());
     fprintf(script, "columns = %d\nrows = %d\n", reach.width, reach.height);
     WritePath(script, records);
     fputs(kLook, script);
-    if (pclose(script) != 0) throw VideoError("--plot: gnuplot could not draw " + path);
+    KeepPlot(file, svg, pclose(script) == 0);
 }

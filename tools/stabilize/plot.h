@@ -12,5 +12,5 @@
 void CheckPlotter();
 
 // `path` ends in .png or .svg; `reach` is how far the picture can be moved each way.
-void DrawPlot(const std::string &path, const std::string &title,
+void DrawPlot(const std::string &path, bool overwrite, const std::string &title,
               const std::vector<MotionRecord> &records, PictureSize reach);

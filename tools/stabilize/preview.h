@@ -21,6 +21,13 @@ class Preview {
     virtual bool Show(const Frame &input, const Frame &output, double seconds) = 0;
 };
 
-// Throws VideoError when no window can be opened. `inSize` holds `outSize` in its middle.
-std::unique_ptr<Preview> OpenPreview(const std::string &title, PictureSize inSize, PictureSize outSize,
-                                     PixelLayout layout);
+struct PreviewPictures {
+    PictureSize before; // holds `after` in its middle
+    PictureSize after;
+    PixelLayout layout = PixelLayout::I420;
+    int rotation = 0; // as in StreamInfo
+    double sampleAspect = 1;
+};
+
+// Throws VideoError when no window can be opened.
+std::unique_ptr<Preview> OpenPreview(const std::string &title, const PreviewPictures &pictures);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #define SDL_MAIN_HANDLED
 #include <SDL.h>
+#include <string.h>
 
 #include <algorithm>
 #include <chrono>
 
 #include "stabilize/compose.h"
 #include "stabilize/preview.h"
+#include "video/interrupt.h"
 
 const bool kHasPreview = true;
 
@@ -37,27 +39,35 @@ struct Video {
         SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
         SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
         if (SDL_Init(SDL_INIT_VIDEO) != 0) Created<SDL_Window>(nullptr);
+        const char *driver = SDL_GetCurrentVideoDriver();
+        bool chosen = SDL_getenv("SDL_VIDEODRIVER") != nullptr;
+        if (chosen || (strcmp(driver, "dummy") != 0 && strcmp(driver, "offscreen") != 0)) return;
+        SDL_Quit();
+        throw VideoError("--preview: there is no display to open a window on (DISPLAY and "
+                         "WAYLAND_DISPLAY name none that works)");
     }
     ~Video() { SDL_Quit(); }
 };
 
 class SdlPreview : public Preview {
   public:
-    SdlPreview(const std::string &title, PictureSize inSize, PictureSize outSize, PixelLayout layout);
+    SdlPreview(const std::string &title, const PreviewPictures &pictures);
     bool Show(const Frame &input, const Frame &output, double seconds) override;
 
   private:
     SDL_Texture *MakeTexture(PictureSize size) const;
     void Upload(SDL_Texture *texture, const Frame &frame, PictureSize size) const;
+    void DrawTurned(SDL_Texture *texture, const SDL_Rect &part);
     void Draw();
+    bool Ends() const { return mClosed || Interrupted(); }
     void TakeEvents();
     void TakeKey(SDL_Keycode key);
     void WaitUntil(double seconds);
 
     Video mVideo;
-    PictureSize mInSize;
-    PictureSize mOutSize;
-    PixelLayout mLayout;
+    PreviewPictures mPictures;
+    PictureSize mShown;   // as players show it: square pixels, turned
+    PictureSize mUpright; // and before it is turned
     SdlPtr<SDL_Window> mWindow;
     SdlPtr<SDL_Renderer> mRenderer;
     SdlPtr<SDL_Texture> mBefore;
@@ -69,26 +79,37 @@ class SdlPreview : public Preview {
     Clock::time_point mBegin;
 };
 
-SdlPreview::SdlPreview(const std::string &title, PictureSize inSize, PictureSize outSize,
-                       PixelLayout layout)
-    : mInSize(inSize), mOutSize(outSize), mLayout(layout) {
+// In square pixels: the side with the longer ones grows.
+PictureSize SquareSize(PictureSize size, double aspect) {
+    const double most = 10; // a damaged tag is no reason for a window of any size
+    aspect = std::clamp(aspect, 1 / most, most);
+    if (aspect > 1) size.width = (int)(size.width * aspect + 0.5);
+    if (aspect < 1) size.height = (int)(size.height / aspect + 0.5);
+    return size;
+}
+
+SdlPreview::SdlPreview(const std::string &title, const PreviewPictures &pictures)
+    : mPictures(pictures), mUpright(SquareSize(pictures.after, pictures.sampleAspect)) {
+    mShown = mUpright;
+    if (pictures.rotation % 180 != 0) std::swap(mShown.width, mShown.height);
     SDL_DisplayMode mode = {};
     double scale = 1;
     if (SDL_GetDesktopDisplayMode(0, &mode) == 0)
-        scale = std::min({1.0, 0.9 * mode.w / outSize.width, 0.85 * mode.h / outSize.height});
-    int width = std::max((int)(outSize.width * scale), 64);
-    int height = std::max((int)(outSize.height * scale), 64);
+        scale = std::min({1.0, 0.9 * mode.w / mShown.width, 0.85 * mode.h / mShown.height});
+    int width = std::max((int)(mShown.width * scale), 64);
+    int height = std::max((int)(mShown.height * scale), 64);
     mWindow.reset(
         Created(SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width,
                                  height, SDL_WINDOW_RESIZABLE)));
     mRenderer.reset(Created(SDL_CreateRenderer(mWindow.get(), -1, 0)));
-    SDL_RenderSetLogicalSize(mRenderer.get(), outSize.width, outSize.height);
-    mBefore.reset(Created(MakeTexture(inSize)));
-    mAfter.reset(Created(MakeTexture(outSize)));
+    SDL_RenderSetLogicalSize(mRenderer.get(), mShown.width, mShown.height);
+    mBefore.reset(Created(MakeTexture(pictures.before)));
+    mAfter.reset(Created(MakeTexture(pictures.after)));
 }
 
 SDL_Texture *SdlPreview::MakeTexture(PictureSize size) const {
-    Uint32 format = mLayout == PixelLayout::NV21 ? SDL_PIXELFORMAT_NV21 : SDL_PIXELFORMAT_IYUV;
+    bool pairs = mPictures.layout == PixelLayout::NV21;
+    Uint32 format = pairs ? SDL_PIXELFORMAT_NV21 : SDL_PIXELFORMAT_IYUV;
     return SDL_CreateTexture(mRenderer.get(), format, SDL_TEXTUREACCESS_STREAMING, size.width,
                              size.height);
 }
@@ -98,19 +119,32 @@ void SdlPreview::Upload(SDL_Texture *texture, const Frame &frame, PictureSize si
     SDL_UpdateTexture(texture, nullptr, frame.pixels.Data(), size.width);
 }
 
+void SdlPreview::DrawTurned(SDL_Texture *texture, const SDL_Rect &part) {
+    // Turned about its middle, which is that of the window.
+    SDL_Rect place = {(mShown.width - mUpright.width) / 2, (mShown.height - mUpright.height) / 2,
+                      mUpright.width, mUpright.height};
+    SDL_RenderCopyEx(mRenderer.get(), texture, &part, &place, mPictures.rotation, nullptr,
+                     SDL_FLIP_NONE);
+}
+
 void SdlPreview::Draw() {
-    int column = (int)(mSplit * mOutSize.width);
-    Corner corner = MiddleCorner(mInSize, mOutSize);
-    SDL_Rect from = {corner.column, corner.row, column, mOutSize.height};
-    SDL_Rect left = {0, 0, column, mOutSize.height};
-    SDL_SetRenderDrawColor(mRenderer.get(), 0, 0, 0, 255);
-    SDL_RenderClear(mRenderer.get());
-    SDL_RenderCopy(mRenderer.get(), mAfter.get(), nullptr, nullptr);
-    if (column > 0) SDL_RenderCopy(mRenderer.get(), mBefore.get(), &from, &left);
-    SDL_SetRenderDrawColor(mRenderer.get(), 255, 255, 255, 255);
-    SDL_Rect line = {column - 1, 0, 2, mOutSize.height};
-    SDL_RenderFillRect(mRenderer.get(), &line);
-    SDL_RenderPresent(mRenderer.get());
+    SDL_Renderer *renderer = mRenderer.get();
+    PictureSize size = mPictures.after;
+    int column = (int)(mSplit * mShown.width);
+    Corner corner = MiddleCorner(mPictures.before, size);
+    SDL_SetRenderDrawColor(renderer, 0, 0, 0, 255);
+    SDL_RenderClear(renderer);
+    DrawTurned(mAfter.get(), {0, 0, size.width, size.height});
+    SDL_Rect left = {0, 0, column, mShown.height};
+    if (column > 0) { // an empty rectangle would clip nothing
+        SDL_RenderSetClipRect(renderer, &left);
+        DrawTurned(mBefore.get(), {corner.column, corner.row, size.width, size.height});
+        SDL_RenderSetClipRect(renderer, nullptr);
+    }
+    SDL_SetRenderDrawColor(renderer, 255, 255, 255, 255);
+    SDL_Rect line = {column - 1, 0, 2, mShown.height};
+    SDL_RenderFillRect(renderer, &line);
+    SDL_RenderPresent(renderer);
 }
 
 void SdlPreview::TakeKey(SDL_Keycode key) {
@@ -128,10 +162,10 @@ void SdlPreview::TakeEvents() {
     while (SDL_PollEvent(&event)) {
         if (event.type == SDL_QUIT) mClosed = true;
         if (event.type == SDL_KEYDOWN) TakeKey(event.key.keysym.sym);
-        // Positions are in the picture's pixels, whatever the window's size.
+        // Positions are in the shown picture's pixels, whatever the window's size.
         bool dragged = event.type == SDL_MOUSEMOTION && (event.motion.state & SDL_BUTTON_LMASK);
         int x = event.type == SDL_MOUSEBUTTONDOWN ? event.button.x : dragged ? event.motion.x : -1;
-        if (x >= 0) mSplit = std::clamp((double)x / mOutSize.width, 0.0, 1.0);
+        if (x >= 0) mSplit = std::clamp((double)x / mShown.width, 0.0, 1.0);
     }
 }
 
@@ -142,7 +176,7 @@ void SdlPreview::WaitUntil(double seconds) {
                  std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     mStarted = true;
     double left;
-    while ((left = due()) > 0 && !mClosed) {
+    while ((left = due()) > 0 && !Ends()) {
         SDL_Delay((Uint32)std::min(left * 1000, (double)kPauseWait));
         TakeEvents();
     }
@@ -150,11 +184,11 @@ void SdlPreview::WaitUntil(double seconds) {
 
 bool SdlPreview::Show(const Frame &input, const Frame &output, double seconds) {
     if (seconds >= 0) WaitUntil(seconds);
-    Upload(mBefore.get(), input, mInSize);
-    Upload(mAfter.get(), output, mOutSize);
+    Upload(mBefore.get(), input, mPictures.before);
+    Upload(mAfter.get(), output, mPictures.after);
     TakeEvents();
     Draw();
-    while (mPaused && !mClosed) {
+    while (mPaused && !Ends()) {
         SDL_Delay(kPauseWait);
         TakeEvents();
         Draw();
@@ -172,7 +206,6 @@ std::string PreviewVersion() {
            std::to_string(version.patch) + " (--preview)";
 }
 
-std::unique_ptr<Preview> OpenPreview(const std::string &title, PictureSize inSize, PictureSize outSize,
-                                     PixelLayout layout) {
-    return std::make_unique<SdlPreview>(title, inSize, outSize, layout);
+std::unique_ptr<Preview> OpenPreview(const std::string &title, const PreviewPictures &pictures) {
+    return std::make_unique<SdlPreview>(title, pictures);
 }

@@ -2,7 +2,7 @@
 #include "stabilize/run.h"
 
 #include <math.h>
-#include <stdio.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -19,12 +19,15 @@
 
 namespace {
 
+// Of even sides, the least that leave room for a measurement.
+const int kLeastWidth = 94;
+const int kLeastHeight = 34;
+
 void CheckReport(const Options &options, const std::string &path, const std::string &option) {
     if (path.empty()) return;
     const std::string give = ", give it another name";
     if (IsSameFile(options.input, path)) throw VideoError(option + " names the input file" + give);
-    bool besideFile = options.output != "-" && IsSameFile(options.output, path);
-    if (path == options.output || besideFile)
+    if (!options.output.empty() && IsSameOutput(options.output, path))
         throw VideoError(option + " names the output file" + give);
     RefuseToOverwrite(path, options.overwrite, option);
 }
@@ -34,8 +37,12 @@ void CheckPaths(const Options &options) {
         throw VideoError("input and output are the same file, give OUTPUT another name");
     CheckReport(options, options.tracePath, "--trace");
     CheckReport(options, options.plotPath, "--plot");
-    if (!options.plotPath.empty() && options.plotPath == options.tracePath)
-        throw VideoError("--trace and --plot name the same file");
+    if (!options.plotPath.empty() && !options.tracePath.empty() &&
+        IsSameOutput(options.plotPath, options.tracePath))
+        throw VideoError("--trace and --plot name the same file, give one of them another name");
+    if (options.output == "-" && isatty(STDOUT_FILENO) == 1)
+        throw VideoError("the video would go to the terminal, give OUTPUT a name, or send standard "
+                         "output to a file or a program");
     if (!options.plotPath.empty()) CheckPlotter();
 }
 
@@ -45,6 +52,10 @@ void CheckStream(const FrameSource &source, bool force, Console &console) {
     if (info.size != info.codedSize)
         console.Note(source.Name() + " is " + SizeText(info.codedSize) + ", only " +
                      SizeText(info.size) + ", the even part, is used");
+    if (info.size.width < kLeastWidth || info.size.height < kLeastHeight)
+        console.Note(source.Name() + " is " + SizeText(info.size) + ", too small to be measured (" +
+                     SizeText({kLeastWidth, kLeastHeight}) +
+                     " is the least): it is cropped, not stabilized");
     if (!info.interlaced) return;
     if (!force)
         throw VideoError(source.Name() +
@@ -58,6 +69,14 @@ SourceOptions WithNotes(SourceOptions options, Console &console) {
     return options;
 }
 
+// Also where the tags of a Y4M header go from input to output as they are.
+void SetAspect(StreamInfo &info, Rational aspect) {
+    info.sampleAspect = aspect;
+    for (std::string &tag : info.tags)
+        if (tag[0] == 'A' && aspect.num > 0)
+            tag = "A" + std::to_string(aspect.num) + ":" + std::to_string(aspect.den);
+}
+
 // What a run holds open. Created in the order in which faults are to be found: nothing is overwritten
 // before the input has proved usable.
 class Run {
@@ -69,10 +88,10 @@ class Run {
         CheckStream(*mSource, options.force, console);
         mWorker.emplace(options, mInfo);
         if (!options.output.empty()) OpenOutput();
-        if (!options.tracePath.empty()) mTrace = std::make_unique<Trace>(options.tracePath);
+        if (!options.tracePath.empty())
+            mTrace = std::make_unique<Trace>(options.tracePath, options.overwrite);
         if (options.preview)
-            mPreview = OpenPreview("quorvel-stabilize: " + mSource->Name(), mInfo.size,
-                                   mWorker->SteadySize(), mInfo.layout);
+            mPreview = OpenPreview("quorvel-stabilize: " + mSource->Name(), PreviewShape());
     }
 
     void All() {
@@ -87,10 +106,21 @@ class Run {
     }
 
   private:
+    PreviewPictures PreviewShape() const {
+        PreviewPictures pictures;
+        pictures.before = mWorker->BeforeSize();
+        pictures.after = mWorker->SteadySize();
+        pictures.layout = mInfo.layout;
+        pictures.rotation = mInfo.rotation;
+        if (mWorker->SampleAspect().num > 0) pictures.sampleAspect = mWorker->SampleAspect().Value();
+        return pictures;
+    }
+
     void OpenOutput() {
         StreamInfo outInfo = mInfo;
         outInfo.container = ChooseContainer(mOptions.output, mOptions.sink, mInfo.container);
         outInfo.size = outInfo.codedSize = mWorker->OutSize();
+        SetAspect(outInfo, mWorker->SampleAspect());
         mOutput.emplace(mOptions.output, mOptions.overwrite);
         SinkOptions sink = mOptions.sink;
         sink.name = mOutput->Name();
@@ -106,7 +136,7 @@ class Run {
             FramePtr output = mWorker->Run(input);
             AddRecord();
             double due = mOptions.output.empty() ? (double)input->time * mInfo.timeBase.Value() : -1;
-            if (mPreview && !mPreview->Show(*input, mWorker->Steady(), due)) CloseWindow();
+            if (mPreview && !mPreview->Show(*mWorker->Before(), mWorker->Steady(), due)) CloseWindow();
             if (!pipeline.Write(std::move(output))) break;
             mConsole.Progress(mWorker->Count(), mInfo.frameCount);
         }
@@ -131,7 +161,7 @@ class Run {
         if (mOutput) mOutput->Commit();
         if (mTrace) mTrace->Close();
         if (mOptions.plotPath.empty()) return;
-        DrawPlot(mOptions.plotPath, mSource->Name(), mRecords, mWorker->Reach());
+        DrawPlot(mOptions.plotPath, mOptions.overwrite, mSource->Name(), mRecords, mWorker->Reach());
     }
 
     void Report(const std::exception_ptr &fault) {
@@ -148,8 +178,14 @@ class Run {
             mSummary.fault = error.what();
         }
         mConsole.Done(mSummary.Text());
-        if (mOptions.json) fputs(mSummary.Json().c_str(), stdout);
+        if (mOptions.json) PrintSummary();
         if (!mSummary.fault.empty()) throw VideoError(mSummary.fault);
+    }
+
+    void PrintSummary() {
+        ByteOutput output("-");
+        output.Write(mSummary.Json());
+        output.Close();
     }
 
     const Options &mOptions;

@@ -18,10 +18,22 @@ std::string MarginText(PictureSize in, PictureSize out, int mode) {
     return text + "; give --out-size " + SizeText(largest) + " or less, or use --mode 3";
 }
 
+// The limits of the compensation hold up to a margin of half the output; beyond it, rotations would
+// turn the picture anywhere.
+void CheckHalf(PictureSize in, PictureSize out, int mode) {
+    auto half = [](int side) { return (side + 3) / 4 * 2; }; // rounded up to an even number
+    PictureSize least = {half(in.width), half(in.height)};
+    if (mode == 1 || (out.width >= least.width && out.height >= least.height)) return;
+    throw VideoError("--out-size " + SizeText(out) + " has a side of less than half of the input's (" +
+                     SizeText(in) + "), give --out-size " + SizeText(least) + " or more, or --scale " +
+                     SizeText(out) + " to make the stabilized picture smaller");
+}
+
 } // namespace
 
 Stabilizer::Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode, int threads)
     : mThreads(std::min(threads, kMostThreads)) {
+    CheckHalf(in, out, mode);
     mParam.lMode = mode;
     mParam.lInWidth = in.width;
     mParam.lInHeight = in.height;

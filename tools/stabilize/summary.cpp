@@ -6,9 +6,35 @@
 
 namespace {
 
+// Bytes of the UTF-8 character at the start of a text; 0 when it is none.
+size_t CharacterBytes(const std::string &text, size_t at) {
+    auto byte = [&](size_t i) { return at + i < text.size() ? (unsigned char)text[at + i] : 0u; };
+    unsigned first = byte(0);
+    if (first < 0x80) return 1;
+    size_t size = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
+    if (first < 0xc2 || first > 0xf4) return 0;
+    // The second byte's range leaves out long forms, surrogates and what is beyond the last character.
+    unsigned low = first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
+    unsigned high = first == 0xed ? 0x9f : first == 0xf4 ? 0x8f : 0xbf;
+    if (byte(1) < low || byte(1) > high) return 0;
+    for (size_t i = 2; i < size; i++)
+        if ((byte(i) & 0xc0) != 0x80) return 0;
+    return size;
+}
+
+// Names of files may be any bytes, JSON is UTF-8: what is none becomes U+FFFD.
+std::string ValidText(const std::string &text) {
+    std::string result;
+    for (size_t at = 0, size; at<text.size(); at += size> 0 ? size : 1) {
+        size = CharacterBytes(text, at);
+        result += size > 0 ? text.substr(at, size) : "\xef\xbf\xbd";
+    }
+    return result;
+}
+
 std::string Quoted(const std::string &text) {
     std::string result = "\"";
-    for (char c : text) {
+    for (char c : ValidText(text)) {
         char escaped[8];
         if (c == '"' || c == '\\')
             result += std::string("\\") + c;
@@ -62,7 +88,7 @@ Summary::Shake Summary::Left() const {
 
 std::string Summary::Text() const {
     char text[200];
-    snprintf(text, sizeof(text), "%lld frames of %s in %.1f s (%.1f fps)", (long long)mFrames,
+    snprintf(text, sizeof(text), "%s of %s in %.1f s (%.1f fps)", CountText(mFrames, "frame").c_str(),
              SizeText(outSize).c_str(), seconds, (double)mFrames / (seconds > 0 ? seconds : 1));
     std::string line = (output.empty() ? input : output) + ": " + text;
     if (!encoder.empty()) line += ", " + encoder;
@@ -71,7 +97,7 @@ std::string Summary::Text() const {
                  Measured().pixels, Left().pixels);
         line += text;
     }
-    if (mResets > 0) line += "; the path starts anew " + std::to_string(mResets) + " times";
+    if (mResets > 0) line += "; the path starts anew " + CountText(mResets, "time");
     if (interrupted) line += "; interrupted";
     return line;
 }

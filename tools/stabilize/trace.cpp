@@ -19,7 +19,8 @@ std::string Number(const char *format, double value) {
 
 } // namespace
 
-Trace::Trace(const std::string &path) : mOutput(path) {
+Trace::Trace(const std::string &path, bool overwrite)
+    : mFile(path, overwrite), mOutput(mFile.WritePath(), mFile.Name()) {
     const std::string ending = ".json";
     mJson = path.size() > ending.size() && path.substr(path.size() - ending.size()) == ending;
     std::string heading = kColumns[0];
@@ -55,4 +56,5 @@ void Trace::Add(const MotionRecord &record) {
 void Trace::Close() {
     if (mJson) mOutput.Write("\n]\n");
     mOutput.Close();
+    mFile.Commit();
 }

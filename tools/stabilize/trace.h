@@ -6,14 +6,17 @@
 
 #include "stabilize/motion_record.h"
 #include "video/byte_file.h"
+#include "video/output_file.h"
 
 class Trace {
   public:
-    explicit Trace(const std::string &path);
+    // The file appears when it is closed.
+    Trace(const std::string &path, bool overwrite);
     void Add(const MotionRecord &record);
     void Close();
 
   private:
+    OutputFile mFile;
     ByteOutput mOutput;
     bool mJson;
     bool mAny = false;

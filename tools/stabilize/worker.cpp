@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/worker.h"
 
+#include <limits.h>
 #include <math.h>
 
-#include "stabilize/compose.h"
+#include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -13,50 +15,102 @@ PictureSize CropSize(const Options &options, PictureSize in) {
     return EvenPart({side(in.width), side(in.height)});
 }
 
-PictureSize JoinedSize(const Options &options, PictureSize size) {
-    return options.sideBySide ? PictureSize{2 * size.width, size.height} : size;
+PictureSize ScaledSize(const Options &options, PictureSize in, PictureSize crop) {
+    if (options.scale) return *options.scale;
+    return options.zoom ? in : crop;
+}
+
+// Sides of even numbers are rounded by less than this.
+bool HasShapeOf(PictureSize size, PictureSize other) {
+    const double rounding = 2;
+    double width = (double)size.height * other.width / other.height;
+    double height = (double)size.width * other.height / other.width;
+    return fabs(width - size.width) < rounding || fabs(height - size.height) < rounding;
+}
+
+Rational Reduced(int64_t num, int64_t den) {
+    int64_t divisor = std::gcd(num, den);
+    num /= divisor;
+    den /= divisor;
+    for (; num > INT_MAX || den > INT_MAX; num /= 2) den /= 2;
+    return {(int)num, (int)std::max<int64_t>(den, 1)};
+}
+
+void CheckSplit(const Options &options, PictureSize size, int rotation) {
+    int width = ShownWidth(size, rotation);
+    int most = width - kSplitColumns - kLineColumns;
+    if (!options.split || options.splitColumn <= most) return;
+    throw VideoError("--split " + std::to_string(options.splitColumn) + ": the output is " +
+                     std::to_string(width) + " columns wide, give a column from " +
+                     std::to_string(kSplitColumns) + " to " + std::to_string(most));
 }
 
 } // namespace
 
 Worker::Worker(const Options &options, const StreamInfo &info)
-    : mOptions(options), mInfo(info), mCropSize(CropSize(options, info.size)),
-      mSteadySize(options.zoom ? info.size : mCropSize), mOutSize(JoinedSize(options, mSteadySize)),
-      mCropPool(mCropSize), mSteadyPool(mSteadySize), mOutPool(mOutSize) {
-    bool compared = options.split || options.sideBySide || options.preview;
-    if (compared && (mSteadySize.width > info.size.width || mSteadySize.height > info.size.height))
-        throw VideoError("before and after cannot be compared in an output larger than the input (" +
-                         SizeText(info.size) + "), give a smaller --out-size");
+    : mOptions(options), mInfo(info), mCompared(options.split || options.sideBySide || options.preview),
+      mCropSize(CropSize(options, info.size)), mSteadySize(ScaledSize(options, info.size, mCropSize)),
+      mOutSize(options.sideBySide ? JoinedSize(mSteadySize, info.rotation) : mSteadySize),
+      mView{info.layout, info.rotation}, mCropPool(mCropSize), mSteadyPool(mSteadySize),
+      mOutPool(mOutSize) {
+    if (mCompared && (mCropSize.width > info.size.width || mCropSize.height > info.size.height))
+        throw VideoError(
+            "before and after cannot be compared in an --out-size larger than the input (" +
+            SizeText(info.size) + "), give a smaller one, and --scale for large pictures");
+    CheckSplit(options, mSteadySize, info.rotation);
     if (options.mode != Mode::None)
         mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode, options.threads);
     if (mSteadySize != mCropSize) mScaler = MakeFrameScaler(mCropSize, mSteadySize, info.layout);
+    mBeforeSize = mScaler ? mSteadySize : info.size;
+}
+
+Rational Worker::SampleAspect() const {
+    Rational aspect = mInfo.sampleAspect;
+    if (!mScaler || aspect.num <= 0 || HasShapeOf(mSteadySize, mCropSize)) return aspect;
+    return Reduced((int64_t)aspect.num * mCropSize.width * mSteadySize.height,
+                   (int64_t)aspect.den * mCropSize.height * mSteadySize.width);
+}
+
+FramePtr Worker::Scaled(const Frame &frame) {
+    FramePtr scaled = mSteadyPool.Get();
+    mScaler->Scale(frame, *scaled);
+    return scaled;
+}
+
+void Worker::MakeBefore(const FramePtr &input) {
+    mBefore = input;
+    if (!mScaler) return;
+    FramePtr middle = mCropPool.Get();
+    CopyMiddle(*input, mInfo.size, *middle, mCropSize, mInfo.layout);
+    mBefore = Scaled(*middle);
+}
+
+FramePtr Worker::Composed() {
+    if (mOptions.sideBySide) {
+        FramePtr joined = mOutPool.Get();
+        ShowSideBySide(*mBefore, mBeforeSize, *mSteady, mSteadySize, mView, *joined);
+        return joined;
+    }
+    int column = mOptions.splitColumn;
+    if (column == 0) column = ShownWidth(mSteadySize, mView.rotation) / 2;
+    if (mOptions.split) ShowSplit(*mBefore, mBeforeSize, *mSteady, mSteadySize, mView, column);
+    return mSteady;
 }
 
 FramePtr Worker::Run(const FramePtr &input) {
     mCount++;
     mTime = input->time;
     mSteady = input;
-    bool splits = mOptions.split;
     if (mStabilizer) {
         mSteady = mCropPool.Get();
         mStabilizer->Run(*input, *mSteady);
-    } else if (splits) {
+    } else if (mOptions.split && !mScaler) {
         mSteady = mCropPool.Get();
         CopyPixels(*input, *mSteady);
     }
-    if (mScaler) {
-        FramePtr enlarged = mSteadyPool.Get();
-        mScaler->Scale(*mSteady, *enlarged);
-        mSteady = std::move(enlarged);
-    }
-    FramePtr output = mSteady;
-    if (mOptions.sideBySide) {
-        output = mOutPool.Get();
-        ShowSideBySide(*input, mInfo.size, *mSteady, mSteadySize, mInfo.layout, *output);
-    } else if (splits) {
-        int column = mOptions.splitColumn > 0 ? mOptions.splitColumn : mSteadySize.width / 2;
-        ShowSplit(*input, mInfo.size, *mSteady, mSteadySize, mInfo.layout, column);
-    }
+    if (mScaler) mSteady = Scaled(*mSteady);
+    if (mCompared) MakeBefore(input);
+    FramePtr output = Composed();
     if (output != input) TakeFrameNotes(*input, *output);
     return output;
 }

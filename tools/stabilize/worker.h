@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What happens to a frame between reading and writing: stabilized, enlarged, shown beside its input.
+// What happens to a frame between reading and writing: stabilized, scaled, shown beside its input.
 #pragma once
 
 #include <memory>
 #include <optional>
 
+#include "stabilize/compose.h"
 #include "stabilize/motion_record.h"
 #include "stabilize/options.h"
 #include "stabilize/stabilizer.h"
@@ -21,9 +22,15 @@ class Worker {
     // What was stabilized, before it was put beside the input; of the frame that Run was last given.
     const Frame &Steady() const { return *mSteady; }
     PictureSize SteadySize() const { return mSteadySize; }
+    // What it is compared with: the input, or its middle scaled as the output is. Null when no view was
+    // asked for.
+    const Frame *Before() const { return mBefore.get(); }
+    PictureSize BeforeSize() const { return mBeforeSize; }
 
     // Of the frames that Run returns.
     PictureSize OutSize() const { return mOutSize; }
+    // Of their pixels: what is scaled out of shape is to be shown in its shape.
+    Rational SampleAspect() const;
     // How far the picture can be moved.
     PictureSize Reach() const { return mStabilizer ? mStabilizer->Reach() : PictureSize(); }
 
@@ -31,17 +38,25 @@ class Worker {
     int64_t Count() const { return mCount; }
 
   private:
+    FramePtr Scaled(const Frame &frame);
+    void MakeBefore(const FramePtr &input);
+    FramePtr Composed();
+
     const Options &mOptions;
     const StreamInfo &mInfo;
+    const bool mCompared;
     PictureSize mCropSize;   // as the stabilizer gives it
-    PictureSize mSteadySize; // and enlarged
+    PictureSize mSteadySize; // and scaled
+    PictureSize mBeforeSize;
     PictureSize mOutSize;
     std::optional<Stabilizer> mStabilizer; // none in mode none
     std::unique_ptr<FrameScaler> mScaler;
+    const View mView;
     FramePool mCropPool;
     FramePool mSteadyPool;
     FramePool mOutPool;
     FramePtr mSteady;
+    FramePtr mBefore;
     int64_t mCount = 0;
     int64_t mTime = 0;
 };

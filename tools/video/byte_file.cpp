@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "video/interrupt.h"
 #include "video/picture.h"
@@ -23,6 +25,16 @@ bool IsStandard(const std::string &path) { return path == "-"; }
 bool Identify(const std::string &path, int standard, struct stat &info) {
     if (IsStandard(path)) return fstat(standard, &info) == 0;
     return stat(path.c_str(), &info) == 0;
+}
+
+// Where a file that does not exist would come to be, by the one name that each folder has.
+std::filesystem::path FuturePath(const std::string &path) {
+    const int mostLinks = 40;
+    std::error_code fault;
+    std::filesystem::path file = std::filesystem::absolute(path, fault);
+    for (int i = 0; i < mostLinks && std::filesystem::is_symlink(file, fault); i++)
+        file = file.parent_path() / std::filesystem::read_symlink(file, fault);
+    return std::filesystem::weakly_canonical(file.parent_path(), fault) / file.filename();
 }
 
 } // namespace
@@ -137,6 +149,25 @@ bool IsSameFile(const std::string &input, const std::string &output) {
     struct stat out = {};
     if (!Identify(input, STDIN_FILENO, in) || !Identify(output, STDOUT_FILENO, out)) return false;
     return S_ISREG(in.st_mode) && in.st_dev == out.st_dev && in.st_ino == out.st_ino;
+}
+
+bool IsSameOutput(const std::string &output, const std::string &other) {
+    struct stat first = {};
+    struct stat second = {};
+    bool exists = Identify(output, STDOUT_FILENO, first);
+    if (exists != Identify(other, STDOUT_FILENO, second)) return false;
+    if (output == "-" && other == "-") return true;
+    if (exists) // devices such as /dev/null are no file that one could spoil for the other
+        return first.st_dev == second.st_dev && first.st_ino == second.st_ino &&
+               !S_ISCHR(first.st_mode);
+    return FuturePath(output) == FuturePath(other);
+}
+
+void ReserveStandardStreams() {
+    // Opened the wrong way round: using one is still an error.
+    const int ways[] = {O_WRONLY, O_RDONLY, O_RDWR};
+    for (int file = 0; file < 3; file++)
+        if (fcntl(file, F_GETFD) < 0 && open("/dev/null", ways[file]) < 0) return;
 }
 
 void IgnoreBrokenPipes() { signal(SIGPIPE, SIG_IGN); }

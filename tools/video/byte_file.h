@@ -80,5 +80,12 @@ class ByteOutput {
 // `output` need not exist.
 bool IsSameFile(const std::string &input, const std::string &output);
 
+// The same for two outputs, neither of which need exist.
+bool IsSameOutput(const std::string &output, const std::string &other);
+
+// To be called before any file is opened: none gets the number of a closed standard stream, and is
+// written to by mistake.
+void ReserveStandardStreams();
+
 // Makes a closed pipe an ordinary write error instead of the end of the process.
 void IgnoreBrokenPipes();

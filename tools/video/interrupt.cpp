@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,6 +13,7 @@ namespace {
 
 std::atomic<bool> gInterrupted{false};
 std::atomic<int> gSignal{0};
+std::atomic<const char *> gText{nullptr};
 int gPipe[2] = {-1, -1};
 
 void Wake() {
@@ -24,6 +26,8 @@ void OnSignal(int number) {
     int before = errno;
     gSignal = number;
     Wake();
+    const char *text = gText;
+    if (text && write(STDERR_FILENO, text, strlen(text)) < 0) errno = before;
     errno = before;
 }
 
@@ -37,6 +41,8 @@ void CatchInterrupts() {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
+
+void SayOnSignal(const char *text) { gText = text; }
 
 void Interrupt() { Wake(); }
 

@@ -5,6 +5,9 @@
 // From now on SIGINT and SIGTERM are noted; the second one of them ends the process as ever.
 void CatchInterrupts();
 
+// Printed on standard error with the first of these signals; `text` has to stay.
+void SayOnSignal(const char *text);
+
 // As a signal does: a window was closed.
 void Interrupt();
 

@@ -30,5 +30,5 @@ std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamIn
 std::vector<std::string> MediaY4mTags(const MediaInput &) { return {}; }
 
 std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize, PictureSize, PixelLayout) {
-    Refuse("--zoom");
+    Refuse("scaling (--scale, --zoom)");
 }

@@ -145,7 +145,7 @@ class SwsScaler : public FrameScaler {
         Planes in(from, mFrom, mLayout);
         Planes out(to, mTo, mLayout);
         CheckMedia(sws_scale(mScaler.get(), in.data, in.pitch, 0, mFrom.height, out.data, out.pitch),
-                   "--zoom");
+                   "scaling a picture");
     }
 
   private:

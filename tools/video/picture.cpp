@@ -37,6 +37,10 @@ std::string SizeText(PictureSize size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
+std::string CountText(int64_t count, const std::string &thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 size_t LumaBytes(PictureSize size) { return (size_t)size.width * (size_t)size.height; }
 
 size_t ChromaPlaneBytes(PictureSize size) {

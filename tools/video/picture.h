@@ -47,6 +47,9 @@ std::string EvenSizeFault(const std::string &text);
 
 std::string SizeText(PictureSize size);
 
+// "1 frame", "2 frames".
+std::string CountText(int64_t count, const std::string &thing);
+
 // Plain decimal digits, 1..limit.
 bool ParseNumber(const std::string &text, int limit, int &value);
 
