@@ -6,8 +6,6 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include "video/output_file.h"
-
 namespace {
 
 // Grey: the measured path and the room for movements around it. Blue: the path of the output. A red
@@ -110,10 +108,10 @@ void CheckPlotter() {
     if (!there) throw VideoError("--plot needs gnuplot, which is not there (Debian: gnuplot-nox)");
 }
 
-void DrawPlot(const std::string &path, bool overwrite, const std::string &title,
-              const std::vector<MotionRecord> &records, PictureSize reach) {
+void DrawPlot(OutputFile &file, const std::string &title, const std::vector<MotionRecord> &records,
+              PictureSize reach) {
+    const std::string &path = file.Name();
     bool svg = path.size() > 4 && path.substr(path.size() - 4) == ".svg";
-    OutputFile file(path, overwrite);
     FILE *script = popen("gnuplot 2>/dev/null", "w");
     if (!script) throw VideoError(std::string("--plot: cannot start gnuplot: ") + strerror(errno));
     fprintf(script, "set terminal %s size 1000,800\n", svg ? "svg" : "pngcairo");

@@ -6,11 +6,12 @@
 #include <vector>
 
 #include "stabilize/motion_record.h"
+#include "video/output_file.h"
 #include "video/picture.h"
 
 // Throws VideoError when there is no gnuplot.
 void CheckPlotter();
 
-// `path` ends in .png or .svg; `reach` is how far the picture can be moved each way.
-void DrawPlot(const std::string &path, bool overwrite, const std::string &title,
-              const std::vector<MotionRecord> &records, PictureSize reach);
+// The file's name ends in .png or .svg; `reach` is how far the picture can be moved each way.
+void DrawPlot(OutputFile &file, const std::string &title, const std::vector<MotionRecord> &records,
+              PictureSize reach);

@@ -90,6 +90,7 @@ class Run {
         if (!options.output.empty()) OpenOutput();
         if (!options.tracePath.empty())
             mTrace = std::make_unique<Trace>(options.tracePath, options.overwrite);
+        if (!options.plotPath.empty()) mPlot.emplace(options.plotPath, options.overwrite);
         if (options.preview)
             mPreview = OpenPreview("quorvel-stabilize: " + mSource->Name(), PreviewShape());
     }
@@ -151,7 +152,7 @@ class Run {
         MotionRecord record = mWorker->Record();
         mSummary.Add(record);
         if (mTrace) mTrace->Add(record);
-        if (!mOptions.plotPath.empty()) mRecords.push_back(record);
+        if (mPlot) mRecords.push_back(record);
     }
 
     void Close() {
@@ -160,8 +161,8 @@ class Run {
         if (mSink) mSink->Close();
         if (mOutput) mOutput->Commit();
         if (mTrace) mTrace->Close();
-        if (mOptions.plotPath.empty()) return;
-        DrawPlot(mOptions.plotPath, mOptions.overwrite, mSource->Name(), mRecords, mWorker->Reach());
+        if (!mPlot) return;
+        DrawPlot(*mPlot, mSource->Name(), mRecords, mWorker->Reach());
     }
 
     void Report(const std::exception_ptr &fault) {
@@ -196,6 +197,7 @@ class Run {
     std::optional<OutputFile> mOutput;
     std::unique_ptr<FrameSink> mSink;
     std::unique_ptr<Trace> mTrace;
+    std::optional<OutputFile> mPlot;
     std::unique_ptr<Preview> mPreview;
     std::vector<MotionRecord> mRecords;
     Summary mSummary;
