@@ -124,6 +124,21 @@ cp clip.y4m self.y4m
 run 1 1 self.y4m self.y4m
 same clip.y4m self.y4m "the input was overwritten"
 
+# Neither trace nor plot takes the place of the video, whatever the spelling.
+mkdir -p folder
+for name in ./r.svg "$PWD/r.svg" folder/../r.svg; do
+    run 1 1 --trace "$name" clip.y4m r.svg
+    run 1 1 --plot "$name" clip.y4m r.svg
+    run 1 1 --trace "$name" --plot r.svg --dry-run clip.y4m
+done
+[ -e r.svg ] && fail "an output was made beside a report of its name"
+[ -c /dev/full ] && run 1 1 --dry-run --json clip.y4m >/dev/full
+run 1 1 --dry-run --json clip.y4m >&-
+run 1 1 - got.y4m <&-
+# Stacks that no memory holds: no thread can be started.
+(ulimit -s $((1 << 40)) 2>/dev/null || exit 0; run 1 1 clip.y4m unmade.y4m)
+[ -z "$(find . -name 'unmade*' -o -name '*.part')" ] || fail "an unfinished file is left"
+
 # Any number of threads gives the same pictures, of frames that are large enough for more than one.
 "$clipgen" --size 1280x768 --frames 3 --format nv21 wide.nv21
 run 0 0 --size 1280x768 wide.nv21 got.nv21
@@ -137,7 +152,19 @@ run 0 0 --mode 1 --out-size 144x108 --trace trace.csv clip.y4m got.y4m
 head -n 1 got.y4m | grep -q 'W144 H108' || fail "--out-size is not in the header"
 [ "$(wc -l <trace.csv)" = 7 ] || fail "the trace is not one line a frame below its heading"
 run 1 1 --mode 1 clip.y4m got.y4m
-for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c' '--threads -1 a b' '--threads 65 a b' '--threads two a b'; do
+for size in 78x60 80x58 78x200; do
+    run 1 1 --out-size $size clip.y4m got.y4m
+    run 0 0 --mode shift --out-size ${size/200/60} clip.y4m got.y4m
+done
+run 0 0 --out-size 80x60 clip.y4m got.y4m
+run 1 1 --split 158 clip.y4m got.y4m
+run 0 0 --split 156 clip.y4m got.y4m
+"$clipgen" --size 92x32 --frames 3 --format y4m tiny.y4m
+run 0 1 tiny.y4m got.y4m
+for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c' '--threads -1 a b' '--threads 65 a b' '--threads two a b' \
+    '--threads 0x1 a b' '--fps 0x10 --size 8x8 a b' '--fps 29.97/2 --size 8x8 a b' '--start 0.1.9 a b' '--start -1 a b' \
+    '--duration 0 a b' '--bitrate 1e6 a b' '--crop 0x10 a b' '--crf 17.5 a b' '--split -4 a b' '--split 0 a b' \
+    '--scale 0x8 a b' '--zoom --scale 8x8 a b'; do
     # shellcheck disable=SC2086
     run 2 1 $usage
 done

@@ -8,6 +8,7 @@ import concurrent.futures
 import json
 import os
 import pathlib
+import pty
 import random
 import re
 import shlex
@@ -33,7 +34,7 @@ def check(condition, what):
 
 def run(*args, status=0, say="", stdin=None, binary=False, **options):
     """Runs the tool; `say` is a pattern that its messages must match, none may come without one."""
-    args = [str(arg) for arg in args]
+    args = [arg if isinstance(arg, bytes) else str(arg) for arg in args]
     done = subprocess.run([TOOL, *args], stdin=stdin or subprocess.DEVNULL, capture_output=True, **options)
     text = done.stderr.decode()
     check(done.returncode == status, f"status {done.returncode}, not {status}: {args}\n{text}")
@@ -167,6 +168,11 @@ def views():
         stream = probe("view.mkv", "-show_streams", "-select_streams", "v")["streams"][0]
         check((stream["width"], stream["height"]) == (width, height), f"size of {args}")
         check(part(pixels("view.mkv")), f"pictures of {args}")
+    luma, before, sides = W * H, pixels("d.mov"), []
+    for args, rows in [(["--side-by-side"], 2 * H), (["--split", "60"], H)]:  # turned: the last rows are shown on the left
+        run("-y", "--codec", "ffv1", *args, "d.mov", "view.mkv", say=None)
+        sides.append(pixels("view.mkv")[luma:2 * luma] if rows > H else pixels("view.mkv")[luma - 60 * W:luma])
+    check(sides == [before[:luma], before[luma - 60 * W:luma]], "before is not shown on the left of a turned picture")
 
 
 def pixel_formats():
@@ -232,6 +238,11 @@ def full_disk():
         print("SKIPPED: full disk (no tmpfs may be mounted here)")
         return
     try:
+        for args in (["--trace", "small/t.csv"], ["--plot", "small/p.svg"], ["--plot", "small/p.png"]):
+            pathlib.Path("small/rest").write_bytes(bytes(99 << 10))
+            if shutil.which("gnuplot") or args[0] == "--trace":
+                run("--dry-run", *args, "a.mp4", status=1, say="No space|is there room")
+        os.remove("small/rest")
         for name, codec in (("full.mkv", "ffv1"), ("full.y4m", "ffv1"), ("full.mp4", "mjpeg")):
             run("--codec", codec, "b.mkv", "small/" + name, status=1, say="No space left")
         check(os.listdir("small") == [], f"left on a full disk: {os.listdir('small')}")
@@ -305,6 +316,13 @@ OTHER_STREAMS = [
 # Options, views, reports.
 OPTIONS = [
     Case("", "--start 0.5 --mode none --codec ffv1 a.mp4 out.mkv", say="left out", frames=FRAMES - 15, pictures=("a.mp4", 15)),
+    Case("", "--scale 160x120 a.mp4 out.mp4", facts={"v.width": 160, "v.height": 120, "v.display_aspect_ratio": "2:1"}),
+    Case("", "--crop 20 --scale 640x240 --split 600 a.mp4 out.mp4", facts={"v.width": 640, "v.display_aspect_ratio": "2:1"}),
+    Case("", "--out-size 160x120 --scale 100x76 --side-by-side clip.y4m out.mkv", facts={"v.width": 200, "v.height": 76}),
+    Case("", "--mode none --scale 320x242 clip.y4m out.y4m", facts={"v.height": 242, "v.sample_aspect_ratio": "121:120"}),
+    Case("", "--out-size 100x80 a.mp4 out.mp4", say="give --out-size 160x120 or more, or --scale 100x80", status=1),
+    Case("", "--split 700 a.mp4 out.mp4", say="320 columns wide, give a column from 2 to 316", status=1),
+    Case("$ff -i a.mp4 -map 0:v -c copy -metadata:s:v rotate=90 in.mp4", "--split 239 in.mp4 out.mp4", say="240 col.*to 236", status=1),
 ]
 
 
@@ -410,6 +428,10 @@ def paths():
                       (["--crop", "60", "a", "b"], "--crop"), (["--dry-run", "a", "b"], "--dry-run"),
                       (["--plot", "p.gif", "a", "b"], "--plot"), (["--json", "a", "-"], "--json")]:
         run(*args, status=2, say=say)
+    run("--preview", "a.mp4", status=1, say="no display|without", env={"PATH": os.environ["PATH"]})
+    terminal = pty.openpty()[1]
+    done = subprocess.run([TOOL, "a.mp4", "-"], stdout=terminal, stderr=subprocess.PIPE)
+    check(done.returncode == 1 and b"terminal" in done.stderr, f"video to a terminal: {done}")
     for args, say in [(["--codec", "nope"], "--codec nope"), (["--codec", "ffv1", "--crf", "20"], "--crf"),
                       (["--codec-option", "nope=1"], "--codec-option.*nope"),
                       (["--input-format", "nope"], "--input-format nope")]:
@@ -422,6 +444,9 @@ def reports():
     check(out["frames"] == FRAMES == len(trace) and out["measured"] == FRAMES - 1, f"summary {out}")
     check(out["motion_left_rms"]["pixels"] < out["motion_rms"]["pixels"] * 0.7, f"shake {out}")
     check(trace[3]["measured"] == 1 and abs(trace[3]["time_s"] - 0.1) < 1e-3, "the trace")
+    os.link("a.mp4", b"name \xff\xe4")
+    out = json.loads(run("--dry-run", "--json", b"name \xff\xe4"))
+    check(out["input"] == "name \ufffd\ufffd", f"name in the summary: {out['input']}")
     if shutil.which("gnuplot"):
         run("--dry-run", "--plot", "p.svg", "a.mp4")
         check("<svg" in pathlib.Path("p.svg").read_text(), "the plot")
