@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #define SDL_MAIN_HANDLED
 #include <SDL.h>
+#include <math.h>
 #include <string.h>
 
 #include <algorithm>
@@ -83,8 +84,8 @@ class SdlPreview : public Preview {
 PictureSize SquareSize(PictureSize size, double aspect) {
     const double most = 10; // a damaged tag is no reason for a window of any size
     aspect = std::clamp(aspect, 1 / most, most);
-    if (aspect > 1) size.width = (int)(size.width * aspect + 0.5);
-    if (aspect < 1) size.height = (int)(size.height / aspect + 0.5);
+    if (aspect > 1) size.width = (int)lround(size.width * aspect);
+    if (aspect < 1) size.height = (int)lround(size.height / aspect);
     return size;
 }
 
