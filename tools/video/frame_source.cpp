@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "video/frame_source.h"
 
+#include <stdio.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -62,6 +63,12 @@ std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::opti
     SourceOptions options;
     options.shape = shape;
     return OpenPlain(std::move(input), options);
+}
+
+void FailBehindEnd(const std::string &name, double seconds) {
+    char length[40];
+    snprintf(length, sizeof(length), "%.1f seconds", seconds);
+    throw VideoError("--start: " + name + " is over before, it is " + length + " long");
 }
 
 Container ChooseContainer(const std::string &path, const SinkOptions &options, Container input) {

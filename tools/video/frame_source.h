@@ -105,6 +105,9 @@ struct SinkOptions {
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOptions &options);
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::optional<RawShape> &shape);
 
+// For a --start that lies behind the end of an input of this length.
+[[noreturn]] void FailBehindEnd(const std::string &name, double seconds);
+
 // What kind of stream `path` is to become: its name and --output-format decide, then the input's kind.
 Container ChooseContainer(const std::string &path, const SinkOptions &options, Container input);
 

@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #ifdef QUORVEL_AVDEVICE
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -52,11 +54,11 @@ bool IsCover(const AVStream *stream) { return stream->disposition & AV_DISPOSITI
 
 MediaInput::MediaInput(const std::string &path, std::unique_ptr<ByteInput> input,
                        const SourceOptions &options)
-    : mName(input ? input->Name() : path), mInput(std::move(input)) {
+    : mPath(path), mName(input ? input->Name() : path), mOptions(options), mInput(std::move(input)) {
     try {
-        Open(path, options);
+        Open();
         FindVideo();
-        SetPart(options);
+        SetPart();
     } catch (...) {
         Close();
         throw;
@@ -71,19 +73,19 @@ void MediaInput::Close() {
     avio_context_free(&mIo);
 }
 
-void MediaInput::Open(const std::string &path, const SourceOptions &options) {
-    const AVInputFormat *format = FindFormat(options.format);
+void MediaInput::Open() {
+    const AVInputFormat *format = FindFormat(mOptions.format);
     mFormat = NotNull(avformat_alloc_context());
     mFormat->interrupt_callback = {IsInterrupted, nullptr};
-    std::string url = Url(path);
+    std::string url = Url(mPath);
     if (mInput) {
         uint8_t *buffer = NotNull((uint8_t *)av_malloc(kIoBytes));
         mIo =
             NotNull(avio_alloc_context(buffer, kIoBytes, 0, mInput.get(), ReadBytes, nullptr, nullptr));
         mFormat->pb = mIo;
-        url = path == "-" ? "" : path;
+        url = mPath == "-" ? "" : mPath;
     }
-    MediaOptions dictionary(options.formatOptions, "--input-option");
+    MediaOptions dictionary(mOptions.formatOptions, "--input-option");
     int result = avformat_open_input(&mFormat, url.c_str(), format, dictionary.Get());
     CheckMedia(result, "cannot read " + mName + " as a video");
     if (!dictionary.Left().empty())
@@ -103,19 +105,40 @@ void MediaInput::FindVideo() {
     if (!mVideo) throw VideoError(mName + ": holds no video that can be decoded");
 }
 
-void MediaInput::SetPart(const SourceOptions &options) {
-    int64_t first = mFormat->start_time == AV_NOPTS_VALUE ? 0 : mFormat->start_time;
-    // Files keep their times. Elsewhere zero is when a device was switched on, or a sender began.
+int64_t MediaInput::First() const {
+    return mFormat->start_time == AV_NOPTS_VALUE ? 0 : mFormat->start_time;
+}
+
+int64_t MediaInput::Last() const {
+    if (mFormat->duration == AV_NOPTS_VALUE) return INT64_MAX;
+    // Of an input that begins late, some containers tell the length and some the time of the end.
+    return mFormat->duration + std::min<int64_t>(First(), 0);
+}
+
+void MediaInput::SetPart() {
+    int64_t first = First();
+    // What is a little before 0 is meant to be so: it fills the pipeline of a sound decoder. Elsewhere
+    // zero is when a device was switched on, or a sender began.
     bool arbitrary = (mFormat->iformat->flags & (AVFMT_TS_DISCONT | AVFMT_NOFILE)) || mInput ||
                      (mFormat->pb && !(mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL));
-    if (arbitrary) mOrigin = first;
-    if (options.start > 0) mOrigin = first + (int64_t)(options.start * AV_TIME_BASE);
-    if (options.duration > 0) {
-        int64_t begin = options.start > 0 ? mOrigin : first;
-        mEnd = begin + (int64_t)(options.duration * AV_TIME_BASE);
-    }
-    bool seekable = !mInput && mFormat->pb && (mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL);
-    if (options.start <= 0 || !seekable) return;
-    // A file without an index is read from its beginning instead, which is only slower.
-    if (avformat_seek_file(mFormat, -1, INT64_MIN, mOrigin, mOrigin, 0) < 0) MediaError(0);
+    mOrigin = arbitrary ? first : std::max<int64_t>(first, 0);
+    if (IsPart()) mOrigin = first + (int64_t)(mOptions.start * AV_TIME_BASE);
+    if (mOptions.duration > 0)
+        mEnd = (IsPart() ? mOrigin : first) + (int64_t)(mOptions.duration * AV_TIME_BASE);
+}
+
+bool MediaInput::SeekBefore(int64_t lead) {
+    bool seekable = IsPart() && !mInput && mFormat->pb &&
+                    (mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL) &&
+                    !(mFormat->iformat->flags & AVFMT_NOTIMESTAMPS);
+    int64_t target = mOrigin - lead;
+    if (!seekable || target <= First()) return false;
+    if (avformat_seek_file(mFormat, -1, INT64_MIN, target, target, 0) < 0) MediaError(0);
+    return true;
+}
+
+void MediaInput::StartOver() {
+    Close();
+    Open();
+    FindVideo();
 }

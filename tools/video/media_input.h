@@ -22,11 +22,26 @@ class MediaInput {
     AVStream *Video() const { return mVideo; }
     const std::string &Name() const { return mName; }
 
-    // The time, in AV_TIME_BASE, that becomes 0 in the output: of the part's begin when only a part is
-    // asked for, of the first packet where the origin means nothing (a camera, a transport stream).
+    // All times here are in AV_TIME_BASE.
+
+    // Of the first packet; 0 when the container does not say.
+    int64_t First() const;
+    // The end of the whole, by what the container says; INT64_MAX when it does not.
+    int64_t Last() const;
+
+    // The time that becomes 0 in the output: where the part begins, else the first packet.
     int64_t Origin() const { return mOrigin; }
-    // Likewise, where to end; INT64_MAX: nowhere.
+    // Where the part ends; INT64_MAX: nowhere.
     int64_t End() const { return mEnd; }
+    // The input is to be read from Origin on only.
+    bool IsPart() const { return mOptions.start > 0; }
+
+    // Goes to where the container has, or expects, a key picture that is earlier than Origin by this
+    // time at least; what is read then shows whether it has worked. False, and nothing is done, when
+    // the container cannot tell or that would be the beginning.
+    bool SeekBefore(int64_t lead);
+    // Reads from the beginning; the streams and their context are new ones.
+    void StartOver();
 
     // Colours of the pictures as they are handed out, filled in with the first one.
     struct Colours {
@@ -48,11 +63,13 @@ class MediaInput {
 
   private:
     void Close();
-    void Open(const std::string &path, const SourceOptions &options);
+    void Open();
     void FindVideo();
-    void SetPart(const SourceOptions &options);
+    void SetPart();
 
+    std::string mPath;
     std::string mName;
+    SourceOptions mOptions;
     std::unique_ptr<ByteInput> mInput;
     AVIOContext *mIo = nullptr;
     AVFormatContext *mFormat = nullptr;

@@ -15,6 +15,11 @@ namespace {
 
 const int kReadAttempts = 16;       // at what follows a damaged piece of a container
 const double kMissingSeconds = 0.3; // short of the length in the header, taken for a cut-off file
+const int64_t kTimeSlack = 500;     // microseconds: the coarsest containers round to a millisecond
+
+// How long before a part to look for a key picture, in AV_TIME_BASE. Containers of files know where one
+// is. Transport streams do not, and it takes more than the usual distance of key pictures to meet one.
+const int64_t kLeads[] = {AV_TIME_BASE, 15 * AV_TIME_BASE};
 
 bool IsInterlaced(const AVFrame &picture) {
 #ifdef AV_FRAME_FLAG_INTERLACED
@@ -66,26 +71,42 @@ int64_t Duration(const AVFrame &picture) {
 #endif
 }
 
+bool IsDamaged(const AVFrame &picture) {
+    return picture.decode_error_flags || (picture.flags & AV_FRAME_FLAG_CORRUPT);
+}
+
+std::string Counted(int64_t count, const char *what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 class MediaSource : public FrameSource {
   public:
     MediaSource(std::shared_ptr<MediaInput> input, const SourceOptions &options);
     bool Read(Frame &frame) override;
 
   private:
-    void OpenDecoder(int threads);
+    void OpenDecoder();
     void DescribeStream();
     void DescribePicture();
     void EstimateCount();
+    bool FindPart();
+    bool ReachKey();
+    void StartOver();
+    [[noreturn]] void FailEmpty() const;
     bool NextPicture();
     bool NextPictureOfPart();
+    void SetTime();
+    bool Decode();
     void Feed();
-    void KeepPacket();
+    bool TakePacket();
+    void KeepPacket(int64_t time);
     void ReadOthersToEnd();
     void TellChanges(Frame &frame);
-    void SetTimes(Frame &frame);
     void Finish() const;
-    int64_t InVideoTime(int64_t time) const {
-        return time == INT64_MAX ? time : av_rescale_q(time, AV_TIME_BASE_Q, mVideo->time_base);
+    double MissingSeconds() const;
+    // Whether the picture begins at this time, in AV_TIME_BASE, or later.
+    bool IsFrom(int64_t time) const {
+        return av_compare_ts(mTime, mVideo->time_base, time - kTimeSlack, AV_TIME_BASE_Q) >= 0;
     }
 
     std::shared_ptr<MediaInput> mInput;
@@ -97,35 +118,61 @@ class MediaSource : public FrameSource {
     PictureImporter mImporter;
     std::vector<PacketPtr> mPackets; // read since the last frame
     bool mPending = false;           // mPicture was decoded at the opening
-    bool mFlushing = false;
     bool mEndReached = false;
     bool mToldInterlaced = false;
+    int mThreads;
     PictureSize mLastSize;
-    int64_t mNextTime = 0; // of a picture that has none
-    int64_t mLastTime = 0;
     int64_t mFrameCount = 0;
-    int64_t mLastSeen = 0; // latest end of a packet, in AV_TIME_BASE
-    int mDamaged = 0;
-    std::string mReadFault;
+
+    // Of the stream since it was last begun.
+    struct Progress {
+        bool sought = false;              // not from its beginning
+        bool flushing = false;            // the decoder has got its last packet
+        int64_t keyTime = AV_NOPTS_VALUE; // of the first packet with a key picture
+        int64_t keyDecodeTime = AV_NOPTS_VALUE;
+        bool keySeen = false;
+        bool timesMissing = false; // of a picture, which then lies where it is counted to be
+        int64_t pictures = 0;
+        int64_t delay = 0;         // by which times taken from packets are too late
+        int64_t nextTime = 0;      // of a picture that has none
+        int64_t lastSeen = 0;      // latest end of a packet, in AV_TIME_BASE
+        int64_t lastVideoSeen = 0; // likewise, of the pictures' ones
+        int damaged = 0;
+        std::string readFault;
+    };
+    Progress mProgress;
+    int64_t mTime = 0; // of mPicture
 };
 
 MediaSource::MediaSource(std::shared_ptr<MediaInput> input, const SourceOptions &options)
     : mInput(std::move(input)), mVideo(mInput->Video()), mNote(options.note),
-      mPicture(NotNull(av_frame_alloc())), mPacket(NotNull(av_packet_alloc())) {
+      mPicture(NotNull(av_frame_alloc())), mPacket(NotNull(av_packet_alloc())),
+      mThreads(options.threads) {
     mName = mInput->Name();
-    OpenDecoder(options.threads);
+    OpenDecoder();
     DescribeStream();
-    mPending = NextPictureOfPart();
-    if (!mPending) {
-        if (Interrupted()) throw VideoError(mName + ": interrupted before its first frame");
-        if (options.start > 0) throw VideoError("--start: " + mName + " holds no frame from there on");
-        throw VideoError(mName + ": holds no frame that can be decoded" +
-                         (mReadFault.empty() ? "" : ", " + mReadFault));
+    mPending = FindPart();
+    if (!mPending) FailEmpty();
+    if (mInput->IsPart()) { // what is wrong before it does not matter
+        mProgress.damaged = IsDamaged(*mPicture);
+        mProgress.readFault.clear();
     }
     DescribePicture();
 }
 
-void MediaSource::OpenDecoder(int threads) {
+void MediaSource::FailEmpty() const {
+    if (Interrupted()) throw VideoError(mName + ": interrupted before its first frame");
+    if (mProgress.pictures == 0)
+        throw VideoError(mName + ": holds no frame that can be decoded" +
+                         (mProgress.readFault.empty() ? "" : ", " + mProgress.readFault));
+    if (mEndReached)
+        throw VideoError("--duration: " + mName + " has no frame within this time, give a longer one");
+    double length =
+        (double)mProgress.nextTime * av_q2d(mVideo->time_base) - (double)mInput->First() / AV_TIME_BASE;
+    FailBehindEnd(mName, length);
+}
+
+void MediaSource::OpenDecoder() {
     const AVCodec *codec = avcodec_find_decoder(mVideo->codecpar->codec_id);
     if (!codec)
         throw VideoError(mName + ": no decoder for its video (" +
@@ -133,7 +180,7 @@ void MediaSource::OpenDecoder(int threads) {
     mDecoder.reset(NotNull(avcodec_alloc_context3(codec)));
     CheckMedia(avcodec_parameters_to_context(mDecoder.get(), mVideo->codecpar), mName);
     mDecoder->pkt_timebase = mVideo->time_base;
-    mDecoder->thread_count = threads;
+    mDecoder->thread_count = mThreads;
     CheckMedia(avcodec_open2(mDecoder.get(), codec, nullptr), mName + ": cannot open the decoder");
 }
 
@@ -148,17 +195,47 @@ void MediaSource::DescribeStream() {
 }
 
 void MediaSource::EstimateCount() {
-    const AVFormatContext *format = mInput->Format();
-    int64_t first = format->start_time == AV_NOPTS_VALUE ? 0 : format->start_time;
-    int64_t begin = std::max(first, mInput->Origin());
-    int64_t end = mInput->End();
-    if (format->duration != AV_NOPTS_VALUE) end = std::min(end, first + format->duration);
-    bool whole = begin == first && mInput->End() == INT64_MAX;
+    int64_t begin = std::max(mInput->First(), mInput->Origin());
+    int64_t end = std::min(mInput->End(), mInput->Last());
+    bool whole = !mInput->IsPart() && mInput->End() == INT64_MAX;
     if (whole && mVideo->nb_frames > 0)
         mInfo.frameCount = mVideo->nb_frames;
     else if (end != INT64_MAX && end > begin)
         mInfo.frameCount =
             (int64_t)((double)(end - begin) / AV_TIME_BASE * mInfo.framesPerSecond.Value());
+}
+
+// Pictures shown behind a key picture are the same wherever the reading began. When there is none
+// before the part, or the times cannot be relied on, what is before the part is read from the
+// beginning.
+bool MediaSource::FindPart() {
+    for (int64_t lead : kLeads) {
+        if (!mInput->SeekBefore(lead)) break;
+        mProgress.sought = true;
+        bool reached = ReachKey();
+        bool found = reached && NextPictureOfPart();
+        if ((reached && !mProgress.timesMissing) || Interrupted()) return found;
+        StartOver();
+    }
+    return NextPictureOfPart();
+}
+
+bool MediaSource::ReachKey() {
+    while (NextPicture() && !mProgress.timesMissing) {
+        if (mTime < mProgress.keyTime) continue;
+        mPending = mTime == mProgress.keyTime && !IsDamaged(*mPicture) && !IsFrom(mInput->Origin());
+        return mPending;
+    }
+    return false;
+}
+
+void MediaSource::StartOver() {
+    mInput->StartOver();
+    mVideo = mInput->Video();
+    mPackets.clear();
+    mProgress = {};
+    mPending = mEndReached = false;
+    OpenDecoder();
 }
 
 void MediaSource::DescribePicture() {
@@ -191,31 +268,19 @@ void MediaSource::DescribePicture() {
 
 bool MediaSource::Read(Frame &frame) {
     frame.packets.clear();
-    bool more = !mEndReached && !Interrupted() && (mPending || NextPictureOfPart());
+    bool more = !mEndReached && !Interrupted() && NextPictureOfPart();
     if (!more && mInput->End() != INT64_MAX && !Interrupted()) ReadOthersToEnd();
     frame.packets.swap(mPackets);
-    mPending = false;
     if (!more) {
         Finish();
         return false;
     }
     TellChanges(frame);
     mImporter.Import(*mPicture, mInfo.codedSize, mInfo.size, frame);
-    SetTimes(frame);
+    frame.time = mTime - av_rescale_q(mInput->Origin(), AV_TIME_BASE_Q, mVideo->time_base);
+    frame.duration = Duration(*mPicture);
     mFrameCount++;
     return true;
-}
-
-// Times increase, whatever the container says.
-void MediaSource::SetTimes(Frame &frame) {
-    int64_t time = mPicture->best_effort_timestamp;
-    if (time == AV_NOPTS_VALUE) time = mNextTime;
-    if (mFrameCount > 0) time = std::max(time, mLastTime + 1);
-    frame.time = time - InVideoTime(mInput->Origin());
-    frame.duration = Duration(*mPicture);
-    int64_t usual = av_rescale_q(1, av_inv_q(ToMedia(mInfo.framesPerSecond)), mVideo->time_base);
-    mNextTime = time + std::max<int64_t>(frame.duration > 0 ? frame.duration : usual, 1);
-    mLastTime = time;
 }
 
 void MediaSource::TellChanges(Frame &frame) {
@@ -236,31 +301,48 @@ void MediaSource::TellChanges(Frame &frame) {
 }
 
 bool MediaSource::NextPictureOfPart() {
-    int64_t begin = mInput->Origin() > 0 ? InVideoTime(mInput->Origin()) : INT64_MIN;
-    int64_t end = InVideoTime(mInput->End());
-    while (NextPicture()) {
-        int64_t time = mPicture->best_effort_timestamp;
-        if (time != AV_NOPTS_VALUE && time < begin) continue;
-        mEndReached = time != AV_NOPTS_VALUE && time >= end;
+    while (mPending || NextPicture()) {
+        mPending = false;
+        if (mInput->IsPart() && !IsFrom(mInput->Origin())) continue;
+        mEndReached = mInput->End() != INT64_MAX && IsFrom(mInput->End());
         return !mEndReached;
     }
-    mEndReached = true;
     return false;
 }
 
 bool MediaSource::NextPicture() {
+    if (!Decode()) return false;
+    mProgress.damaged += IsDamaged(*mPicture);
+    SetTime();
+    return true;
+}
+
+// Times increase, whatever the container says.
+void MediaSource::SetTime() {
+    int64_t time = mPicture->best_effort_timestamp;
+    bool first = mProgress.pictures++ == 0;
+    if (mPicture->pts == AV_NOPTS_VALUE) {
+        // The time of the packet that made the decoder give out the picture, some packets later.
+        if (first && time != AV_NOPTS_VALUE && mProgress.keyDecodeTime != AV_NOPTS_VALUE)
+            mProgress.delay = std::max<int64_t>(time - mProgress.keyDecodeTime, 0);
+        mProgress.timesMissing = true;
+    }
+    time = time == AV_NOPTS_VALUE ? mProgress.nextTime : time - mProgress.delay;
+    mTime = first ? time : std::max(time, mTime + 1);
+    int64_t duration = Duration(*mPicture);
+    int64_t usual = av_rescale_q(1, av_inv_q(ToMedia(mInfo.framesPerSecond)), mVideo->time_base);
+    mProgress.nextTime = mTime + std::max<int64_t>(duration > 0 ? duration : usual, 1);
+}
+
+bool MediaSource::Decode() {
     for (;;) {
         int result = avcodec_receive_frame(mDecoder.get(), mPicture.get());
-        if (result == 0) {
-            bool corrupt = mPicture->decode_error_flags || (mPicture->flags & AV_FRAME_FLAG_CORRUPT);
-            mDamaged += corrupt;
-            return true;
-        }
+        if (result == 0) return true;
         if (result == AVERROR_EOF || Interrupted()) return false;
         if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
-        if (result != AVERROR(EAGAIN)) mDamaged++;
-        if (mFlushing && result == AVERROR(EAGAIN)) return false;
-        if (!mFlushing) Feed();
+        if (result != AVERROR(EAGAIN)) mProgress.damaged++;
+        if (mProgress.flushing && result == AVERROR(EAGAIN)) return false;
+        if (!mProgress.flushing) Feed();
     }
 }
 
@@ -275,32 +357,45 @@ void MediaSource::Feed() {
             usleep(2000);
             attempt--;
         } else {
-            mReadFault = MediaError(result);
+            mProgress.readFault = MediaError(result);
         }
     }
     if (result < 0) {
-        mFlushing = true;
+        mProgress.flushing = true;
         avcodec_send_packet(mDecoder.get(), nullptr);
         return;
     }
-    KeepPacket();
-    if (mPacket->stream_index != mVideo->index) return;
+    if (!TakePacket()) return;
     result = avcodec_send_packet(mDecoder.get(), mPacket.get());
     if (result == AVERROR(ENOMEM)) throw std::bad_alloc();
-    if (result < 0) mDamaged++;
-    av_packet_unref(mPacket.get());
+    if (result < 0) mProgress.damaged++;
 }
 
-// Notes how far the packet reaches, and keeps it when it belongs to another stream and to the part.
-void MediaSource::KeepPacket() {
-    const AVStream *stream = mInput->Format()->streams[mPacket->stream_index];
-    int64_t time = mPacket->pts != AV_NOPTS_VALUE ? mPacket->pts : mPacket->dts;
+// Notes what the packet says of the stream's progress; true when it is for the decoder.
+bool MediaSource::TakePacket() {
+    const AVPacket &packet = *mPacket;
+    const AVStream *stream = mInput->Format()->streams[packet.stream_index];
+    bool picture = stream == mVideo;
+    int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
     if (time != AV_NOPTS_VALUE) {
-        int64_t end = av_rescale_q(time + mPacket->duration, stream->time_base, AV_TIME_BASE_Q);
-        mLastSeen = std::max(mLastSeen, end);
+        int64_t end = av_rescale_q(time + packet.duration, stream->time_base, AV_TIME_BASE_Q);
+        mProgress.lastSeen = std::max(mProgress.lastSeen, end);
+        if (picture) mProgress.lastVideoSeen = std::max(mProgress.lastVideoSeen, end);
     }
-    if (mPacket->flags & AV_PKT_FLAG_CORRUPT) mReadFault = "a packet is incomplete";
-    if (stream == mVideo) return;
+    if (packet.flags & AV_PKT_FLAG_CORRUPT) mProgress.readFault = "a packet is incomplete";
+    if (!picture) KeepPacket(time);
+    if (!picture || packet.size == 0) return false; // to the decoder an empty one would be the end
+    if (!mProgress.keySeen && (packet.flags & AV_PKT_FLAG_KEY)) {
+        mProgress.keySeen = true;
+        mProgress.keyTime = packet.pts;
+        mProgress.keyDecodeTime = packet.dts;
+    }
+    return mProgress.keySeen || !mProgress.sought;
+}
+
+// Keeps a packet of another stream when it belongs to the part.
+void MediaSource::KeepPacket(int64_t time) {
+    const AVStream *stream = mInput->Format()->streams[mPacket->stream_index];
     int64_t origin = av_rescale_q(mInput->Origin(), AV_TIME_BASE_Q, stream->time_base);
     bool cover = stream->disposition & AV_DISPOSITION_ATTACHED_PIC;
     if (time != AV_NOPTS_VALUE && !cover) {
@@ -310,7 +405,6 @@ void MediaSource::KeepPacket() {
     }
     PacketPtr packet(NotNull(av_packet_alloc()), MediaRelease());
     av_packet_move_ref(packet.get(), mPacket.get());
-    mPacket->stream_index = packet->stream_index; // the caller asks for it
     if (packet->pts != AV_NOPTS_VALUE && !cover) packet->pts -= origin;
     if (packet->dts != AV_NOPTS_VALUE && !cover) packet->dts -= origin;
     mPackets.push_back(std::move(packet));
@@ -319,31 +413,45 @@ void MediaSource::KeepPacket() {
 // Sound may lie a little behind the pictures of its time.
 void MediaSource::ReadOthersToEnd() {
     int64_t limit = mInput->End() + AV_TIME_BASE;
-    while (mLastSeen < limit && av_read_frame(mInput->Format(), mPacket.get()) >= 0) {
-        KeepPacket();
+    while (mProgress.lastSeen < limit && av_read_frame(mInput->Format(), mPacket.get()) >= 0) {
+        TakePacket();
         av_packet_unref(mPacket.get());
     }
+}
+
+// How much is missing of what the container announces, for all streams together and for the pictures;
+// the lesser, for a container may count pauses of one stream that nothing is read for.
+double MediaSource::MissingSeconds() const {
+    const AVFormatContext *format = mInput->Format();
+    bool known = format->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
+    if (!known || mInput->Last() == INT64_MAX || mInput->End() != INT64_MAX) return 0;
+    int64_t missing = mInput->Last() - mProgress.lastSeen;
+    if (mVideo->start_time != AV_NOPTS_VALUE && mVideo->duration > 0) {
+        int64_t last =
+            av_rescale_q(mVideo->start_time + mVideo->duration, mVideo->time_base, AV_TIME_BASE_Q);
+        missing = std::min(missing, last - mProgress.lastVideoSeen);
+    }
+    return (double)missing / AV_TIME_BASE;
 }
 
 // Throws when the stream was not whole.
 void MediaSource::Finish() const {
     if (Interrupted()) return;
-    const AVFormatContext *format = mInput->Format();
-    std::string fault = mReadFault;
-    int64_t first = format->start_time == AV_NOPTS_VALUE ? 0 : format->start_time;
-    double missing = (double)(first + format->duration - mLastSeen) / AV_TIME_BASE;
-    bool lengthKnown = format->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
-    if (lengthKnown && mInput->End() == INT64_MAX && missing > kMissingSeconds) {
+    std::string fault = mProgress.readFault;
+    double missing = MissingSeconds();
+    if (missing > kMissingSeconds) {
         char text[80];
         snprintf(text, sizeof(text), "%.1f of %.1f seconds are missing at its end", missing,
-                 (double)format->duration / AV_TIME_BASE);
+                 (double)(mInput->Last() - mInput->First()) / AV_TIME_BASE);
         fault = text;
-    } else if (mDamaged > 0) {
-        fault = std::to_string(mDamaged) + " of its pictures cannot be decoded, or only in part";
+    } else if (mProgress.damaged > 0) {
+        fault =
+            std::to_string(mProgress.damaged) + " of its pictures cannot be decoded, or only in part";
     }
     if (fault.empty()) return;
     throw VideoError(mName + ": cut short or damaged, " + fault + "; the " +
-                     std::to_string(mFrameCount) + " frames that could be decoded are written");
+                     Counted(mFrameCount, "frame") + " that could be decoded " +
+                     (mFrameCount == 1 ? "is" : "are") + " written");
 }
 
 } // namespace

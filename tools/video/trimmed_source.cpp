@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "video/interrupt.h"
+
 TrimmedSource::TrimmedSource(std::unique_ptr<FrameSource> source, double start, double duration)
     : mSource(std::move(source)) {
     mInfo = mSource->Info();
@@ -22,10 +24,13 @@ TrimmedSource::TrimmedSource(std::unique_ptr<FrameSource> source, double start, 
 
 bool TrimmedSource::Read(Frame &frame) {
     while (mSource->Read(frame)) {
+        mRead = frame.time + 1;
         if (frame.time >= mEnd) return false;
         if (frame.time < mFirst) continue;
         frame.time -= mFirst;
         return true;
     }
+    if (mFirst > 0 && mRead <= mFirst && !Interrupted())
+        FailBehindEnd(mName, (double)mRead / mInfo.framesPerSecond.Value());
     return false;
 }

@@ -12,6 +12,7 @@ class TrimmedSource : public FrameSource {
 
   private:
     std::unique_ptr<FrameSource> mSource;
+    int64_t mRead = 0;
     int64_t mFirst = 0;
     int64_t mEnd = INT64_MAX;
 };
