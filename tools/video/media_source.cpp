@@ -2,6 +2,7 @@
 // Decodes the video stream of a container or device; packets of all others go along with its frames.
 #include <math.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -419,19 +420,23 @@ void MediaSource::ReadOthersToEnd() {
     }
 }
 
-// How much is missing of what the container announces, for all streams together and for the pictures;
-// the lesser, for a container may count pauses of one stream that nothing is read for.
+// How much is missing of what the container announces, of all streams together and of the pictures; the
+// lesser, as a container may count pauses of one stream that nothing is read for.
 double MediaSource::MissingSeconds() const {
     const AVFormatContext *format = mInput->Format();
     bool known = format->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
     if (!known || mInput->Last() == INT64_MAX || mInput->End() != INT64_MAX) return 0;
-    int64_t missing = mInput->Last() - mProgress.lastSeen;
-    if (mVideo->start_time != AV_NOPTS_VALUE && mVideo->duration > 0) {
-        int64_t last =
-            av_rescale_q(mVideo->start_time + mVideo->duration, mVideo->time_base, AV_TIME_BASE_Q);
-        missing = std::min(missing, last - mProgress.lastVideoSeen);
-    }
-    return (double)missing / AV_TIME_BASE;
+    auto missing = [&](int64_t first, int64_t duration) {
+        return av_rescale_q(first + duration, mVideo->time_base, AV_TIME_BASE_Q) -
+               mProgress.lastVideoSeen;
+    };
+    int64_t most = mInput->Last() - mProgress.lastSeen;
+    if (mVideo->start_time != AV_NOPTS_VALUE && mVideo->duration > 0)
+        most = std::min(most, missing(mVideo->start_time, mVideo->duration));
+    // The durations have been reduced to the length of the file here, but not the number of frames, of
+    // which each is a unit long.
+    if (!strcmp(format->iformat->name, "avi")) most = std::max(most, missing(0, mVideo->nb_frames));
+    return (double)most / AV_TIME_BASE;
 }
 
 // Throws when the stream was not whole.
@@ -441,8 +446,9 @@ void MediaSource::Finish() const {
     double missing = MissingSeconds();
     if (missing > kMissingSeconds) {
         char text[80];
+        double seen = (double)(mProgress.lastSeen - mInput->First()) / AV_TIME_BASE;
         snprintf(text, sizeof(text), "%.1f of %.1f seconds are missing at its end", missing,
-                 (double)(mInput->Last() - mInput->First()) / AV_TIME_BASE);
+                 seen + missing);
         fault = text;
     } else if (mProgress.damaged > 0) {
         fault =
