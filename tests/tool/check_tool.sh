@@ -75,8 +75,27 @@ done
 run 0 0 in.y4m got.y4m
 [ "$(wc -c <got.y4m)" -ge $n ] || fail "a frame with parameters is lost"
 
-# What is not 8-bit 4:2:0 video is refused before an output is made.
-for header in 'W160 H120 C420p10' 'W160 H120 C422' 'W160 H120 C444' 'W160 H120 Cmono' 'W160 H120 XYSCSS=420P10' \
+# Other pixels are converted by FFmpeg, with a note, and refused without it.
+(echo 'YUV4MPEG2 W160 H120 F30:1 C422'; for i in 0 1 2; do
+    echo FRAME
+    head -c $((i * n + 160 * 120)) clip.i420 | tail -c $((160 * 120))
+    head -c $((160 * 120)) /dev/zero
+done) >other.y4m
+if "$tool" --version | grep -q 'with FFmpeg'; then
+    run 0 1 --mode none other.y4m got.y4m
+    run 0 1 --mode none - - <other.y4m >piped.y4m
+    same got.y4m piped.y4m "a pipe of 4:2:2 gives other bytes"
+    [ "$(tail -n +2 got.y4m | wc -c)" = $((3 * (n + 6))) ] || fail "4:2:2: not 3 frames of 160x120"
+    tail -c $n got.y4m | head -c $((160 * 120)) >luma.got
+    head -c $((2 * n + 160 * 120)) clip.i420 | tail -c $((160 * 120)) >luma.i420
+    same luma.got luma.i420 "4:2:2 gives other luma"
+    pixels=('W160 H120 Cnone')
+else
+    pixels=('W160 H120 C422' 'W160 H120 C420p10' 'W160 H120 Cmono' 'W160 H120 XYSCSS=420P10')
+fi
+
+# What is no video is refused before an output is made.
+for header in "${pixels[@]}" \
     'W160' 'H120 C420' 'W0 H120' 'W160 H-2' 'W160x H120' 'W99999 H120' 'W160 H1'; do
     (echo "YUV4MPEG2 $header"; cat frames) >in.y4m
     run 1 1 in.y4m none.y4m

@@ -44,6 +44,9 @@ ByteInput::ByteInput(const std::string &path)
     errno = 0;
     mFile = IsStandard(path) ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (mFile < 0) throw VideoError("cannot open input " + mName + ": " + ErrorText());
+    int state = fcntl(mFile, F_GETFL);
+    if (state < 0 || (state & O_ACCMODE) == O_WRONLY)
+        throw VideoError(mName + " is closed, there is nothing to read from");
 }
 
 ByteInput::~ByteInput() {
@@ -96,6 +99,15 @@ std::string ByteInput::Peek(size_t size) {
     while (mEnd - mBegin < size && Fill()) {
     }
     return std::string(mBuffer.data() + mBegin, std::min(size, mEnd - mBegin));
+}
+
+std::string ByteInput::PeekLine(size_t limit) {
+    for (;;) {
+        std::string line(mBuffer.data() + mBegin, std::min(limit, mEnd - mBegin));
+        size_t end = line.find('\n');
+        if (end != std::string::npos) return line.substr(0, end);
+        if (line.size() == limit || !Fill()) return line;
+    }
 }
 
 bool ByteInput::ReadLine(std::string &line, size_t limit) {

@@ -30,6 +30,9 @@ class ByteInput {
     // The bytes that the next Read will give, without taking them; at most kBufferSize.
     std::string Peek(size_t size);
 
+    // Likewise, up to a newline; without one that many bytes, or fewer at the end of the stream.
+    std::string PeekLine(size_t limit);
+
     // Takes a line without its newline. False when the stream ends first or the line is longer than
     // limit; what was read of it is in `line` then.
     bool ReadLine(std::string &line, size_t limit);

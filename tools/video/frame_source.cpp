@@ -5,8 +5,10 @@
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "video/byte_file.h"
+#include "video/interrupt.h"
 #include "video/media.h"
 #include "video/output_file.h"
 #include "video/raw_video.h"
@@ -28,6 +30,11 @@ bool IsSeekable(const std::string &path) {
     return path != "-" && stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
+// Pictures as files of their own, "shot%03d.png".
+bool IsSequence(const std::string &path) {
+    return kHasMedia && path.find('%') != std::string::npos && access(path.c_str(), F_OK) != 0;
+}
+
 std::unique_ptr<FrameSource> OpenPlain(std::unique_ptr<ByteInput> input, const SourceOptions &options) {
     std::unique_ptr<FrameSource> source;
     if (options.shape)
@@ -42,18 +49,22 @@ std::unique_ptr<FrameSource> OpenPlain(std::unique_ptr<ByteInput> input, const S
 } // namespace
 
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOptions &options) {
-    if (!options.format.empty() || IsAddress(path)) {
+    if (!options.format.empty() || IsAddress(path) || IsSequence(path)) {
         bool piped = path == "-";
         return OpenMediaSource(path, piped ? std::make_unique<ByteInput>(path) : nullptr, options);
     }
     auto input = std::make_unique<ByteInput>(path);
     if (options.shape) return OpenPlain(std::move(input), options);
     std::string start = input->Peek(strlen(kY4mMagic));
-    if (start != kY4mMagic && !start.empty() && !kHasMedia)
+    if (Interrupted()) throw VideoError(input->Name() + ": interrupted before its first frame");
+    if (start.empty()) throw VideoError(input->Name() + " is empty");
+    bool plain = start == kY4mMagic;
+    if (!plain && !kHasMedia)
         throw VideoError(input->Name() +
                          ": not a Y4M stream, and this program was built without FFmpeg's "
                          "libraries, which read others; for raw frames give --size WxH");
-    if (start == kY4mMagic || start.empty()) return OpenPlain(std::move(input), options);
+    if (plain && kHasMedia) plain = OtherY4mPixels(input->PeekLine(kY4mMaxLine)).empty();
+    if (plain) return OpenPlain(std::move(input), options);
     if (IsSeekable(path)) input.reset();
     return OpenMediaSource(path, std::move(input), options);
 }

@@ -8,6 +8,7 @@ extern "C" {
 #include <libavutil/avstring.h>
 #include <libavutil/avutil.h>
 #include <libavutil/display.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/mastering_display_metadata.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>

@@ -17,6 +17,7 @@ extern "C" {
 namespace {
 
 const int kIoBytes = 1 << 16;
+const size_t kStartBytes = 4096; // the order of the main boxes shows in them
 
 int ReadBytes(void *input, uint8_t *data, int size) {
     try {
@@ -25,6 +26,21 @@ int ReadBytes(void *input, uint8_t *data, int size) {
     } catch (const VideoError &) {
         return AVERROR(EIO);
     }
+}
+
+bool IsMp4(const std::string &start) { return start.size() == 8 && start.substr(4) == "ftyp"; }
+
+// An MP4 file is made of boxes: 4 bytes of length, 4 of a name, and what is in it.
+bool HasIndexAtEnd(const std::string &start) {
+    auto *bytes = (const uint8_t *)start.data();
+    for (size_t at = 0; at + 8 <= start.size();) {
+        std::string name = start.substr(at + 4, 4);
+        if (name == "mdat" || name == "moov") return name == "mdat";
+        size_t length = AV_RB32(bytes + at);
+        if (length < 8) return false;
+        at += length;
+    }
+    return false;
 }
 
 int IsInterrupted(void *) { return Interrupted(); }
@@ -79,6 +95,10 @@ void MediaInput::Open() {
     mFormat->interrupt_callback = {IsInterrupted, nullptr};
     std::string url = Url(mPath);
     if (mInput) {
+        if (IsMp4(mInput->Peek(8)) && HasIndexAtEnd(mInput->Peek(kStartBytes)))
+            throw VideoError(
+                mName + ": the index of this MP4 is at its end, too late for a pipe; give the file "
+                        "itself, or move the index (ffmpeg -c copy -movflags +faststart)");
         uint8_t *buffer = NotNull((uint8_t *)av_malloc(kIoBytes));
         mIo =
             NotNull(avio_alloc_context(buffer, kIoBytes, 0, mInput.get(), ReadBytes, nullptr, nullptr));

@@ -186,7 +186,8 @@ void MediaSource::OpenDecoder() {
 }
 
 void MediaSource::DescribeStream() {
-    mInfo.container = Container::Coded;
+    bool y4m = !strcmp(mInput->Format()->iformat->name, "yuv4mpegpipe");
+    mInfo.container = y4m ? Container::Y4m : Container::Coded;
     mInfo.media = mInput;
     mInfo.timeBase = FromMedia(mVideo->time_base);
     mInfo.rotation = Rotation(mVideo);

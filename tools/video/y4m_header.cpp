@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 
 const char kY4mMagic[] = "YUV4MPEG2";
@@ -48,18 +49,19 @@ bool IsOtherExtension(const std::string &tag) {
     return !IsEightBit420(colour);
 }
 
-void CheckColour(const std::vector<std::string> &tags, const std::string &name) {
+std::string OtherPixels(const std::vector<std::string> &tags) {
     bool named = false;
     for (const std::string &tag : tags) {
-        if (tag[0] != 'C') continue;
-        named = true;
-        if (!IsEightBit420(tag.substr(1)))
-            Refuse(name, "pixels are " + Quoted(tag) +
-                             ", only 8-bit 4:2:0 is supported; convert them, e.g. with "
-                             "ffmpeg -pix_fmt yuv420p");
+        if (tag[0] == 'C' && !IsEightBit420(tag.substr(1))) return tag;
+        named = named || tag[0] == 'C';
     }
-    if (!named && std::any_of(tags.begin(), tags.end(), IsOtherExtension))
-        Refuse(name, "pixels are not 8-bit 4:2:0; convert them, e.g. with ffmpeg -pix_fmt yuv420p");
+    auto extension = std::find_if(tags.begin(), tags.end(), IsOtherExtension);
+    return named || extension == tags.end() ? "" : *extension;
+}
+
+std::vector<std::string> Words(const std::string &line) {
+    std::istringstream words(line);
+    return {std::istream_iterator<std::string>(words), {}};
 }
 
 // "30000:1001" behind the tag's letter; 0 when it is no such thing.
@@ -90,16 +92,21 @@ void TakeTag(Y4mHeader &header, const std::string &tag, const std::string &name)
 } // namespace
 
 Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name) {
-    std::istringstream words(line);
-    std::string word;
-    if (!(words >> word) || word != kY4mMagic) Refuse(name, "not a Y4M stream");
+    std::vector<std::string> words = Words(line);
+    if (words.empty() || words[0] != kY4mMagic) Refuse(name, "not a Y4M stream");
     Y4mHeader header;
-    while (words >> word) TakeTag(header, word, name);
+    for (size_t i = 1; i < words.size(); i++) TakeTag(header, words[i], name);
     if (header.size.width == 0) Refuse(name, "the Y4M header has no width (W)");
     if (header.size.height == 0) Refuse(name, "the Y4M header has no height (H)");
-    CheckColour(header.tags, name);
+    std::string other = OtherPixels(header.tags);
+    if (!other.empty())
+        Refuse(name, "pixels are " + Quoted(other) +
+                         ", only 8-bit 4:2:0 is supported; convert them, e.g. with "
+                         "ffmpeg -pix_fmt yuv420p");
     return header;
 }
+
+std::string OtherY4mPixels(const std::string &line) { return OtherPixels(Words(line)); }
 
 std::string Y4mHeaderLine(const Y4mHeader &header) {
     std::string line = std::string(kY4mMagic) + " W" + std::to_string(header.size.width) + " H" +

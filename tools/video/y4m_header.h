@@ -13,6 +13,9 @@
 // The magic word at the start of every stream.
 extern const char kY4mMagic[];
 
+// Far beyond any real header; keeps a file without newlines from being read as one line.
+const size_t kY4mMaxLine = 4096;
+
 struct Y4mHeader {
     PictureSize size;
     bool interlaced = false;
@@ -25,6 +28,9 @@ struct Y4mHeader {
 // `line` is the first line without its newline. Throws VideoError, for `name`, unless it describes
 // 8-bit 4:2:0 pictures of a size up to kMaxSide.
 Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name);
+
+// What the stream's first line calls its pixels, when they are not 8-bit 4:2:0; empty when they are.
+std::string OtherY4mPixels(const std::string &line);
 
 // The line for pictures of header.size, with its newline.
 std::string Y4mHeaderLine(const Y4mHeader &header);

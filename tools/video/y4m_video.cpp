@@ -8,9 +8,6 @@
 
 namespace {
 
-// Far beyond any real header; keeps a file without newlines from being read as one line.
-const size_t kMaxLine = 4096;
-
 PictureSize ChromaSize(PictureSize size) { return {(size.width + 1) / 2, (size.height + 1) / 2}; }
 
 } // namespace
@@ -24,10 +21,10 @@ Y4mSource::Y4mSource(std::unique_ptr<ByteInput> input) : mInput(std::move(input)
 void Y4mSource::ReadHeader() {
     // Looked at before the line is read: a binary file may have no line end for gigabytes.
     std::string start = mInput->Peek(strlen(kY4mMagic));
-    if (start.empty()) throw VideoError(mName + ": empty, there is no Y4M stream");
+    if (start.empty()) throw VideoError(mName + " is empty");
     if (start != kY4mMagic)
         throw VideoError(mName + ": not a Y4M stream; for raw frames give --size WxH (and --format)");
-    if (!mInput->ReadLine(mLine, kMaxLine)) throw VideoError(mName + ": the Y4M header has no end");
+    if (!mInput->ReadLine(mLine, kY4mMaxLine)) throw VideoError(mName + ": the Y4M header has no end");
     Y4mHeader header = ParseY4mHeader(mLine, mName);
     mInfo.container = Container::Y4m;
     mInfo.layout = PixelLayout::I420;
@@ -48,8 +45,8 @@ void Y4mSource::ReadHeader() {
 
 bool Y4mSource::Read(Frame &frame) {
     if (mInput->AtEnd()) return false;
-    bool whole = mInput->ReadLine(mLine, kMaxLine);
-    if (!whole && mLine.size() <= kMaxLine) FailTruncated();
+    bool whole = mInput->ReadLine(mLine, kY4mMaxLine);
+    if (!whole && mLine.size() <= kY4mMaxLine) FailTruncated();
     if (!whole || !ParseY4mFrameLine(mLine, frame.parameters))
         throw VideoError(mName + ": damaged, there is no FRAME line before frame " +
                          std::to_string(mFrameCount + 1));
