@@ -110,6 +110,8 @@ done
 run 1 1 in.y4m none.y4m
 head -c 100000 /dev/zero >in.y4m
 run 1 1 in.y4m none.y4m
+run 1 1 - none.y4m <&-
+grep -q closed err || fail "a closed standard input is not told"
 run 1 1 missing.y4m none.y4m
 
 # A cut-off stream: every whole frame arrives, none of the last one.

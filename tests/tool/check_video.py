@@ -208,7 +208,7 @@ def sizes_that_change():
 def damage():
     """What can be decoded is delivered, and the status tells; nothing is left of what cannot be used."""
     ffmpeg("-i", "a.mp4", "-c", "copy", "-movflags", "faststart", "-map", "0:v", "-map", "0:a", "fast.mp4")
-    for source in ("b.mkv", "fast.mp4"):
+    for source in ("b.mkv", "fast.mp4", "g.avi"):
         data = pathlib.Path(source).read_bytes()
         cut = "cut" + source[-4:]
         pathlib.Path(cut).write_bytes(data[:len(data) // 2])
@@ -263,6 +263,30 @@ class Case(typing.NamedTuple):
 # Made inputs that are read as what they are.
 INPUTS = [
     Case("$ff -i a.mp4 -map 0:v -map 0:a -c copy -metadata title=Trip in.mkv", "in.mkv out.mkv", facts={"format.tags.title": "Trip"}),
+    Case("$ff -i a.mp4 -map 0:v -map 0:a -c:v libx264 -g 60 -bf 3 -c:a aac in.ts", "--start 0.5 --mode none --codec ffv1 in.ts out.mkv",
+         frames=FRAMES - 15, pictures=("in.ts", 15), facts={"a.codec_name": "aac"}),
+    Case("$ff -i clip.y4m -c:v mpeg2video -q:v 2 -bf 2 -g 12 in.mpg", "--start 0.5 --mode none --codec ffv1 in.mpg out.mkv",
+         frames=FRAMES - 15, pictures=("in.mpg", 15), facts={"v.start_time": "0.000000"}),
+    Case("$ff -i clip.y4m -c:v libx264 -g 20 -bf 3 in.h264", "--start 1.2 --mode none --codec ffv1 in.h264 out.mkv",
+         frames=4, pictures=("in.h264", 36), facts={"v.start_time": "0.000000"}),
+    Case("$ff -i clip.y4m -c:v mpeg4 -q:v 2 -bf 2 in.avi", "--start 0.5 --mode none --codec ffv1 in.avi out.mkv",
+         frames=FRAMES - 15, pictures=("in.avi", 15), facts={"v.start_time": "0.000000"}),
+    Case("$ff -i clip.y4m -c:v libx264 -bf 2 in.avi", "--mode none --codec ffv1 in.avi out.mkv", pictures=("in.avi", 0),
+         facts={"v.start_time": "0.000000"}),
+    Case("$ff -i clip.y4m -c:v libx264 -x264-params open-gop=1:keyint=10:bframes=3 in.mkv",
+         "--start 1.2 --duration 0.1 --mode none --codec ffv1 in.mkv out.mkv", frames=3, pictures=("in.mkv", 36)),
+    Case("", "--start 9 a.mp4 out.mkv", say="--start.*over before, it is 1.3 seconds", status=1),
+    Case("", "--start 9 clip.y4m out.mkv", say="--start.*over before, it is 1.3 seconds", status=1),
+    Case("$ff -i a.mp4 -map 0:v -map 0:a -map_chapters -1 -c copy -output_ts_offset 100 in.mp4", "in.mp4 out.mp4",
+         facts={"format.start_time": "0.000000", "v.nb_frames": str(FRAMES), "a.count": 1}),
+    Case("$ff -i a.mp4 -map 0:v -map 0:a -c copy -output_ts_offset 100 in.mkv", "in.mkv out.mkv", facts={"format.start_time": "0.000000"}),
+    Case("$ff -i clip.y4m -itsoffset 1 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a mp2 in.avi", "in.avi out.mkv", facts={"a.count": 1}),
+    Case("$ff -i clip.y4m -pix_fmt yuv422p10le -strict -1 in.y4m", "in.y4m out.y4m", say="yuv422p10le.*converted to 8-bit 4:2:0"),
+    Case("$ff -i clip.y4m -pix_fmt gray in.y4m", "in.y4m out.mkv", say="gray.*converted to 8-bit 4:2:0"),
+    Case("$ff -i clip.y4m img%03d.png", "--input-option framerate=30 img%03d.png out.mkv", say="rgb24.*converted", facts={"v.r_frame_rate": "30/1"}),
+    Case("", "--input-format lavfi --duration 1 testsrc2=size=320x240:rate=25 out.mkv", frames=25),
+    Case("mkfifo in.mp4; cat a.mp4 >in.mp4 2>/dev/null &", "in.mp4 out.mkv", say="index.*faststart", status=1),
+    Case(": >in.mp4", "in.mp4 out.mkv", say="in.mp4 is empty", status=1),
 ]
 # Encoders, containers, tags.
 HEVC = "$ff -i clip.y4m -c:v libx265 -preset ultrafast -x265-params log-level=none"
