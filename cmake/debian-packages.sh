@@ -59,7 +59,7 @@ clang_packages=(clang libclang-rt-dev)
 # has a preview window.
 # shellcheck disable=SC2034
 tool_packages=(cmake g++ make libcli11-dev pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
-    libavdevice-dev libsdl2-dev)
+    libswresample-dev libavdevice-dev libsdl2-dev)
 # With it what the tests with files need.
 # shellcheck disable=SC2034
 video_packages=("${tool_packages[@]}" ffmpeg)

@@ -35,8 +35,8 @@ function(quorvel_tool_part name of what target modules packages)
   set(QUORVEL_HAS_${name} ${QUORVEL_HAS_${name}} PARENT_SCOPE)
 endfunction()
 quorvel_tool_part(FFMPEG TOOL "Tool, every kind of file" QUORVEL_AV
-  "libavformat>=59;libavcodec>=59;libavutil>=57;libswscale>=6"
-  "pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev")
+  "libavformat>=59;libavcodec>=59;libavutil>=57.28;libswscale>=6;libswresample>=4"
+  "pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev")
 quorvel_tool_part(CAPTURE FFMPEG "Tool, cameras" QUORVEL_AVDEVICE "libavdevice>=59" "pkg-config libavdevice-dev")
 quorvel_tool_part(PREVIEW TOOL "Tool, preview window" QUORVEL_SDL "sdl2>=2.0.16" "pkg-config libsdl2-dev")
 
@@ -45,12 +45,16 @@ if(TARGET PkgConfig::QUORVEL_AV)
   set(media_sources
     tools/video/media_choice.cpp
     tools/video/media_common.cpp
+    tools/video/media_converter.cpp
     tools/video/media_copy.cpp
     tools/video/media_encoder.cpp
+    tools/video/media_fit.cpp
     tools/video/media_input.cpp
     tools/video/media_picture.cpp
     tools/video/media_sink.cpp
+    tools/video/media_sound.cpp
     tools/video/media_source.cpp
+    tools/video/media_subtitle.cpp
     tools/video/media_tags.cpp)
 endif()
 # The same without FFmpeg, for what makes clips.

@@ -238,6 +238,7 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
                    "Container of OUTPUT, by FFmpeg's name (default: its ending decides; - gets Y4M)")
         ->option_text("NAME")
         ->group(group);
+    app.add_flag("--no-audio", options.sink.noAudio, "Leave out the sound")->group(group);
     app.add_option(
            "--threads", raw.threads,
            "Threads of the decoder, of the stabilizer (4 at most) and of the encoder, each, 0 to "

@@ -97,6 +97,7 @@ struct SinkOptions {
     std::string preset;
     int64_t bitrate = 0;                   // bits a second, 0: constant quality
     std::vector<std::string> codecOptions; // KEY=VALUE
+    bool noAudio = false;                  // leaves out the sound
     int threads = 0;
     NoteHandler note = [](const std::string &) {};
 };

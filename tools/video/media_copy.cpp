@@ -6,6 +6,9 @@
 
 #include <algorithm>
 
+#include "video/media_sound.h"
+#include "video/media_subtitle.h"
+
 namespace {
 
 // Describes a container or its codec, not its content.
@@ -49,18 +52,6 @@ void CopyChapters(const MediaInput &input, AVFormatContext *to) {
     }
 }
 
-bool Fits(const AVStream *stream, const AVFormatContext *to) {
-    const AVCodecParameters *parameters = stream->codecpar;
-    if (parameters->codec_type == AVMEDIA_TYPE_UNKNOWN || parameters->codec_id == AV_CODEC_ID_NONE)
-        return false;
-    if (parameters->codec_type == AVMEDIA_TYPE_DATA && parameters->codec_id == AV_CODEC_ID_BIN_DATA)
-        return false;
-    if (parameters->codec_type == AVMEDIA_TYPE_ATTACHMENT)
-        return !strcmp(to->oformat->name, "matroska");
-    // Below 0 the container does not know, and is to be tried.
-    return avformat_query_codec(to->oformat, parameters->codec_id, FF_COMPLIANCE_NORMAL) != 0;
-}
-
 void TellLeftOut(const AVStream *stream, const AVFormatContext *to, const NoteHandler &note) {
     const AVCodecParameters *parameters = stream->codecpar;
     // Made anew: the time code from the video's metadata, the track of chapter names from the chapters.
@@ -75,45 +66,111 @@ void TellLeftOut(const AVStream *stream, const AVFormatContext *to, const NoteHa
          (strcmp(to->oformat->name, "matroska") ? "; try an OUTPUT with the ending .mkv" : ""));
 }
 
+// Null when it cannot be converted either.
+std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTrial &trial,
+                                               const NoteHandler &note) {
+    bool sound = from->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+    bool text = from->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
+    std::unique_ptr<PacketConverter> converter;
+    if (sound) converter = MakeSoundConverter(from, trial, note);
+    if (text) converter = MakeSubtitleConverter(from, trial);
+    if (!converter) return nullptr;
+    note(std::string(sound ? "sound (" : "subtitles (") + avcodec_get_name(from->codecpar->codec_id) +
+         (sound ? ") is" : ") are") + " converted to " +
+         avcodec_get_name(converter->Encoder()->codec_id) + ", " + trial.Container().name +
+         " files cannot hold " + (sound ? "it" : "them"));
+    return converter;
+}
+
+bool IsSound(const AVStream *stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
+
 } // namespace
 
-StreamCopier::StreamCopier(const MediaInput &input, AVFormatContext *to, const NoteHandler &note)
+StreamCopier::StreamCopier(const MediaInput &input, AVFormatContext *to, const AVCodecContext *encoder,
+                           const SinkOptions &options)
     : mPlaces(input.Format()->nb_streams) {
     const AVFormatContext *from = input.Format();
     CopyMetadata(from->metadata, &to->metadata);
     CopyChapters(input, to);
-    for (unsigned i = 0; i < from->nb_streams; i++) AddStream(input, from->streams[i], to, note);
+    ContainerTrial trial(to, encoder);
+    int others = 0;
+    for (unsigned i = 0; i < from->nb_streams; i++) {
+        const AVStream *stream = from->streams[i];
+        if (stream == input.Video()) {
+            AddVideo(stream, to);
+        } else if (!options.noAudio || !IsSound(stream)) {
+            others++;
+            if (!trial.PicturesOnly()) AddOther(stream, to, trial, options);
+        }
+    }
+    if (trial.PicturesOnly() && others > 0)
+        options.note(
+            std::string(to->oformat->name) +
+            " files hold nothing but pictures, the other streams are left out; try an OUTPUT with "
+            "the ending .mkv");
 }
 
-void StreamCopier::AddStream(const MediaInput &input, const AVStream *from, AVFormatContext *to,
-                             const NoteHandler &note) {
-    bool isVideo = from == input.Video();
-    if (!isVideo && !Fits(from, to)) {
-        TellLeftOut(from, to, note);
+void StreamCopier::AddVideo(const AVStream *from, AVFormatContext *to) {
+    mVideo = NotNull(avformat_new_stream(to, nullptr));
+    CopyMetadata(from->metadata, &mVideo->metadata);
+    mVideo->disposition = from->disposition;
+    mVideo->time_base = from->time_base;
+}
+
+void StreamCopier::AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
+                            const SinkOptions &options) {
+    Place &place = mPlaces[(size_t)from->index];
+    bool copied = trial.Add(from, from->codecpar);
+    if (!copied) place.converter = MakeConverter(from, trial, options.note);
+    if (!copied && !place.converter) {
+        TellLeftOut(from, to, options.note);
         return;
     }
     AVStream *stream = NotNull(avformat_new_stream(to, nullptr));
     CopyMetadata(from->metadata, &stream->metadata);
     stream->disposition = from->disposition;
-    stream->time_base = from->time_base;
-    if (isVideo) {
-        mVideo = stream;
+    place.stream = stream;
+    if (place.converter) {
+        const AVCodecContext *encoder = place.converter->Encoder();
+        CheckMedia(avcodec_parameters_from_context(stream->codecpar, encoder), "converting a stream");
+        stream->time_base = place.timeBase = encoder->time_base;
+        mConverted++;
         return;
     }
     CheckMedia(avcodec_parameters_copy(stream->codecpar, from->codecpar), "copying a stream");
     stream->codecpar->codec_tag = 0; // each container has its own
+    stream->time_base = place.timeBase = from->time_base;
     stream->avg_frame_rate = from->avg_frame_rate;
     stream->r_frame_rate = from->r_frame_rate;
     stream->sample_aspect_ratio = from->sample_aspect_ratio;
-    mPlaces[(size_t)from->index].timeBase = from->time_base;
-    mPlaces[(size_t)from->index].stream = stream;
     mCopied++;
 }
 
-bool StreamCopier::Convert(AVPacket *packet) {
-    if ((size_t)packet->stream_index >= mPlaces.size()) return false; // appeared while reading
+void StreamCopier::Convert(AVPacket *packet, const PacketWriter &write) {
+    if ((size_t)packet->stream_index >= mPlaces.size()) return; // appeared while reading
     Place &place = mPlaces[(size_t)packet->stream_index];
-    if (!place.stream) return false;
+    if (!place.stream) return;
+    auto finish = [&](AVPacket *made) {
+        Move(place, made);
+        write(made);
+    };
+    if (place.converter)
+        place.converter->Convert(packet, finish);
+    else
+        finish(packet);
+}
+
+void StreamCopier::Finish(const PacketWriter &write) {
+    for (Place &place : mPlaces) {
+        if (!place.converter) continue;
+        place.converter->Convert(nullptr, [&](AVPacket *made) {
+            Move(place, made);
+            write(made);
+        });
+    }
+}
+
+void StreamCopier::Move(Place &place, AVPacket *packet) {
     packet->stream_index = place.stream->index;
     packet->pos = -1;
     av_packet_rescale_ts(packet, place.timeBase, place.stream->time_base);
@@ -123,5 +180,4 @@ bool StreamCopier::Convert(AVPacket *packet) {
         if (packet->pts != AV_NOPTS_VALUE && packet->pts < packet->dts) packet->pts = packet->dts;
     }
     if (packet->dts != AV_NOPTS_VALUE) place.lastTime = packet->dts;
-    return true;
 }

@@ -1,35 +1,48 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What goes from container to container as it is: other streams, metadata, chapters, tags.
+// What goes from container to container beside the pictures: other streams, as they are where they fit,
+// metadata, chapters, tags.
 #pragma once
 
 #include <vector>
 
 #include "video/frame_source.h"
+#include "video/media_converter.h"
+#include "video/media_fit.h"
 #include "video/media_input.h"
 
 class StreamCopier {
   public:
     // Adds a stream to `to` for each of the input's, in their order; the video stream is left for the
-    // encoder's parameters. A stream that the container has no place for is told to `note`.
-    StreamCopier(const MediaInput &input, AVFormatContext *to, const NoteHandler &note);
+    // encoder's parameters. A stream that the container has no place for is converted or left out, and
+    // options.note is told.
+    StreamCopier(const MediaInput &input, AVFormatContext *to, const AVCodecContext *encoder,
+                 const SinkOptions &options);
 
     AVStream *Video() const { return mVideo; }
     int CopiedCount() const { return mCopied; }
+    int ConvertedCount() const { return mConverted; }
 
-    // Makes the packet one of the output; false when its stream is not in it.
-    bool Convert(AVPacket *packet);
+    // Hands on the packet as one of the output, or what it is converted to; nothing when its stream is
+    // left out.
+    void Convert(AVPacket *packet, const PacketWriter &write);
+    // What converted streams still have.
+    void Finish(const PacketWriter &write);
 
   private:
     struct Place {
         AVRational timeBase = {0, 1};
-        AVStream *stream = nullptr; // null: left out
+        AVStream *stream = nullptr;                 // null: left out
+        std::unique_ptr<PacketConverter> converter; // null: copied
         int64_t lastTime = INT64_MIN;
     };
 
-    void AddStream(const MediaInput &input, const AVStream *from, AVFormatContext *to,
-                   const NoteHandler &note);
+    void AddVideo(const AVStream *from, AVFormatContext *to);
+    void AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
+                  const SinkOptions &options);
+    static void Move(Place &place, AVPacket *packet);
 
     std::vector<Place> mPlaces; // by the input's index
     AVStream *mVideo = nullptr;
     int mCopied = 0;
+    int mConverted = 0;
 };

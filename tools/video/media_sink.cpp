@@ -99,7 +99,7 @@ void MediaSink::OpenContainer(const std::string &path, const SinkOptions &option
 }
 
 void MediaSink::AddStreams(const SinkOptions &options) {
-    if (mInfo.media) mCopier.emplace(*mInfo.media, mFormat, options.note);
+    if (mInfo.media) mCopier.emplace(*mInfo.media, mFormat, mEncoder.get(), options);
     mVideo = mCopier ? mCopier->Video() : NotNull(avformat_new_stream(mFormat, nullptr));
     CheckMedia(avcodec_parameters_from_context(mVideo->codecpar, mEncoder.get()), mName);
     mVideo->time_base = mEncoder->time_base;
@@ -177,16 +177,15 @@ void MediaSink::TakePackets(const std::vector<PacketPtr> &packets) {
     for (const PacketPtr &packet : packets) {
         if (!mCopier) return;
         Check(av_packet_ref(mPacket.get(), packet.get()));
-        if (mCopier->Convert(mPacket.get()))
-            WritePacket(mPacket.get());
-        else
-            av_packet_unref(mPacket.get());
+        mCopier->Convert(mPacket.get(), [this](AVPacket *made) { WritePacket(made); });
+        av_packet_unref(mPacket.get());
     }
 }
 
 void MediaSink::WritePacket(AVPacket *packet) { Check(av_interleaved_write_frame(mFormat, packet)); }
 
 void MediaSink::Close() {
+    if (mCopier) mCopier->Finish([this](AVPacket *made) { WritePacket(made); });
     Encode(nullptr);
     Check(av_write_trailer(mFormat));
     if (mFormat->oformat->flags & AVFMT_NOFILE) return;
@@ -198,9 +197,11 @@ void MediaSink::Close() {
 std::string MediaSink::Describe() const {
     std::string text = std::string(mEncoder->codec->name) + " in " + mFormat->oformat->name;
     int copied = mCopier ? mCopier->CopiedCount() : 0;
+    int converted = mCopier ? mCopier->ConvertedCount() : 0;
     if (copied > 0)
         text += ", " + std::to_string(copied) + (copied == 1 ? " other stream" : " other streams") +
                 " copied";
+    if (converted > 0) text += ", " + std::to_string(converted) + " converted";
     return text;
 }
 
