@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavutil/avstring.h>
 #include <libavutil/avutil.h>
@@ -24,6 +25,7 @@ extern "C" {
 struct MediaRelease {
     void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
     void operator()(AVCodecParameters *parameters) const { avcodec_parameters_free(&parameters); }
+    void operator()(AVBSFContext *filter) const { av_bsf_free(&filter); }
     void operator()(AVFormatContext *context) const { avformat_free_context(context); }
     void operator()(AVFrame *frame) const { av_frame_free(&frame); }
     void operator()(AVPacket *packet) const { av_packet_free(&packet); }

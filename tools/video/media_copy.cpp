@@ -82,6 +82,42 @@ std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTr
     return converter;
 }
 
+// AAC from transport streams tells what it is in every packet; elsewhere the container is to know
+// beforehand. True when that was filled in: the packets' headers are to go then.
+bool DescribeAac(AVCodecParameters *parameters, const AVOutputFormat &container) {
+    bool inPackets = !strcmp(container.name, "mpegts") || !strcmp(container.name, "hls");
+    if (parameters->codec_id != AV_CODEC_ID_AAC || parameters->extradata_size > 0 || inPackets)
+        return false;
+    const int rates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                         22050, 16000, 12000, 11025, 8000,  7350};
+    // The profiles with a second half: what is described is the first, of half the sampling rate.
+    const int highEfficiency = 4, withStereo = 28;
+    bool halved = parameters->profile == highEfficiency || parameters->profile == withStereo;
+    int rate = parameters->sample_rate / (halved ? 2 : 1);
+    int channels = parameters->profile == withStereo ? 1 : parameters->ch_layout.nb_channels;
+    auto index = (unsigned)(std::find(std::begin(rates), std::end(rates), rate) - std::begin(rates));
+    bool known = index < std::size(rates) && (channels <= 6 || channels == 8);
+    if (!known || channels == 0) return false;
+    unsigned kind = halved || parameters->profile < 0 ? 2 : (unsigned)parameters->profile + 1;
+    unsigned bits = kind << 11 | index << 7 | (channels == 8 ? 7 : (unsigned)channels) << 3;
+    parameters->extradata = NotNull((uint8_t *)av_mallocz(2 + AV_INPUT_BUFFER_PADDING_SIZE));
+    parameters->extradata[0] = (uint8_t)(bits >> 8);
+    parameters->extradata[1] = (uint8_t)bits;
+    parameters->extradata_size = 2;
+    return true;
+}
+
+MediaPtr<AVBSFContext> MakeFilter(const char *name, const AVStream *from,
+                                  const AVCodecParameters *parameters) {
+    AVBSFContext *made = nullptr;
+    const AVBitStreamFilter *filter = av_bsf_get_by_name(name);
+    if (!filter || av_bsf_alloc(filter, &made) < 0) return nullptr;
+    MediaPtr<AVBSFContext> result(made);
+    made->time_base_in = from->time_base;
+    if (avcodec_parameters_copy(made->par_in, parameters) < 0 || av_bsf_init(made) < 0) return nullptr;
+    return result;
+}
+
 bool IsSound(const AVStream *stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
 
 } // namespace
@@ -120,7 +156,12 @@ void StreamCopier::AddVideo(const AVStream *from, AVFormatContext *to) {
 void StreamCopier::AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
                             const SinkOptions &options) {
     Place &place = mPlaces[(size_t)from->index];
-    bool copied = trial.Add(from, from->codecpar);
+    MediaPtr<AVCodecParameters> parameters(NotNull(avcodec_parameters_alloc()));
+    CheckMedia(avcodec_parameters_copy(parameters.get(), from->codecpar), "copying a stream");
+    parameters->codec_tag = 0; // each container has its own
+    if (DescribeAac(parameters.get(), trial.Container()))
+        place.filter = MakeFilter("aac_adtstoasc", from, parameters.get());
+    bool copied = trial.Add(from, parameters.get());
     if (!copied) place.converter = MakeConverter(from, trial, options.note);
     if (!copied && !place.converter) {
         TellLeftOut(from, to, options.note);
@@ -137,8 +178,7 @@ void StreamCopier::AddOther(const AVStream *from, AVFormatContext *to, Container
         mConverted++;
         return;
     }
-    CheckMedia(avcodec_parameters_copy(stream->codecpar, from->codecpar), "copying a stream");
-    stream->codecpar->codec_tag = 0; // each container has its own
+    CheckMedia(avcodec_parameters_copy(stream->codecpar, parameters.get()), "copying a stream");
     stream->time_base = place.timeBase = from->time_base;
     stream->avg_frame_rate = from->avg_frame_rate;
     stream->r_frame_rate = from->r_frame_rate;
@@ -156,8 +196,16 @@ void StreamCopier::Convert(AVPacket *packet, const PacketWriter &write) {
     };
     if (place.converter)
         place.converter->Convert(packet, finish);
+    else if (place.filter)
+        Filter(place, packet, finish);
     else
         finish(packet);
+}
+
+// What it cannot read is damaged, and skipped.
+void StreamCopier::Filter(Place &place, AVPacket *packet, const PacketWriter &write) {
+    if (av_bsf_send_packet(place.filter.get(), packet) < 0) return;
+    while (av_bsf_receive_packet(place.filter.get(), packet) >= 0) write(packet);
 }
 
 void StreamCopier::Finish(const PacketWriter &write) {

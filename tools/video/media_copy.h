@@ -33,6 +33,7 @@ class StreamCopier {
         AVRational timeBase = {0, 1};
         AVStream *stream = nullptr;                 // null: left out
         std::unique_ptr<PacketConverter> converter; // null: copied
+        MediaPtr<AVBSFContext> filter;              // null: unchanged
         int64_t lastTime = INT64_MIN;
     };
 
@@ -40,6 +41,7 @@ class StreamCopier {
     void AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
                   const SinkOptions &options);
     static void Move(Place &place, AVPacket *packet);
+    static void Filter(Place &place, AVPacket *packet, const PacketWriter &write);
 
     std::vector<Place> mPlaces; // by the input's index
     AVStream *mVideo = nullptr;

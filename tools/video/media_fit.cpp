@@ -29,6 +29,8 @@ ContainerTrial::ContainerTrial(const AVFormatContext *to, const AVCodecContext *
     MediaPtr<AVCodecParameters> parameters(NotNull(avcodec_parameters_alloc()));
     CheckMedia(avcodec_parameters_from_context(parameters.get(), video), "describing the pictures");
     mEntries.push_back({nullptr, std::move(parameters)});
+    mTimeBase = video->time_base;
+    mFrameRate = video->framerate;
     mAnyFits = HeaderWorks();
 }
 
@@ -71,6 +73,8 @@ bool ContainerTrial::HeaderWorks() const {
         AVStream *stream = NotNull(avformat_new_stream(made, nullptr));
         CheckMedia(avcodec_parameters_copy(stream->codecpar, entry.parameters.get()),
                    "copying a stream");
+        stream->time_base = mTimeBase;
+        stream->avg_frame_rate = entry.like ? entry.like->avg_frame_rate : mFrameRate;
         if (!entry.like) continue;
         av_dict_copy(&stream->metadata, entry.like->metadata, 0);
         stream->disposition = entry.like->disposition;

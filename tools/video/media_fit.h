@@ -31,5 +31,7 @@ class ContainerTrial {
 
     const AVFormatContext *mTo;
     std::vector<Entry> mEntries;
+    AVRational mTimeBase = {0, 1}; // of the pictures
+    AVRational mFrameRate = {0, 1};
     bool mAnyFits = false; // else the pictures alone do not
 };

@@ -347,6 +347,8 @@ std::unique_ptr<PacketConverter> MakeSoundConverter(const AVStream *from, Contai
     if (!decoder) return nullptr;
     MediaPtr<AVCodecContext> encoder = FindSoundEncoder(from, trial);
     if (!encoder) return nullptr;
-    int64_t begin = 0;
+    // Where times are not below 0 the encoder's own first samples take the place of the sound's.
+    bool negative = trial.Container().flags & AVFMT_TS_NEGATIVE;
+    int64_t begin = negative ? 0 : encoder->initial_padding;
     return std::make_unique<SoundConverter>(std::move(decoder), std::move(encoder), begin, note);
 }
