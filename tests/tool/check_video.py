@@ -42,9 +42,9 @@ def run(*args, status=0, say="", stdin=None, binary=False, **options):
     return done.stdout if binary else done.stdout.decode()
 
 
-def ffmpeg(*args):
+def ffmpeg(*args, stdin=subprocess.DEVNULL):
     return subprocess.run(["ffmpeg", "-v", "error", "-y", *map(str, args)], check=True,
-                          stdin=subprocess.DEVNULL, capture_output=True).stdout
+                          stdin=stdin, capture_output=True).stdout
 
 
 def probe(file, *args):
@@ -140,6 +140,10 @@ def roads():
     out = run("--output-format", "mp4", "--codec-option", "qp=0", "b.mkv", "-", binary=True, say="left out|^$")
     pathlib.Path("piped.mp4").write_bytes(out)
     check(len(packets("piped.mp4", "v")[0]) == FRAMES, "MP4 to a pipe")
+    ffmpeg("-i", "a.mp4", "-map", "0:v", "-map", "0:a", "-c", "copy", "aac.ts")
+    for container in ("mp4", "matroska"):
+        out = run("--output-format", container, "aac.ts", "-", binary=True)
+        check(ffmpeg("-i", "pipe:0", "-map", "0:a", "-f", "s16le", "-", stdin=stdin_of(out)), f"AAC to a pipe of {container}")
     run("--start", "0.5", "--duration", "0.5", "a.mp4", "part.mp4")
     check(packets("part.mp4", "v")[0] == [round(i / 30, 3) for i in range(15)], "a part's times")
     check(20 <= len(packets("part.mp4", "a")[0]) <= 24, "a part's sound")
@@ -259,6 +263,7 @@ class Case(typing.NamedTuple):
     frames: typing.Optional[int] = FRAMES  # of the output; None: not looked at
     pictures: tuple = ()      # (file, first): the output's pictures are those of the file from this frame on
     near: str = ""            # a file whose pictures the output's look like
+    sound: float = None       # seconds from the first picture to the first sound that is no silence
 
 # Made inputs that are read as what they are.
 INPUTS = [
@@ -332,13 +337,39 @@ OUTPUTS = [
     Case(CAMERA, "in.mov out.mkv", facts={"format.tags.COM.APPLE.QUICKTIME.MAKE": "Maker", "v.tags.TIMECODE": "01:00:00:00"}),
     Case(CAMERA, "in.mov out.ts", say="time code .01:00:00:00. is left out(.|\n)*quicktime.make. is left out"),
 ]
-# Sound and subtitles.
+# Sound and subtitles. What `noise` makes is silent for half a second.
+X264 = "-c:v libx264 -preset ultrafast -pix_fmt yuv420p"
+NOISE = "-f lavfi -i aevalsrc='gte(t,0.5)*(random(0)-0.5):s=48000:d=1.3'"
+noise = lambda codec, file, more="": f"$ff -i clip.y4m {more} {NOISE} -map 0 -map 1 {X264} -c:a {codec} {file}; "
+TEXT = "$ff -i a.mp4 -i text.srt -map 0:v -map 0:a -map 1 -c copy -c:s srt in.mkv"
 OTHER_STREAMS = [
     Case("", "a.mp4 out.mp4", facts={"a.codec_name": "aac", "a.count": 1}),
+    Case("", "--no-audio a.mp4 out.mp4", facts={"a.count": None, "s.count": 1}),
+    Case(noise("flac", "in.mkv"), "in.mkv out.mov", r"sound \(flac\) is converted to aac, mov files cannot hold it",
+         facts={"a.codec_name": "aac"}, sound=0.5),
+    Case(noise("pcm_s16le", "in.mov", "-itsoffset -0.2"), "in.mov out.ts", "converted to aac, mpegts files", sound=0.3),
+    Case(noise("flac", "in.mkv", "-itsoffset 0.25"), "--output-format mpegts --codec mpeg4 in.mkv out.ts", "converted to aac",
+         sound=0.75),
+    Case(noise("flac", "a.mkv") + "$ff -i a.mkv -c copy -bsf:a 'noise=drop=between(pts,200,300)' in.mkv", "in.mkv out.mov",
+         "converted to aac", sound=0.5),
+    Case(noise("flac", "in.mkv"), "--start 0.3 --duration 0.5 in.mkv out.mov", "converted to aac", frames=15, sound=0.2),
+    Case(noise("aac", "in.mp4"), "in.mp4 out.mpg", "converted to mp2, mpeg files", facts={"a.codec_name": "mp2"}, sound=0.5),
+    Case("", "a.mp4 out.ogv", "converted to vorbis, og[gv] files.*\n.*mov_text.*left out", facts={"a.codec_name": "vorbis"}),
+    Case(noise("libopus", "in.mkv"), "in.mkv out.avi", "converted to mp3, avi files", facts={"a.codec_name": "mp3"}),
+    Case(noise("aac", "in.ts"), "in.ts out.mp4", facts={"a.codec_name": "aac", "a.codec_tag_string": "mp4a"}, sound=0.5),
+    Case(noise("aac", "in.ts"), "in.ts out.mkv", facts={"a.codec_name": "aac"}, sound=0.5),
+    Case(noise("aac", "in.mp4"), "in.mp4 out.ts", facts={"a.codec_name": "aac"}, sound=0.5),
+    Case(noise("aac", "a.ts") + "$ff -i a.ts -c copy -bsf:a noise=amount=100 in.ts", "in.ts out.ogv",
+         r"sound \(aac\) is damaged, there is silence where", facts={"a.codec_name": "vorbis"}),
+    Case("", "a.mp4 out.mkv", r"subtitles \(mov_text\) are converted to subrip", facts={"s.codec_name": "subrip"}),
+    Case(TEXT, "in.mkv out.mp4", r"subtitles \(subrip\) are converted to mov_text", facts={"s.codec_name": "mov_text"}),
+    Case(TEXT, "--codec libvpx in.mkv out.webm", "to opus, webm.*\n.*to webvtt", facts={"s.codec_name": "webvtt", "a.codec_name": "opus"}),
+    Case(TEXT, "in.mkv out.ts", r"stream 2 \(subtitle\) \(subrip\) is left out, mpegts", facts={"s.count": None, "a.codec_name": "aac"}),
+    Case(TEXT, "in.mkv out.h264", "^.*note: h264 files hold nothing but pictures.*\n$", facts={"a.count": None}),
 ]
 # Options, views, reports.
 OPTIONS = [
-    Case("", "--start 0.5 --mode none --codec ffv1 a.mp4 out.mkv", say="left out", frames=FRAMES - 15, pictures=("a.mp4", 15)),
+    Case("", "--start 0.5 --mode none --codec ffv1 a.mp4 out.mkv", say="converted to subrip", frames=FRAMES - 15, pictures=("a.mp4", 15)),
     Case("", "--scale 160x120 a.mp4 out.mp4", facts={"v.width": 160, "v.height": 120, "v.display_aspect_ratio": "2:1"}),
     Case("", "--crop 20 --scale 640x240 --split 600 a.mp4 out.mp4", facts={"v.width": 640, "v.display_aspect_ratio": "2:1"}),
     Case("", "--out-size 160x120 --scale 100x76 --side-by-side clip.y4m out.mkv", facts={"v.width": 200, "v.height": 76}),
@@ -373,11 +404,20 @@ def facts(file):
     return told
 
 
-def noise(file, other):
+def likeness(file, other):
     """Signal to noise of the pictures in decibels, whatever their times."""
     same_times = "[0:v]settb=1/25,setpts=N[a];[1:v]settb=1/25,setpts=N[b];[a][b]psnr=stats_file=-"
     last = ffmpeg("-i", file, "-i", other, "-lavfi", same_times, "-f", "null", "-").decode().splitlines()[-1]
     return float(re.search(r"psnr_avg:(\S+)", last)[1])
+
+
+def first_sound(file):
+    """Seconds from the first picture until the sound is no silence any more."""
+    picture = probe(file, "-select_streams", "v", "-read_intervals", "%+#1", "-show_entries", "frame=best_effort_timestamp_time")
+    text = subprocess.run(["ffmpeg", "-hide_banner", "-nostdin", "-copyts", "-i", str(file), "-map", "0:a", "-af",
+                           "silencedetect=n=-30dB:d=0.1", "-f", "null", "-"], capture_output=True, check=True).stderr.decode()
+    found = re.search(r"silence_end: ([-\d.]+)", text)
+    return float(found[1]) - float(picture["frames"][0]["best_effort_timestamp_time"]) if found else -1
 
 
 def run_case(case):
@@ -399,8 +439,11 @@ def run_case(case):
         count = len(packets(outs[0], "v")[0]) if size else 0
         check(case.frames in (count, None), f"{count} frames, not {case.frames}: {case.make}; {case.args}")
         if case.near:
-            heard = noise(outs[0], os.path.join(folder, case.near))
-            check(heard > 38, f"pictures of {heard:.1f} dB: {case.make}; {case.args}")
+            alike = likeness(outs[0], os.path.join(folder, case.near))
+            check(alike > 38, f"pictures of {alike:.1f} dB: {case.make}; {case.args}")
+        if case.sound is not None:
+            begin = first_sound(outs[0])
+            check(abs(begin - case.sound) < 0.008, f"sound at {begin}, not {case.sound}: {case.make}; {case.args}")
         if case.pictures:
             name, first = case.pictures
             whole, part = pixels(os.path.join(folder, name)), pixels(outs[0])

@@ -4,7 +4,7 @@ _quorvel_stabilize() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} words=
     local options="--start --duration --input-format --input-option --size --format --fps --force --mode
         --crop --out-size --scale --zoom --split --side-by-side --preview --codec --crf --preset --bitrate
-        --codec-option --output-format --threads --overwrite --trace --plot --dry-run --json --quiet
+        --codec-option --output-format --no-audio --threads --overwrite --trace --plot --dry-run --json --quiet
         --verbose --help --version"
     case $before in
     --mode) words="rotate shift none" ;;

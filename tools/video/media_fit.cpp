@@ -55,6 +55,9 @@ bool ContainerTrial::KnowsCodec(AVCodecID codec) const {
     const char *name = Container().name;
     if (!strcmp(name, "mpegts") || !strcmp(name, "hls"))
         return std::find(std::begin(kTransport), std::end(kTransport), codec) != std::end(kTransport);
+    // They would have to be told how long a packet is, and players lose their way.
+    bool counts = !strcmp(name, "avi") || !strcmp(name, "asf");
+    if (counts && codec == AV_CODEC_ID_FLAC) return false;
     int answer = avformat_query_codec(&Container(), codec, FF_COMPLIANCE_NORMAL);
     // Below 0 it does not know, and the header tells. Those that write files of their own have none.
     return answer > 0 || (answer < 0 && !(Container().flags & AVFMT_NOFILE));

@@ -52,6 +52,8 @@ class MediaSink : public FrameSink {
 
     StreamInfo mInfo;
     std::string mName;
+    NoteHandler mNote;
+    bool mToldDamage = false;
     AVFormatContext *mFormat = nullptr;
     MediaPtr<AVCodecContext> mEncoder;
     MediaPtr<AVPacket> mPacket;
@@ -62,7 +64,7 @@ class MediaSink : public FrameSink {
 };
 
 MediaSink::MediaSink(const std::string &path, const StreamInfo &info, const SinkOptions &options)
-    : mInfo(info), mName(options.name.empty() ? path : options.name),
+    : mInfo(info), mName(options.name.empty() ? path : options.name), mNote(options.note),
       mPacket(NotNull(av_packet_alloc())) {
     try {
         OpenContainer(path, options);
@@ -182,7 +184,14 @@ void MediaSink::TakePackets(const std::vector<PacketPtr> &packets) {
     }
 }
 
-void MediaSink::WritePacket(AVPacket *packet) { Check(av_interleaved_write_frame(mFormat, packet)); }
+// Packets of others may be damaged in a way that shows only here.
+void MediaSink::WritePacket(AVPacket *packet) {
+    int result = av_interleaved_write_frame(mFormat, packet);
+    if (result != AVERROR_INVALIDDATA && result != AVERROR_PATCHWELCOME) return Check(result);
+    std::string reason = MediaError(result);
+    if (!mToldDamage) mNote("damaged packets beside the pictures are left out: " + reason);
+    mToldDamage = true;
+}
 
 void MediaSink::Close() {
     if (mCopier) mCopier->Finish([this](AVPacket *made) { WritePacket(made); });
