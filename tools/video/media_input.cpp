@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "video/media_input.h"
 
+#include <math.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -64,9 +65,38 @@ std::string Url(const std::string &path) {
     return file ? "file:" + path : path;
 }
 
+AVFieldOrder FieldOrder(const AVFrame &picture, AVFieldOrder ofStream) {
+    if (IsInterlaced(picture)) {
+#ifdef AV_FRAME_FLAG_TOP_FIELD_FIRST
+        bool top = picture.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST;
+#else
+        bool top = picture.top_field_first;
+#endif
+        return top ? AV_FIELD_TT : AV_FIELD_BB;
+    }
+    // The stream's order tells the coded field before the one that is shown first.
+    if (ofStream == AV_FIELD_TT || ofStream == AV_FIELD_BT) return AV_FIELD_TT;
+    if (ofStream == AV_FIELD_BB || ofStream == AV_FIELD_TB) return AV_FIELD_BB;
+    return AV_FIELD_PROGRESSIVE;
+}
+
+std::vector<uint8_t> SideDataBytes(const AVFrame &picture, AVFrameSideDataType type) {
+    const AVFrameSideData *data = av_frame_get_side_data(&picture, type);
+    if (!data) return {};
+    return {data->data, data->data + data->size};
+}
+
 bool IsCover(const AVStream *stream) { return stream->disposition & AV_DISPOSITION_ATTACHED_PIC; }
 
 } // namespace
+
+bool IsInterlaced(const AVFrame &picture) {
+#ifdef AV_FRAME_FLAG_INTERLACED
+    return picture.flags & AV_FRAME_FLAG_INTERLACED;
+#else
+    return picture.interlaced_frame;
+#endif
+}
 
 MediaInput::MediaInput(const std::string &path, std::unique_ptr<ByteInput> input,
                        const SourceOptions &options)
@@ -123,6 +153,25 @@ void MediaInput::FindVideo() {
         if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !IsCover(stream)) mVideo = stream;
     }
     if (!mVideo) throw VideoError(mName + ": holds no video that can be decoded");
+}
+
+// Quarter turns clockwise out of the display matrix; pictures that are mirrored, or turned by another
+// angle, count as not turned.
+int MediaInput::Rotation() const {
+    size_t size = 0;
+    const auto *matrix = (const int32_t *)StreamSideData(mVideo, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (!matrix || size < 9 * sizeof(int32_t)) return 0;
+    bool mirrored = (double)matrix[0] * matrix[4] < (double)matrix[1] * matrix[3];
+    double clockwise = -av_display_rotation_get(matrix);
+    double quarters = round(clockwise / 90);
+    if (mirrored || !(fabs(clockwise - 90 * quarters) < 1)) return 0; // not a number either
+    return ((int)quarters + 4) % 4 * 90;
+}
+
+void MediaInput::NotePicture(const AVFrame &picture) {
+    fieldOrder = FieldOrder(picture, mVideo->codecpar->field_order);
+    masteringDisplay = SideDataBytes(picture, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA);
+    lightLevel = SideDataBytes(picture, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
 }
 
 int64_t MediaInput::First() const {

@@ -10,6 +10,8 @@
 #include "video/frame_source.h"
 #include "video/media_common.h"
 
+bool IsInterlaced(const AVFrame &picture);
+
 class MediaInput {
   public:
     // As OpenMediaSource. Throws VideoError when there is no video stream in it.
@@ -42,6 +44,12 @@ class MediaInput {
     bool SeekBefore(int64_t lead);
     // Reads from the beginning; the streams and their context are new ones.
     void StartOver();
+
+    // By which players turn the picture clockwise: 0, 90, 180, 270.
+    int Rotation() const;
+
+    // Fills in what is told by the first picture, but for its colours.
+    void NotePicture(const AVFrame &picture);
 
     // Colours of the pictures as they are handed out, filled in with the first one.
     struct Colours {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Decodes the video stream of a container or device; packets of all others go along with its frames.
-#include <math.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -21,48 +20,6 @@ const int64_t kTimeSlack = 500;     // microseconds: the coarsest containers rou
 // How long before a part to look for a key picture, in AV_TIME_BASE. Containers of files know where one
 // is. Transport streams do not, and it takes more than the usual distance of key pictures to meet one.
 const int64_t kLeads[] = {AV_TIME_BASE, 15 * AV_TIME_BASE};
-
-bool IsInterlaced(const AVFrame &picture) {
-#ifdef AV_FRAME_FLAG_INTERLACED
-    return picture.flags & AV_FRAME_FLAG_INTERLACED;
-#else
-    return picture.interlaced_frame;
-#endif
-}
-
-AVFieldOrder FieldOrder(const AVFrame &picture, AVFieldOrder ofStream) {
-    if (IsInterlaced(picture)) {
-#ifdef AV_FRAME_FLAG_TOP_FIELD_FIRST
-        bool top = picture.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST;
-#else
-        bool top = picture.top_field_first;
-#endif
-        return top ? AV_FIELD_TT : AV_FIELD_BB;
-    }
-    // The stream's order tells the coded field before the one that is shown first.
-    if (ofStream == AV_FIELD_TT || ofStream == AV_FIELD_BT) return AV_FIELD_TT;
-    if (ofStream == AV_FIELD_BB || ofStream == AV_FIELD_TB) return AV_FIELD_BB;
-    return AV_FIELD_PROGRESSIVE;
-}
-
-// Quarter turns clockwise out of the display matrix; pictures that are mirrored, or turned by another
-// angle, count as not turned.
-int Rotation(const AVStream *stream) {
-    size_t size = 0;
-    const auto *matrix = (const int32_t *)StreamSideData(stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (!matrix || size < 9 * sizeof(int32_t)) return 0;
-    bool mirrored = (double)matrix[0] * matrix[4] < (double)matrix[1] * matrix[3];
-    double clockwise = -av_display_rotation_get(matrix);
-    double quarters = round(clockwise / 90);
-    if (mirrored || !(fabs(clockwise - 90 * quarters) < 1)) return 0; // not a number either
-    return ((int)quarters + 4) % 4 * 90;
-}
-
-std::vector<uint8_t> SideDataBytes(const AVFrame &picture, AVFrameSideDataType type) {
-    const AVFrameSideData *data = av_frame_get_side_data(&picture, type);
-    if (!data) return {};
-    return {data->data, data->data + data->size};
-}
 
 int64_t Duration(const AVFrame &picture) {
 #if LIBAVUTIL_VERSION_MAJOR >= 58
@@ -190,7 +147,7 @@ void MediaSource::DescribeStream() {
     mInfo.container = y4m ? Container::Y4m : Container::Coded;
     mInfo.media = mInput;
     mInfo.timeBase = FromMedia(mVideo->time_base);
-    mInfo.rotation = Rotation(mVideo);
+    mInfo.rotation = mInput->Rotation();
     mInfo.framesPerSecond = FromMedia(av_guess_frame_rate(mInput->Format(), mVideo, nullptr));
     if (mInfo.framesPerSecond.num <= 0) mInfo.framesPerSecond = {25, 1};
     EstimateCount();
@@ -249,7 +206,7 @@ void MediaSource::DescribePicture() {
                          " cannot be stabilized, sides are 2 to " + std::to_string(kMaxSide));
     mInfo.sampleAspect =
         FromMedia(av_guess_sample_aspect_ratio(mInput->Format(), mVideo, mPicture.get()));
-    mInput->fieldOrder = FieldOrder(*mPicture, mVideo->codecpar->field_order);
+    mInput->NotePicture(*mPicture);
     mToldInterlaced = mInfo.interlaced = mInput->fieldOrder != AV_FIELD_PROGRESSIVE;
     auto format = (AVPixelFormat)mPicture->format;
     bool rgb = av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB;
@@ -263,8 +220,6 @@ void MediaSource::DescribePicture() {
     colours.transfer = mPicture->color_trc;
     colours.matrix = rgb ? MatrixForRgb(mInfo.size) : mPicture->colorspace;
     colours.chroma = mPicture->chroma_location;
-    mInput->masteringDisplay = SideDataBytes(*mPicture, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA);
-    mInput->lightLevel = SideDataBytes(*mPicture, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL);
     mInfo.fullRange = colours.range == AVCOL_RANGE_JPEG;
 }
 
