@@ -8,10 +8,10 @@
 option(QUORVEL_CAMERA "Include the camera service's wrapper" ON)
 find_path(QUORVEL_LOG_INCLUDE android/log.h PATH_SUFFIXES android)
 find_library(QUORVEL_LOG_LIBRARY log PATH_SUFFIXES android)
-set(QUORVEL_LOG AUTO CACHE STRING "Log of the camera wrapper: AUTO, android or stderr")
-set_property(CACHE QUORVEL_LOG PROPERTY STRINGS AUTO android stderr)
-if(NOT QUORVEL_LOG MATCHES "^(AUTO|android|stderr)$")
-  message(FATAL_ERROR "QUORVEL_LOG is ${QUORVEL_LOG}: it must be AUTO, android or stderr")
+set(QUORVEL_LOG AUTO CACHE STRING "Log of the camera wrapper: AUTO, android, stderr or none")
+set_property(CACHE QUORVEL_LOG PROPERTY STRINGS AUTO android stderr none)
+if(NOT QUORVEL_LOG MATCHES "^(AUTO|android|stderr|none)$")
+  message(FATAL_ERROR "QUORVEL_LOG is ${QUORVEL_LOG}: it must be AUTO, android, stderr or none")
 endif()
 set(log_of_camera ${QUORVEL_LOG})
 if(QUORVEL_LOG STREQUAL "AUTO")
@@ -84,17 +84,32 @@ set(QUORVEL_SOURCES
   src/platform/workers.cpp
   src/kernels.cpp)
 
-if(QUORVEL_CAMERA)
-  list(APPEND QUORVEL_SOURCES src/api/camera.cpp)
-  if(log_of_camera STREQUAL "stderr")
-    list(APPEND QUORVEL_SOURCES src/api/camera_log_stderr.cpp)
-  endif()
+if(log_of_camera STREQUAL "stderr")
+  list(APPEND QUORVEL_SOURCES src/api/camera_log_stderr.cpp)
 endif()
 
-add_library(quorvel_objects OBJECT ${QUORVEL_SOURCES})
-set_target_properties(quorvel_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
-target_include_directories(quorvel_objects PUBLIC include PRIVATE src)
-target_link_libraries(quorvel_objects PRIVATE quorvel_library_flags)
+function(quorvel_object_library name)
+  add_library(${name} OBJECT ${ARGN})
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  target_include_directories(${name} PUBLIC include PRIVATE src)
+  target_link_libraries(${name} PRIVATE quorvel_library_flags)
+endfunction()
+quorvel_object_library(quorvel_objects ${QUORVEL_SOURCES})
+set(shared_objects $<TARGET_OBJECTS:quorvel_objects>)
+set(static_objects $<TARGET_OBJECTS:quorvel_objects>)
+if(QUORVEL_CAMERA) # compiled once for each library: the names of its variables are weak in the archive
+  foreach(kind shared static)
+    quorvel_object_library(quorvel_camera_${kind} src/api/camera.cpp)
+    list(APPEND ${kind}_objects $<TARGET_OBJECTS:quorvel_camera_${kind}>)
+    if(log_of_camera STREQUAL "android")
+      target_compile_definitions(quorvel_camera_${kind} PRIVATE QUORVEL_LOG_ANDROID)
+      target_include_directories(quorvel_camera_${kind} SYSTEM PRIVATE ${QUORVEL_LOG_INCLUDE})
+    elseif(log_of_camera STREQUAL "none")
+      target_compile_definitions(quorvel_camera_${kind} PRIVATE QUORVEL_LOG_NONE)
+    endif()
+  endforeach()
+  target_compile_definitions(quorvel_camera_static PRIVATE QUORVEL_ARCHIVE)
+endif()
 
 # The exported names, one a line: the linker hides all others, and a test compares both ways.
 set(QUORVEL_EXPORTS ${CMAKE_CURRENT_SOURCE_DIR}/src/exports.txt)
@@ -108,10 +123,10 @@ list(JOIN exports ";\n    " exports)
 set(version_script ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
 file(CONFIGURE OUTPUT ${version_script} CONTENT "{\n  global:\n    @exports@;\n  local: *;\n};\n" @ONLY)
 
-add_library(quorvel_shared SHARED $<TARGET_OBJECTS:quorvel_objects>)
+add_library(quorvel_shared SHARED ${shared_objects})
 target_link_libraries(quorvel_shared PRIVATE quorvel_library_flags Threads::Threads)
 # --as-needed, -static-libgcc: no compiler's runtime at load time. 16384: loads on kernels with 16 KB pages
-# too. -Bsymbolic: the wrapper's globals stay its own, whatever a program calls its variables.
+# too. -Bsymbolic: the library calls its own functions, whatever a program calls its own.
 target_link_options(quorvel_shared PRIVATE
   -Wl,--version-script=${version_script} -Wl,--as-needed -static-libgcc -Wl,-Bsymbolic
   -Wl,-z,max-page-size=16384 -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
@@ -121,7 +136,7 @@ endif()
 set_target_properties(quorvel_shared PROPERTIES
   LINK_DEPENDS "${version_script}" SOVERSION 1 VERSION ${PROJECT_VERSION})
 
-add_library(quorvel_static STATIC $<TARGET_OBJECTS:quorvel_objects>)
+add_library(quorvel_static STATIC ${static_objects})
 target_link_libraries(quorvel_static PUBLIC Threads::Threads)
 
 foreach(target quorvel_shared quorvel_static)
@@ -141,12 +156,12 @@ if(DEFINED BUILD_SHARED_LIBS)
 endif()
 
 if(log_of_camera STREQUAL "android")
-  target_compile_definitions(quorvel_objects PRIVATE QUORVEL_LOG_ANDROID)
-  target_include_directories(quorvel_objects SYSTEM PRIVATE ${QUORVEL_LOG_INCLUDE})
-  target_link_libraries(quorvel_shared PRIVATE ${QUORVEL_LOG_LIBRARY})
-  target_link_libraries(quorvel_static PUBLIC ${QUORVEL_LOG_LIBRARY})
-  get_filename_component(log_folder ${QUORVEL_LOG_LIBRARY} DIRECTORY)
-  if(NOT ANDROID) # liblog lies outside the loader's folders here
+  set(log_library log)
+  if(NOT ANDROID) # liblog lies outside the linker's and the loader's folders here
+    set(log_library ${QUORVEL_LOG_LIBRARY})
+    get_filename_component(log_folder ${QUORVEL_LOG_LIBRARY} DIRECTORY)
     set_target_properties(quorvel_shared PROPERTIES INSTALL_RPATH ${log_folder} BUILD_RPATH ${log_folder})
   endif()
+  target_link_libraries(quorvel_shared PRIVATE ${log_library})
+  target_link_libraries(quorvel_static PUBLIC ${log_library})
 endif()

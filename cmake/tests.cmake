@@ -5,8 +5,14 @@ if(QUORVEL_TESTS)
   quorvel_part(TESTS "Tests" "${GTest_FOUND}" "GoogleTest" "libgtest-dev")
   if(QUORVEL_HAS_TESTS)
     enable_testing()
+    set(camera_test tests/camera_test.cpp)
+    if(NOT QUORVEL_CAMERA) # the tests bring what the library has not
+      list(APPEND camera_test src/api/camera.cpp)
+    elseif(QUORVEL_LOG STREQUAL "none") # the test reads the log
+      set(camera_test)
+    endif()
     add_executable(quorvel_tests
-      tests/camera_test.cpp
+      ${camera_test}
       tests/failure_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp

@@ -10,19 +10,32 @@
 #include "platform/buffers.h"
 #include "size_rules.h"
 
-// Their declarations in camera.h give them C linkage.
-MVS_Context *hVStabilizer;
-MVS_InitParam vs_param;
-int32_t lWidth;
-int32_t lHeight;
-uint8_t *output;
-uint8_t *yuv420;
-MVS_Context *hVStabilizer_recording;
-MVS_InitParam vs_param_recording;
-int32_t lWidth_recording;
-int32_t lHeight_recording;
-uint8_t *output_recording;
-uint8_t *yuv420_recording;
+// Each variable of the state has two names. The wrapper uses the one with the prefix; the exported one
+// is an alias, so that a program's variable of that name changes nothing here. In the archive the alias
+// is weak, so that it does not collide with the program's.
+#ifdef QUORVEL_ARCHIVE
+#define QEL_ALIAS(name) __attribute__((weak, alias("quorvel_" #name)))
+#else
+#define QEL_ALIAS(name) __attribute__((alias("quorvel_" #name)))
+#endif
+#define QEL_STATE(type, name)                                                                          \
+    extern "C" {                                                                                       \
+    type quorvel_##name;                                                                               \
+    extern type name QEL_ALIAS(name);                                                                  \
+    }
+
+QEL_STATE(MVS_Context *, hVStabilizer)
+QEL_STATE(MVS_InitParam, vs_param)
+QEL_STATE(int32_t, lWidth)
+QEL_STATE(int32_t, lHeight)
+QEL_STATE(uint8_t *, output)
+QEL_STATE(uint8_t *, yuv420)
+QEL_STATE(MVS_Context *, hVStabilizer_recording)
+QEL_STATE(MVS_InitParam, vs_param_recording)
+QEL_STATE(int32_t, lWidth_recording)
+QEL_STATE(int32_t, lHeight_recording)
+QEL_STATE(uint8_t *, output_recording)
+QEL_STATE(uint8_t *, yuv420_recording)
 
 namespace {
 
@@ -41,11 +54,17 @@ struct Stream {
 int32_t lFullChroma, lFullChromaRecording; // outlive the streams' handles
 
 Stream Preview() {
-    return {&hVStabilizer, &vs_param, &lWidth, &lHeight, &output, nullptr, &lFullChroma};
+    return {&quorvel_hVStabilizer, &quorvel_vs_param, &quorvel_lWidth, &quorvel_lHeight,
+            &quorvel_output,       nullptr,           &lFullChroma};
 }
 Stream Recording() {
-    return {&hVStabilizer_recording, &vs_param_recording, &lWidth_recording,    &lHeight_recording,
-            &output_recording,       &yuv420_recording,   &lFullChromaRecording};
+    return {&quorvel_hVStabilizer_recording,
+            &quorvel_vs_param_recording,
+            &quorvel_lWidth_recording,
+            &quorvel_lHeight_recording,
+            &quorvel_output_recording,
+            &quorvel_yuv420_recording,
+            &lFullChromaRecording};
 }
 
 uint8_t *AllocFrame(int32_t lFrameWidth, int32_t lFrameHeight) {
@@ -142,9 +161,10 @@ int32_t runVideoStabilizer(uint8_t *pFrame, int32_t lFrameWidth, int32_t lFrameH
         uninit_quorvel_videostabilizer();
         init_quorvel_videostabilizer(lFrameWidth, lFrameHeight);
     }
-    const bool bDone = output && StabilizeWholeFrame(hVStabilizer, pFrame, output);
+    const bool bDone =
+        quorvel_output && StabilizeWholeFrame(quorvel_hVStabilizer, pFrame, quorvel_output);
     __android_log_print(kDebug, nullptr, "ZEK_API, StabilizeFrame %s", bDone ? "finish" : "not done");
-    if (bDone) memcpy(pFrame, output, FrameBytes(lFrameWidth, lFrameHeight));
+    if (bDone) memcpy(pFrame, quorvel_output, FrameBytes(lFrameWidth, lFrameHeight));
     return 0;
 }
 
@@ -154,10 +174,11 @@ int32_t runVideoStabilizer_recording(uint8_t *pFrame, int32_t lFrameWidth, int32
         uninit_quorvel_videostabilizer_recording();
         init_quorvel_videostabilizer_recording(lFrameWidth, lFrameHeight);
     }
-    if (!hVStabilizer_recording || !yuv420_recording) return 0;
+    if (!quorvel_hVStabilizer_recording || !quorvel_yuv420_recording) return 0;
     const size_t lBytes = FrameBytes(lFrameWidth, lFrameHeight);
-    memcpy(yuv420_recording, pFrame, lBytes);
-    QEL_MVS_StabilizeFrame(hVStabilizer_recording, yuv420_recording, yuv420_recording);
-    memcpy(pFrame, yuv420_recording, lBytes);
+    memcpy(quorvel_yuv420_recording, pFrame, lBytes);
+    QEL_MVS_StabilizeFrame(quorvel_hVStabilizer_recording, quorvel_yuv420_recording,
+                           quorvel_yuv420_recording);
+    memcpy(pFrame, quorvel_yuv420_recording, lBytes);
     return 0;
 }

@@ -55,8 +55,8 @@ QEL_FOR_EACH_PHASE(QEL_DEFINE_KERNELS)
 #define QEL_PLANAR(a, b) mapping_block_4x4_7to8_##a##b,
 #define QEL_PAIRS(a, b) mapping_block_4x4_7to8_##a##b##_OP_C2,
 
-const MappingKernel kMappingKernels[2][16] = {{QEL_FOR_EACH_PHASE(QEL_PLANAR)},
-                                              {QEL_FOR_EACH_PHASE(QEL_PAIRS)}};
+const MappingKernel quorvel::kMappingKernels[2][16] = {{QEL_FOR_EACH_PHASE(QEL_PLANAR)},
+                                                       {QEL_FOR_EACH_PHASE(QEL_PAIRS)}};
 
 void MapBlockPart(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, ptrdiff_t lStep,
                   int32_t lRowPhase, int32_t lColPhase, int32_t lRows, int32_t lCols) {

@@ -34,7 +34,10 @@ QEL_FOR_EACH_PHASE(QEL_DECLARE_MAPPING)
 typedef void (*MappingKernel)(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);
 
 // Indexed by the bytes of a sample minus 1, and by 4 * row phase + column phase.
+namespace quorvel { // outside of a namespace a variable's name has C linkage
 extern const MappingKernel kMappingKernels[2][16];
+}
+using quorvel::kMappingKernels;
 
 // The first lRows x lCols samples of a block that is partly outside its plane. lStep is 1 for planes
 // and 2 for one component of pairs.

@@ -26,8 +26,8 @@ constexpr StripTaps TapsOf(int32_t lPhase, int32_t lSampleBytes) {
 
 } // namespace
 
-const StripTaps kStripTaps[2][4] = {{TapsOf(0, 1), TapsOf(1, 1), TapsOf(2, 1), TapsOf(3, 1)},
-                                    {TapsOf(0, 2), TapsOf(1, 2), TapsOf(2, 2), TapsOf(3, 2)}};
+const StripTaps quorvel::kStripTaps[2][4] = {{TapsOf(0, 1), TapsOf(1, 1), TapsOf(2, 1), TapsOf(3, 1)},
+                                             {TapsOf(0, 2), TapsOf(1, 2), TapsOf(2, 2), TapsOf(3, 2)}};
 
 // The definition: block by block.
 void StripPortable(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,

@@ -21,7 +21,10 @@ struct alignas(32) StripTaps {
 };
 
 // Indexed by the bytes of a sample minus 1, and by the column phase of the first block.
+namespace quorvel { // outside of a namespace a variable's name has C linkage
 extern const StripTaps kStripTaps[2][4];
+}
+using quorvel::kStripTaps;
 
 // Quarters from the block's corner down to output row I, at row phase A.
 constexpr int32_t StripRowQuarters(int32_t A, int32_t I) { return A + 7 * I / 2; }
