@@ -26,7 +26,7 @@ endif()
 # Guards against what a fault would otherwise do to the process (docs/reliability.md). Off under
 # sanitizers, which see the same and more. Whoever builds with flags of a kind keeps them as they are: a
 # distribution has its own.
-option(QUORVEL_HARDEN "Stack guards, checked copies, signed return addresses in the library" ON)
+option(QUORVEL_HARDEN "Stack guards and signed return addresses in the library; checked copies" ON)
 if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE)
   include(CheckCXXCompilerFlag)
   string(TOUPPER "CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}" of_build_type)
@@ -45,7 +45,8 @@ if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE)
     endif()
   endforeach()
   if(NOT given MATCHES "_FORTIFY_SOURCE")
-    target_compile_options(quorvel_library_flags INTERFACE # without optimization the headers refuse it
+    target_compile_options(quorvel_flags INTERFACE # without optimization the headers refuse it
       $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
   endif()
+  target_link_options(quorvel_flags INTERFACE -Wl,-z,relro,-z,now)
 endif()

@@ -20,9 +20,14 @@ endif()
 
 # ---- the installed tree: components library, dev and tool; the licence belongs to all ----
 set(QUORVEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QuorvelStabilizer)
-install(TARGETS ${QUORVEL_LIBRARIES} EXPORT QuorvelStabilizerTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+foreach(target IN LISTS QUORVEL_LIBRARIES) # each can be there without the other
+  get_target_property(kind ${target} EXPORT_NAME)
+  install(TARGETS ${target} EXPORT QuorvelStabilizer_${kind}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+  install(EXPORT QuorvelStabilizer_${kind} NAMESPACE QuorvelStabilizer:: DESTINATION ${QUORVEL_CMAKE_DIR}
+    FILE QuorvelStabilizerTargets-${kind}-library.cmake COMPONENT dev)
+endforeach()
 if(NOT QUORVEL_CAMERA)
   set(without_camera PATTERN camera.h EXCLUDE)
 endif()
@@ -38,11 +43,11 @@ install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
 include(CMakePackageConfigHelpers)
 set(package_dir ${PROJECT_BINARY_DIR}/package)
 configure_package_config_file(cmake/QuorvelStabilizerConfig.cmake.in
-  ${package_dir}/QuorvelStabilizerConfig.cmake INSTALL_DESTINATION ${QUORVEL_CMAKE_DIR})
+  ${package_dir}/QuorvelStabilizerConfig.cmake.in INSTALL_DESTINATION ${QUORVEL_CMAKE_DIR})
+file(GENERATE OUTPUT ${package_dir}/QuorvelStabilizerConfig.cmake
+  INPUT ${package_dir}/QuorvelStabilizerConfig.cmake.in)
 write_basic_package_version_file(${package_dir}/QuorvelStabilizerConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-install(EXPORT QuorvelStabilizerTargets NAMESPACE QuorvelStabilizer:: DESTINATION ${QUORVEL_CMAKE_DIR}
-  COMPONENT dev)
 install(FILES ${package_dir}/QuorvelStabilizerConfig.cmake
   ${package_dir}/QuorvelStabilizerConfigVersion.cmake DESTINATION ${QUORVEL_CMAKE_DIR} COMPONENT dev)
 
@@ -66,21 +71,28 @@ if(NOT "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
 elseif("quorvel_static" IN_LIST QUORVEL_LIBRARIES)
   set(QUORVEL_PC_LIBS_PRIVATE "${needed}")
 endif()
-# The pkg-config file finds its prefix from its own place, so that the tree can be moved; not where the
-# folders were given as absolute paths.
-if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
-  set(QUORVEL_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
-  set(QUORVEL_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
-  set(QUORVEL_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+foreach(dir LIBDIR INCLUDEDIR)
+  set(QUORVEL_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(QUORVEL_PC_${dir} ${CMAKE_INSTALL_${dir}})
+  endif()
+endforeach()
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(name_prefix OFF)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(name_prefix ON)
 else()
-  file(RELATIVE_PATH up /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
+  file(RELATIVE_PATH up /p/${pc_dir} /p)
   string(REGEX REPLACE "/$" "" QUORVEL_PC_PREFIX "\${pcfiledir}/${up}")
-  set(QUORVEL_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
-  set(QUORVEL_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+  set(pc_dir "\${CMAKE_INSTALL_PREFIX}/${pc_dir}")
 endif()
 configure_file(cmake/quorvel-stabilizer.pc.in ${package_dir}/quorvel-stabilizer.pc @ONLY)
 install(FILES ${package_dir}/quorvel-stabilizer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
+install(CODE "if(${name_prefix} OR CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    include(\"${PROJECT_SOURCE_DIR}/cmake/pkg-config-prefix.cmake\")
+    quorvel_name_prefix(\"\$ENV{DESTDIR}${pc_dir}/quorvel-stabilizer.pc\" \"\${CMAKE_INSTALL_PREFIX}\")
+  endif()" COMPONENT dev)
 
 if(TARGET quorvel_tool)
   set(rpath ${log_folder})
@@ -102,11 +114,18 @@ endif()
 set(library_package libquorvelstabilizer1)
 set(dev_package libquorvelstabilizer-dev)
 set(tool_package quorvel-stabilizer)
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
-  "The shared library: one frame in, one steady frame out of the same call.")
-set(CPACK_COMPONENT_DEV_DESCRIPTION
-  "For development: headers, libraries to link with, CMake and pkg-config files, documents and examples.")
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "The command line tool: stabilizes video files, cameras and streams.")
+set(about "It measures how each frame moved against the one before, smooths the path of
+the camera and moves and turns the frame to it: one frame in, one steady
+frame out, with no delay.
+.")
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "${about}
+This package has the shared library.")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "${about}
+This package has what programs are built with: headers, libraries to link
+with, CMake and pkg-config files, documents and examples.")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "${about}
+This package has the command line tool, which stabilizes video files,
+cameras and streams.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION video)
@@ -115,14 +134,13 @@ set(CPACK_COMPONENTS_ALL dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ${log_package})
 if("quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
   list(APPEND CPACK_COMPONENTS_ALL library)
-  set(exactly "${library_package} (= ${PROJECT_VERSION})")
-  list(APPEND CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${exactly}")
+  list(APPEND CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
 endif()
 list(JOIN CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ", " CPACK_DEBIAN_DEV_PACKAGE_DEPENDS)
 if(TARGET quorvel_tool)
   list(APPEND CPACK_COMPONENTS_ALL tool)
   if(NOT "quorvel_static" IN_LIST QUORVEL_LIBRARIES)
-    set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${exactly}")
+    set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})")
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
   endif()
 endif()
@@ -135,7 +153,20 @@ if(NOT CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
 endif()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian-copyright.cmake)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# What a program needs by the names that it uses. A name that is added later has a later version here.
+string(REGEX REPLACE "[;\n ]+" "@Base 1.0.0\n " symbols "${exports}")
+file(CONFIGURE OUTPUT ${package_dir}/symbols CONTENT
+  "libQuorvelStabilizer.so.1 @library_package@ #MINVER#\n* Build-Depends-Package: @dev_package@\n @symbols@@Base 1.0.0\n" @ONLY)
+file(WRITE ${package_dir}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${package_dir}/symbols ${package_dir}/triggers)
+set(CPACK_QUORVEL_STRIP ${CMAKE_STRIP})
+set(CPACK_QUORVEL_MULTIARCH OFF)
+if(CMAKE_LIBRARY_ARCHITECTURE AND CMAKE_INSTALL_LIBDIR MATCHES "/${CMAKE_LIBRARY_ARCHITECTURE}$")
+  set(CPACK_QUORVEL_MULTIARCH ON)
+endif()
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian-files.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian-control.cmake)
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

@@ -18,3 +18,4 @@ quorvel_check_version(include/quorvel/version.h
 foreach(program stabilize clipgen quality)
   quorvel_check_version(docs/man/quorvel-${program}.1 "\"Quorvel stabilizer ${PROJECT_VERSION}\"")
 endforeach()
+quorvel_check_version(cmake/debian-changelog "(${PROJECT_VERSION})")

@@ -1,0 +1,45 @@
+# SPDX-License-Identifier: BSD-2-Clause
+# Run by CPack before it makes packages. Each Debian package gets what Debian wants in it: copyright and
+# changelog in a folder of the package's name, compressed manual pages, no notes of the compiler in binaries,
+# and the system's prefix in the pkg-config file.
+if(NOT CPACK_GENERATOR STREQUAL "DEB")
+  return()
+endif()
+include(${CMAKE_CURRENT_LIST_DIR}/pkg-config-prefix.cmake)
+
+file(READ ${CPACK_RESOURCE_FILE_LICENSE} licence)
+string(REGEX REPLACE "^.*Copyright[^\n]*\n\n" "" licence "${licence}")
+string(REGEX REPLACE "\n\n" "\n.\n" licence "${licence}")
+string(REGEX REPLACE "\n$" "" licence "${licence}")
+string(REPLACE "\n" "\n " licence "${licence}")
+set(copyright "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Source: ${CPACK_PACKAGE_HOMEPAGE_URL}
+
+Files: *
+Copyright: 2026 ${CPACK_PACKAGE_VENDOR}
+License: BSD-2-clause
+ ${licence}
+")
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} upper)
+  set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})
+  set(documents ${tree}/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
+  file(WRITE ${documents}/copyright "${copyright}")
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/debian-changelog ${documents}/changelog COPYONLY)
+  file(GLOB pages ${tree}/share/man/man*/*.[1-9])
+  execute_process(COMMAND gzip -9nf ${documents}/changelog ${pages} COMMAND_ERROR_IS_FATAL ANY)
+
+  file(GLOB_RECURSE programs ${tree}/bin/* ${tree}/*.so.*.*)
+  foreach(program IN LISTS programs)
+    execute_process(COMMAND ${CPACK_QUORVEL_STRIP} --remove-section=.comment --remove-section=.note ${program})
+  endforeach()
+  file(GLOB_RECURSE archives ${tree}/*.a)
+  foreach(archive IN LISTS archives)
+    execute_process(COMMAND ${CPACK_QUORVEL_STRIP} --strip-debug --remove-section=.comment -D ${archive})
+  endforeach()
+  file(GLOB_RECURSE pkg_config_files ${tree}/*.pc)
+  foreach(file IN LISTS pkg_config_files)
+    quorvel_name_prefix(${file} ${CPACK_PACKAGING_INSTALL_PREFIX})
+  endforeach()
+endforeach()
