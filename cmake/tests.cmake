@@ -87,7 +87,7 @@ if(QUORVEL_TESTS)
         set_tests_properties(video_files video_files_short PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 900)
       endif()
     endif()
-    if(NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
+    if(NOT QUORVEL_SANITIZE AND QUORVEL_CAMERA AND "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
       quorvel_test(library "fast" ${CMAKE_CURRENT_SOURCE_DIR}/tests/check_library.sh
         $<TARGET_FILE:quorvel_shared> ${CMAKE_CURRENT_SOURCE_DIR})
     endif()

@@ -15,7 +15,7 @@ expect_lines() { # LINE..
 }
 
 without=()
-for package in CLI11 GTest PkgConfig benchmark; do without+=(-DCMAKE_DISABLE_FIND_PACKAGE_$package=ON); done
+for package in CLI11 GTest PkgConfig benchmark; do without+=("-DCMAKE_DISABLE_FIND_PACKAGE_$package=ON"); done
 configure "${without[@]}" -DQUORVEL_BENCH=AUTO || fail "configure with a compiler alone"
 expect_lines "Tool: off (CLI11 not found; Debian: libcli11-dev)" \
     "Tests: off (GoogleTest not found; Debian: libgtest-dev)" \
@@ -53,7 +53,7 @@ shared="libQuorvelStabilizer.so libQuorvelStabilizer.so.1 libQuorvelStabilizer.s
 [[ $(installed) == "libQuorvelStabilizer.a $shared" ]] || fail "libraries by default"
 for kind in shared static; do
     [[ $kind == shared ]] && value=ON libraries=$shared || value=OFF libraries=libQuorvelStabilizer.a
-    [[ $(installed -DBUILD_SHARED_LIBS=$value) == "$libraries" ]] || fail "libraries with BUILD_SHARED_LIBS=$value"
+    [[ $(installed "-DBUILD_SHARED_LIBS=$value") == "$libraries" ]] || fail "libraries with BUILD_SHARED_LIBS=$value"
     by_cmake $kind || fail "program by CMake with BUILD_SHARED_LIBS=$value"
     ! command -v pkg-config >/dev/null || by_pkg_config || fail "program by pkg-config with BUILD_SHARED_LIBS=$value"
 done
