@@ -58,8 +58,13 @@ for target in aarch64-linux-android29 armv7a-linux-androideabi24 x86_64-linux-an
     llvm-readelf -dW "$library" | grep -q 'SONAME.*\[libQuorvelStabilizer.so\]' || fail "$target: name of the library"
     check_library $target "$library"
 
+    # Whoever links the installed archive has a liblog of their own.
+    cmake --install "$root/build" --prefix "$root/installed" >/dev/null
+    grep -qE 'INTERFACE_LINK_LIBRARIES .*;log"' -r "$root/installed/lib/cmake" || fail "$target: liblog of the archive"
+    ! grep -rI "$root" "$root/installed" || fail "$target: the installed tree names the place where it was built"
+
     # The platform's own build links without a list of exports.
-    mapfile -t objects < <(find "$root/build/CMakeFiles/quorvel_objects.dir" -name '*.o')
+    mapfile -t objects < <(find "$root"/build/CMakeFiles/quorvel_{objects,camera_shared}.dir -name '*.o')
     ld.lld -shared -nostdlib -z max-page-size=16384 "${objects[@]}" -o "$root/plain.so"
     check_library "$target, linked plainly," "$root/plain.so"
 done
