@@ -71,7 +71,7 @@ done
 
 # Android.bp names exactly the files that were compiled.
 sed -n "s|.*\"file\": \"$source_dir/\(src/.*\)\".*|\1|p" "$work"/aarch64*/build/compile_commands.json |
-    sort >"$work/compiled"
+    sort -u >"$work/compiled"
 sed -n 's|^ *"\(src/.*\.cpp\)",$|\1|p' "$source_dir/Android.bp" | sort >"$work/named"
 same "sources of Android.bp (>) and CMake (<)" "$work/compiled" "$work/named"
 if command -v bpfmt >/dev/null; then

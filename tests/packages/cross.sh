@@ -10,7 +10,10 @@ case $arch in
     arm64) packages=(g++-aarch64-linux-gnu qemu-user) ;;
     armhf) packages=(g++-arm-linux-gnueabihf qemu-user) ;;
     s390x) packages=(g++-s390x-linux-gnu qemu-user) ;;
-    i386) packages=(g++-12-multilib) ;; # not g++-multilib: it conflicts with the cross compilers
+    i386) # not g++-multilib: it conflicts with the cross compilers
+        packages=(g++-12-multilib)
+        ! command -v i686-linux-gnu-g++ >/dev/null || packages=()
+        ;;
     *) echo "unknown processor $arch"; exit 2 ;;
 esac
 need_packages cmake make g++ googletest "${packages[@]}"
