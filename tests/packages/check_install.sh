@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # check_install.sh BUILD: installs a build tree and builds programs with the result, by CMake, by pkg-config,
 # by dlopen, and with the library as a subproject. All must stabilize the same frames to the same bytes. A
-# library that was removed must not keep CMake from the other one.
+# library that was removed must not keep CMake from the other one, and the archive has no C names but its own.
 set -euo pipefail
 build=$(realpath "${1:?usage: check_install.sh BUILD}")
 here=$(dirname "$(realpath "$0")")
@@ -72,6 +72,11 @@ mkdir archive && cp "$libdir"/libQuorvelStabilizer.a archive
 gcc -std=c99 "${warn[@]}" -Larchive "$here/consumers/consumer.c" -o c_static "${static[@]}"
 g++ "${warn[@]}" -Larchive "$here/consumers/consumer.cpp" -o cpp_static "${static[@]}"
 for program in c_static cpp_static; do expect_same "pkg-config $program" "./$program"; done
+
+other=$(nm -g --defined-only archive/libQuorvelStabilizer.a |
+    awk 'NF == 3 && $3 !~ /^(_Z|__x86\.|quorvel_|__android_log_print$)/ { print $3 }' |
+    grep -vxFf "$here/../../src/exports.txt" || true)
+[[ -z $other ]] || { echo "FAILED: other C names in the archive: $other"; exit 1; }
 
 gcc -std=c99 "${warn[@]}" "$here/consumers/by_dlopen.c" -o by_dlopen -I"$work/tree/include" -ldl
 expect_same dlopen ./by_dlopen "$(find "$work/tree" -name libQuorvelStabilizer.so.1)"
