@@ -1,11 +1,9 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # Run by CPack before it makes packages. Each Debian package gets what Debian wants in it: copyright and
-# changelog in a folder of the package's name, compressed manual pages, no notes of the compiler in binaries,
-# and the system's prefix in the pkg-config file.
+# changelog in a folder of the package's name, compressed manual pages, and no notes of the compiler in binaries.
 if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()
 endif()
-include(${CMAKE_CURRENT_LIST_DIR}/pkg-config-prefix.cmake)
 
 file(READ ${CPACK_RESOURCE_FILE_LICENSE} licence)
 string(REGEX REPLACE "^.*Copyright[^\n]*\n\n" "" licence "${licence}")
@@ -23,7 +21,7 @@ License: BSD-2-clause
 
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
-  set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX})
+  set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_INSTALL_PREFIX})
   set(documents ${tree}/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
   file(WRITE ${documents}/copyright "${copyright}")
   configure_file(${CMAKE_CURRENT_LIST_DIR}/debian-changelog ${documents}/changelog COPYONLY)
@@ -37,9 +35,5 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   file(GLOB_RECURSE archives ${tree}/*.a)
   foreach(archive IN LISTS archives)
     execute_process(COMMAND ${CPACK_QUORVEL_STRIP} --strip-debug --remove-section=.comment -D ${archive})
-  endforeach()
-  file(GLOB_RECURSE pkg_config_files ${tree}/*.pc)
-  foreach(file IN LISTS pkg_config_files)
-    quorvel_name_prefix(${file} ${CPACK_PACKAGING_INSTALL_PREFIX})
   endforeach()
 endforeach()

@@ -86,9 +86,15 @@ endif()
 configure_file(cmake/quorvel-stabilizer.pc.in ${package_dir}/quorvel-stabilizer.pc @ONLY)
 install(FILES ${package_dir}/quorvel-stabilizer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
-install(CODE "if(\"${CMAKE_INSTALL_LIBDIR}\" MATCHES \"^/\" OR CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
-    include(\"${PROJECT_SOURCE_DIR}/cmake/pkg-config-prefix.cmake\")
-    quorvel_name_prefix(\"\$ENV{DESTDIR}${pc_dir}/quorvel-stabilizer.pc\" \"\${CMAKE_INSTALL_PREFIX}\")
+# The file finds its prefix from its own place, so that the tree can be moved. It names the prefix instead where
+# the library folder is absolute, and in /usr: pkg-config leaves out -I and -L of the compiler's own folders only
+# if it sees their plain paths.
+install(CODE "
+  if(\"${CMAKE_INSTALL_LIBDIR}\" MATCHES \"^/\" OR CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    set(file \"\$ENV{DESTDIR}${pc_dir}/quorvel-stabilizer.pc\")
+    file(READ \"\${file}\" text)
+    string(REGEX REPLACE \"^prefix=[^\\n]*\" \"prefix=\${CMAKE_INSTALL_PREFIX}\" text \"\${text}\")
+    file(WRITE \"\${file}\" \"\${text}\")
   endif()" COMPONENT dev)
 
 if(TARGET quorvel_tool)
@@ -173,7 +179,8 @@ set(CPACK_PACKAGE_NAME quorvel-stabilizer)
 set(CPACK_PACKAGE_VENDOR "Quorvel stabilizer developers")
 set(CPACK_PACKAGE_CONTACT "Quorvel stabilizer developers <developers@quorvel.example>")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_SET_DESTDIR ON) # installs into the prefix itself, under a folder, so that files can name it
+set(CPACK_INSTALL_PREFIX /usr)
 include(CPack)
 
 # ---- tests of all this; cross.sh, which takes minutes, is run by hand and by CI ----
