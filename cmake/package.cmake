@@ -42,10 +42,8 @@ install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
 
 include(CMakePackageConfigHelpers)
 set(package_dir ${PROJECT_BINARY_DIR}/package)
-configure_package_config_file(cmake/QuorvelStabilizerConfig.cmake.in
-  ${package_dir}/QuorvelStabilizerConfig.cmake.in INSTALL_DESTINATION ${QUORVEL_CMAKE_DIR})
 file(GENERATE OUTPUT ${package_dir}/QuorvelStabilizerConfig.cmake
-  INPUT ${package_dir}/QuorvelStabilizerConfig.cmake.in)
+  INPUT ${PROJECT_SOURCE_DIR}/cmake/QuorvelStabilizerConfig.cmake.in)
 write_basic_package_version_file(${package_dir}/QuorvelStabilizerConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${package_dir}/QuorvelStabilizerConfig.cmake
