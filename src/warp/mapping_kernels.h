@@ -34,7 +34,7 @@ QEL_FOR_EACH_PHASE(QEL_DECLARE_MAPPING)
 typedef void (*MappingKernel)(const uint8_t *pSrc, uint8_t *pDst, int32_t lStride);
 
 // Indexed by the bytes of a sample minus 1, and by 4 * row phase + column phase.
-namespace quorvel { // outside of a namespace a variable's name has C linkage
+namespace quorvel { // a global variable keeps its plain name, which a program may have too
 extern const MappingKernel kMappingKernels[2][16];
 }
 using quorvel::kMappingKernels;

@@ -32,8 +32,8 @@ void Narrow(Span *pSpan, int64_t llStart, int64_t llStep, int64_t llLast) {
 
 // The samples of an output row of lCount, starting at (r, c), that need no clamp. Rows whose positions
 // overflow are left to the clamping kernel. So is the last row of bases, where the window of a vector
-// kernel could end beyond the plane; in the rows above it ends in the next row at most. It is the only
-// one of a plane of a single row, so no vector kernel has to know that such a row has none below.
+// kernel could end beyond the plane; in the rows above it ends in the next row at most. A plane of one
+// row has no other bases, so a vector kernel always has a row below the one that it reads.
 Span InsideSpan(int32_t lCount, int32_t r, int32_t c, const WarpMap *pMap, const PixelPlane *pPlane) {
     const int64_t llEndRow = r + (int64_t)pMap->lS * lCount, llEndCol = c + (int64_t)pMap->lZ * lCount;
     if (llEndRow != Low32(llEndRow) || llEndCol != Low32(llEndCol)) return {0, 0};

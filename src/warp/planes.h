@@ -50,9 +50,9 @@ bool WarpsPairs(const MVS_Context *pCtx);
 // Returns their number, which is 0 when the handle has no scratch planes.
 int32_t ChromaPlanes(MVS_Context *pCtx, const uint8_t *pInU, uint8_t *pOutU, WarpPlane *pPlanes);
 
-// Makes the scratch planes grey, once in the life of a handle; to be called before each use. Creation
-// does not do it because most handles never use them. Warps outside of a frame do it first of all:
-// programs that call these may look at the planes.
+// Makes the scratch planes grey at the first call for a handle; to be called before each use. Creation
+// does not do it because most handles never use them. Warps outside of a frame call it even when they
+// do not use the planes: programs that call such a warp may look at them.
 void EnsureScratch(MVS_Context *pCtx);
 static inline uint32_t ScratchSize(int32_t lLumaSize) { return (uint32_t)Max32(lLumaSize / 2, 1); }
 

@@ -21,7 +21,7 @@ struct alignas(32) StripTaps {
 };
 
 // Indexed by the bytes of a sample minus 1, and by the column phase of the first block.
-namespace quorvel { // outside of a namespace a variable's name has C linkage
+namespace quorvel { // a global variable keeps its plain name, which a program may have too
 extern const StripTaps kStripTaps[2][4];
 }
 using quorvel::kStripTaps;
