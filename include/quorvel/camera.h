@@ -11,21 +11,22 @@
  * uninit_quorvel_videostabilizer();
  * @endcode
  *
- * Begin each session with init. A frame whose size is not the stream's sets the stream up too, but
- * uninit does not forget the size: without another init, frames of that size are left as they are.
+ * Begin each session with init. A frame of a new size sets its stream up too. But a stream keeps its
+ * size after uninit: frames of that size are then left as they are until init is called.
  *
  * Lines in the log have a null tag: priority 3 for progress, 6 before a stabilizer is created or
  * destroyed. Each preview frame has a line of priority 3, which ends with "finish" when the frame was
- * stabilized and with "not done" when it was left as it is. Recording frames have none. One thread
- * at a time may use a stream; the two streams are independent.
+ * stabilized and with "not done" when it was left as it is. Recording frames have no line.
+ *
+ * One thread at a time may use a stream; the two streams are independent.
  *
  * Frames are packed NV21 as in quorvel/stabilizer.h. Input and output have the same size, and but for
  * the chroma the stabilizer keeps its default settings. A frame is left as it is when there is no
  * memory, or when its size cannot be stabilized (an odd width, a height of 1, a side above 16384).
  *
- * From 320 x 240 on, frames whose height is not a multiple of 8 get a grey strip: the stabilizer
- * moves the first (height >> 3) * 4 rows of chroma and makes the last ones grey.
- * set_quorvel_videostabilizer_full_chroma and its recording form move all of them.
+ * From 320 x 240 on, frames whose height is not a multiple of 8 get a grey strip at the lower edge:
+ * only the first (height >> 3) * 4 rows of chroma are moved, and the others become grey.
+ * set_quorvel_videostabilizer_full_chroma(1) and its recording form move all rows.
  */
 #ifndef QUORVEL_CAMERA_H
 #define QUORVEL_CAMERA_H

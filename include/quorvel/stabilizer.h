@@ -22,10 +22,10 @@
  * be measured as motion, so that the crop wanders. At a cut that you know of, destroy the handle and
  * create another one.
  *
- * Roll. Small errors of the measured rotation add up, and the picture follows the sum with a lag. Where
- * they go one way it stands tilted. lCompTheta of MVS_MotionInfo shows by how much; its limit is 5
- * degrees or more, depending on the margins. A new handle starts level. The picture jumps there, so
- * change handles at a cut or a pause. Mode 1 does not turn the picture.
+ * Roll. Small errors of the measured rotation add up, and the picture follows their sum with a lag.
+ * Where they all go one way, the picture stays tilted. lCompTheta of MVS_MotionInfo shows by how much;
+ * its limit is 5 degrees or more, depending on the margins. A new handle starts level, but the picture
+ * jumps there, so change handles at a cut or a pause. Mode 1 does not turn the picture.
  *
  * Threads. A handle serves one stream. One thread at a time may use it, not necessarily always the
  * same one; different handles are independent. A frame call starts up to three helper threads, and
@@ -83,9 +83,9 @@ typedef struct MVS_InitParam {
     int32_t lInHeight;  /**< input height in pixels, 1..16384 */
     int32_t lOutWidth;  /**< output width in pixels, 2..16384 */
     int32_t lOutHeight; /**< output height in pixels, 2..16384 */
-    int32_t lFormat;    /**< QEL_MVS_FORMAT_..., of input and output. Check it: another value is not
-                         * refused, but frames are then returned untouched by all calls but
-                         * QEL_MVS_StabilizeFrameEx, which takes them for I420 */
+    int32_t lFormat;    /**< QEL_MVS_FORMAT_..., of input and output. Creation accepts other values
+                         * too, but frame calls then touch no frame, except for
+                         * QEL_MVS_StabilizeFrameEx, which takes frames for I420 */
     int32_t lReserved;  /**< not read */
 } MVS_InitParam;
 
@@ -117,13 +117,13 @@ typedef struct MVS_FrameTriple {
  *
  * bShiftReliable is 0 after a coarse shift that failed, or that was accepted across a change of
  * brightness of more than 11 grey levels, and 1 after a good one. A shift that only the last and
- * loosest attempt of the search accepts leaves it as an earlier frame set it: after a flash it may
- * stay 0 while nothing disturbs the frames, and at a cut it may stay 1.
+ * loosest attempt of the search accepts leaves the value of an earlier frame: it may stay 0 after a
+ * flash though nothing disturbs the frames any more, and it may stay 1 at a cut.
  */
 typedef struct MVS_MotionInfo {
     int32_t lSize;          /**< in: sizeof(MVS_MotionInfo) */
-    int32_t lFrameNumber;   /**< frames taken so far; 1 after the first. Frame calls have no result: a
-                             * call has taken its frame when this number has grown */
+    int32_t lFrameNumber;   /**< frames taken so far; 1 after the first. Frame calls return nothing:
+                             * this number has grown when a call has taken its frame */
     int32_t bMeasured;      /**< 1 when a motion was measured. That is so at many cuts too: few
                              * lBlocksKept of many lBlocksValid are a sign of one */
     int32_t lMotionRow;     /**< measured motion, Q10 pixels; 0 when not measured */
