@@ -25,7 +25,7 @@ const int kLeastHeight = 34;
 
 void CheckReport(const Options &options, const std::string &path, const std::string &option) {
     if (path.empty()) return;
-    const std::string give = ", give it another name";
+    const char *const give = ", give it another name";
     if (IsSameFile(options.input, path)) throw VideoError(option + " names the input file" + give);
     if (!options.output.empty() && IsSameOutput(options.output, path))
         throw VideoError(option + " names the output file" + give);
