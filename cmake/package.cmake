@@ -155,7 +155,7 @@ if(NOT CMAKE_CROSSCOMPILING)
 endif()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-# What a program needs by the names that it uses. A name that is added later has a later version here.
+# What a program needs by the names that it uses. All are in 1.0.0; one that is added later needs its version here.
 string(REGEX REPLACE "[;\n ]+" "@Base 1.0.0\n " symbols "${exports}")
 file(CONFIGURE OUTPUT ${package_dir}/symbols CONTENT
   "libQuorvelStabilizer.so.1 @library_package@ #MINVER#\n* Build-Depends-Package: @dev_package@\n @symbols@@Base 1.0.0\n" @ONLY)
