@@ -140,10 +140,12 @@ def roads():
     out = run("--output-format", "mp4", "--codec-option", "qp=0", "b.mkv", "-", binary=True, say="left out|^$")
     pathlib.Path("piped.mp4").write_bytes(out)
     check(len(packets("piped.mp4", "v")[0]) == FRAMES, "MP4 to a pipe")
-    ffmpeg("-i", "a.mp4", "-map", "0:v", "-map", "0:a", "-c", "copy", "aac.ts")
-    for container in ("mp4", "matroska"):
-        out = run("--output-format", container, "aac.ts", "-", binary=True)
-        check(ffmpeg("-i", "pipe:0", "-map", "0:a", "-f", "s16le", "-", stdin=stdin_of(out)), f"AAC to a pipe of {container}")
+    for codec in ("copy", "ac3", "eac3"):
+        ffmpeg("-i", "a.mp4", "-map", "0:v", "-map", "0:a", "-c:v", "copy", "-c:a", codec, "in.ts")
+        for container in ("mp4", "matroska"):
+            out = run("--output-format", container, "in.ts", "-", binary=True)
+            sound = ffmpeg("-i", "pipe:0", "-map", "0:a", "-f", "s16le", "-", stdin=stdin_of(out))
+            check(len(sound) > 44100 * 2, f"sound ({codec}) to a pipe of {container}: {len(sound)} bytes")
     run("--start", "0.5", "--duration", "0.5", "a.mp4", "part.mp4")
     check(packets("part.mp4", "v")[0] == [round(i / 30, 3) for i in range(15)], "a part's times")
     check(20 <= len(packets("part.mp4", "a")[0]) <= 24, "a part's sound")

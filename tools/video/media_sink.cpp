@@ -116,8 +116,10 @@ void MediaSink::WriteHeader() {
         FF_COMPLIANCE_EXPERIMENTAL; // FLAC in MP4, which players know by now
     if (IsMp4Family(*mFormat->oformat)) {
         bool seekable = mFormat->pb && (mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL);
-        // The index of a file moves to its front at the end; a pipe has one in each of its pieces.
-        std::string flags = seekable ? "faststart" : "frag_keyframe+empty_moov+default_base_moof";
+        // The index of a file moves to its front at the end. A pipe gets an index in each fragment, and
+        // the first waits for packets: those of AC-3 say what belongs into it.
+        std::string flags =
+            seekable ? "faststart" : "frag_keyframe+empty_moov+delay_moov+default_base_moof";
         if (HasFreeTags(*mFormat)) flags += "+use_metadata_tags";
         dictionary.Set("movflags", flags);
         if (!strcmp(mFormat->oformat->name, "ipod")) dictionary.Set("write_tmcd", "1"); // .m4v
