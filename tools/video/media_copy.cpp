@@ -11,13 +11,15 @@
 
 namespace {
 
-// Describes a container or its codec, not its content.
+// Describes a container or its codec, not its content. Matroska writes names in capitals, and may add a
+// language ("BPS-eng").
 bool IsOwn(const char *key) {
-    const char *const own[] = {"major_brand", "minor_version",   "compatible_brands",
-                               "encoder",     "vendor_id",       "handler_name",
-                               "DURATION",    "NUMBER_OF_BYTES", "BPS"};
+    const char *const own[] = {
+        "major_brand",  "minor_version", "compatible_brands", "encoder",         "vendor_id",
+        "handler_name", "DURATION",      "NUMBER_OF_FRAMES",  "NUMBER_OF_BYTES", "BPS"};
+    size_t length = strcspn(key, "-");
     for (const char *name : own)
-        if (!strcasecmp(key, name)) return true; // Matroska writes all in capitals
+        if (strlen(name) == length && !strncasecmp(key, name, length)) return true;
     return !strncmp(key, "_STATISTICS", strlen("_STATISTICS"));
 }
 
