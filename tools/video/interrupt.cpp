@@ -24,6 +24,9 @@ void Wake() {
 
 void OnSignal(int number) {
     int before = errno;
+    // Not by SA_RESETHAND, which would leave the other of the two signals caught.
+    signal(SIGINT, SIG_DFL);
+    signal(SIGTERM, SIG_DFL);
     gSignal = number;
     Wake();
     const char *text = gText;
@@ -37,7 +40,6 @@ void CatchInterrupts() {
     if (pipe2(gPipe, O_CLOEXEC | O_NONBLOCK) != 0) gPipe[0] = gPipe[1] = -1;
     struct sigaction action = {};
     action.sa_handler = OnSignal;
-    action.sa_flags = (int)SA_RESETHAND;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }

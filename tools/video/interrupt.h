@@ -2,10 +2,10 @@
 // Ctrl-C as the end of the input: what was done until then is finished properly.
 #pragma once
 
-// From now on SIGINT and SIGTERM are noted; the second one of them ends the process as ever.
+// From now on the first SIGINT or SIGTERM is an interruption; the next one ends the process at once.
 void CatchInterrupts();
 
-// Printed on standard error with the first of these signals; `text` has to stay.
+// Printed on standard error at that first signal; `text` has to live as long as the process.
 void SayOnSignal(const char *text);
 
 // As a signal does: a window was closed.
@@ -16,6 +16,6 @@ bool Interrupted();
 // The signal that came, 0 for none.
 int InterruptSignal();
 
-// A file that becomes readable with the interruption, for poll; -1, which poll ignores, without a
-// catch.
+// For poll: a file that is readable from the interruption on. Before CatchInterrupts -1, which poll
+// ignores.
 int InterruptFile();
