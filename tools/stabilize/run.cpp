@@ -15,6 +15,7 @@
 #include "stabilize/worker.h"
 #include "video/byte_file.h"
 #include "video/interrupt.h"
+#include "video/media.h"
 #include "video/output_file.h"
 
 namespace {
@@ -122,7 +123,13 @@ class Run {
         outInfo.container = ChooseContainer(mOptions.output, mOptions.sink, mInfo.container);
         outInfo.size = outInfo.codedSize = mWorker->OutSize();
         SetAspect(outInfo, mWorker->SampleAspect());
-        mOutput.emplace(mOptions.output, mOptions.overwrite);
+        // Several files are named after the output by the container itself: no temporary name for
+        // these.
+        std::string first = outInfo.container == Container::Coded
+                                ? FirstOfManyFiles(mOptions.output, mOptions.sink.format)
+                                : "";
+        RefuseToOverwrite(first, mOptions.overwrite, "output");
+        mOutput.emplace(mOptions.output, mOptions.overwrite, !first.empty());
         SinkOptions sink = mOptions.sink;
         sink.name = mOutput->Name();
         sink.note = [this](const std::string &text) { mConsole.Note(text); };

@@ -26,6 +26,10 @@ std::unique_ptr<FrameSource> OpenMediaSource(const std::string &path, std::uniqu
 // A file of this name has a known container, other than raw frames.
 bool IsMediaName(const std::string &path);
 
+// The first file that a coded output of this name makes when its container makes several: a sequence of
+// pictures (shot%03d.jpg), or a playlist and its segments. Empty when it makes one.
+std::string FirstOfManyFiles(const std::string &path, const std::string &format);
+
 std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &info,
                                          const SinkOptions &options);
 

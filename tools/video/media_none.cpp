@@ -22,6 +22,8 @@ std::unique_ptr<FrameSource> OpenMediaSource(const std::string &path, std::uniqu
 
 bool IsMediaName(const std::string &) { return false; }
 
+std::string FirstOfManyFiles(const std::string &, const std::string &) { return ""; }
+
 std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &,
                                          const SinkOptions &) {
     Refuse("writing " + path);

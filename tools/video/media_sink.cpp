@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Encodes pictures and writes them, together with the packets of other streams, to a container.
+#include <limits.h>
 #include <string.h>
 #include <strings.h>
 
@@ -222,6 +223,14 @@ bool IsMediaName(const std::string &path) {
     const AVOutputFormat *container = av_guess_format(nullptr, path.c_str(), nullptr);
     return container && strcmp(container->name, "rawvideo") != 0 &&
            container->video_codec != AV_CODEC_ID_NONE;
+}
+
+std::string FirstOfManyFiles(const std::string &path, const std::string &format) {
+    const AVOutputFormat *container =
+        av_guess_format(format.empty() ? nullptr : format.c_str(), path.c_str(), nullptr);
+    if (!container || !(container->flags & AVFMT_NOFILE)) return "";
+    char first[PATH_MAX];
+    return av_get_frame_filename(first, sizeof(first), path.c_str(), 1) < 0 ? path : first;
 }
 
 std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &info,

@@ -20,13 +20,15 @@ void RefuseToOverwrite(const std::string &path, bool overwrite, const std::strin
     throw VideoError(option + " " + path + " exists already; give -y to overwrite it, or another name");
 }
 
-OutputFile::OutputFile(const std::string &path, bool overwrite) : mName(path), mPath(path) {
+OutputFile::OutputFile(const std::string &path, bool overwrite, bool direct)
+    : mName(path), mPath(path) {
     if (path == "-") mName = "standard output";
     if (path == "-" || IsAddress(path)) return;
     struct stat info = {};
     bool exists = stat(path.c_str(), &info) == 0;
     if (exists && !S_ISREG(info.st_mode)) return;
     RefuseToOverwrite(path, overwrite, "output");
+    if (direct) return;
     if (exists) { // a link stays one: the file that it names is replaced
         char resolved[PATH_MAX];
         if (realpath(path.c_str(), resolved)) mPath = resolved;

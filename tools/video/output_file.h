@@ -8,8 +8,9 @@
 class OutputFile {
   public:
     // Throws VideoError when the file exists and may not be overwritten. What is no regular file
-    // (standard output, a pipe, a device, a network address) is written to directly.
-    OutputFile(const std::string &path, bool overwrite);
+    // (standard output, a pipe, a device, a network address) is written to directly, and with `direct`
+    // anything is.
+    OutputFile(const std::string &path, bool overwrite, bool direct = false);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
