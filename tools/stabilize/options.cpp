@@ -295,11 +295,6 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (raw.verbose) ShowMediaMessages();
 }
 
-bool EndsWith(const std::string &text, const std::string &ending) {
-    return text.size() >= ending.size() &&
-           !text.compare(text.size() - ending.size(), ending.size(), ending);
-}
-
 // What the parser's own rules cannot say; empty when all is well.
 std::string Contradiction(const Options &options) {
     if (options.dryRun && !options.output.empty()) return "--dry-run writes no video, leave out OUTPUT";

@@ -87,7 +87,7 @@ bool IsWhole(const std::string &path, bool svg) {
     return found;
 }
 
-// A plot of this name, kept when it is whole.
+// Throws VideoError unless the plot is whole.
 void KeepPlot(OutputFile &file, bool svg, bool drawn) {
     struct stat info = {};
     bool regular = stat(file.WritePath().c_str(), &info) == 0 && S_ISREG(info.st_mode);
@@ -110,8 +110,7 @@ void CheckPlotter() {
 
 void DrawPlot(OutputFile &file, const std::string &title, const std::vector<MotionRecord> &records,
               PictureSize reach) {
-    const std::string &path = file.Name();
-    bool svg = path.size() > 4 && path.substr(path.size() - 4) == ".svg";
+    bool svg = EndsWith(file.Name(), ".svg");
     FILE *script = popen("gnuplot 2>/dev/null", "w");
     if (!script) throw VideoError(std::string("--plot: cannot start gnuplot: ") + strerror(errno));
     fprintf(script, "set terminal %s size 1000,800\n", svg ? "svg" : "pngcairo");

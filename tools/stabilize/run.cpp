@@ -163,8 +163,7 @@ class Run {
     }
 
     void Close() {
-        bool any = mWorker->Count() > 0;
-        if (!any) return;
+        if (mWorker->Count() == 0) return;
         if (mSink) mSink->Close();
         if (mOutput) mOutput->Commit();
         if (mTrace) mTrace->Close();

@@ -68,11 +68,8 @@ void Stabilizer::Run(const Frame &input, Frame &output) {
 }
 
 PictureSize Stabilizer::Reach() const {
-    int columns = (mParam.lInWidth - mParam.lOutWidth) >> 1;
-    int rows = (mParam.lInHeight - mParam.lOutHeight) >> 1;
-    if (columns <= mParam.lInWidth / 16) columns = mParam.lInWidth / 16;
-    if (rows < mParam.lInHeight / 16) rows = mParam.lInHeight / 16;
-    return {columns, rows};
+    auto reach = [](int in, int out) { return std::max((in - out) >> 1, in / 16); };
+    return {reach(mParam.lInWidth, mParam.lOutWidth), reach(mParam.lInHeight, mParam.lOutHeight)};
 }
 
 MVS_MotionInfo Stabilizer::Motion() const {

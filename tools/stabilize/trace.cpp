@@ -3,6 +3,8 @@
 
 #include <stdio.h>
 
+#include "video/picture.h"
+
 namespace {
 
 const char *const kColumns[] = {
@@ -21,8 +23,7 @@ std::string Number(const char *format, double value) {
 
 Trace::Trace(const std::string &path, bool overwrite)
     : mFile(path, overwrite), mOutput(mFile.WritePath(), mFile.Name()) {
-    const std::string ending = ".json";
-    mJson = path.size() > ending.size() && path.substr(path.size() - ending.size()) == ending;
+    mJson = EndsWith(path, ".json");
     std::string heading = kColumns[0];
     for (size_t i = 1; i < kColumnCount; i++) heading += std::string(",") + kColumns[i];
     mOutput.Write(mJson ? "[" : heading + "\n");

@@ -3,7 +3,6 @@
 
 #include <stdio.h>
 #include <string.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,11 +16,6 @@
 #include "video/y4m_video.h"
 
 namespace {
-
-bool EndsWith(const std::string &path, const char *ending) {
-    size_t length = strlen(ending);
-    return path.size() >= length && strcasecmp(path.c_str() + path.size() - length, ending) == 0;
-}
 
 // Regular files are opened by FFmpeg itself, which can then seek in them; what can be read only once is
 // not opened twice.

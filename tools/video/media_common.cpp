@@ -77,6 +77,11 @@ std::string MediaError(int code) {
     return result;
 }
 
+void ForgetMediaError() {
+    std::lock_guard<std::mutex> lock(Last().mutex);
+    Last().text.clear();
+}
+
 int CheckMedia(int code, const std::string &what) {
     if (code == AVERROR(ENOMEM)) throw std::bad_alloc();
     if (code < 0) throw VideoError(what + ": " + MediaError(code));

@@ -42,6 +42,9 @@ template <typename T> T *NotNull(T *pointer) {
 // An error code in words, with what the libraries last had to say about it.
 std::string MediaError(int code);
 
+// Drops what they said last: what failed was no fault.
+void ForgetMediaError();
+
 // True when the user asked for what the libraries say.
 bool MediaMessagesShown();
 

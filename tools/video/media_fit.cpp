@@ -89,6 +89,6 @@ bool ContainerTrial::HeaderWorks() const {
     avio_close_dyn_buf(trial->pb, &written);
     trial->pb = nullptr;
     av_free(written);
-    MediaError(0); // what the libraries say about it is none of the user's business
+    ForgetMediaError();
     return result >= 0;
 }

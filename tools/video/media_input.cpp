@@ -202,7 +202,7 @@ bool MediaInput::SeekBefore(int64_t lead) {
                     !(mFormat->iformat->flags & AVFMT_NOTIMESTAMPS);
     int64_t target = mOrigin - lead;
     if (!seekable || target <= First()) return false;
-    if (avformat_seek_file(mFormat, -1, INT64_MIN, target, target, 0) < 0) MediaError(0);
+    if (avformat_seek_file(mFormat, -1, INT64_MIN, target, target, 0) < 0) ForgetMediaError();
     return true;
 }
 

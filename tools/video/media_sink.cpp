@@ -2,7 +2,6 @@
 // Encodes pictures and writes them, together with the packets of other streams, to a container.
 #include <limits.h>
 #include <string.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <map>
@@ -16,11 +15,6 @@
 #include "video/output_file.h"
 
 namespace {
-
-bool EndsWith(const std::string &text, const char *ending) {
-    size_t length = strlen(ending);
-    return text.size() >= length && !strcasecmp(text.c_str() + text.size() - length, ending);
-}
 
 void SetFields(AVFrame *picture, AVFieldOrder order) {
     bool top = order == AV_FIELD_TT;
@@ -131,13 +125,11 @@ void MediaSink::WriteHeader() {
 }
 
 void MediaSink::Write(const Frame &frame) {
-    Frame notes;
-    notes.time = frame.time;
-    notes.duration = frame.duration;
-    notes.packets = frame.packets;
     auto copy = std::make_shared<Frame>(mInfo.size);
     CopyPixels(frame, *copy);
-    TakeFrameNotes(notes, *copy);
+    copy->time = frame.time;
+    copy->duration = frame.duration;
+    copy->packets = frame.packets;
     Take(copy);
 }
 

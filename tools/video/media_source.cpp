@@ -33,10 +33,6 @@ bool IsDamaged(const AVFrame &picture) {
     return picture.decode_error_flags || (picture.flags & AV_FRAME_FLAG_CORRUPT);
 }
 
-std::string Counted(int64_t count, const char *what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 class MediaSource : public FrameSource {
   public:
     MediaSource(std::shared_ptr<MediaInput> input, const SourceOptions &options);
@@ -412,7 +408,7 @@ void MediaSource::Finish() const {
     }
     if (fault.empty()) return;
     throw VideoError(mName + ": cut short or damaged, " + fault + "; the " +
-                     Counted(mFrameCount, "frame") + " that could be decoded " +
+                     CountText(mFrameCount, "frame") + " that could be decoded " +
                      (mFrameCount == 1 ? "is" : "are") + " written");
 }
 

@@ -2,6 +2,7 @@
 #include "video/picture.h"
 
 #include <string.h>
+#include <strings.h>
 
 bool ParseNumber(const std::string &text, int limit, int &value) {
     if (text.empty()) return false;
@@ -39,6 +40,11 @@ std::string SizeText(PictureSize size) {
 
 std::string CountText(int64_t count, const std::string &thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+bool EndsWith(const std::string &text, const char *ending) {
+    size_t length = strlen(ending);
+    return text.size() >= length && strcasecmp(text.c_str() + text.size() - length, ending) == 0;
 }
 
 size_t LumaBytes(PictureSize size) { return (size_t)size.width * (size_t)size.height; }

@@ -50,6 +50,9 @@ std::string SizeText(PictureSize size);
 // "1 frame", "2 frames".
 std::string CountText(int64_t count, const std::string &thing);
 
+// In capitals or not, as in names of files.
+bool EndsWith(const std::string &text, const char *ending);
+
 // Plain decimal digits, 1..limit.
 bool ParseNumber(const std::string &text, int limit, int &value);
 
