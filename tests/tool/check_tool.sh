@@ -212,6 +212,14 @@ refused 1 'truth kept.y4m exists already; give -y' "$clipgen" x.y4m --truth kept
 same clip.y4m kept.y4m "a clip was overwritten unasked"
 "$clipgen" --size 160x120 --frames 6 named.y4m && same clip.y4m named.y4m "the ending .y4m does not make Y4M"
 "$clipgen" -y --size 160x120 --frames 6 named.y4m --format nv21 && same clip.nv21 named.y4m "-y does not overwrite"
+for usage in x.mp4 x x.y4m.gz; do refused 2 "output $usage ends in none of" "$clipgen" $usage; done
+[ -z "$(find . -name 'x*')" ] || fail "a clip was made under a name that says nothing of it"
+for name in clip.nv21 clip.i420; do
+    "$clipgen" --size 160x120 --frames 6 "named.${name#*.}" && same $name "named.${name#*.}" "the ending of $name is not heeded"
+done
+"$clipgen" --size 160x120 --frames 6 - | cmp -s - clip.nv21 || fail "standard output is not NV21"
+refused 1 'truth names the output' "$clipgen" new.y4m --truth ./new.y4m
+refused 1 'path names the input' "$quality" -y clip.y4m out.y4m --path ./clip.y4m
 for usage in '' 'clip.y4m' '--trace trace.csv clip.y4m clip.y4m' '--cutoff 0 clip.y4m clip.y4m'; do
     # shellcheck disable=SC2086
     refused 2 'see --help' "$quality" $usage

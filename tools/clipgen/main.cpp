@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // quorvel-clipgen: makes a shaky clip whose camera path is known.
 #include <stdio.h>
+#include <sys/stat.h>
 
 #include <exception>
 #include <map>
@@ -75,7 +76,8 @@ void AddOptions(CLI::App &app, Options &options) {
     app.add_option("--frames", options.frames)->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--fps", options.framesPerSecond)->check(CLI::Range(1, 1000))->capture_default_str();
     app.add_option("--format", options.format,
-                   "nv21, i420 (raw frames) or y4m [y4m where OUTPUT ends in .y4m, else nv21]")
+                   "nv21, i420 (raw frames) or y4m [by the ending of OUTPUT: .y4m, .nv21, .raw (nv21), "
+                   ".i420, .yuv (i420); nv21 for - and devices]")
         ->check(CLI::IsMember({"nv21", "i420", "y4m"}));
     app.add_option("--seed", options.seed, "Another number, another scene and path")
         ->capture_default_str();
@@ -124,12 +126,21 @@ EffectOptions MakeEffectOptions(const Options &options) {
 StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
     StreamInfo info;
     info.container = options.format == "y4m" ? Container::Y4m : Container::Raw;
-    if (options.format.empty()) info.container = ChooseContainer(options.output, {}, Container::Raw);
-    const bool pairs = info.container == Container::Raw && options.format != "i420";
-    info.layout = pairs ? PixelLayout::NV21 : PixelLayout::I420;
+    info.layout = options.format == "nv21" ? PixelLayout::NV21 : PixelLayout::I420;
     info.size = info.codedSize = size;
     info.tags = {"F" + std::to_string(options.framesPerSecond) + ":1", "Ip", "A1:1", "C420jpeg"};
     return info;
+}
+
+// What the ending of the output asks for; empty when it says nothing.
+std::string FormatOf(const std::string &output) {
+    const std::pair<const char *, const char *> endings[] = {
+        {".y4m", "y4m"}, {".nv21", "nv21"}, {".raw", "nv21"}, {".i420", "i420"}, {".yuv", "i420"}};
+    for (auto &[ending, format] : endings)
+        if (EndsWith(output, ending)) return format;
+    struct stat info = {};
+    bool stream = output == "-" || (stat(output.c_str(), &info) == 0 && !S_ISREG(info.st_mode));
+    return stream ? "nv21" : "";
 }
 
 // Frames are numbered from 1, as MVS_MotionInfo does.
@@ -144,6 +155,8 @@ void WriteTruth(ByteOutput &truth, int frame, double time, const CameraPose &pos
 void Generate(const Options &options) {
     RefuseToOverwrite(options.output, options.overwrite, "output");
     RefuseToOverwrite(options.truthPath, options.overwrite, "--truth");
+    if (!options.truthPath.empty() && IsSameOutput(options.output, options.truthPath))
+        throw VideoError("--truth names the output file, give it another name");
     PictureSize size;
     ParseSize(options.size, size);
     const StreamInfo info = MakeStreamInfo(options, size);
@@ -183,6 +196,12 @@ int main(int argc, char **argv) {
     AddOptions(app, options);
     int status = 0;
     if (!ParseCommandLine(app, argc, argv, status)) return status;
+    if (options.format.empty()) options.format = FormatOf(options.output);
+    if (options.format.empty())
+        return ReportFault(app,
+                           "output " + options.output +
+                               " ends in none of .y4m, .nv21, .raw, .i420 and .yuv; give --format",
+                           kWrongUsage);
     IgnoreBrokenPipes();
     try {
         Generate(options);

@@ -109,6 +109,9 @@ void WritePaths(const std::string &path, const Judgement &result) {
 
 void Run(const Options &options) {
     RefuseToOverwrite(options.path, options.overwrite, "--path");
+    for (const std::string &input : {options.before, options.after, options.truth, options.trace})
+        if (!input.empty() && !options.path.empty() && IsSameFile(input, options.path))
+            throw VideoError("--path names the input " + input + ", give it another name");
     std::unique_ptr<FrameSource> before = OpenSource(options.before, SourceOptions());
     std::unique_ptr<FrameSource> after = OpenSource(options.after, SourceOptions());
     double framesPerSecond = options.framesPerSecond;
@@ -129,6 +132,7 @@ void Run(const Options &options) {
         PrintRow(options, result);
         if (stages) PrintStageRow(options, result, *stages);
     }
+    if (fflush(stdout) != 0 || ferror(stdout)) throw VideoError("cannot write standard output");
 }
 
 } // namespace
