@@ -493,11 +493,12 @@ def paths():
     run("-y", "a.mp4", "link.mp4")
     check(os.path.islink("link.mp4") and pathlib.Path("kept.mp4").read_bytes() != before, "a link is followed")
     for name, first, more in [("o%02d.jpg", "o01.jpg", FRAMES - 1), ("o.m3u8", "o.m3u8", 1)]:
-        os.mkdir(name)
-        run("a.mp4", f"{name}/{name}", say=None)
-        made = sorted(os.listdir(name))
+        folder = pathlib.Path("of" + pathlib.Path(name).suffix)
+        folder.mkdir()
+        run("a.mp4", folder / name, say=None)
+        made = os.listdir(folder)
         check(first in made and len(made) == 1 + more and not [m for m in made if "part" in m or "%" in m], f"{name}: {made}")
-        run("a.mp4", f"{name}/{name}", status=1, say=f"{first} exists already; give -y")
+        run("a.mp4", folder / name, status=1, say=f"{first} exists already; give -y")
     run("a.mp4", "nameless", status=1, say="what kind of file.*--output-format")
     for args, say in [(["a.mp4"], "OUTPUT"), (["a.mp4", "b", "--zoom"], "--zoom"), (["--crf", "99", "a", "b"], "--crf"),
                       (["--start", "1:x", "a", "b"], "--start"), (["--bitrate", "x", "a", "b"], "--bitrate"),
