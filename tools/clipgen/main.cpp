@@ -132,7 +132,7 @@ StreamInfo MakeStreamInfo(const Options &options, PictureSize size) {
     return info;
 }
 
-// What the ending of the output asks for; empty when it says nothing.
+// The format for the output's name; empty when its ending says nothing.
 std::string FormatOf(const std::string &output) {
     const std::pair<const char *, const char *> endings[] = {
         {".y4m", "y4m"}, {".nv21", "nv21"}, {".raw", "nv21"}, {".i420", "i420"}, {".yuv", "i420"}};

@@ -10,7 +10,8 @@ namespace {
 const uint8_t kWhite = 235;
 const uint8_t kGrey = 128;
 
-// A plane of a packed frame. Positions are those of the luma; a column takes `shift` bits less bytes.
+// A plane of a packed frame: luma columns >> shift are its bytes in a row, luma rows >> rowShift its
+// rows.
 struct Plane {
     size_t start;
     int shift;

@@ -33,7 +33,7 @@ const char kExamples[] =
     "  decoder | quorvel-stabilize - - | player -\n"
     "\n"
     "Exit status: 0 done, 1 input or output cannot be used or is damaged, 2 wrong command line,\n"
-    "130 interrupted (Ctrl-C; the output is whole up to there).";
+    "130 or 143 interrupted (Ctrl-C or SIGTERM; the output is whole up to there).";
 
 const char kMiddle[] = "middle"; // what --split stands for without a column
 

@@ -9,8 +9,8 @@
 
 class Stabilizer {
   public:
-    // `in` is known to be the stream's; what is wrong with the others is told with their options.
-    // `threads`: 0 is the library's own choice, more than it takes is its most.
+    // `in` is the stream's size. Faults of the other arguments are thrown with the options that set
+    // them. `threads`: 0 is the library's own choice; more than its maximum is the maximum.
     Stabilizer(PictureSize in, PictureSize out, PixelLayout layout, int mode, int threads);
 
     // `input` is left as it is; `output` has the output size.

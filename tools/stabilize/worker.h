@@ -19,7 +19,8 @@ class Worker {
     // The frame to be written, with the input's times and packets.
     FramePtr Run(const FramePtr &input);
 
-    // What was stabilized, before it was put beside the input; of the frame that Run was last given.
+    // The frame that Run was last given, stabilized and scaled; with --split, the part left of the line
+    // is the input's.
     const Frame &Steady() const { return *mSteady; }
     PictureSize SteadySize() const { return mSteadySize; }
     // What it is compared with: the input, or its middle scaled as the output is. Null when no view was

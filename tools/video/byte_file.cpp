@@ -27,7 +27,7 @@ bool Identify(const std::string &path, int standard, struct stat &info) {
     return stat(path.c_str(), &info) == 0;
 }
 
-// Where a file that does not exist would come to be, by the one name that each folder has.
+// The path of a file that does not exist yet, the same for every spelling of it.
 std::filesystem::path FuturePath(const std::string &path) {
     const int mostLinks = 40;
     std::error_code fault;
@@ -169,7 +169,7 @@ bool IsSameOutput(const std::string &output, const std::string &other) {
     bool exists = Identify(output, STDOUT_FILENO, first);
     if (exists != Identify(other, STDOUT_FILENO, second)) return false;
     if (output == "-" && other == "-") return true;
-    if (exists) // devices such as /dev/null are no file that one could spoil for the other
+    if (exists) // two outputs do no harm to each other on a device such as /dev/null
         return first.st_dev == second.st_dev && first.st_ino == second.st_ino &&
                !S_ISCHR(first.st_mode);
     return FuturePath(output) == FuturePath(other);

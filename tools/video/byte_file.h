@@ -20,8 +20,8 @@ class ByteInput {
     // For messages: the path, or "standard input".
     const std::string &Name() const { return mName; }
 
-    // Fills the buffer as far as the stream goes; less than asked for only at its end, and an
-    // interruption (video/interrupt.h) ends every stream.
+    // Fills the buffer, or as much of it as the stream has left. An interruption (video/interrupt.h)
+    // ends every stream.
     size_t Read(void *data, size_t size);
 
     // As much as there is without waiting for more; 0 only at the end.
@@ -30,7 +30,7 @@ class ByteInput {
     // The bytes that the next Read will give, without taking them; at most kBufferSize.
     std::string Peek(size_t size);
 
-    // Likewise, up to a newline; without one that many bytes, or fewer at the end of the stream.
+    // The bytes before the next newline, without taking them; at most limit, fewer at the end.
     std::string PeekLine(size_t limit);
 
     // Takes a line without its newline. False when the stream ends first or the line is longer than
@@ -59,7 +59,7 @@ class ByteOutput {
   public:
     // Creates the file, or empties it. Messages call it by its path unless a name is given.
     explicit ByteOutput(const std::string &path, const std::string &name = "");
-    // Closes without checking; what matters calls Close.
+    // Closes without checking that all was written; Close checks.
     ~ByteOutput();
     ByteOutput(const ByteOutput &) = delete;
     ByteOutput &operator=(const ByteOutput &) = delete;
@@ -86,8 +86,8 @@ bool IsSameFile(const std::string &input, const std::string &output);
 // The same for two outputs, neither of which need exist.
 bool IsSameOutput(const std::string &output, const std::string &other);
 
-// To be called before any file is opened: none gets the number of a closed standard stream, and is
-// written to by mistake.
+// Call it before any file is opened. A file would otherwise get the number of a closed standard stream,
+// and messages would be written into it.
 void ReserveStandardStreams();
 
 // Makes a closed pipe an ordinary write error instead of the end of the process.

@@ -46,7 +46,7 @@ class FrameSource {
     const std::string &Name() const { return mName; }
 
     // Fills a frame of Info().size; false at the end of the stream. A stream that ends within a frame
-    // throws. At the end either way the frame's pixels are of no use, but its packets are.
+    // throws. Either way the last frame has no picture, but may have packets that are to be written.
     virtual bool Read(Frame &frame) = 0;
 
   protected:
@@ -65,7 +65,7 @@ class FrameSink {
     // Packets that come after the last frame.
     virtual void TakePackets(const std::vector<PacketPtr> &) {}
 
-    // Ends the stream and reports what could not be written; a sink destroyed without is incomplete.
+    // Ends the stream and throws when not all could be written. Without it the output is incomplete.
     virtual void Close() = 0;
 
     // What writes the pictures, for reports.
@@ -106,7 +106,7 @@ struct SinkOptions {
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOptions &options);
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::optional<RawShape> &shape);
 
-// For a --start that lies behind the end of an input of this length.
+// The fault of a --start beyond the end of an input that is this long.
 [[noreturn]] void FailBehindEnd(const std::string &name, double seconds);
 
 // What kind of stream `path` is to become: its name and --output-format decide, then the input's kind.

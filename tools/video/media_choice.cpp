@@ -75,7 +75,7 @@ const Quality kQualities[] = {
     {"libaom-av1", "20", 63, "cpu-used", 6, 0, 8, {{"row-mt", "1"}}},
     {"libsvtav1", "22", 63, "preset", 8, 0, 12, {}},
 };
-const int64_t kVp8Ceiling = 40000000; // its constant quality stays below a rate, which has to be given
+const int64_t kVp8Ceiling = 40000000; // bits a second: its constant quality needs an upper limit
 const int kTheoraQuality = 9;         // of 10
 const int kQuantizer = 2;             // the finest that does not waste bits
 

@@ -84,8 +84,8 @@ std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTr
     return converter;
 }
 
-// AAC from transport streams tells what it is in every packet; elsewhere the container is to know
-// beforehand. True when that was filled in: the packets' headers are to go then.
+// In transport streams each packet of AAC has a header that describes it. Other containers have one
+// description in front: it is made here. True when it was, and the packets' headers have to go.
 bool DescribeAac(AVCodecParameters *parameters, const AVOutputFormat &container) {
     bool inPackets = !strcmp(container.name, "mpegts") || !strcmp(container.name, "hls");
     if (parameters->codec_id != AV_CODEC_ID_AAC || parameters->extradata_size > 0 || inPackets)
@@ -204,7 +204,7 @@ void StreamCopier::Convert(AVPacket *packet, const PacketWriter &write) {
         finish(packet);
 }
 
-// What it cannot read is damaged, and skipped.
+// Packets that the filter cannot read are damaged, and are skipped.
 void StreamCopier::Filter(Place &place, AVPacket *packet, const PacketWriter &write) {
     if (av_bsf_send_packet(place.filter.get(), packet) < 0) return;
     while (av_bsf_receive_packet(place.filter.get(), packet) >= 0) write(packet);
@@ -224,7 +224,8 @@ void StreamCopier::Move(Place &place, AVPacket *packet) {
     packet->stream_index = place.stream->index;
     packet->pos = -1;
     av_packet_rescale_ts(packet, place.timeBase, place.stream->time_base);
-    // Containers insist on it; two packets may have fallen on one unit of a coarser time base.
+    // Containers insist on times that increase, but two packets may share a unit of a coarser time
+    // base.
     if (packet->dts != AV_NOPTS_VALUE && place.lastTime != INT64_MIN && packet->dts <= place.lastTime) {
         packet->dts = place.lastTime + 1;
         if (packet->pts != AV_NOPTS_VALUE && packet->pts < packet->dts) packet->pts = packet->dts;

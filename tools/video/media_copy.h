@@ -12,9 +12,9 @@
 
 class StreamCopier {
   public:
-    // Adds a stream to `to` for each of the input's, in their order; the video stream is left for the
-    // encoder's parameters. A stream that the container has no place for is converted or left out, and
-    // options.note is told.
+    // Adds a stream to `to` for each of the input's, in their order; the caller gives the video stream
+    // the encoder's parameters. A stream that the container has no place for is converted or left out,
+    // and options.note is told.
     StreamCopier(const MediaInput &input, AVFormatContext *to, const AVCodecContext *encoder,
                  const SinkOptions &options);
 

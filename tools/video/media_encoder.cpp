@@ -45,7 +45,7 @@ bool IsMpegRate(AVRational rate, bool fractions) {
     return false;
 }
 
-// The rate itself, or the next higher one, of which some pictures are then missing.
+// The rate itself, or the next higher one: the output then has a picture for some of its times only.
 AVRational MpegRate(AVRational rate, bool fractions) {
     if (IsMpegRate(rate, fractions)) return rate;
     for (AVRational known : kMpegRates)
@@ -53,8 +53,7 @@ AVRational MpegRate(AVRational rate, bool fractions) {
     return {60, 1};
 }
 
-// Pictures a second, in which those that are missing are counted where the container can leave some
-// out.
+// Pictures a second. Where the container can leave out pictures, those that are missing count too.
 AVRational CountRate(const AVOutputFormat &container, const StreamInfo &info) {
     const AVRational most = {120, 1};
     AVRational rate = ToMedia(info.framesPerSecond);
@@ -65,8 +64,8 @@ AVRational CountRate(const AVOutputFormat &container, const StreamInfo &info) {
     return sane && av_cmp_q(finest, rate) > 0 ? finest : rate;
 }
 
-// Where the encoder or the container counts pictures instead of telling their times, players go by the
-// rate that is written, which is this unit.
+// Some encoders and containers count pictures instead of telling their times, and players go by the
+// rate that is written: the unit of time is then one picture.
 AVRational ChooseTimeBase(const AVOutputFormat &container, const AVCodec *codec,
                           const StreamInfo &info) {
     AVRational base = ToMedia(info.timeBase), rate = CountRate(container, info);
@@ -79,7 +78,8 @@ AVRational ChooseTimeBase(const AVOutputFormat &container, const AVCodec *codec,
     return base;
 }
 
-// The encoders that can code the fields of a picture by themselves do; of others the container tells.
+// Some encoders can code the two fields of a picture separately. With the others only the container
+// says that there are fields.
 void SetFields(AVCodecContext *encoder, const StreamInfo &info) {
     encoder->field_order = FieldOrder(info);
     bool fields = encoder->codec_id == AV_CODEC_ID_H264 ||

@@ -50,16 +50,17 @@ bool ContainerTrial::Add(const AVStream *from, const AVCodecParameters *paramete
 }
 
 bool ContainerTrial::KnowsCodec(AVCodecID codec) const {
-    // Anything is "data", but nobody knows what it says.
+    // Containers take anything as "data", but no player knows what it means.
     if (codec == AV_CODEC_ID_NONE || codec == AV_CODEC_ID_BIN_DATA) return false;
     const char *name = Container().name;
     if (!strcmp(name, "mpegts") || !strcmp(name, "hls"))
         return std::find(std::begin(kTransport), std::end(kTransport), codec) != std::end(kTransport);
-    // They would have to be told how long a packet is, and players lose their way.
+    // These do not say how long a packet is, and players lose their place in FLAC.
     bool counts = !strcmp(name, "avi") || !strcmp(name, "asf");
     if (counts && codec == AV_CODEC_ID_FLAC) return false;
     int answer = avformat_query_codec(&Container(), codec, FF_COMPLIANCE_NORMAL);
-    // Below 0 it does not know, and the header tells. Those that write files of their own have none.
+    // Below 0: unknown, the trial of the header tells. There is none where the container makes several
+    // files.
     return answer > 0 || (answer < 0 && !(Container().flags & AVFMT_NOFILE));
 }
 

@@ -14,8 +14,8 @@ class ContainerTrial {
     // Holds pictures and nothing else.
     bool PicturesOnly() const;
 
-    // True when a stream like `from`, with other parameters maybe, fits beside those added before; it
-    // is added then.
+    // Adds a stream like `from`, but with these parameters. False, and none is added, when it does not
+    // fit beside those added before.
     bool Add(const AVStream *from, const AVCodecParameters *parameters);
 
     const AVOutputFormat &Container() const { return *mTo->oformat; }
@@ -33,5 +33,5 @@ class ContainerTrial {
     std::vector<Entry> mEntries;
     AVRational mTimeBase = {0, 1}; // of the pictures
     AVRational mFrameRate = {0, 1};
-    bool mAnyFits = false; // else the pictures alone do not
+    bool mAnyFits = false; // the pictures alone do
 };

@@ -180,14 +180,15 @@ int64_t MediaInput::First() const {
 
 int64_t MediaInput::Last() const {
     if (mFormat->duration == AV_NOPTS_VALUE) return INT64_MAX;
-    // Of an input that begins late, some containers tell the length and some the time of the end.
+    // Where an input does not begin at 0, some containers give its length and some the time of its
+    // end: the earlier counts.
     return mFormat->duration + std::min<int64_t>(First(), 0);
 }
 
 void MediaInput::SetPart() {
     int64_t first = First();
-    // What is a little before 0 is meant to be so: it fills the pipeline of a sound decoder. Elsewhere
-    // zero is when a device was switched on, or a sender began.
+    // In files, times a little before 0 are meant: that sound primes its decoder. The zero of devices
+    // and streams is arbitrary: when the device was switched on, or the sender began.
     bool arbitrary = (mFormat->iformat->flags & (AVFMT_TS_DISCONT | AVFMT_NOFILE)) || mInput ||
                      (mFormat->pb && !(mFormat->pb->seekable & AVIO_SEEKABLE_NORMAL));
     mOrigin = arbitrary ? first : std::max<int64_t>(first, 0);

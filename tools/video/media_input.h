@@ -38,9 +38,9 @@ class MediaInput {
     // The input is to be read from Origin on only.
     bool IsPart() const { return mOptions.start > 0; }
 
-    // Goes to where the container has, or expects, a key picture that is earlier than Origin by this
-    // time at least; what is read then shows whether it has worked. False, and nothing is done, when
-    // the container cannot tell or that would be the beginning.
+    // Seeks to a key picture that is earlier than Origin by at least this time. Some containers only
+    // guess where one is: what is read then shows whether it has worked. False, and nothing is done,
+    // when the input cannot be sought in or that would be its beginning.
     bool SeekBefore(int64_t lead);
     // Reads from the beginning; the streams and their context are new ones.
     void StartOver();

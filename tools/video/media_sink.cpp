@@ -179,7 +179,7 @@ void MediaSink::TakePackets(const std::vector<PacketPtr> &packets) {
     }
 }
 
-// Packets of others may be damaged in a way that shows only here.
+// Damage in the packets of other streams may show only when they are written.
 void MediaSink::WritePacket(AVPacket *packet) {
     int result = av_interleaved_write_frame(mFormat, packet);
     if (result != AVERROR_INVALIDDATA && result != AVERROR_PATCHWELCOME) return Check(result);

@@ -16,11 +16,10 @@ namespace {
 
 const int64_t kChannelRate = 96000; // bits a second: hardly to be told from the source
 const int kAnyFrame = 1024;         // samples in a frame where the encoder leaves it open
-// How far, in thousandths of a second, sound may be from its time before silence is put in or samples
-// are taken out, and before it is slowed down or sped up by a trifle.
-const int kHardShift = 15;
-const int kSoftShift = 2;
-const int kSoftSeconds = 5; // in which the latter makes up for it
+// Sound that is off its time by more than so many thousandths of a second is put right:
+const int kHardShift = 15;  // by silence, or by leaving out samples
+const int kSoftShift = 2;   // by a speed that differs a little,
+const int kSoftSeconds = 5; // so that it is right after these seconds
 // Seconds that a clock may jump ahead or back; beyond that it was set anew.
 const int kLongestGap = 3600;
 const int kLongestOverlap = 10;
@@ -60,8 +59,8 @@ MediaPtr<AVFrame> NewSound(const AVChannelLayout &layout, int format, int rate, 
     return sound;
 }
 
-// What goes in is put where its time says, what comes out is one run of samples without a gap: not
-// every container can say that there is no sound for a while.
+// Puts every piece of sound at its time, and silence into the gaps: not every container can say that
+// there is no sound for a while.
 class SoundConverter : public PacketConverter {
   public:
     // `begin` is the time of the first sample, in samples.
@@ -143,7 +142,7 @@ void SoundConverter::Take(const AVFrame &sound, const PacketWriter &write) {
     Encode(false, write);
 }
 
-// Sees to it that the resampler takes this kind of sound; false when there is none that does.
+// Makes a resampler for this kind of sound unless it is there; false when that fails.
 bool SoundConverter::Prepare(const AVFrame &sound, const PacketWriter &write) {
     if (mLike && mLike->format == sound.format && mLike->sample_rate == sound.sample_rate &&
         !av_channel_layout_compare(&mLike->ch_layout, &sound.ch_layout))
@@ -166,8 +165,8 @@ bool SoundConverter::Prepare(const AVFrame &sound, const PacketWriter &write) {
     return true;
 }
 
-// Brings the end of what is there to where the sound begins. What cannot be moved is to be left out:
-// the result is how many samples of it.
+// Makes what was converted so far end where this sound begins. Returns how many samples of this sound
+// are to be left out because their time is already taken.
 int SoundConverter::Align(const AVFrame &sound, const PacketWriter &write) {
     if (sound.best_effort_timestamp == AV_NOPTS_VALUE) return 0;
     const int64_t rate = mEncoder->sample_rate;
@@ -347,7 +346,8 @@ std::unique_ptr<PacketConverter> MakeSoundConverter(const AVStream *from, Contai
     if (!decoder) return nullptr;
     MediaPtr<AVCodecContext> encoder = FindSoundEncoder(from, trial);
     if (!encoder) return nullptr;
-    // Where times are not below 0 the encoder's own first samples take the place of the sound's.
+    // An encoder puts some samples of its own in front. Where the container has no times below 0, these
+    // take the place of the sound's first ones.
     bool negative = trial.Container().flags & AVFMT_TS_NEGATIVE;
     int64_t begin = negative ? 0 : encoder->initial_padding;
     return std::make_unique<SoundConverter>(std::move(decoder), std::move(encoder), begin, note);

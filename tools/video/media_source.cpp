@@ -275,7 +275,7 @@ void MediaSource::SetTime() {
     int64_t time = mPicture->best_effort_timestamp;
     bool first = mProgress.pictures++ == 0;
     if (mPicture->pts == AV_NOPTS_VALUE) {
-        // The time of the packet that made the decoder give out the picture, some packets later.
+        // Then `time` is that of the last packet that went in, some packets after the picture's own.
         if (first && time != AV_NOPTS_VALUE && mProgress.keyDecodeTime != AV_NOPTS_VALUE)
             mProgress.delay = std::max<int64_t>(time - mProgress.keyDecodeTime, 0);
         mProgress.timesMissing = true;
@@ -372,8 +372,8 @@ void MediaSource::ReadOthersToEnd() {
     }
 }
 
-// How much is missing of what the container announces, of all streams together and of the pictures; the
-// lesser, as a container may count pauses of one stream that nothing is read for.
+// How much is missing of the length that the container announces: of all streams, or of the pictures
+// when that is less. Announced lengths may include pauses, in which nothing can be read.
 double MediaSource::MissingSeconds() const {
     const AVFormatContext *format = mInput->Format();
     bool known = format->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
@@ -385,8 +385,8 @@ double MediaSource::MissingSeconds() const {
     int64_t most = mInput->Last() - mProgress.lastSeen;
     if (mVideo->start_time != AV_NOPTS_VALUE && mVideo->duration > 0)
         most = std::min(most, missing(mVideo->start_time, mVideo->duration));
-    // The durations have been reduced to the length of the file here, but not the number of frames, of
-    // which each is a unit long.
+    // FFmpeg shortens the durations of an AVI that is cut short, but not its number of frames. Each
+    // frame is one unit long.
     if (!strcmp(format->iformat->name, "avi")) most = std::max(most, missing(0, mVideo->nb_frames));
     return (double)most / AV_TIME_BASE;
 }
