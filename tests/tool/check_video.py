@@ -506,9 +506,12 @@ def paths():
                       (["--plot", "p.gif", "a", "b"], "--plot"), (["--json", "a", "-"], "--json")]:
         run(*args, status=2, say=say)
     run("--preview", "a.mp4", status=1, say="no display|without", env={"PATH": os.environ["PATH"]})
-    terminal = pty.openpty()[1]
-    done = subprocess.run([TOOL, "a.mp4", "-"], stdout=terminal, stderr=subprocess.PIPE)
-    check(done.returncode == 1 and b"terminal" in done.stderr, f"video to a terminal: {done}")
+    try:
+        terminal = pty.openpty()[1]
+        done = subprocess.run([TOOL, "a.mp4", "-"], stdout=terminal, stderr=subprocess.PIPE)
+        check(done.returncode == 1 and b"terminal" in done.stderr, f"video to a terminal: {done}")
+    except OSError as error:
+        print("SKIPPED: video to a terminal:", error)
     for args, say in [(["--codec", "nope"], "--codec nope"), (["--codec", "ffv1", "--crf", "20"], "--crf"),
                       (["--codec-option", "nope=1"], "--codec-option.*nope"),
                       (["--input-format", "nope"], "--input-format nope")]:

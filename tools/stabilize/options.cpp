@@ -313,6 +313,8 @@ std::string Contradiction(const Options &options) {
     if (!options.plotPath.empty() && !EndsWith(options.plotPath, ".png") &&
         !EndsWith(options.plotPath, ".svg"))
         return "--plot " + options.plotPath + ": the name has to end in .png or .svg";
+    if (options.plotPath.find_first_of("\n\r") != std::string::npos)
+        return "--plot: gnuplot takes no line break in a name";
     return "";
 }
 
