@@ -37,6 +37,7 @@ set(QUORVEL_SOURCES
   src/api/separate.cpp
   src/api/splitter.cpp
   src/api/uyvy.cpp
+  src/pipeline/align.cpp
   src/pipeline/modes.cpp
   src/motion/block_rows.cpp
   src/motion/block_sad.cpp
@@ -48,9 +49,14 @@ set(QUORVEL_SOURCES
   src/motion/grid_sad_neon.cpp
   src/motion/grid_sad_x86.cpp
   src/motion/motion_calls.cpp
+  src/motion/pyramid.cpp
+  src/motion/tile_flow.cpp
+  src/motion/tile_sums.cpp
+  src/motion/wide_shift.cpp
   src/model/global_motion.cpp
   src/model/inliers.cpp
   src/model/model_calls.cpp
+  src/model/rigid_fit.cpp
   src/model/rotation.cpp
   src/model/row_error.cpp
   src/model/row_error_neon.cpp

@@ -62,6 +62,27 @@ typedef void (*StripKernel)(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStrid
 typedef void (*PixelKernel)(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                             int32_t lS, int32_t lFirst, int32_t lEnd);
 
+// ---- refined measurement: src/motion/tile_sums*.cpp ----
+
+// Means of 2x2 pixels, rounded: lCount of them. The fine row is followed by the next one.
+typedef void (*HalveRow)(const uint8_t *pFine, int32_t lFineWidth, uint8_t *pCoarse, int32_t lCount);
+
+// Sums over a tile of kTile x kTile pixels of both frames. X and Y are the gradients of both, four
+// times their mean; E is the previous minus the current pixel, C the current one. A kernel reads one
+// pixel around the tile too.
+const int32_t kTile = 16;
+struct TileSums {
+    int32_t lXX, lXY, lYY, lXE, lYE, lEE, lCC;
+    int32_t lX, lY, lE, lC;
+};
+typedef void (*TileSummer)(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride,
+                           TileSums *pSums);
+
+// Squared differences of a patch of kPatch x kPatch pixels, less those that a change of brightness
+// explains.
+const int32_t kPatch = 8;
+typedef int32_t (*PatchError)(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);
+
 struct Kernels {
     GridGather pGatherGrid;
     GridSad pGridSad;
@@ -72,6 +93,9 @@ struct Kernels {
     PixelKernel pLumaPixels;    // bilinear
     PixelKernel pNearestPixels; // nearest samples of one byte
     PixelKernel pNearestPairs;  // and of two
+    HalveRow pHalveRow;
+    TileSummer pTileSums;
+    PatchError pPatchError;
 };
 
 const Kernels *KernelsOf(CpuLevel eLevel);
@@ -95,7 +119,11 @@ const Kernels *ProcessorKernels();
     void NearestPixels##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,           \
                             int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);                     \
     void NearestPairs##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,            \
-                           int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);
+                           int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);                      \
+    void HalveRow##set(const uint8_t *pFine, int32_t lFineWidth, uint8_t *pCoarse, int32_t lCount);    \
+    void TileSums##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride,                   \
+                       TileSums *pSums);                                                               \
+    int32_t PatchError##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);
 
 QEL_DECLARE_KERNELS(Portable)
 QEL_DECLARE_KERNELS(Sse2)

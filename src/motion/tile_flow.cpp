@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Gradients tell where the content of a tile was: the least squares of Lucas and Kanade, with the mean
+// of both gradients and without the mean brightness. The whole pixels of the prediction are moved by
+// reading elsewhere, so nothing is interpolated.
+#include "motion/tile_flow.h"
+
+#include "frame_task.h"
+#include "platform/fixed.h"
+#include "quorvel/threads.h"
+
+namespace {
+
+const int32_t kSparse[] = {16, 4, 1}; // one tile of so many is measured at the finest levels
+const int32_t kFewTiles = 200;        // where there are fewer, more of them are measured
+const double kPixels = kTile * kTile;
+const double kMostShift = 1.5;  // pixels beyond the prediction that gradients can tell
+const double kDamping = 0.02;   // of the texture: gradients of neighbours are too small in fine texture
+const double kFlat = 0.25;      // squared gradients that mean nothing
+const double kLeastNoise = 0.5; // variance: of rounding, twice
+const double kModelError = 0.15; // pixels that parallax and the lens move a tile by
+const double kNoiseShare = 8;   // noise of both frames in a squared gradient, from that of a difference
+const double kMostNoise = 0.7;  // of the weaker gradient that may be taken for noise
+
+// Tiles of a level: every lSparse-th of lColumns x lRows, lStep apart.
+struct TileGrid {
+    int32_t lX0, lY0, lStep;
+    int32_t lColumns, lRows;
+    int32_t lSparse;
+};
+
+TileGrid TileGridOf(int32_t lWidth, int32_t lHeight, int32_t lLevel, bool bCoarsest) {
+    TileGrid st = {};
+    st.lStep = bCoarsest ? kTile / 2 : kTile; // overlapping where there are only few
+    st.lColumns = Max32((lWidth - 2 - kTile) / st.lStep + 1, 0);
+    st.lRows = Max32((lHeight - 2 - kTile) / st.lStep + 1, 0);
+    if (lWidth < kTile + 2 || lHeight < kTile + 2) st.lColumns = st.lRows = 0;
+    st.lX0 = (lWidth - (st.lColumns - 1) * st.lStep - kTile) / 2;
+    st.lY0 = (lHeight - (st.lRows - 1) * st.lStep - kTile) / 2;
+    st.lSparse = kSparse[Min32(lLevel, 2)];
+    while (st.lSparse > 1 && st.lColumns * st.lRows < kFewTiles * st.lSparse) st.lSparse >>= 1;
+    return st;
+}
+
+struct TileTask {
+    const Kernels *pKernels;
+    const LumaLevel *pCur, *pPrev;
+    TileGrid stGrid;
+    double dCol, dRow, dTheta; // of the prediction, in pixels of the level
+    TileFlow *pFlows;          // lRoom a row of tiles; a texture below 0: no tile
+    int32_t lRoom;
+    void *pEvent; // lock of lNextRow
+    int32_t lNextRow;
+};
+
+// Far beyond every picture when it is no number.
+int32_t Nearest(double d) { return d > -32768 && d < 32767 ? (int32_t)(d + 32768.5) - 32768 : 32767; }
+
+// The shift that the gradients tell, damped, and no longer than they reach.
+void Solve(TileFlow *pFlow, double dBX, double dBY) {
+    const double dDamp = kFlat + kDamping * (pFlow->dXX + pFlow->dYY) / 2;
+    const double dXX = pFlow->dXX + dDamp, dYY = pFlow->dYY + dDamp, dXY = pFlow->dXY;
+    const double dDet = dXX * dYY - dXY * dXY;
+    pFlow->dCol = (dBX * dYY - dBY * dXY) / dDet;
+    pFlow->dRow = (dBY * dXX - dBX * dXY) / dDet;
+    const double dLength = __builtin_sqrt(pFlow->dCol * pFlow->dCol + pFlow->dRow * pFlow->dRow);
+    if (dLength <= kMostShift) return;
+    pFlow->dCol *= kMostShift / dLength;
+    pFlow->dRow *= kMostShift / dLength;
+}
+
+// Squared differences that are left at the shift.
+double Left(const TileFlow *pFlow, double dDifference) {
+    const double c = pFlow->dCol, r = pFlow->dRow;
+    const double d = dDifference - (c * c * pFlow->dXX + 2 * c * r * pFlow->dXY + r * r * pFlow->dYY);
+    return d > 0 ? d : 0;
+}
+
+// Noise adds to squared gradients as it does to differences, and makes every shift look smaller.
+void TakeNoiseOut(TileFlow *pFlow, double dLeft) {
+    const double dHalf = (pFlow->dXX + pFlow->dYY) / 2;
+    const double dDet = pFlow->dXX * pFlow->dYY - pFlow->dXY * pFlow->dXY;
+    const double dRoot = dHalf * dHalf - dDet;
+    const double dWeaker = dHalf - __builtin_sqrt(dRoot > 0 ? dRoot : 0);
+    double dNoise = dLeft / kNoiseShare;
+    if (dNoise > kMostNoise * dWeaker) dNoise = kMostNoise * dWeaker;
+    pFlow->dXX -= dNoise;
+    pFlow->dYY -= dNoise;
+}
+
+// From squared gradients to the inverse of the covariance of the shift.
+void WeighFlow(TileFlow *pFlow) {
+    const double dDet = pFlow->dXX * pFlow->dYY - pFlow->dXY * pFlow->dXY + 1e-9;
+    const double dScale = 2 * pFlow->dNoise / dDet;
+    const double dXX = pFlow->dYY * dScale + kModelError * kModelError;
+    const double dYY = pFlow->dXX * dScale + kModelError * kModelError;
+    const double dXY = -pFlow->dXY * dScale;
+    const double dOne = 1 / (dXX * dYY - dXY * dXY);
+    pFlow->dXX = dYY * dOne;
+    pFlow->dYY = dXX * dOne;
+    pFlow->dXY = -dXY * dOne;
+}
+
+void MeasureTile(const TileSums *pSums, int32_t lCol, int32_t lRow, TileFlow *pFlow) {
+    const double dX = pSums->lX, dY = pSums->lY, dE = pSums->lE, dC = pSums->lC;
+    pFlow->dXX = (pSums->lXX - dX * dX / kPixels) / 16;
+    pFlow->dXY = (pSums->lXY - dX * dY / kPixels) / 16;
+    pFlow->dYY = (pSums->lYY - dY * dY / kPixels) / 16;
+    const double dBX = -(pSums->lXE - dX * dE / kPixels) / 4;
+    const double dBY = -(pSums->lYE - dY * dE / kPixels) / 4;
+    const double dDifference = pSums->lEE - dE * dE / kPixels;
+    Solve(pFlow, dBX, dBY);
+    const double dLeft = Left(pFlow, dDifference);
+    TakeNoiseOut(pFlow, dLeft);
+    Solve(pFlow, dBX, dBY);
+    pFlow->dNoise = dLeft / kPixels + kLeastNoise;
+    pFlow->dTexture = (pSums->lCC - dC * dC / kPixels) / kPixels;
+    WeighFlow(pFlow);
+    pFlow->dCol += lCol;
+    pFlow->dRow += lRow;
+}
+
+void MeasureTileRow(const TileTask *pTask, int32_t lTileRow) {
+    const TileGrid *pGrid = &pTask->stGrid;
+    const int32_t lWidth = pTask->pCur->lWidth, lHeight = pTask->pCur->lHeight;
+    const int32_t lY = pGrid->lY0 + lTileRow * pGrid->lStep;
+    TileFlow *pFlow = pTask->pFlows + (ptrdiff_t)lTileRow * pTask->lRoom;
+    for (int32_t i = (3 * lTileRow) % pGrid->lSparse; i < pGrid->lColumns; i += pGrid->lSparse, pFlow++) {
+        const int32_t lX = pGrid->lX0 + i * pGrid->lStep;
+        pFlow->dX = lX + (kTile - lWidth) * 0.5;
+        pFlow->dY = lY + (kTile - lHeight) * 0.5;
+        const int32_t lCol = Nearest(pTask->dCol - pTask->dTheta * pFlow->dY);
+        const int32_t lRow = Nearest(pTask->dRow + pTask->dTheta * pFlow->dX);
+        pFlow->dTexture = -1;
+        if (lX + lCol < 1 || lX + lCol + kTile > lWidth - 1) continue;
+        if (lY + lRow < 1 || lY + lRow + kTile > lHeight - 1) continue;
+        TileSums stSums;
+        pTask->pKernels->pTileSums(pTask->pCur->pPixels + (ptrdiff_t)lY * lWidth + lX,
+                                   pTask->pPrev->pPixels + (ptrdiff_t)(lY + lRow) * lWidth + lX + lCol,
+                                   lWidth, &stSums);
+        MeasureTile(&stSums, lCol, lRow, pFlow);
+    }
+}
+
+void *MeasureTileRows(void *pArgument) {
+    TileTask *pTask = (TileTask *)pArgument;
+    for (;;) {
+        zekMEventWait(pTask->pEvent, -1);
+        const int32_t lRow = pTask->lNextRow++;
+        zekMEventSignal(pTask->pEvent);
+        if (lRow >= pTask->stGrid.lRows) return nullptr;
+        MeasureTileRow(pTask, lRow);
+    }
+}
+
+} // namespace
+
+int32_t MostTiles(int32_t lWidth, int32_t lHeight) {
+    int32_t lMost = 1;
+    for (int32_t lLevel = 0; lLevel < kMostLevels; lLevel++, lWidth >>= 1, lHeight >>= 1) {
+        const bool bCoarsest = Max32(lWidth, lHeight) <= 160;
+        const TileGrid st = TileGridOf(lWidth, lHeight, lLevel, bCoarsest);
+        lMost = Max32(lMost, st.lRows * ((st.lColumns + st.lSparse - 1) / st.lSparse));
+        if (bCoarsest) break;
+    }
+    return lMost;
+}
+
+int32_t MeasureTiles(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
+                     int32_t lLevel, RigidMotion stMotion, TileFlow *pFlows) {
+    const LumaLevel *pCur = &pCurrent->stLevels[lLevel];
+    const double dScale = 1 << lLevel;
+    TileTask stTask = {};
+    stTask.pKernels = pCtx->pKernels;
+    stTask.pCur = pCur;
+    stTask.pPrev = &pPrevious->stLevels[lLevel];
+    stTask.stGrid =
+        TileGridOf(pCur->lWidth, pCur->lHeight, lLevel, lLevel + 1 == pCurrent->lLevels);
+    stTask.dCol = stMotion.dCol / dScale;
+    stTask.dRow = stMotion.dRow / dScale;
+    stTask.dTheta = stMotion.dTheta;
+    stTask.pFlows = pFlows;
+    stTask.lRoom = (stTask.stGrid.lColumns + stTask.stGrid.lSparse - 1) / stTask.stGrid.lSparse;
+    stTask.pEvent = pCtx->pEvent;
+    RunFrameTask(pCtx, MeasureTileRows, &stTask);
+    int32_t lCount = 0;
+    for (int32_t j = 0; j < stTask.stGrid.lRows; j++) {
+        const int32_t lFirst = (3 * j) % stTask.stGrid.lSparse;
+        const int32_t lTiles =
+            Max32((stTask.stGrid.lColumns - lFirst + stTask.stGrid.lSparse - 1) / stTask.stGrid.lSparse, 0);
+        for (int32_t i = 0; i < lTiles; i++) {
+            const TileFlow *pFlow = pFlows + (ptrdiff_t)j * stTask.lRoom + i;
+            if (pFlow->dTexture >= 0) pFlows[lCount++] = *pFlow;
+        }
+    }
+    return lCount;
+}

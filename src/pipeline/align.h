@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Measures the motion between two frames from coarse to fine.
+#pragma once
+
+#include "context.h"
+#include "motion/pyramid.h"
+#include "rigid_motion.h"
+
+// Where the luma of a frame is: the top 8 bits of lSampleBytes, lStep bytes from pixel to pixel.
+struct LumaSource {
+    const uint8_t *pSamples;
+    ptrdiff_t lPitch;
+    int32_t lStep;
+    int32_t lSampleBytes; // 1, or 2 in native byte order
+    int32_t lShift;       // right, to the top 8 bits
+};
+
+// Fills all levels.
+void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *pPyramid);
+
+struct Alignment {
+    RigidFit stFit;      // of the finest level
+    int32_t lTextured;   // tiles that show something at a quarter of the size
+    int32_t lMatched;    // of these, the ones that look alike in both frames
+    bool bSolved;
+};
+
+// pFlows has room for MostTiles.
+Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
+                      RigidMotion stPrediction, TileFlow *pFlows);
