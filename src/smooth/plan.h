@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The smoother for frames whose future is known: the path with the least bends that stays within the
+// margins of every frame.
+#pragma once
+
+#include "smooth/path.h"
+
+// Working memory for a plan of lFrames, in doubles.
+int64_t PlanRoom(int64_t llFrames);
+
+struct PlanTask {
+    const SmoothSettings *pSettings;
+    const Picture *pCamera;  // of each frame, in the axes of one of them
+    int64_t llFrames;
+    const Picture *pHistory; // the two pictures shown before, in the same axes; null: none counts
+    double dFollow;          // Hz: what is slower is followed
+    double *pRoom;
+};
+
+// Where each frame's picture is from its camera, in the common axes. pPictures has llFrames.
+void PlanPath(const PlanTask *pTask, Picture *pPictures);

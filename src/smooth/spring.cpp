@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "smooth/spring.h"
+
+namespace {
+
+const double kTwoPi = 6.28318530717958647692;
+const double kSlow = 0.06;      // Hz: what is slower is followed
+const double kSlowRoll = 0.024; // Hz: a level horizon is worth more
+const double kStiffer = 0.27;   // Hz more at the margin
+const double kRebound = 30.0 / 8; // share of a stop that is taken from the speed in a thirtieth of a second
+
+double Magnitude(double d) { return d < 0 ? -d : d; }
+double Less(double a, double b) { return a < b ? a : b; }
+
+struct Axis {
+    double *pPlace, *pSpeed;
+    double dBefore; // place in the frame before it was pulled
+    double dRoom;
+    double dSlow; // Hz
+    bool bRebounds;
+};
+
+// Never takes more than half of the free room in a frame.
+double Stop(const Axis *pAxis) {
+    const bool bSameSide = (pAxis->dBefore > 0) == (*pAxis->pPlace > 0);
+    const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dRoom) : 0;
+    return dTaken + (pAxis->dRoom - dTaken) / 2;
+}
+
+void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
+    double *c = pAxis->pPlace, *v = pAxis->pSpeed;
+    if (!(pAxis->dRoom > 0)) {
+        *c = *v = 0;
+        return;
+    }
+    const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dRoom, 1));
+    const double w = kTwoPi / pSettings->dFramesPerSecond * (pAxis->dSlow + kStiffer * dOut) /
+                     pSettings->dStrength;
+    *v -= w * w * *c + w * *v;
+    *c += *v;
+    const double dStop = Stop(pAxis);
+    if (Magnitude(*c) <= dStop) return;
+    const double dBack = (*c > 0 ? dStop : -dStop) - *c;
+    *c += dBack;
+    if (pAxis->bRebounds) *v += dBack * kRebound / pSettings->dFramesPerSecond;
+}
+
+} // namespace
+
+void StartSpring(Spring *pSpring) { *pSpring = {}; }
+
+void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spring *pSpring) {
+    const Picture stBefore = pSpring->stPicture;
+    const RigidMotion stTurn = {0, 0, pMotion->dTheta};
+    const double dRollSpeed = pSpring->stSpeed.dRoll;
+    Picture *p = &pSpring->stPicture, *v = &pSpring->stSpeed;
+    *p = Carry(stBefore, pMotion);
+    *v = Carry(*v, &stTurn);
+    v->dRoll = dRollSpeed;
+    if (pSettings->bRoll) {
+        const Axis st = {&p->dRoll, &v->dRoll, stBefore.dRoll, pSettings->dRoomRoll, kSlowRoll, false};
+        PullAxis(pSettings, &st);
+    } else {
+        p->dRoll = v->dRoll = 0;
+    }
+    // The roll takes room from the other axes, so it comes first.
+    const double dRoll = Magnitude(p->dRoll);
+    const Axis stX = {&p->dX, &v->dX, stBefore.dX, pSettings->dRoomX - pSettings->dHalfY * dRoll, kSlow, true};
+    const Axis stY = {&p->dY, &v->dY, stBefore.dY, pSettings->dRoomY - pSettings->dHalfX * dRoll, kSlow, true};
+    PullAxis(pSettings, &stX);
+    PullAxis(pSettings, &stY);
+}
