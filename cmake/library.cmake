@@ -39,6 +39,7 @@ set(QUORVEL_SOURCES
   src/api/uyvy.cpp
   src/pipeline/align.cpp
   src/pipeline/modes.cpp
+  src/pipeline/scene.cpp
   src/motion/block_rows.cpp
   src/motion/block_sad.cpp
   src/motion/block_sad_neon.cpp
@@ -66,6 +67,9 @@ set(QUORVEL_SOURCES
   src/smooth/crop_limit.cpp
   src/smooth/kalman_state.cpp
   src/smooth/kalman_step.cpp
+  src/smooth/path.cpp
+  src/smooth/plan.cpp
+  src/smooth/spring.cpp
   src/warp/block_warp.cpp
   src/warp/frame_warps.cpp
   src/warp/map.cpp

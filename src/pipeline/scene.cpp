@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "pipeline/scene.h"
+
+#include "platform/fixed.h"
+
+namespace {
+
+// At rest the reference stays, so that the noise of the measurement does not add up, and slow movements
+// count as a whole once they stand out. It is renewed after so many frames, since light and scene change.
+const int32_t kMostRest = 32;
+const double kRestNoise = 3;       // standard deviations of the measurement that are rest
+const double kLeastRest = 0.03;    // pixels
+const double kMatchedShare = 0.4;  // of the tiles with texture, in a frame that goes on
+const double kKnown = 0.5;         // pixels: a standard deviation above says that nothing is known
+const int32_t kLeastTextured = 4;
+const int32_t kFlashLevels = 10;   // grey levels of the mean
+
+enum Verdict { kMatches, kFlat, kDiffers };
+
+double Magnitude(double d) { return d < 0 ? -d : d; }
+
+// The movement at the corners of the picture, at most.
+double Extent(const RigidMotion *pMotion, const LumaLevel *pLevel) {
+    return Magnitude(pMotion->dCol) + Magnitude(pMotion->dRow) +
+           Magnitude(pMotion->dTheta) * (pLevel->lWidth + pLevel->lHeight) / 2;
+}
+
+bool IsRest(const RigidFit *pFit, const LumaLevel *pLevel) {
+    const double dNoise =
+        pFit->dShiftError + pFit->dThetaError * (pLevel->lWidth + pLevel->lHeight) / 4;
+    const double dRest = kRestNoise * dNoise > kLeastRest ? kRestNoise * dNoise : kLeastRest;
+    return Extent(&pFit->stMotion, pLevel) < dRest;
+}
+
+Verdict Judge(const Alignment *pAlignment) {
+    const bool bTextured = pAlignment->lTextured >= kLeastTextured;
+    if (bTextured && pAlignment->lMatched < kMatchedShare * pAlignment->lTextured) return kDiffers;
+    return pAlignment->bSolved && pAlignment->stFit.dShiftError < kKnown ? kMatches : kFlat;
+}
+
+int32_t MeanLevel(const Pyramid *pPyramid) {
+    const LumaLevel *pLevel = &pPyramid->stLevels[pPyramid->lLevels - 1];
+    const int32_t lCount = pLevel->lWidth * pLevel->lHeight;
+    int32_t lSum = 0;
+    for (int32_t i = 0; i < lCount; i++) lSum += pLevel->pPixels[i];
+    return lSum / lCount;
+}
+
+void TakeReference(Scene *pScene, const RigidMotion *pMotion) {
+    pScene->lReference ^= 1;
+    pScene->bReference = true;
+    pScene->bFlash = false;
+    pScene->lRest = 0;
+    pScene->stLast = *pMotion;
+}
+
+FrameMotion StartScene(Scene *pScene) {
+    const RigidMotion stStill = {0, 0, 0};
+    TakeReference(pScene, &stStill);
+    FrameMotion st = {};
+    st.bNewScene = true;
+    return st;
+}
+
+// A frame that matches the reference.
+FrameMotion Follow(Scene *pScene, const Alignment *pAlignment) {
+    const LumaLevel *pLevel = &pScene->stPyramids[0].stLevels[0];
+    FrameMotion st = {};
+    st.bMeasured = true;
+    pScene->bFlash = false;
+    if (IsRest(&pAlignment->stFit, pLevel) && pScene->lRest < kMostRest) {
+        pScene->lRest++;
+        return st;
+    }
+    st.stMotion = pAlignment->stFit.stMotion;
+    TakeReference(pScene, &st.stMotion);
+    return st;
+}
+
+FrameMotion Differ(Scene *pScene) {
+    const Pyramid *pReference = &pScene->stPyramids[pScene->lReference];
+    const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
+    const int32_t lJump = MeanLevel(pCurrent) - MeanLevel(pReference);
+    if (pScene->bFlash || WrapAbs32(lJump) < kFlashLevels) return StartScene(pScene);
+    pScene->bFlash = true;
+    FrameMotion st = {};
+    st.bHeld = true;
+    return st;
+}
+
+} // namespace
+
+FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSource) {
+    const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
+    BuildPyramid(pCtx, pSource, pCurrent);
+    if (!pScene->bReference) return StartScene(pScene);
+    const Alignment stAlignment = AlignFrames(pCtx, pCurrent, &pScene->stPyramids[pScene->lReference],
+                                              pScene->stLast, pScene->pFlows);
+    const Verdict eVerdict = Judge(&stAlignment);
+    FrameMotion st = {};
+    if (eVerdict == kMatches)
+        st = Follow(pScene, &stAlignment);
+    else if (eVerdict == kDiffers)
+        st = Differ(pScene);
+    else
+        TakeReference(pScene, &st.stMotion);
+    st.lTextured = stAlignment.lTextured;
+    st.lMatched = stAlignment.lMatched;
+    return st;
+}
+
+void ForgetScene(Scene *pScene) {
+    pScene->bReference = false;
+    pScene->bFlash = false;
+}

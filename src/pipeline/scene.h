@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The refined measurement from frame to frame: rest, flashes, cuts.
+#pragma once
+
+#include "pipeline/align.h"
+
+struct Scene {
+    Pyramid stPyramids[2]; // the reference, and the frame that is measured
+    int32_t lReference;    // which of them is the reference
+    bool bReference;       // there is one
+    int32_t lRest;         // frames that have rested on the reference
+    bool bFlash;           // the last frame looked like a flash: the next one decides
+    RigidMotion stLast;    // what was measured last
+    TileFlow *pFlows;      // room for MostTiles
+};
+
+struct FrameMotion {
+    RigidMotion stMotion; // from the frame before; 0 when it was not measured
+    bool bNewScene;       // it has nothing to do with the frame before
+    bool bMeasured;
+    bool bHeld; // a flash, perhaps: the picture stays where it is in the frame
+    int32_t lTextured, lMatched; // tiles that show something, and those that look alike in both frames
+};
+
+// The next frame.
+FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSource);
+
+// The next frame starts a scene.
+void ForgetScene(Scene *pScene);
