@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "pipeline/compensator.h"
+
+#include "platform/buffers.h"
+#include "platform/trigonometry.h"
+#include "smooth/plan.h"
+
+namespace {
+
+const int32_t kHold = 20;     // frames for which a plan holds the camera after the last known one
+const int32_t kWaiting = 16;  // pictures that may wait to be pulled
+const int32_t kFirstRoom = 1024;
+const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02; // Hz
+
+template <class T> bool Allocate(T **ppMem, int64_t llCount) {
+    const int64_t llBytes = llCount * (int64_t)sizeof(T);
+    *ppMem = llBytes > INT32_MAX ? nullptr : (T *)AllocFilled((uint32_t)llBytes, 0);
+    return *ppMem != nullptr;
+}
+template <class T> void FreeAndClear(T **ppMem) {
+    MMemFree(nullptr, (void *)*ppMem);
+    *ppMem = nullptr;
+}
+
+FrameMotion *MotionOf(const Compensator *p, int64_t llFrame) {
+    return p->pMotions + llFrame % p->llRoom;
+}
+
+// The camera after one more motion, in the axes that stCamera has.
+Picture Moved(Picture stCamera, const RigidMotion *pMotion) {
+    const double c = Cosine(stCamera.dRoll), s = Sine(stCamera.dRoll);
+    return {stCamera.dX + c * pMotion->dCol - s * pMotion->dRow,
+            stCamera.dY + s * pMotion->dCol + c * pMotion->dRow, stCamera.dRoll + pMotion->dTheta};
+}
+
+// Frames after the oldest one that belong to its scene and are known; bMore: none will be known.
+int64_t KnownAfter(const Compensator *p, bool *pMore) {
+    const int64_t llFirst = p->llPulled + 1;
+    int64_t llFrame = llFirst;
+    for (; llFrame < p->llPushed && llFrame - llFirst < p->lLookahead; llFrame++)
+        if (MotionOf(p, llFrame)->bNewScene) break;
+    const bool bCut = llFrame < p->llPushed && MotionOf(p, llFrame)->bNewScene;
+    *pMore = !p->bEnded && !bCut && llFrame - llFirst < p->lLookahead;
+    return llFrame - llFirst;
+}
+
+void Remember(Compensator *p, Picture stPicture, bool bFirst) {
+    p->stShown[0] = bFirst ? stPicture : p->stShown[1];
+    p->stShown[1] = stPicture;
+}
+
+Picture PlanOne(Compensator *p, int64_t llKnown) {
+    const FrameMotion *pMotion = MotionOf(p, p->llPulled);
+    const int64_t llFrames = llKnown + 1 + kHold;
+    const bool bFirst = pMotion->bNewScene;
+    Picture st = {0, 0, 0};
+    for (int64_t i = 0; i < llFrames; i++) {
+        if (i > 0 && i <= llKnown) st = Moved(st, &MotionOf(p, p->llPulled + i)->stMotion);
+        p->pCamera[i] = st;
+    }
+    for (int32_t i = 0; i < 2; i++)
+        p->stShown[i] = bFirst ? p->pCamera[0] : Carry(p->stShown[i], &pMotion->stMotion);
+    const bool bSoon = 2 * p->lLookahead < p->stSettings.dFramesPerSecond;
+    const PlanTask stTask = {&p->stSettings, p->pCamera, llFrames, p->stShown,
+                             bSoon ? kFollowSoon : kFollowLater, p->pPlanRoom};
+    PlanPath(&stTask, p->pPictures);
+    Remember(p, p->pPictures[0], bFirst);
+    return p->pPictures[0];
+}
+
+Picture StepLive(Compensator *p) {
+    const FrameMotion *pMotion = MotionOf(p, p->llPulled);
+    if (pMotion->bNewScene)
+        StartSpring(&p->stSpring);
+    else if (!pMotion->bHeld)
+        StepSpring(&p->stSettings, &pMotion->stMotion, &p->stSpring);
+    return p->stSpring.stPicture;
+}
+
+// From common axes to those of the frame.
+Picture InFrame(Picture st, double dCameraRoll) {
+    const double c = Cosine(dCameraRoll), s = Sine(dCameraRoll);
+    return {st.dX * c + st.dY * s, st.dY * c - st.dX * s, st.dRoll};
+}
+
+void PlanScene(Compensator *p, int64_t llFirst, int64_t llEnd) {
+    Picture *pCamera = p->pCamera + llFirst, *pPictures = p->pPictures + llFirst;
+    Picture st = {0, 0, 0};
+    for (int64_t i = llFirst; i < llEnd; i++) {
+        if (i > llFirst) st = Moved(st, &MotionOf(p, i)->stMotion);
+        p->pCamera[i] = st;
+    }
+    const PlanTask stTask = {&p->stSettings, pCamera, llEnd - llFirst, nullptr, kFollowWhole,
+                             p->pPlanRoom};
+    PlanPath(&stTask, pPictures);
+    for (int64_t i = 0; i < llEnd - llFirst; i++)
+        pPictures[i] = InFrame(pPictures[i], pCamera[i].dRoll);
+}
+
+// Without memory for the plan the pictures are those of the live smoother.
+void PlanWholeClip(Compensator *p) {
+    if (p->llPushed == 0) return;
+    p->bPlanned = Allocate(&p->pCamera, p->llPushed) && Allocate(&p->pPictures, p->llPushed) &&
+                  Allocate(&p->pPlanRoom, PlanRoom(p->llPushed));
+    if (!p->bPlanned) return;
+    for (int64_t llFirst = 0, llEnd; llFirst < p->llPushed; llFirst = llEnd) {
+        for (llEnd = llFirst + 1; llEnd < p->llPushed && !MotionOf(p, llEnd)->bNewScene;) llEnd++;
+        PlanScene(p, llFirst, llEnd);
+    }
+}
+
+bool GrowMotions(Compensator *p) {
+    FrameMotion *pMotions;
+    if (!Allocate(&pMotions, 2 * p->llRoom)) return false;
+    for (int64_t i = 0; i < p->llPushed; i++) pMotions[i] = p->pMotions[i];
+    MMemFree(nullptr, p->pMotions);
+    p->pMotions = pMotions;
+    p->llRoom *= 2;
+    return true;
+}
+
+} // namespace
+
+bool PrepareCompensator(Compensator *p) {
+    const int64_t llPlan = p->lLookahead > 0 ? p->lLookahead + 1 + kHold : 0;
+    p->llRoom = p->lLookahead == kWholeClip ? kFirstRoom : p->lLookahead + kWaiting;
+    if (!Allocate(&p->pMotions, p->llRoom)) return false;
+    return llPlan == 0 || (Allocate(&p->pCamera, llPlan) && Allocate(&p->pPictures, llPlan) &&
+                           Allocate(&p->pPlanRoom, PlanRoom(llPlan)));
+}
+
+void FreeCompensator(Compensator *p) {
+    FreeAndClear(&p->pMotions);
+    FreeAndClear(&p->pCamera);
+    FreeAndClear(&p->pPictures);
+    FreeAndClear(&p->pPlanRoom);
+}
+
+bool MakeMotionRoom(Compensator *p) {
+    if (p->bEnded) return false;
+    if (p->lLookahead == kWholeClip) return p->llPushed < p->llRoom || GrowMotions(p);
+    return p->llPushed - p->llPulled < p->llRoom;
+}
+
+void PushMotion(Compensator *p, const FrameMotion *pMotion) {
+    *MotionOf(p, p->llPushed) = *pMotion;
+    p->llPushed++;
+}
+
+void EndMotions(Compensator *p) {
+    if (!p->bEnded && p->lLookahead == kWholeClip) PlanWholeClip(p);
+    p->bEnded = true;
+}
+
+bool PullPicture(Compensator *p, Picture *pPicture, FrameMotion *pMotion) {
+    if (p->llPulled >= p->llPushed || (p->lLookahead == kWholeClip && !p->bEnded)) return false;
+    if (p->lLookahead > 0) {
+        bool bMore;
+        const int64_t llKnown = KnownAfter(p, &bMore);
+        if (bMore) return false;
+        *pPicture = PlanOne(p, llKnown);
+    } else {
+        *pPicture = p->bPlanned ? p->pPictures[p->llPulled] : StepLive(p);
+    }
+    *pMotion = *MotionOf(p, p->llPulled);
+    p->llPulled++;
+    return true;
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// From the motions of the frames to the picture that each of them shows: live, some frames later, or
+// at the end of the clip.
+#pragma once
+
+#include "pipeline/scene.h"
+#include "smooth/path.h"
+#include "smooth/spring.h"
+
+const int32_t kWholeClip = -1;
+const int32_t kLeastLookahead = 5; // frames: with fewer the spring is better
+
+struct Compensator {
+    SmoothSettings stSettings;
+    int32_t lLookahead; // frames, 0: live, or kWholeClip
+
+    FrameMotion *pMotions; // of frame f at f % llRoom
+    int64_t llRoom;
+    int64_t llPushed, llPulled; // frames
+    bool bEnded;
+
+    Spring stSpring;
+    Picture stShown[2]; // the last two pictures, in the axes of the last frame
+    Picture *pCamera;   // frames of a plan
+    Picture *pPictures; // what it shows of them; of the whole clip: all frames
+    double *pPlanRoom;
+    bool bPlanned; // the whole clip
+};
+
+// Allocates what lLookahead needs. False when there is no memory.
+bool PrepareCompensator(Compensator *pCompensator);
+void FreeCompensator(Compensator *pCompensator);
+
+// Room for one more motion. False when too many pictures wait to be pulled, or when there is no memory.
+bool MakeMotionRoom(Compensator *pCompensator);
+
+// After MakeMotionRoom.
+void PushMotion(Compensator *pCompensator, const FrameMotion *pMotion);
+
+// No motion follows.
+void EndMotions(Compensator *pCompensator);
+
+// The oldest picture that was not pulled yet, and its frame's motion; false while it is not settled.
+bool PullPicture(Compensator *pCompensator, Picture *pPicture, FrameMotion *pMotion);
