@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "api/plane_check.h"
+
+#include "size_rules.h"
+
+namespace {
+
+const int32_t kMostSite = 16; // quarters of a pixel
+
+int64_t RowBytes(const MVS_Plane *pPlane) {
+    return (int64_t)pPlane->lWidth * pPlane->lChannels * pPlane->lSampleBytes;
+}
+
+bool HasLayout(const MVS_Plane *p) {
+    if (p->lChannels < 1 || p->lChannels > 4 || p->lLuma < 0 || p->lLuma >= p->lChannels) return false;
+    if (p->lSampleBytes == 1) return p->lBits == 8 && p->lLowestBit == 0;
+    return p->lSampleBytes == 2 && p->lBits >= 8 && p->lBits <= 16 && p->lLowestBit >= 0 &&
+           p->lLowestBit <= 16 - p->lBits;
+}
+
+bool HasPlace(const MVS_Plane *p) {
+    if (p->lLog2X < 0 || p->lLog2X > 2 || p->lLog2Y < 0 || p->lLog2Y > 2) return false;
+    if (p->lSiteX < -kMostSite || p->lSiteX > kMostSite) return false;
+    return p->lSiteY >= -kMostSite && p->lSiteY <= kMostSite;
+}
+
+// A side of a subsampled plane, rounded either way.
+bool IsSide(int32_t lSide, int32_t lWhole, int32_t lLog2) {
+    return lSide >= 1 && (lSide == lWhole >> lLog2 || lSide == (lWhole + (1 << lLog2) - 1) >> lLog2);
+}
+
+// First byte, and the first one behind the plane.
+struct Extent {
+    uintptr_t lFirst, lEnd;
+};
+
+Extent ExtentOf(const MVS_Plane *p) {
+    const int64_t llLastRow = (int64_t)(p->lHeight - 1) * p->llPitch;
+    const uintptr_t lTop = (uintptr_t)p->pPixels, lBottom = lTop + (uintptr_t)llLastRow;
+    const bool bDown = llLastRow >= 0;
+    return {bDown ? lTop : lBottom, (bDown ? lBottom : lTop) + (uintptr_t)RowBytes(p)};
+}
+
+} // namespace
+
+bool IsPlaneOf(const MVS_Plane *p, int32_t lWidth, int32_t lHeight) {
+    if (!p->pPixels || p->lSize < (int32_t)sizeof(MVS_Plane) || !HasLayout(p) || !HasPlace(p))
+        return false;
+    if (!IsSide(p->lWidth, lWidth, p->lLog2X) || !IsSide(p->lHeight, lHeight, p->lLog2Y)) return false;
+    const int64_t llMost = INT32_MAX; // far beyond every row: offsets stay within 64 bits
+    const int64_t llLength = p->llPitch < 0 ? -(p->llPitch + 1) + 1 : p->llPitch;
+    if (p->llPitch == INT64_MIN || llLength < RowBytes(p) || llLength > llMost) return false;
+    return p->lSampleBytes == 1 || (((uintptr_t)p->pPixels | (uintptr_t)p->llPitch) & 1) == 0;
+}
+
+bool SameLayout(const MVS_Plane *pOne, const MVS_Plane *pOther) {
+    return pOne->lChannels == pOther->lChannels && pOne->lSampleBytes == pOther->lSampleBytes &&
+           pOne->lBits == pOther->lBits && pOne->lLowestBit == pOther->lLowestBit &&
+           pOne->lLog2X == pOther->lLog2X && pOne->lLog2Y == pOther->lLog2Y &&
+           pOne->lSiteX == pOther->lSiteX && pOne->lSiteY == pOther->lSiteY;
+}
+
+bool Overlap(const MVS_Plane *pOne, const MVS_Plane *pOther) {
+    const Extent stOne = ExtentOf(pOne), stOther = ExtentOf(pOther);
+    return stOne.lFirst < stOther.lEnd && stOther.lFirst < stOne.lEnd;
+}

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The state of a refined handle.
+#pragma once
+
+#include "context.h"
+#include "pipeline/compensator.h"
+#include "pipeline/scene.h"
+
+enum RefinedUse { kUnused, kFrameCalls, kPlaneCalls };
+
+struct Refined {
+    int32_t lWindow; // Q10
+    bool bCubic;
+    RefinedUse eUse;
+    uint8_t *pLuma; // memory of the pyramids
+    Scene stScene;
+    Compensator stCompensator;
+    FrameMotion stMeasured; // of the frame pushed last
+};
