@@ -33,11 +33,14 @@ set(QUORVEL_SOURCES
   src/api/frame_call.cpp
   src/api/handle.cpp
   src/api/pitch.cpp
+  src/api/plane_check.cpp
   src/api/previous_frame.cpp
+  src/api/refined.cpp
   src/api/separate.cpp
   src/api/splitter.cpp
   src/api/uyvy.cpp
   src/pipeline/align.cpp
+  src/pipeline/compensator.cpp
   src/pipeline/modes.cpp
   src/pipeline/scene.cpp
   src/motion/block_rows.cpp
@@ -53,6 +56,8 @@ set(QUORVEL_SOURCES
   src/motion/pyramid.cpp
   src/motion/tile_flow.cpp
   src/motion/tile_sums.cpp
+  src/motion/tile_sums_neon.cpp
+  src/motion/tile_sums_x86.cpp
   src/motion/wide_shift.cpp
   src/model/global_motion.cpp
   src/model/inliers.cpp

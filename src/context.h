@@ -9,6 +9,7 @@
 #include "quorvel/stabilizer.h"
 
 struct Kernels;
+struct Refined;
 struct Workers;
 
 // Motion of one block in whole pixels: what is at (y, x) in the current frame was at (y + lMvRow, x +
@@ -180,6 +181,7 @@ struct MVS_Context {
     uint32_t lSampleRoom;  // room for them
     int32_t *pRowProgress; // blocks done in each row of 32-pixel blocks, kProgressStride words apart
     ThreadPolicy stThreads;
+    Refined *pRefined; // null: the ordinary path
 
     // State of a frame call, set when it begins and cleared when it ends. Stage functions that are
     // called outside of a frame find it cleared.

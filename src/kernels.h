@@ -121,8 +121,7 @@ const Kernels *ProcessorKernels();
     void NearestPairs##set(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC,            \
                            int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);                      \
     void HalveRow##set(const uint8_t *pFine, int32_t lFineWidth, uint8_t *pCoarse, int32_t lCount);    \
-    void TileSums##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride,                   \
-                       TileSums *pSums);                                                               \
+    void TileSums##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride, TileSums *pSums); \
     int32_t PatchError##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);
 
 QEL_DECLARE_KERNELS(Portable)

@@ -17,11 +17,11 @@ struct RigidMotion {
 
 // The motion of one tile of a picture, in pixels of the tile's level.
 struct TileFlow {
-    double dX, dY;            // the tile's centre, from the picture's
-    double dCol, dRow;        // where its content was in the frame before
-    double dXX, dXY, dYY;     // inverse of the covariance of that
-    double dNoise;            // variance of a sample that is left when the tile is moved
-    double dTexture;          // variance of its samples
+    double dX, dY;        // the tile's centre, from the picture's
+    double dCol, dRow;    // where its content was in the frame before
+    double dXX, dXY, dYY; // inverse of the covariance of that
+    double dNoise;        // variance of a sample that is left when the tile is moved
+    double dTexture;      // variance of its samples
 };
 
 // How well a motion fits the tiles.

@@ -39,11 +39,11 @@
  * sample, 10 significant bits from bit 6 on.
  */
 typedef struct MVS_Plane {
-    int32_t lSize;        /**< sizeof(MVS_Plane) */
-    int32_t lWidth;       /**< pixels of this plane */
-    int32_t lHeight;      /**< pixels of this plane */
-    int32_t lChannels;    /**< samples of a pixel, 1..4 */
-    int32_t lLuma;        /**< which of them is luma (of RGB: green), from 0; read of luma planes only */
+    int32_t lSize;     /**< sizeof(MVS_Plane) */
+    int32_t lWidth;    /**< pixels of this plane */
+    int32_t lHeight;   /**< pixels of this plane */
+    int32_t lChannels; /**< samples of a pixel, 1..4 */
+    int32_t lLuma;     /**< which of them is luma (of RGB: green), from 0; read of luma planes only */
     int32_t lSampleBytes; /**< 1, or 2 in native byte order */
     int32_t lBits;        /**< significant bits of a sample, 8..16; 8 where lSampleBytes is 1 */
     int32_t lLowestBit;   /**< position of the lowest of them; the bits below it come out as 0 */
@@ -65,17 +65,17 @@ typedef struct MVS_Plane {
  * multiplied by lStep.
  */
 typedef struct MVS_Compensation {
-    int32_t lSize;       /**< in: sizeof(MVS_Compensation) */
-    int32_t lFlags;      /**< QEL_MVS_NEW_SCENE and QEL_MVS_MEASURED */
-    int64_t llFrame;     /**< number of the frame, 1 for the first */
-    int32_t lRow;        /**< Q16 pixels of the picture, down */
-    int32_t lCol;        /**< Q16 pixels of the picture, right */
-    int32_t lTheta;      /**< Q24 radians, from right to down */
-    int32_t lStep;       /**< Q16 input pixels to a pixel of the output */
-    int32_t lMotionRow;  /**< what was measured, in the sense of MVS_MotionInfo, Q16 pixels */
-    int32_t lMotionCol;  /**< Q16 pixels */
+    int32_t lSize;        /**< in: sizeof(MVS_Compensation) */
+    int32_t lFlags;       /**< QEL_MVS_NEW_SCENE and QEL_MVS_MEASURED */
+    int64_t llFrame;      /**< number of the frame, 1 for the first */
+    int32_t lRow;         /**< Q16 pixels of the picture, down */
+    int32_t lCol;         /**< Q16 pixels of the picture, right */
+    int32_t lTheta;       /**< Q24 radians, from right to down */
+    int32_t lStep;        /**< Q16 input pixels to a pixel of the output */
+    int32_t lMotionRow;   /**< what was measured, in the sense of MVS_MotionInfo, Q16 pixels */
+    int32_t lMotionCol;   /**< Q16 pixels */
     int32_t lMotionTheta; /**< Q24 radians */
-    int32_t lReserved;   /**< 0 */
+    int32_t lReserved;    /**< 0 */
 } MVS_Compensation;
 
 #define QEL_MVS_NEW_SCENE 1 /**< the frame has nothing to do with the one before */

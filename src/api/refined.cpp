@@ -12,7 +12,9 @@ namespace {
 const int32_t kDefaultWindow = 896;
 const int32_t kMostLookahead = 240;
 
-bool IsNew(const MVS_Context *pCtx) { return pCtx && pCtx->pRefined && pCtx->pRefined->eUse == kUnused; }
+bool IsNew(const MVS_Context *pCtx) {
+    return pCtx && pCtx->pRefined && pCtx->pRefined->eUse == kUnused;
+}
 
 bool HasKnownFormat(const MVS_Context *pCtx) {
     return pCtx->lInFormat >= QEL_MVS_FORMAT_I420 && pCtx->lInFormat <= QEL_MVS_FORMAT_NV21_SEPARATE;
@@ -32,7 +34,8 @@ bool AllocMeasurement(const MVS_Context *pCtx, Refined *pRefined) {
 
 bool SetWindowOf(const MVS_Context *pCtx, Refined *pRefined, int32_t lPart) {
     SmoothSettings *pSettings = &pRefined->stCompensator.stSettings;
-    if (!SetWindow(pSettings, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight, lPart))
+    if (!SetWindow(pSettings, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight,
+                   lPart))
         return false;
     pRefined->lWindow = lPart;
     return true;
@@ -50,7 +53,8 @@ void FreeRefined(MVS_Context *pCtx) {
 }
 
 int32_t QEL_MVS_SetRefined(MVS_Context *pCtx, int32_t bRefined) {
-    if (!pCtx || (bRefined != 0 && bRefined != 1) || pCtx->lFrameCount != 0 || pCtx->lMode != 3) return 0;
+    if (!pCtx || (bRefined != 0 && bRefined != 1) || pCtx->lFrameCount != 0 || pCtx->lMode != 3)
+        return 0;
     if (pCtx->pRefined && pCtx->pRefined->eUse != kUnused) return 0;
     FreeRefined(pCtx);
     if (!bRefined) return 1;
@@ -160,8 +164,8 @@ bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord) {
     const int32_t lSize = pRecord->lSize;
     *pRecord = {};
     pRecord->lSize = lSize;
-    pRecord->lFlags = (stMotion.bNewScene ? QEL_MVS_NEW_SCENE : 0) |
-                      (stMotion.bMeasured ? QEL_MVS_MEASURED : 0);
+    pRecord->lFlags =
+        (stMotion.bNewScene ? QEL_MVS_NEW_SCENE : 0) | (stMotion.bMeasured ? QEL_MVS_MEASURED : 0);
     pRecord->llFrame = pRefined->stCompensator.llPulled;
     pRecord->lRow = Rounded(st.dY * 65536);
     pRecord->lCol = Rounded(st.dX * 65536);

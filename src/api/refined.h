@@ -4,7 +4,7 @@
 
 #include "api/api.h"
 #include "quorvel/refined.h"
-#include "refined.h"
+#include "refined_state.h"
 
 void FreeRefined(MVS_Context *pCtx);
 

@@ -8,11 +8,11 @@ namespace {
 
 const int32_t kLeastTiles = 4;
 const int32_t kSteps = 8;
-const double kFirstScale = 3;   // of what a tile may be off at the first step
+const double kFirstScale = 3; // of what a tile may be off at the first step
 const double kScaleStep = 0.7;
-const double kOutlier = 4;      // squared standard deviations that halve a tile's weight twice
-const double kTextured = 4;     // variance of a tile that shows something
-const double kExplained = 0.5;  // of the texture that may be left in a tile that matches
+const double kOutlier = 4;     // squared standard deviations that halve a tile's weight twice
+const double kTextured = 4;    // variance of a tile that shows something
+const double kExplained = 0.5; // of the texture that may be left in a tile that matches
 
 // Normal equations of (col, row, theta): the upper half and the right side.
 struct Normal {
@@ -23,8 +23,9 @@ void AddFlow(const TileFlow *pFlow, const RigidMotion *pMotion, double dScale, N
     const double x = pFlow->dX, y = pFlow->dY;
     const double dCol = pFlow->dCol - (pMotion->dCol - pMotion->dTheta * y);
     const double dRow = pFlow->dRow - (pMotion->dRow + pMotion->dTheta * x);
-    const double dFar = (dCol * dCol * pFlow->dXX + 2 * dCol * dRow * pFlow->dXY +
-                         dRow * dRow * pFlow->dYY) / (dScale * dScale);
+    const double dFar =
+        (dCol * dCol * pFlow->dXX + 2 * dCol * dRow * pFlow->dXY + dRow * dRow * pFlow->dYY) /
+        (dScale * dScale);
     double w = 1 / (1 + dFar / kOutlier);
     w *= w;
     const double dXX = w * pFlow->dXX, dXY = w * pFlow->dXY, dYY = w * pFlow->dYY;

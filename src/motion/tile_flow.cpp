@@ -18,8 +18,8 @@ const double kDamping = 0.02;   // of the texture: gradients of neighbours are t
 const double kFlat = 0.25;      // squared gradients that mean nothing
 const double kLeastNoise = 0.5; // variance: of rounding, twice
 const double kModelError = 0.15; // pixels that parallax and the lens move a tile by
-const double kNoiseShare = 8;   // noise of both frames in a squared gradient, from that of a difference
-const double kMostNoise = 0.7;  // of the weaker gradient that may be taken for noise
+const double kNoiseShare = 8;  // noise of both frames in a squared gradient, from that of a difference
+const double kMostNoise = 0.7; // of the weaker gradient that may be taken for noise
 
 // Tiles of a level: every lSparse-th of lColumns x lRows, lStep apart.
 struct TileGrid {
@@ -124,7 +124,8 @@ void MeasureTileRow(const TileTask *pTask, int32_t lTileRow) {
     const int32_t lWidth = pTask->pCur->lWidth, lHeight = pTask->pCur->lHeight;
     const int32_t lY = pGrid->lY0 + lTileRow * pGrid->lStep;
     TileFlow *pFlow = pTask->pFlows + (ptrdiff_t)lTileRow * pTask->lRoom;
-    for (int32_t i = (3 * lTileRow) % pGrid->lSparse; i < pGrid->lColumns; i += pGrid->lSparse, pFlow++) {
+    for (int32_t i = (3 * lTileRow) % pGrid->lSparse; i < pGrid->lColumns;
+         i += pGrid->lSparse, pFlow++) {
         const int32_t lX = pGrid->lX0 + i * pGrid->lStep;
         pFlow->dX = lX + (kTile - lWidth) * 0.5;
         pFlow->dY = lY + (kTile - lHeight) * 0.5;
@@ -173,8 +174,7 @@ int32_t MeasureTiles(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *
     stTask.pKernels = pCtx->pKernels;
     stTask.pCur = pCur;
     stTask.pPrev = &pPrevious->stLevels[lLevel];
-    stTask.stGrid =
-        TileGridOf(pCur->lWidth, pCur->lHeight, lLevel, lLevel + 1 == pCurrent->lLevels);
+    stTask.stGrid = TileGridOf(pCur->lWidth, pCur->lHeight, lLevel, lLevel + 1 == pCurrent->lLevels);
     stTask.dCol = stMotion.dCol / dScale;
     stTask.dRow = stMotion.dRow / dScale;
     stTask.dTheta = stMotion.dTheta;
@@ -185,8 +185,8 @@ int32_t MeasureTiles(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *
     int32_t lCount = 0;
     for (int32_t j = 0; j < stTask.stGrid.lRows; j++) {
         const int32_t lFirst = (3 * j) % stTask.stGrid.lSparse;
-        const int32_t lTiles =
-            Max32((stTask.stGrid.lColumns - lFirst + stTask.stGrid.lSparse - 1) / stTask.stGrid.lSparse, 0);
+        const int32_t lTiles = Max32(
+            (stTask.stGrid.lColumns - lFirst + stTask.stGrid.lSparse - 1) / stTask.stGrid.lSparse, 0);
         for (int32_t i = 0; i < lTiles; i++) {
             const TileFlow *pFlow = pFlows + (ptrdiff_t)j * stTask.lRoom + i;
             if (pFlow->dTexture >= 0) pFlows[lCount++] = *pFlow;

@@ -69,8 +69,8 @@ void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *p
             TakeLumaRow(pSource, y, pLevel->pPixels + (ptrdiff_t)y * pLevel->lWidth, pLevel->lWidth);
     }
     for (int32_t lLevel = 1; lLevel < pPyramid->lLevels; lLevel++) {
-        PyramidTask stTask = {pCtx->pKernels, lLevel == 1 ? pSource : nullptr, pPyramid, lLevel,
-                              pCtx->pEvent, 0};
+        PyramidTask stTask = {
+            pCtx->pKernels, lLevel == 1 ? pSource : nullptr, pPyramid, lLevel, pCtx->pEvent, 0};
         RunFrameTask(pCtx, FillBands, &stTask);
     }
 }

@@ -7,8 +7,8 @@
 
 namespace {
 
-const int32_t kHold = 20;     // frames for which a plan holds the camera after the last known one
-const int32_t kWaiting = 16;  // pictures that may wait to be pulled
+const int32_t kHold = 20;    // frames for which a plan holds the camera after the last known one
+const int32_t kWaiting = 16; // pictures that may wait to be pulled
 const int32_t kFirstRoom = 1024;
 const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02; // Hz
 
@@ -61,8 +61,9 @@ Picture PlanOne(Compensator *p, int64_t llKnown) {
     for (int32_t i = 0; i < 2; i++)
         p->stShown[i] = bFirst ? p->pCamera[0] : Carry(p->stShown[i], &pMotion->stMotion);
     const bool bSoon = 2 * p->lLookahead < p->stSettings.dFramesPerSecond;
-    const PlanTask stTask = {&p->stSettings, p->pCamera, llFrames, p->stShown,
-                             bSoon ? kFollowSoon : kFollowLater, p->pPlanRoom};
+    const PlanTask stTask = {
+        &p->stSettings, p->pCamera, llFrames, p->stShown, bSoon ? kFollowSoon : kFollowLater,
+        p->pPlanRoom};
     PlanPath(&stTask, p->pPictures);
     Remember(p, p->pPictures[0], bFirst);
     return p->pPictures[0];
@@ -90,8 +91,8 @@ void PlanScene(Compensator *p, int64_t llFirst, int64_t llEnd) {
         if (i > llFirst) st = Moved(st, &MotionOf(p, i)->stMotion);
         p->pCamera[i] = st;
     }
-    const PlanTask stTask = {&p->stSettings, pCamera, llEnd - llFirst, nullptr, kFollowWhole,
-                             p->pPlanRoom};
+    const PlanTask stTask = {&p->stSettings, pCamera,      llEnd - llFirst,
+                             nullptr,        kFollowWhole, p->pPlanRoom};
     PlanPath(&stTask, pPictures);
     for (int64_t i = 0; i < llEnd - llFirst; i++)
         pPictures[i] = InFrame(pPictures[i], pCamera[i].dRoll);

@@ -6,14 +6,15 @@
 namespace {
 
 // At rest the reference stays, so that the noise of the measurement does not add up, and slow movements
-// count as a whole once they stand out. It is renewed after so many frames, since light and scene change.
+// count as a whole once they stand out. It is renewed after so many frames, since light and scene
+// change.
 const int32_t kMostRest = 32;
-const double kRestNoise = 3;       // standard deviations of the measurement that are rest
-const double kLeastRest = 0.03;    // pixels
-const double kMatchedShare = 0.4;  // of the tiles with texture, in a frame that goes on
-const double kKnown = 0.5;         // pixels: a standard deviation above says that nothing is known
+const double kRestNoise = 3;      // standard deviations of the measurement that are rest
+const double kLeastRest = 0.03;   // pixels
+const double kMatchedShare = 0.4; // of the tiles with texture, in a frame that goes on
+const double kKnown = 0.5;        // pixels: a standard deviation above says that nothing is known
 const int32_t kLeastTextured = 4;
-const int32_t kFlashLevels = 10;   // grey levels of the mean
+const int32_t kFlashLevels = 10; // grey levels of the mean
 
 enum Verdict { kMatches, kFlat, kDiffers };
 

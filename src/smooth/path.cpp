@@ -10,7 +10,9 @@ const double kRollShare = 7.0 / 16; // of the roll that would take the whole roo
 
 double Less(double a, double b) { return a < b ? a : b; }
 double Magnitude(double d) { return d < 0 ? -d : d; }
-double Limited(double d, double dMost) { return d > dMost ? dMost : d < -dMost ? -dMost : d == d ? d : 0; }
+double Limited(double d, double dMost) {
+    return d > dMost ? dMost : d < -dMost ? -dMost : d == d ? d : 0;
+}
 
 } // namespace
 
@@ -24,8 +26,8 @@ bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, i
     pSettings->dHalfY = dStep * lOutHeight / 2;
     pSettings->dRoomX = lInWidth / 2.0 - pSettings->dHalfX;
     pSettings->dRoomY = lInHeight / 2.0 - pSettings->dHalfY;
-    pSettings->dRoomRoll = kRollShare * Less(pSettings->dRoomY / pSettings->dHalfX,
-                                             pSettings->dRoomX / pSettings->dHalfY);
+    pSettings->dRoomRoll =
+        kRollShare * Less(pSettings->dRoomY / pSettings->dHalfX, pSettings->dRoomX / pSettings->dHalfY);
     return true;
 }
 

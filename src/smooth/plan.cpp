@@ -11,8 +11,8 @@ namespace {
 
 const double kTwoPi = 6.28318530717958647692;
 const int32_t kSteps = 12;
-const int32_t kRows = 8;          // margins of a frame
-const int32_t kBands = 7;         // of the matrix: the diagonal, and the unknowns of two frames before
+const int32_t kRows = 8;  // margins of a frame
+const int32_t kBands = 7; // of the matrix: the diagonal, and the unknowns of two frames before
 const double kFirstPressure = 1e-5;
 const double kBarrierStep = 0.15;
 const double kLastBarrier = 1e-12; // at 30 frames a second
@@ -28,9 +28,9 @@ struct Plan {
     bool bRoll;
     const double *pHistory; // 6, or null
     double *p, *u, *r;      // 3 n: camera, correction, right side and Newton step
-    double *g;              // 24 n: the x rows' and the y rows' (col, row, roll), each row's negative left out
+    double *g; // 24 n: the x rows' and the y rows' (col, row, roll), each row's negative left out
     double *s, *z, *ds, *dz; // 8 n: slack and pressure of each margin, and their steps
-    double *b;              // 21 n: the matrix
+    double *b;               // 21 n: the matrix
 };
 
 double Value(const Plan *pPlan, int64_t i, int32_t k) {
@@ -50,7 +50,8 @@ void SetRows(const SmoothSettings *pSettings, Plan *pPlan) {
             g[0] = pSign[0] * (k < 4 ? c : -s);
             g[1] = pSign[0] * (k < 4 ? s : c);
             g[2] = pSign[1] * (k < 4 ? dY : dX);
-            pPlan->s[kRows * i + k] = (k < 4 ? pSettings->dRoomX : pSettings->dRoomY) / pSettings->dWidth;
+            pPlan->s[kRows * i + k] =
+                (k < 4 ? pSettings->dRoomX : pSettings->dRoomY) / pSettings->dWidth;
             pPlan->z[kRows * i + k] = kFirstPressure;
         }
     }
@@ -113,7 +114,8 @@ void Factor(double *b, int64_t n) {
 
 void Solve(const double *b, double *r, int64_t n) {
     for (int64_t i = 0; i < n; i++)
-        for (int64_t j = i < kBands ? 0 : i - kBands + 1; j < i; j++) r[i] -= b[kBands * i + i - j] * r[j];
+        for (int64_t j = i < kBands ? 0 : i - kBands + 1; j < i; j++)
+            r[i] -= b[kBands * i + i - j] * r[j];
     for (int64_t i = 0; i < n; i++) r[i] /= b[kBands * i];
     for (int64_t i = n - 1; i >= 0; i--)
         for (int64_t j = i + 1; j < n && j < i + kBands; j++) r[i] -= b[kBands * j + j - i] * r[j];

@@ -10,7 +10,7 @@ int64_t PlanRoom(int64_t llFrames);
 
 struct PlanTask {
     const SmoothSettings *pSettings;
-    const Picture *pCamera;  // of each frame, in the axes of one of them
+    const Picture *pCamera; // of each frame, in the axes of one of them
     int64_t llFrames;
     const Picture *pHistory; // the two pictures shown before, in the same axes; null: none counts
     double dFollow;          // Hz: what is slower is followed

@@ -7,7 +7,8 @@ const double kTwoPi = 6.28318530717958647692;
 const double kSlow = 0.06;      // Hz: what is slower is followed
 const double kSlowRoll = 0.024; // Hz: a level horizon is worth more
 const double kStiffer = 0.27;   // Hz more at the margin
-const double kRebound = 30.0 / 8; // share of a stop that is taken from the speed in a thirtieth of a second
+const double kRebound =
+    30.0 / 8; // share of a stop that is taken from the speed in a thirtieth of a second
 
 double Magnitude(double d) { return d < 0 ? -d : d; }
 double Less(double a, double b) { return a < b ? a : b; }
@@ -34,8 +35,8 @@ void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
         return;
     }
     const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dRoom, 1));
-    const double w = kTwoPi / pSettings->dFramesPerSecond * (pAxis->dSlow + kStiffer * dOut) /
-                     pSettings->dStrength;
+    const double w =
+        kTwoPi / pSettings->dFramesPerSecond * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength;
     *v -= w * w * *c + w * *v;
     *c += *v;
     const double dStop = Stop(pAxis);
@@ -65,8 +66,10 @@ void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spr
     }
     // The roll takes room from the other axes, so it comes first.
     const double dRoll = Magnitude(p->dRoll);
-    const Axis stX = {&p->dX, &v->dX, stBefore.dX, pSettings->dRoomX - pSettings->dHalfY * dRoll, kSlow, true};
-    const Axis stY = {&p->dY, &v->dY, stBefore.dY, pSettings->dRoomY - pSettings->dHalfX * dRoll, kSlow, true};
+    const Axis stX = {&p->dX, &v->dX, stBefore.dX, pSettings->dRoomX - pSettings->dHalfY * dRoll,
+                      kSlow,  true};
+    const Axis stY = {&p->dY, &v->dY, stBefore.dY, pSettings->dRoomY - pSettings->dHalfX * dRoll,
+                      kSlow,  true};
     PullAxis(pSettings, &stX);
     PullAxis(pSettings, &stY);
 }
