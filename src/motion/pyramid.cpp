@@ -5,7 +5,7 @@
 
 namespace {
 
-const int32_t kCoarsestSide = 160;
+const int32_t kCoarsestSide = 100;
 
 } // namespace
 
