@@ -19,3 +19,7 @@ bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace);
 
 // QEL_MVS_StabilizeFrame_DiffBuffer; returns what StabilizeFrame returns.
 bool StabilizeWholeFrame(MVS_Context *pCtx, const uint8_t *pIn, uint8_t *pOut);
+
+// Around the work of a frame call. BeginFrame returns the number of workers, for EndFrame.
+int32_t BeginFrame(MVS_Context *pCtx);
+void EndFrame(MVS_Context *pCtx, int32_t lWorkers);

@@ -3,6 +3,7 @@
 #include "api/api.h"
 
 #include "api/previous_frame.h"
+#include "api/refined.h"
 #include "pipeline/pipeline.h"
 #include "platform/buffers.h"
 #include "platform/workers.h"
@@ -56,7 +57,8 @@ void RunDriver(MVS_Context *pCtx, const uint8_t *pCurrent, const uint8_t *pPrevi
     }
 }
 
-// Returns the number of workers, for EndFrame.
+} // namespace
+
 int32_t BeginFrame(MVS_Context *pCtx) {
     const int32_t lWorkers = WorkersForFrame(&pCtx->stThreads, pCtx->lInLumaSize);
     StartWorkers(pCtx->pWorkers, lWorkers);
@@ -73,9 +75,8 @@ void EndFrame(MVS_Context *pCtx, int32_t lWorkers) {
     pCtx->pOutPairs = nullptr;
 }
 
-} // namespace
-
 bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
+    if (pCtx->pRefined) return StabilizeRefinedFrame(pCtx, pCall, bInPlace);
     if (!EnsureFrames(pCtx, bInPlace)) return false;
     const int32_t lWorkers = BeginFrame(pCtx);
     pCtx->pCurFrame = bInPlace ? CopyFrameInPlace(pCtx, pCall->pIn, pCall->pInPairs) : pCall->pIn;
@@ -93,6 +94,15 @@ bool StabilizeFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace) {
 
 void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames) {
     if (!pCtx || !pFrames || !pFrames->pCurrent || !pFrames->pOutput) return;
+    if (pCtx->pRefined) {
+        const bool bPairs = IsSemiPlanar(pCtx->lInFormat);
+        const FrameCall stCall = {pFrames->pCurrent,
+                                  bPairs ? pFrames->pCurrent + pCtx->lInLumaSize : nullptr,
+                                  pFrames->pOutput,
+                                  bPairs ? pFrames->pOutput + pCtx->lOutLumaSize : nullptr, 0};
+        StabilizeRefinedFrame(pCtx, &stCall, false);
+        return;
+    }
     if (!pFrames->pPrevious && pCtx->lFrameCount != 0) return;
     const int32_t lWorkers = BeginFrame(pCtx);
     const uint8_t *pCurFrame = pCtx->pCurFrame;

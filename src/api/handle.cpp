@@ -2,6 +2,7 @@
 // Life of a handle: creation, settings, destruction.
 #include "api/api.h"
 
+#include "api/refined.h"
 #include "kernels.h"
 #include "motion/motion.h"
 #include "platform/buffers.h"
@@ -178,6 +179,7 @@ void QEL_MVS_DestroyStabilizer(MVS_Context *pCtx) {
     FreeAndClear(&pCtx->pPitchOutFrame);
     FreeAndClear(&pCtx->pSamples);
     FreeAndClear(&pCtx->pRowProgress);
+    FreeRefined(pCtx);
     DestroyWorkers(pCtx->pWorkers);
     zekMEventDestroy(nullptr, pCtx->pEvent);
     MMemFree(nullptr, pCtx);
@@ -197,7 +199,7 @@ void QEL_MVS_AnalyzeHW(MVS_Context *pCtx, int32_t lWidth, int32_t lHeight) {
 }
 
 int32_t QEL_MVS_SetMode(MVS_Context *pCtx, int32_t lMode) {
-    if (!pCtx || lMode < 1 || lMode > 3 || pCtx->lFrameCount != 0) return 0;
+    if (!pCtx || lMode < 1 || lMode > 3 || pCtx->lFrameCount != 0 || pCtx->pRefined) return 0;
     if (lMode == 3) {
         SetUpMode3(pCtx);
         return 1;

@@ -42,8 +42,10 @@ void *CopyPieces(void *pArgument) {
 } // namespace
 
 bool EnsureFrames(MVS_Context *pCtx, bool bInPlace) {
-    return EnsureFrame(pCtx, &pCtx->pPrevFrame) && (!bInPlace || EnsureFrame(pCtx, &pCtx->pOwnFrame));
+    return EnsureFrame(pCtx, &pCtx->pPrevFrame) && (!bInPlace || EnsureOwnFrame(pCtx));
 }
+
+bool EnsureOwnFrame(MVS_Context *pCtx) { return EnsureFrame(pCtx, &pCtx->pOwnFrame); }
 
 const uint8_t *CopyFrameInPlace(MVS_Context *pCtx, const uint8_t *pIn, const uint8_t *pInPairs) {
     const uint32_t lLuma = (uint32_t)pCtx->lInLumaSize;

@@ -11,6 +11,7 @@ namespace {
 
 const int32_t kDefaultWindow = 896;
 const int32_t kMostLookahead = 240;
+const int32_t kLeastStep = 1 << 10; // Q16: a pixel of the input becomes 64
 
 bool IsNew(const MVS_Context *pCtx) {
     return pCtx && pCtx->pRefined && pCtx->pRefined->eUse == kUnused;
@@ -178,4 +179,17 @@ bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord) {
     pCtx->lCompCol = Rounded(st.dX * 1024);
     pCtx->lCompTheta = Rounded(st.dRoll * 65536);
     return true;
+}
+
+FineView ViewOfRecord(const MVS_Context *pCtx, const MVS_Compensation *pRecord) {
+    SmoothSettings st = {};
+    const double dMost = (double)pCtx->lInWidth / pCtx->lOutWidth;
+    const double dMostY = (double)pCtx->lInHeight / pCtx->lOutHeight;
+    double dStep = Max32(pRecord->lStep, kLeastStep) / 65536.0;
+    if (dStep > dMost) dStep = dMost;
+    if (dStep > dMostY) dStep = dMostY;
+    SetRoom(&st, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight, dStep);
+    const Picture stPicture = ClampPicture(
+        &st, {pRecord->lCol / 65536.0, pRecord->lRow / 65536.0, pRecord->lTheta / 16777216.0});
+    return {stPicture.dX, stPicture.dY, stPicture.dRoll, dStep};
 }

@@ -16,11 +16,8 @@ double Limited(double d, double dMost) {
 
 } // namespace
 
-bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
-               int32_t lOutHeight, int32_t lWindow) {
-    const double dStep =
-        lWindow / 1024.0 * Less((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
-    if (dStep > kMostZoomOut) return false;
+void SetRoom(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
+             int32_t lOutHeight, double dStep) {
     pSettings->dWidth = lInWidth;
     pSettings->dHalfX = dStep * lOutWidth / 2;
     pSettings->dHalfY = dStep * lOutHeight / 2;
@@ -28,6 +25,14 @@ bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, i
     pSettings->dRoomY = lInHeight / 2.0 - pSettings->dHalfY;
     pSettings->dRoomRoll =
         kRollShare * Less(pSettings->dRoomY / pSettings->dHalfX, pSettings->dRoomX / pSettings->dHalfY);
+}
+
+bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
+               int32_t lOutHeight, int32_t lWindow) {
+    const double dStep =
+        lWindow / 1024.0 * Less((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
+    if (dStep > kMostZoomOut) return false;
+    SetRoom(pSettings, lInWidth, lInHeight, lOutWidth, lOutHeight, dStep);
     return true;
 }
 
