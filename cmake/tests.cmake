@@ -24,6 +24,7 @@ if(QUORVEL_TESTS)
       tests/pitch_test.cpp
       tests/platform_test.cpp
       tests/property_test.cpp
+      tests/refined_test.cpp
       tests/smooth_test.cpp
       tests/soak_test.cpp
       tests/support/faults.cpp

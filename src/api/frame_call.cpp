@@ -96,10 +96,9 @@ void QEL_MVS_StabilizeFrameEx(MVS_Context *pCtx, const MVS_FrameTriple *pFrames)
     if (!pCtx || !pFrames || !pFrames->pCurrent || !pFrames->pOutput) return;
     if (pCtx->pRefined) {
         const bool bPairs = IsSemiPlanar(pCtx->lInFormat);
-        const FrameCall stCall = {pFrames->pCurrent,
-                                  bPairs ? pFrames->pCurrent + pCtx->lInLumaSize : nullptr,
-                                  pFrames->pOutput,
-                                  bPairs ? pFrames->pOutput + pCtx->lOutLumaSize : nullptr, 0};
+        const FrameCall stCall = {
+            pFrames->pCurrent, bPairs ? pFrames->pCurrent + pCtx->lInLumaSize : nullptr,
+            pFrames->pOutput, bPairs ? pFrames->pOutput + pCtx->lOutLumaSize : nullptr, 0};
         StabilizeRefinedFrame(pCtx, &stCall, false);
         return;
     }

@@ -18,8 +18,8 @@ LumaSource SourceOf(const MVS_Plane *p) {
 }
 
 FinePlane FinePlaneOf(const MVS_Plane *p) {
-    return {p->pPixels,  (ptrdiff_t)p->llPitch, p->lWidth, p->lHeight, p->lChannels, p->lSampleBytes,
-            p->lBits, p->lLowestBit};
+    return {p->pPixels,   (ptrdiff_t)p->llPitch, p->lWidth, p->lHeight,
+            p->lChannels, p->lSampleBytes,       p->lBits,  p->lLowestBit};
 }
 
 bool PlanesFit(const MVS_Context *pCtx, const MVS_Plane *pIn, const MVS_Plane *pOut, int32_t lCount) {

@@ -7,8 +7,8 @@
 
 namespace {
 
-// A frame's planes in both sizes. Chroma lies as in the other calls: V of a planar frame is a quarter of
-// the luma size after U.
+// A frame's planes in both sizes. Chroma lies as in the other calls: V of a planar frame is a quarter
+// of the luma size after U.
 int32_t PassesOf(const MVS_Context *pCtx, const FrameCall *pCall, const uint8_t *pIn,
                  const uint8_t *pInPairs, const FineView *pView, FinePass *pPasses) {
     const FineSizes stSizes = {pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight};
@@ -23,7 +23,8 @@ int32_t PassesOf(const MVS_Context *pCtx, const FrameCall *pCall, const uint8_t 
     const FineMap stMap = FineMapOf(pView, &stSizes, &stChroma);
     if (pInPairs) {
         pPasses[1] = {{const_cast<uint8_t *>(pInPairs), 2 * lWidth, lWidth, lHeight, 2, 1, 8, 0},
-                      {pCall->pOutPairs, 2 * lOutWidth, lOutWidth, lOutHeight, 2, 1, 8, 0}, stMap};
+                      {pCall->pOutPairs, 2 * lOutWidth, lOutWidth, lOutHeight, 2, 1, 8, 0},
+                      stMap};
         return 2;
     }
     for (int32_t i = 0; i < 2; i++)
@@ -35,7 +36,8 @@ int32_t PassesOf(const MVS_Context *pCtx, const FrameCall *pCall, const uint8_t 
     return 3;
 }
 
-void CopyLeftColumns(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lPasses, int32_t lSplit) {
+void CopyLeftColumns(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lPasses,
+                     int32_t lSplit) {
     if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return;
     if (lSplit < 1 || lSplit >= pCtx->lInWidth) return;
     for (int32_t i = 0; i < lPasses; i++) {
@@ -54,13 +56,11 @@ bool StabilizeRefinedFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPl
     if (bInPlace && !EnsureOwnFrame(pCtx)) return false;
     const int32_t lWorkers = BeginFrame(pCtx);
     const uint8_t *pIn = bInPlace ? CopyFrameInPlace(pCtx, pCall->pIn, pCall->pInPairs) : pCall->pIn;
-    const uint8_t *pPairs =
-        pCall->pInPairs && bInPlace ? pIn + pCtx->lInLumaSize : pCall->pInPairs;
+    const uint8_t *pPairs = pCall->pInPairs && bInPlace ? pIn + pCtx->lInLumaSize : pCall->pInPairs;
     const LumaSource stSource = {pIn, pCtx->lInWidth, 1, 1, 0};
     MVS_Compensation stRecord = {};
     stRecord.lSize = (int32_t)sizeof(stRecord);
-    const bool bTaken =
-        PushFrame(pCtx, kFrameCalls, &stSource) && PullFrame(pCtx, &stRecord);
+    const bool bTaken = PushFrame(pCtx, kFrameCalls, &stSource) && PullFrame(pCtx, &stRecord);
     if (bTaken) {
         const FineView stView = ViewOfRecord(pCtx, &stRecord);
         FinePass stPasses[3];
