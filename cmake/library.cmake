@@ -76,6 +76,11 @@ set(QUORVEL_SOURCES
   src/smooth/plan.cpp
   src/smooth/spring.cpp
   src/warp/block_warp.cpp
+  src/warp/fine_map.cpp
+  src/warp/fine_pixels.cpp
+  src/warp/fine_pixels_neon.cpp
+  src/warp/fine_pixels_x86.cpp
+  src/warp/fine_warp.cpp
   src/warp/frame_warps.cpp
   src/warp/map.cpp
   src/warp/mapping_kernels.cpp

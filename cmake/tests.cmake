@@ -14,6 +14,7 @@ if(QUORVEL_TESTS)
     add_executable(quorvel_tests
       ${camera_test}
       tests/failure_test.cpp
+      tests/fine_warp_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
       tests/hostile_test.cpp

@@ -12,6 +12,7 @@
 
 struct MVS_BlockMV;
 struct PixelPlane;
+struct FineRow;
 
 // ---- coarse search: src/motion/grid_sad*.cpp ----
 
@@ -83,6 +84,12 @@ typedef void (*TileSummer)(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t 
 const int32_t kPatch = 8;
 typedef int32_t (*PatchError)(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);
 
+// ---- fine warp: src/warp/fine_pixels*.cpp ----
+
+// Pixels lFirst .. lEnd - 1 of an output row; pixel lFirst, a multiple of 16, goes to pOut. See
+// fine_pixels.h.
+typedef void (*FineKernel)(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);
+
 struct Kernels {
     GridGather pGatherGrid;
     GridSad pGridSad;
@@ -96,6 +103,8 @@ struct Kernels {
     HalveRow pHalveRow;
     TileSummer pTileSums;
     PatchError pPatchError;
+    FineKernel pFineLinear;
+    FineKernel pFineCubic;
 };
 
 const Kernels *KernelsOf(CpuLevel eLevel);
@@ -122,7 +131,9 @@ const Kernels *ProcessorKernels();
                            int32_t lZ, int32_t lS, int32_t lFirst, int32_t lEnd);                      \
     void HalveRow##set(const uint8_t *pFine, int32_t lFineWidth, uint8_t *pCoarse, int32_t lCount);    \
     void TileSums##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride, TileSums *pSums); \
-    int32_t PatchError##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);
+    int32_t PatchError##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);             \
+    void FineLinear##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);            \
+    void FineCubic##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);
 
 QEL_DECLARE_KERNELS(Portable)
 QEL_DECLARE_KERNELS(Sse2)

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Pixels of one output row of the fine warp.
+//
+// A row is made in runs of 16 pixels. The first position of a run is rounded down from Q32 to Q16, and
+// so is the step within the run: a kernel adds in 32 bits, and the error stays below a 4000th of a
+// pixel.
+//
+// Bilinear: fractions in 256ths of a pixel, rounded down. Samples of 8 bits are mixed in 16 bits: in Q7
+// along the rows, by a rounding multiplication, and likewise between them.
+//
+// Bicubic: four taps each way, at 64 phases. Samples of 8 bits are summed in Q6 along the rows; between
+// them each product is rounded.
+#pragma once
+
+#include "kernels.h"
+#include "platform/fixed.h"
+#include "warp/fine_warp.h"
+
+const int32_t kFineRun = 16;
+
+struct FineRow {
+    const FinePlane *pIn;
+    int64_t llCol, llRow;         // input position of output pixel 0, Q32
+    int64_t llColStep, llRowStep; // to the next pixel
+};
+
+// Q16, of the first pixel of a run.
+static inline int64_t FineStart(int64_t llPosition, int64_t llStep, int32_t x) {
+    return WrapAdd64(llPosition, WrapMul64(llStep, x)) >> 16;
+}
+
+// The portable kernels take any planes, positions and steps. Vector kernels take whole runs of pixels
+// of 1, 2 or 4 channels of 8 bits, at taps inside the plane, by the steps below. They may read
+// QEL_FINE_WINDOW bytes from any tap on.
+
+#define QEL_FINE_WINDOW 16
+const int64_t kMostFineStep = 7301444403; // 1.7 pixels, Q32: columns from pixel to pixel, above 0
+const int64_t kMostFineTurn = 1503238553; // 0.35 pixels: rows from pixel to pixel, up or down
+
+// Consecutive output pixels come from a short window of a source row: byte shuffles pick them. Where
+// they come from several rows, the same columns are picked from each of these, and then the right row.
+
+// Offsets of the samples of a step along one axis, from its first pixel: whole pixels and 65536ths.
+struct FineOffsets {
+    int16_t lWhole[16];
+    uint16_t lFraction[16];
+};
+
+static inline FineOffsets FineOffsetsOf(int64_t llStep, int32_t lChannels) {
+    FineOffsets st;
+    for (int32_t i = 0; i < 16; i++) {
+        const int32_t l = (int32_t)(llStep >> 16) * (i / lChannels);
+        st.lWhole[i] = (int16_t)(l >> 16);
+        st.lFraction[i] = (uint16_t)(l & 65535);
+    }
+    return st;
+}
+
+// The source rows of consecutive pixels.
+struct FineRows {
+    const uint8_t *pTop; // the first pixel's column in the topmost row
+    int32_t lFirst;      // rows from there to the first pixel's
+    int32_t lMore;       // rows below the topmost one
+};
+
+// c and r are the first pixel's position, Q16; lLast is the last pixel's row position.
+static inline FineRows FineRowsOf(const FinePlane *pPlane, int32_t c, int32_t r, int32_t lLast) {
+    const int32_t lTop = Min32(r, lLast) >> 16, lBottom = Max32(r, lLast) >> 16;
+    const uint8_t *p = pPlane->pSamples + lTop * pPlane->lPitch + (c >> 16) * pPlane->lChannels;
+    return {p, (r >> 16) - lTop, lBottom - lTop};
+}
+
+// ---- bicubic weights ----
+//
+// Keys' kernel with a = -kSharpness / 8. With t and s the distances from the middle two taps in 64ths,
+// and u = t * s, all four weights are products of u and linear terms.
+//
+// The weights are negative: -64 fits where 64 does not, in 8 bits with a sign and, times 512, in 16. As
+// both ways have them, the signs cancel.
+
+const int32_t kSharpness = 4;
+
+// Q15 product, rounded: what the processors' rounding multiplications of 16 bits return.
+static inline int32_t FineProduct(int32_t a, int32_t b) { return (a * b + 16384) >> 15; }
+
+// The sum of the weights is -64; phase 0 has the second tap alone.
+static inline void FineWeights(int32_t t, int32_t *pWeights) {
+    const int32_t s = 64 - t, u = t * s;
+    pWeights[0] = FineProduct(u, kSharpness * s);
+    pWeights[1] = -s - FineProduct(u, 512 - (16 - kSharpness) * t);
+    pWeights[3] = FineProduct(u, kSharpness * t);
+    pWeights[2] = -64 - pWeights[0] - pWeights[1] - pWeights[3];
+}
