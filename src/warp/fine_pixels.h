@@ -56,18 +56,28 @@ static inline FineOffsets FineOffsetsOf(int64_t llStep, int32_t lChannels) {
     return st;
 }
 
-// The source rows of consecutive pixels.
+// The source rows of the steps along a row.
 struct FineRows {
-    const uint8_t *pTop; // the first pixel's column in the topmost row
-    int32_t lFirst;      // rows from there to the first pixel's
-    int32_t lMore;       // rows below the topmost one
+    const uint8_t *pPlane;
+    ptrdiff_t lPitch;
+    int32_t lUp, lDown; // from a step's first pixel to its topmost and its lowest one, Q16
 };
 
-// c and r are the first pixel's position, Q16; lLast is the last pixel's row position.
-static inline FineRows FineRowsOf(const FinePlane *pPlane, int32_t c, int32_t r, int32_t lLast) {
-    const int32_t lTop = Min32(r, lLast) >> 16, lBottom = Max32(r, lLast) >> 16;
-    const uint8_t *p = pPlane->pSamples + lTop * pPlane->lPitch + (c >> 16) * pPlane->lChannels;
-    return {p, (r >> 16) - lTop, lBottom - lTop};
+static inline FineRows FineRowsOf(const FineRow *pRow, int32_t lPixels) {
+    const int32_t lLast = (int32_t)(pRow->llRowStep >> 16) * (lPixels - 1);
+    return {pRow->pIn->pSamples, pRow->pIn->lPitch, Min32(lLast, 0), Max32(lLast, 0)};
+}
+
+static inline int32_t TopOf(const FineRows &st, int32_t r) { return (r + st.lUp) >> 16; }
+
+// Rows below the topmost one.
+static inline int32_t MoreOf(const FineRows &st, int32_t r) {
+    return ((r + st.lDown) >> 16) - TopOf(st, r);
+}
+
+// The first pixel's column in the topmost row; lBytes is that column.
+static inline const uint8_t *PlaceOf(const FineRows &st, int32_t r, ptrdiff_t lBytes) {
+    return st.pPlane + TopOf(st, r) * st.lPitch + lBytes;
 }
 
 // ---- bicubic weights ----
@@ -86,8 +96,8 @@ static inline int32_t FineProduct(int32_t a, int32_t b) { return (a * b + 16384)
 // The sum of the weights is -64; phase 0 has the second tap alone.
 static inline void FineWeights(int32_t t, int32_t *pWeights) {
     const int32_t s = 64 - t, u = t * s;
-    pWeights[0] = FineProduct(u, kSharpness * s);
-    pWeights[1] = -s - FineProduct(u, 512 - (16 - kSharpness) * t);
-    pWeights[3] = FineProduct(u, kSharpness * t);
+    pWeights[0] = FineProduct(kSharpness * u, s);
+    pWeights[1] = FineProduct(u, (16 - kSharpness) * t - 512) - s;
+    pWeights[3] = FineProduct(kSharpness * u, t);
     pWeights[2] = -64 - pWeights[0] - pWeights[1] - pWeights[3];
 }

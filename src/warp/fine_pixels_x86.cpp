@@ -75,21 +75,20 @@ QEL_AVX2 inline __m256i Part256(__m256i vFraction) {
 template <int32_t kChannels>
 QEL_AVX2 void Linear256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 16 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets256 stAcross = OffsetsOf256(pRow->llColStep, kChannels);
-    const Offsets256 stDown = OffsetsOf256(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets256 stAcross = OffsetsOf256(llColStep, kChannels);
+    const Offsets256 stDown = OffsetsOf256(llRowStep, kChannels);
     const ptrdiff_t lHigh = stAcross.lHigh * kChannels;
     // a tap's byte becomes the upper one of a word, over 0
     const __m256i vIndex = _mm256_or_si256(
         _mm256_and_si256(IndexOf256<kChannels>(stAcross), Words256(0xFF00)), Words256(0x80));
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x);
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x);
+        int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
             PrefetchBelow(p, lPitch);
             const __m256i vCol = _mm256_add_epi16(Words256(c), stAcross.vFraction);
             const __m256i vStays = _mm256_and_si256(Stays256(vCol, stAcross), Words256(kChannels << 8));
@@ -100,8 +99,9 @@ QEL_AVX2 void Linear256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
             __m256i a = MixLine256(p, p + lHigh, vLeft, vRight, f);
             p += lPitch;
             __m256i b = MixLine256(p, p + lHigh, vLeft, vRight, f);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const __m256i vRows = RowsOf256(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const __m256i vRows = RowsOf256(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const __m256i vReached = _mm256_cmpgt_epi16(vRows, Words256(i - 1));
                 p += lPitch;
                 a = _mm256_blendv_epi8(a, b, vReached);
@@ -110,10 +110,12 @@ QEL_AVX2 void Linear256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
             const __m256i v =
                 _mm256_add_epi16(a, _mm256_mulhrs_epi16(_mm256_sub_epi16(b, a), Part256(vRow)));
             Store256(pOut, _mm256_srli_epi16(_mm256_add_epi16(v, Words256(64)), 7));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 16;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 
@@ -124,13 +126,13 @@ struct Weights256 {
 // Of positions in 65536ths, as FineWeights.
 QEL_AVX2 inline Weights256 WeightsOf256(__m256i vFraction) {
     const __m256i t = _mm256_srli_epi16(vFraction, 10), s = _mm256_sub_epi16(Words256(64), t);
-    const __m256i u = _mm256_mullo_epi16(t, s);
+    const __m256i u = _mm256_mullo_epi16(t, s), v = _mm256_mullo_epi16(u, Words256(kSharpness));
     const __m256i vLinear =
-        _mm256_sub_epi16(Words256(512), _mm256_mullo_epi16(t, Words256(16 - kSharpness)));
+        _mm256_sub_epi16(_mm256_mullo_epi16(t, Words256(16 - kSharpness)), Words256(512));
     Weights256 st;
-    st.v[0] = _mm256_mulhrs_epi16(u, _mm256_mullo_epi16(s, Words256(kSharpness)));
-    st.v[3] = _mm256_mulhrs_epi16(u, _mm256_mullo_epi16(t, Words256(kSharpness)));
-    st.v[1] = _mm256_sub_epi16(_mm256_sub_epi16(t, Words256(64)), _mm256_mulhrs_epi16(u, vLinear));
+    st.v[0] = _mm256_mulhrs_epi16(v, s);
+    st.v[1] = _mm256_sub_epi16(_mm256_mulhrs_epi16(u, vLinear), s);
+    st.v[3] = _mm256_mulhrs_epi16(v, t);
     st.v[2] =
         _mm256_sub_epi16(_mm256_sub_epi16(Words256(-64), st.v[1]), _mm256_add_epi16(st.v[0], st.v[3]));
     return st;
@@ -161,18 +163,17 @@ QEL_AVX2 inline __m256i Product256(__m256i v, __m256i vWeight) {
 template <int32_t kChannels>
 QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 16 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets256 stAcross = OffsetsOf256(pRow->llColStep, kChannels);
-    const Offsets256 stDown = OffsetsOf256(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets256 stAcross = OffsetsOf256(llColStep, kChannels);
+    const Offsets256 stDown = OffsetsOf256(llRowStep, kChannels);
     const __m256i vIndex = _mm256_add_epi16(IndexOf256<kChannels>(stAcross), Words256(kChannels << 8));
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x) + 512;
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x) + 512;
+        int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop - lPitch - kChannels;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
             PrefetchBelow(p, lPitch);
             const __m256i vCol = _mm256_add_epi16(Words256(c), stAcross.vFraction);
             const __m256i vStays =
@@ -185,8 +186,9 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
             __m256i v1 = SumLine256<kChannels>(p + lPitch, stTaps);
             __m256i v2 = SumLine256<kChannels>(p + 2 * lPitch, stTaps);
             __m256i v3 = SumLine256<kChannels>(p + 3 * lPitch, stTaps);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const __m256i vRows = RowsOf256(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const __m256i vRows = RowsOf256(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const __m256i vReached = _mm256_cmpgt_epi16(vRows, Words256(i - 1));
                 v0 = _mm256_blendv_epi8(v0, v1, vReached);
                 v1 = _mm256_blendv_epi8(v1, v2, vReached);
@@ -199,10 +201,12 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
                 _mm256_add_epi16(Product256(v0, stRow.v[0]), Product256(v1, stRow.v[1])),
                 _mm256_add_epi16(Product256(v2, stRow.v[2]), Product256(v3, stRow.v[3])));
             Store256(pOut, _mm256_srai_epi16(_mm256_add_epi16(vSum, Words256(32)), 6));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 16;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 
@@ -259,19 +263,18 @@ QEL_SSSE3 inline __m128i Part128(__m128i vFraction) {
 template <int32_t kChannels>
 QEL_SSSE3 void Linear128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 8 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets128 stAcross = OffsetsOf128(pRow->llColStep, kChannels);
-    const Offsets128 stDown = OffsetsOf128(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets128 stAcross = OffsetsOf128(llColStep, kChannels);
+    const Offsets128 stDown = OffsetsOf128(llRowStep, kChannels);
     const __m128i vIndex =
         _mm_or_si128(_mm_and_si128(IndexOf128<kChannels>(stAcross), Words128(0xFF00)), Words128(0x80));
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x);
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x);
+        int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < 2 * kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
             PrefetchBelow(p, lPitch);
             const __m128i vCol = _mm_add_epi16(Words128(c), stAcross.vFraction);
             const __m128i vStays = _mm_and_si128(Stays128(vCol, stAcross), Words128(kChannels << 8));
@@ -282,8 +285,9 @@ QEL_SSSE3 void Linear128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int
             __m128i a = MixLine128(p, vLeft, vRight, f);
             p += lPitch;
             __m128i b = MixLine128(p, vLeft, vRight, f);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const __m128i vRows = RowsOf128(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const __m128i vRows = RowsOf128(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const __m128i vReached = _mm_cmpgt_epi16(vRows, Words128(i - 1));
                 p += lPitch;
                 a = Select128(a, b, vReached);
@@ -291,10 +295,12 @@ QEL_SSSE3 void Linear128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int
             }
             const __m128i v = _mm_add_epi16(a, _mm_mulhrs_epi16(_mm_sub_epi16(b, a), Part128(vRow)));
             Store128(pOut, _mm_srli_epi16(_mm_add_epi16(v, Words128(64)), 7));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 8;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 
@@ -304,12 +310,12 @@ struct Weights128 {
 
 QEL_SSSE3 inline Weights128 WeightsOf128(__m128i vFraction) {
     const __m128i t = _mm_srli_epi16(vFraction, 10), s = _mm_sub_epi16(Words128(64), t);
-    const __m128i u = _mm_mullo_epi16(t, s);
-    const __m128i vLinear = _mm_sub_epi16(Words128(512), _mm_mullo_epi16(t, Words128(16 - kSharpness)));
+    const __m128i u = _mm_mullo_epi16(t, s), v = _mm_mullo_epi16(u, Words128(kSharpness));
+    const __m128i vLinear = _mm_sub_epi16(_mm_mullo_epi16(t, Words128(16 - kSharpness)), Words128(512));
     Weights128 st;
-    st.v[0] = _mm_mulhrs_epi16(u, _mm_mullo_epi16(s, Words128(kSharpness)));
-    st.v[3] = _mm_mulhrs_epi16(u, _mm_mullo_epi16(t, Words128(kSharpness)));
-    st.v[1] = _mm_sub_epi16(_mm_sub_epi16(t, Words128(64)), _mm_mulhrs_epi16(u, vLinear));
+    st.v[0] = _mm_mulhrs_epi16(v, s);
+    st.v[1] = _mm_sub_epi16(_mm_mulhrs_epi16(u, vLinear), s);
+    st.v[3] = _mm_mulhrs_epi16(v, t);
     st.v[2] = _mm_sub_epi16(_mm_sub_epi16(Words128(-64), st.v[1]), _mm_add_epi16(st.v[0], st.v[3]));
     return st;
 }
@@ -335,18 +341,17 @@ QEL_SSSE3 inline __m128i Product128(__m128i v, __m128i vWeight) {
 template <int32_t kChannels>
 QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 8 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets128 stAcross = OffsetsOf128(pRow->llColStep, kChannels);
-    const Offsets128 stDown = OffsetsOf128(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets128 stAcross = OffsetsOf128(llColStep, kChannels);
+    const Offsets128 stDown = OffsetsOf128(llRowStep, kChannels);
     const __m128i vIndex = _mm_add_epi16(IndexOf128<kChannels>(stAcross), Words128(kChannels << 8));
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x) + 512;
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x) + 512;
+        int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < 2 * kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop - lPitch - kChannels;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
             PrefetchBelow(p, lPitch);
             const __m128i vCol = _mm_add_epi16(Words128(c), stAcross.vFraction);
             const __m128i vStays =
@@ -359,8 +364,9 @@ QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
             __m128i v1 = SumLine128<kChannels>(p + lPitch, stTaps);
             __m128i v2 = SumLine128<kChannels>(p + 2 * lPitch, stTaps);
             __m128i v3 = SumLine128<kChannels>(p + 3 * lPitch, stTaps);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const __m128i vRows = RowsOf128(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const __m128i vRows = RowsOf128(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const __m128i vReached = _mm_cmpgt_epi16(vRows, Words128(i - 1));
                 v0 = Select128(v0, v1, vReached);
                 v1 = Select128(v1, v2, vReached);
@@ -372,10 +378,12 @@ QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
                 _mm_add_epi16(_mm_add_epi16(Product128(v0, stRow.v[0]), Product128(v1, stRow.v[1])),
                               _mm_add_epi16(Product128(v2, stRow.v[2]), Product128(v3, stRow.v[3])));
             Store128(pOut, _mm_srai_epi16(_mm_add_epi16(vSum, Words128(32)), 6));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 8;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 

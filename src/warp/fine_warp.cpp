@@ -27,7 +27,8 @@ FineKernel KernelOf(const Kernels *pKernels, const FinePass *pPass, bool bCubic)
     const bool bTakes = pIn->lSampleBytes == 1 && pIn->lChannels != 3 &&
                         pIn->lWidth * pIn->lChannels >= 2 * QEL_FINE_WINDOW && llStep > 0 &&
                         llStep <= kMostFineStep && llTurn >= -kMostFineTurn && llTurn <= kMostFineTurn;
-    if (!bTakes || pIn->lWidth > kMaxSide || pIn->lHeight > kMaxSide) return nullptr;
+    if (!bTakes || pIn->lWidth > kMaxSide || pIn->lHeight > kMaxSide || pPass->stOut.lWidth > kMaxSide)
+        return nullptr;
     return bCubic ? pKernels->pFineCubic : pKernels->pFineLinear;
 }
 
