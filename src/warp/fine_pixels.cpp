@@ -20,67 +20,72 @@ template <int32_t kTaps> FineTaps<kTaps> TapsOf(int64_t llQ16, int32_t lSize, pt
     return st;
 }
 
-inline int32_t ReadSample(const FinePlane *pPlane, const uint8_t *p) {
-    if (pPlane->lSampleBytes == 1) return *p;
+template <int32_t kBytes> inline int32_t ReadSample(const uint8_t *p, int32_t lShift) {
+    if (kBytes == 1) return *p;
     uint16_t l;
     __builtin_memcpy(&l, p, 2);
-    return l >> pPlane->lShift;
+    return l >> lShift;
 }
 
-inline void WriteSample(const FinePlane *pPlane, uint8_t *p, int32_t lSample) {
+template <int32_t kBytes>
+inline void WriteSample(uint8_t *p, int32_t lSample, const FinePlane *pPlane) {
     const int32_t lClamped = Clamp32(lSample, 0, (1 << pPlane->lBits) - 1);
     const uint16_t l = (uint16_t)(lClamped << pPlane->lShift);
-    if (pPlane->lSampleBytes == 1)
+    if (kBytes == 1)
         *p = (uint8_t)l;
     else
         __builtin_memcpy(p, &l, 2);
 }
 
-// a + (b - a) * f / 256, Q7 from Q0.
-inline int32_t MixAcross(int32_t a, int32_t b, int32_t f) {
-    return (a << 7) + (((b - a) * f + 1) >> 1);
+// Weights of the taps along one axis.
+template <int32_t kTaps> struct FineMix { int32_t l[kTaps]; };
+
+inline void WeighTaps(int32_t lPhase, FineMix<2> *pMix) { *pMix = {{256 - lPhase, lPhase}}; }
+inline void WeighTaps(int32_t lPhase, FineMix<4> *pMix) { FineWeights(lPhase, pMix->l); }
+
+template <int32_t kBytes> inline int32_t MixLine(const int32_t *p, const FineMix<2> &st) {
+    if (kBytes == 1) return (p[0] << 7) + (((p[1] - p[0]) * st.l[1] + 1) >> 1);
+    return p[0] * st.l[0] + p[1] * st.l[1];
+}
+template <int32_t kBytes> inline int32_t MixLine(const int32_t *p, const FineMix<4> &st) {
+    return p[0] * st.l[0] + p[1] * st.l[1] + p[2] * st.l[2] + p[3] * st.l[3];
 }
 
-int32_t Mix(const FinePlane *pPlane, const int32_t (*p)[2], int32_t f, int32_t g) {
-    if (pPlane->lSampleBytes == 1) {
-        const int32_t a = MixAcross(p[0][0], p[0][1], f), b = MixAcross(p[1][0], p[1][1], f);
-        return (a + (((b - a) * g + 128) >> 8) + 64) >> 7;
-    }
-    const uint32_t a = (uint32_t)(p[0][0] * (256 - f) + p[0][1] * f);
-    const uint32_t b = (uint32_t)(p[1][0] * (256 - f) + p[1][1] * f);
-    return (int32_t)((a * (uint32_t)(256 - g) + b * (uint32_t)g + 32768) >> 16);
+template <int32_t kBytes> inline int32_t MixLines(const int32_t *p, const FineMix<2> &st) {
+    if (kBytes == 1) return (p[0] + (((p[1] - p[0]) * st.l[1] + 128) >> 8) + 64) >> 7;
+    const uint32_t lTop = (uint32_t)p[0] * (uint32_t)st.l[0];
+    return (int32_t)((lTop + (uint32_t)p[1] * (uint32_t)st.l[1] + 32768) >> 16);
+}
+template <int32_t kBytes> inline int32_t MixLines(const int32_t *p, const FineMix<4> &st) {
+    int32_t lSum = 0;
+    for (int32_t i = 0; i < 4; i++) lSum += kBytes == 1 ? (p[i] * st.l[i] + 32) >> 6 : p[i] * st.l[i];
+    return kBytes == 1 ? (lSum + 32) >> 6 : (lSum + 2048) >> 12;
 }
 
-int32_t Mix(const FinePlane *pPlane, const int32_t (*p)[4], int32_t f, int32_t g) {
-    int32_t lAcross[4], lDown[4], lSum = 0;
-    FineWeights(f, lAcross);
-    FineWeights(g, lDown);
-    for (int32_t i = 0; i < 4; i++) {
-        int32_t l = 0;
-        for (int32_t j = 0; j < 4; j++) l += p[i][j] * lAcross[j];
-        lSum += pPlane->lSampleBytes == 1 ? (l * lDown[i] + 32) >> 6 : l * lDown[i];
-    }
-    return pPlane->lSampleBytes == 1 ? (lSum + 32) >> 6 : (lSum + 2048) >> 12;
-}
-
-template <int32_t kTaps> void Pixels(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
-    const FinePlane *pIn = pRow->pIn;
-    const int32_t lPixelBytes = pIn->lChannels * pIn->lSampleBytes;
+template <int32_t kTaps, int32_t kBytes>
+void Pixels(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
+    const FinePlane stIn = *pRow->pIn;
+    const int32_t lPixelBytes = stIn.lChannels * kBytes;
     for (int32_t x = lFirst; x < lEnd; x++) {
         const int32_t lRun = x & -kFineRun;
         const int64_t c = FineStart(pRow->llCol, pRow->llColStep, lRun);
         const int64_t r = FineStart(pRow->llRow, pRow->llRowStep, lRun);
         const FineTaps<kTaps> stAcross =
-            TapsOf<kTaps>(c + (x - lRun) * (pRow->llColStep >> 16), pIn->lWidth, lPixelBytes);
+            TapsOf<kTaps>(c + (x - lRun) * (pRow->llColStep >> 16), stIn.lWidth, lPixelBytes);
         const FineTaps<kTaps> stDown =
-            TapsOf<kTaps>(r + (x - lRun) * (pRow->llRowStep >> 16), pIn->lHeight, pIn->lPitch);
-        for (int32_t k = 0; k < lPixelBytes; k += pIn->lSampleBytes, pOut += pIn->lSampleBytes) {
-            int32_t lSamples[kTaps][kTaps];
-            for (int32_t i = 0; i < kTaps; i++)
+            TapsOf<kTaps>(r + (x - lRun) * (pRow->llRowStep >> 16), stIn.lHeight, stIn.lPitch);
+        FineMix<kTaps> stColumns, stRows;
+        WeighTaps(stAcross.lPhase, &stColumns);
+        WeighTaps(stDown.lPhase, &stRows);
+        const uint8_t *p = stIn.pSamples;
+        for (int32_t k = 0; k < stIn.lChannels; k++, p += kBytes, pOut += kBytes) {
+            int32_t lLines[kTaps], lSamples[kTaps];
+            for (int32_t i = 0; i < kTaps; i++) {
                 for (int32_t j = 0; j < kTaps; j++)
-                    lSamples[i][j] =
-                        ReadSample(pIn, pIn->pSamples + stDown.lAt[i] + stAcross.lAt[j] + k);
-            WriteSample(pIn, pOut, Mix(pIn, lSamples, stAcross.lPhase, stDown.lPhase));
+                    lSamples[j] = ReadSample<kBytes>(p + stDown.lAt[i] + stAcross.lAt[j], stIn.lShift);
+                lLines[i] = MixLine<kBytes>(lSamples, stColumns);
+            }
+            WriteSample<kBytes>(pOut, MixLines<kBytes>(lLines, stRows), &stIn);
         }
     }
 }
@@ -88,8 +93,10 @@ template <int32_t kTaps> void Pixels(const FineRow *pRow, uint8_t *pOut, int32_t
 } // namespace
 
 void FineLinearPortable(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
-    Pixels<2>(pRow, pOut, lFirst, lEnd);
+    const FineKernel pKernel = pRow->pIn->lSampleBytes == 1 ? Pixels<2, 1> : Pixels<2, 2>;
+    pKernel(pRow, pOut, lFirst, lEnd);
 }
 void FineCubicPortable(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
-    Pixels<4>(pRow, pOut, lFirst, lEnd);
+    const FineKernel pKernel = pRow->pIn->lSampleBytes == 1 ? Pixels<4, 1> : Pixels<4, 2>;
+    pKernel(pRow, pOut, lFirst, lEnd);
 }
