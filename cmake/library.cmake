@@ -34,8 +34,10 @@ set(QUORVEL_SOURCES
   src/api/handle.cpp
   src/api/pitch.cpp
   src/api/plane_check.cpp
+  src/api/planes.cpp
   src/api/previous_frame.cpp
   src/api/refined.cpp
+  src/api/refined_frame.cpp
   src/api/separate.cpp
   src/api/splitter.cpp
   src/api/uyvy.cpp

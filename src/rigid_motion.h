@@ -28,6 +28,8 @@ struct TileFlow {
 struct RigidFit {
     RigidMotion stMotion;
     double dShiftError, dThetaError; // standard deviations: pixels along an axis, and radians
-    int32_t lTextured;               // tiles that show something
-    int32_t lMatched;                // of these, the ones that look alike in both frames
+    int32_t lTiles;
+    int32_t lTextured; // tiles that show something
+    int32_t lMatched;  // of these, the ones that look alike in both frames
+    int32_t lAlike;    // of all tiles
 };

@@ -248,12 +248,12 @@ TEST(FineMap, EveryPlaneShowsTheSamePicture) {
 TEST(Trigonometry, SineAndCosine) {
     for (int32_t i = -4000; i <= 4000; i++) {
         const double angle = i * 0.005;
-        EXPECT_NEAR(dSine(angle), sin(angle), 1e-14) << angle;
-        EXPECT_NEAR(dCosine(angle), cos(angle), 1e-14) << angle;
+        EXPECT_NEAR(Sine(angle), sin(angle), 1e-14) << angle;
+        EXPECT_NEAR(Cosine(angle), cos(angle), 1e-14) << angle;
     }
-    EXPECT_EQ(dSine(0), 0);
-    EXPECT_EQ(dCosine(0), 1);
-    EXPECT_EQ(dSine(NAN), 0);
+    EXPECT_EQ(Sine(0), 0);
+    EXPECT_EQ(Cosine(0), 1);
+    EXPECT_EQ(Sine(NAN), 0);
 }
 
 } // namespace

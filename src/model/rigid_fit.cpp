@@ -64,11 +64,14 @@ bool SolveNormal(Normal *pNormal, RigidMotion *pMotion, double *pPivots) {
 }
 
 void CountMatches(const TileFlow *pFlows, int32_t lCount, RigidFit *pFit) {
-    pFit->lTextured = pFit->lMatched = 0;
+    pFit->lTiles = lCount;
+    pFit->lTextured = pFit->lMatched = pFit->lAlike = 0;
     for (int32_t i = 0; i < lCount; i++) {
-        if (pFlows[i].dTexture < kTextured) continue;
-        pFit->lTextured++;
-        pFit->lMatched += pFlows[i].dNoise < kExplained * pFlows[i].dTexture;
+        const bool bTextured = pFlows[i].dTexture >= kTextured;
+        const bool bAlike = pFlows[i].dNoise < kExplained * pFlows[i].dTexture;
+        pFit->lTextured += bTextured;
+        pFit->lMatched += bTextured && bAlike;
+        pFit->lAlike += bAlike;
     }
 }
 

@@ -84,9 +84,7 @@ Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid 
         const int32_t lCount =
             MeasureTiles(pCtx, pCurrent, pPrevious, lLevel, st.stFit.stMotion, pFlows);
         st.bSolved = FitRigid(pFlows, lCount, lLevel, true, &st.stFit);
-        if (lLevel != Min32(kMatchLevel, lCoarsest)) continue;
-        st.lTextured = st.stFit.lTextured;
-        st.lMatched = st.stFit.lMatched;
+        if (lLevel == Min32(kMatchLevel, lCoarsest)) st.stMatch = st.stFit;
     }
     return st;
 }

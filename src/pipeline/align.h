@@ -19,9 +19,8 @@ struct LumaSource {
 void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *pPyramid);
 
 struct Alignment {
-    RigidFit stFit;    // of the finest level
-    int32_t lTextured; // tiles that show something at a quarter of the size
-    int32_t lMatched;  // of these, the ones that look alike in both frames
+    RigidFit stFit;   // of the finest level
+    RigidFit stMatch; // at a quarter of the size, where noise is small: whether the frames match
     bool bSolved;
 };
 

@@ -33,18 +33,29 @@ bool IsRest(const RigidFit *pFit, const LumaLevel *pLevel) {
     return Extent(&pFit->stMotion, pLevel) < dRest;
 }
 
-Verdict Judge(const Alignment *pAlignment) {
-    const bool bTextured = pAlignment->lTextured >= kLeastTextured;
-    if (bTextured && pAlignment->lMatched < kMatchedShare * pAlignment->lTextured) return kDiffers;
-    return pAlignment->bSolved && pAlignment->stFit.dShiftError < kKnown ? kMatches : kFlat;
-}
-
 int32_t MeanLevel(const Pyramid *pPyramid) {
     const LumaLevel *pLevel = &pPyramid->stLevels[pPyramid->lLevels - 1];
     const int32_t lCount = pLevel->lWidth * pLevel->lHeight;
     int32_t lSum = 0;
     for (int32_t i = 0; i < lCount; i++) lSum += pLevel->pPixels[i];
     return lSum / lCount;
+}
+
+bool Jumps(const Scene *pScene) {
+    const int32_t lReference = MeanLevel(&pScene->stPyramids[pScene->lReference]);
+    const int32_t lCurrent = MeanLevel(&pScene->stPyramids[pScene->lReference ^ 1]);
+    return WrapAbs32(lCurrent - lReference) >= kFlashLevels;
+}
+
+// A picture without texture, or of noise alone, tells no motion. Where its brightness jumps it is a
+// flash, or a covered lens.
+Verdict Judge(const Scene *pScene, const Alignment *pAlignment) {
+    const RigidFit *p = &pAlignment->stMatch;
+    const bool bTextured = p->lTextured >= kLeastTextured;
+    if (bTextured && p->lMatched < kMatchedShare * p->lTextured) return kDiffers;
+    if (!bTextured && Jumps(pScene)) return kDiffers;
+    const bool bAlike = bTextured || 2 * p->lAlike >= p->lTiles;
+    return bAlike && pAlignment->bSolved && pAlignment->stFit.dShiftError < kKnown ? kMatches : kFlat;
 }
 
 void TakeReference(Scene *pScene, const RigidMotion *pMotion) {
@@ -79,10 +90,7 @@ FrameMotion Follow(Scene *pScene, const Alignment *pAlignment) {
 }
 
 FrameMotion Differ(Scene *pScene) {
-    const Pyramid *pReference = &pScene->stPyramids[pScene->lReference];
-    const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
-    const int32_t lJump = MeanLevel(pCurrent) - MeanLevel(pReference);
-    if (pScene->bFlash || WrapAbs32(lJump) < kFlashLevels) return StartScene(pScene);
+    if (pScene->bFlash || !Jumps(pScene)) return StartScene(pScene);
     pScene->bFlash = true;
     FrameMotion st = {};
     st.bHeld = true;
@@ -97,7 +105,7 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
     if (!pScene->bReference) return StartScene(pScene);
     const Alignment stAlignment = AlignFrames(pCtx, pCurrent, &pScene->stPyramids[pScene->lReference],
                                               pScene->stLast, pScene->pFlows);
-    const Verdict eVerdict = Judge(&stAlignment);
+    const Verdict eVerdict = Judge(pScene, &stAlignment);
     FrameMotion st = {};
     if (eVerdict == kMatches)
         st = Follow(pScene, &stAlignment);
@@ -105,8 +113,8 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
         st = Differ(pScene);
     else
         TakeReference(pScene, &st.stMotion);
-    st.lTextured = stAlignment.lTextured;
-    st.lMatched = stAlignment.lMatched;
+    st.lTextured = stAlignment.stMatch.lTextured;
+    st.lMatched = stAlignment.stMatch.lMatched;
     return st;
 }
 
