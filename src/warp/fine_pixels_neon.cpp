@@ -61,17 +61,16 @@ inline int16x8_t MixLine(const uint8_t *p, uint8x8_t vLeft, uint8x8_t vRight, in
 template <int32_t kChannels>
 void Linear(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 8 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets stAcross = OffsetsOf(pRow->llColStep, kChannels);
-    const Offsets stDown = OffsetsOf(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets stAcross = OffsetsOf(llColStep, kChannels);
+    const Offsets stDown = OffsetsOf(llRowStep, kChannels);
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x);
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x);
+        int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < 2 * kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
             PrefetchBelow(p, lPitch);
             const uint16x8_t vCol = vaddq_u16(Words(c), stAcross.vFraction);
             const uint8x8_t vLeft = IndexOf<kChannels>(vCol, stAcross);
@@ -81,18 +80,21 @@ void Linear(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
             int16x8_t a = MixLine(p, vLeft, vRight, f);
             p += lPitch;
             int16x8_t b = MixLine(p, vLeft, vRight, f);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const int16x8_t vRows = RowsOf(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const int16x8_t vRows = RowsOf(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const uint16x8_t vReached = vcgeq_s16(vRows, vdupq_n_s16((int16_t)i));
                 p += lPitch;
                 a = vbslq_s16(vReached, b, a);
                 b = vbslq_s16(vReached, MixLine(p, vLeft, vRight, f), b);
             }
             vst1_u8(pOut, vqrshrun_n_s16(Mix(a, b, PartOf(vRow)), 7));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 8;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 
@@ -104,11 +106,12 @@ struct Weights {
 inline Weights WeightsOf(uint16x8_t vFraction) {
     const int16x8_t t = vreinterpretq_s16_u16(vshrq_n_u16(vFraction, 10));
     const int16x8_t s = vsubq_s16(vdupq_n_s16(64), t), u = vmulq_s16(t, s);
-    const int16x8_t vLinear = vmlsq_n_s16(vdupq_n_s16(512), t, 16 - kSharpness);
+    const int16x8_t v = vmulq_n_s16(u, kSharpness);
+    const int16x8_t vLinear = vmlaq_n_s16(vdupq_n_s16(-512), t, 16 - kSharpness);
     Weights st;
-    st.v[0] = vqrdmulhq_s16(u, vmulq_n_s16(s, kSharpness));
-    st.v[3] = vqrdmulhq_s16(u, vmulq_n_s16(t, kSharpness));
-    st.v[1] = vnegq_s16(vaddq_s16(s, vqrdmulhq_s16(u, vLinear)));
+    st.v[0] = vqrdmulhq_s16(v, s);
+    st.v[1] = vsubq_s16(vqrdmulhq_s16(u, vLinear), s);
+    st.v[3] = vqrdmulhq_s16(v, t);
     st.v[2] = vsubq_s16(vsubq_s16(vdupq_n_s16(-64), st.v[1]), vaddq_s16(st.v[0], st.v[3]));
     return st;
 }
@@ -143,17 +146,16 @@ inline int16x8_t Product(int16x8_t v, int16x8_t vWeight) {
 template <int32_t kChannels>
 void Cubic(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t kPixels = 8 / kChannels;
-    const ptrdiff_t lPitch = pRow->pIn->lPitch;
-    const int32_t lColStep = (int32_t)(pRow->llColStep >> 16),
-                  lRowStep = (int32_t)(pRow->llRowStep >> 16);
-    const Offsets stAcross = OffsetsOf(pRow->llColStep, kChannels);
-    const Offsets stDown = OffsetsOf(pRow->llRowStep, kChannels);
+    const int64_t llColStep = pRow->llColStep, llRowStep = pRow->llRowStep;
+    const FineRows stRows = FineRowsOf(pRow, kPixels);
+    const ptrdiff_t lPitch = stRows.lPitch;
+    const Offsets stAcross = OffsetsOf(llColStep, kChannels);
+    const Offsets stDown = OffsetsOf(llRowStep, kChannels);
+    int64_t llCol = pRow->llCol + lFirst * llColStep, llRow = pRow->llRow + lFirst * llRowStep;
     for (int32_t x = lFirst; x < lEnd; x += kFineRun) {
-        int32_t c = (int32_t)FineStart(pRow->llCol, pRow->llColStep, x) + 512;
-        int32_t r = (int32_t)FineStart(pRow->llRow, pRow->llRowStep, x) + 512;
+        int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < 2 * kChannels; j++) {
-            const FineRows stRows = FineRowsOf(pRow->pIn, c, r, r + (kPixels - 1) * lRowStep);
-            const uint8_t *p = stRows.pTop - lPitch - kChannels;
+            const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
             PrefetchBelow(p, lPitch);
             const uint16x8_t vCol = vaddq_u16(Words(c), stAcross.vFraction);
             const Taps stTaps = TapsOf<kChannels>(IndexOf<kChannels>(vCol, stAcross), WeightsOf(vCol));
@@ -162,8 +164,9 @@ void Cubic(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
             int16x8_t v1 = SumLine<kChannels>(p + lPitch, stTaps);
             int16x8_t v2 = SumLine<kChannels>(p + 2 * lPitch, stTaps);
             int16x8_t v3 = SumLine<kChannels>(p + 3 * lPitch, stTaps);
-            for (int32_t i = 1; i <= stRows.lMore; i++) {
-                const int16x8_t vRows = RowsOf(vRow, stDown, stRows.lFirst);
+            const int32_t lMore = MoreOf(stRows, r);
+            for (int32_t i = 1; i <= lMore; i++) {
+                const int16x8_t vRows = RowsOf(vRow, stDown, (r >> 16) - TopOf(stRows, r));
                 const uint16x8_t vReached = vcgeq_s16(vRows, vdupq_n_s16((int16_t)i));
                 v0 = vbslq_s16(vReached, v1, v0);
                 v1 = vbslq_s16(vReached, v2, v1);
@@ -175,10 +178,12 @@ void Cubic(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
                 vaddq_s16(vaddq_s16(Product(v0, stRow.v[0]), Product(v1, stRow.v[1])),
                           vaddq_s16(Product(v2, stRow.v[2]), Product(v3, stRow.v[3])));
             vst1_u8(pOut, vqrshrun_n_s16(vSum, 6));
-            c += kPixels * lColStep;
-            r += kPixels * lRowStep;
+            c += kPixels * (int32_t)(llColStep >> 16);
+            r += kPixels * (int32_t)(llRowStep >> 16);
             pOut += 8;
         }
+        llCol += kFineRun * llColStep;
+        llRow += kFineRun * llRowStep;
     }
 }
 
