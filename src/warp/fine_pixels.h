@@ -80,6 +80,12 @@ static inline const uint8_t *PlaceOf(const FineRows &st, int32_t r, ptrdiff_t lB
     return st.pPlane + TopOf(st, r) * st.lPitch + lBytes;
 }
 
+// Prefetches what the next output rows read: with rotation the hardware prefetcher does not recognise
+// the pattern. The address may be past the plane.
+static inline void PrefetchRows(const uint8_t *p, ptrdiff_t lPitch) {
+    __builtin_prefetch((const void *)(intptr_t)WrapAdd64((intptr_t)p, 6 * (int64_t)lPitch));
+}
+
 // ---- bicubic weights ----
 //
 // Keys' kernel with a = -kSharpness / 8. With t and s the distances from the middle two taps in 64ths,

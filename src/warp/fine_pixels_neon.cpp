@@ -3,7 +3,6 @@
 // pixel, to which the constant offsets of the pixels are added: a sum that wraps around has carried
 // into the whole pixels.
 #include "warp/fine_pixels.h"
-#include "warp/pixels.h"
 
 #ifdef QEL_NEON
 #include <arm_neon.h>
@@ -71,7 +70,7 @@ void Linear(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
         int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < 2 * kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const uint16x8_t vCol = vaddq_u16(Words(c), stAcross.vFraction);
             const uint8x8_t vLeft = IndexOf<kChannels>(vCol, stAcross);
             const uint8x8_t vRight = vadd_u8(vLeft, vdup_n_u8(kChannels));
@@ -156,7 +155,7 @@ void Cubic(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
         int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < 2 * kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const uint16x8_t vCol = vaddq_u16(Words(c), stAcross.vFraction);
             const Taps stTaps = TapsOf<kChannels>(IndexOf<kChannels>(vCol, stAcross), WeightsOf(vCol));
             const uint16x8_t vRow = vaddq_u16(Words(r), stDown.vFraction);

@@ -3,7 +3,6 @@
 // lane; AVX2 has two lanes. Positions are fractions in 65536ths of a pixel, to which the constant
 // offsets of the pixels are added: a sum that wraps around has carried into the whole pixels.
 #include "warp/fine_pixels.h"
-#include "warp/pixels.h"
 
 #ifdef QEL_X86
 #include <immintrin.h>
@@ -89,7 +88,7 @@ QEL_AVX2 void Linear256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
         int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const __m256i vCol = _mm256_add_epi16(Words256(c), stAcross.vFraction);
             const __m256i vStays = _mm256_and_si256(Stays256(vCol, stAcross), Words256(kChannels << 8));
             const __m256i vLeft = _mm256_sub_epi16(vIndex, vStays);
@@ -174,7 +173,7 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
         int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const __m256i vCol = _mm256_add_epi16(Words256(c), stAcross.vFraction);
             const __m256i vStays =
                 _mm256_and_si256(Stays256(vCol, stAcross), Words256(kChannels * 0x0101));
@@ -275,7 +274,7 @@ QEL_SSSE3 void Linear128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int
         int32_t c = (int32_t)(llCol >> 16), r = (int32_t)(llRow >> 16);
         for (int32_t j = 0; j < 2 * kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels);
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const __m128i vCol = _mm_add_epi16(Words128(c), stAcross.vFraction);
             const __m128i vStays = _mm_and_si128(Stays128(vCol, stAcross), Words128(kChannels << 8));
             const __m128i vLeft = _mm_sub_epi16(vIndex, vStays);
@@ -352,7 +351,7 @@ QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
         int32_t c = (int32_t)(llCol >> 16) + 512, r = (int32_t)(llRow >> 16) + 512;
         for (int32_t j = 0; j < 2 * kChannels; j++) {
             const uint8_t *p = PlaceOf(stRows, r, (c >> 16) * kChannels) - lPitch - kChannels;
-            PrefetchBelow(p, lPitch);
+            PrefetchRows(p, lPitch);
             const __m128i vCol = _mm_add_epi16(Words128(c), stAcross.vFraction);
             const __m128i vStays =
                 _mm_and_si128(Stays128(vCol, stAcross), Words128(kChannels * 0x0101));
