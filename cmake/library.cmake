@@ -83,6 +83,8 @@ set(QUORVEL_SOURCES
   src/warp/fine_pixels_neon.cpp
   src/warp/fine_pixels_x86.cpp
   src/warp/fine_warp.cpp
+  src/warp/fine_words_neon.cpp
+  src/warp/fine_words_x86.cpp
   src/warp/frame_warps.cpp
   src/warp/map.cpp
   src/warp/mapping_kernels.cpp

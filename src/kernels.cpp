@@ -4,30 +4,57 @@
 
 namespace {
 
-const Kernels kPortable = {GatherGridPortable, GridSadPortable,       BlockSad32Portable,
-                           Texture32Portable,  RowErrorPortable,      StripPortable,
-                           LumaPixelsPortable, NearestPixelsPortable, NearestPairsPortable,
-                           HalveRowPortable,   TileSumsPortable,      PatchErrorPortable,
-                           FineLinearPortable, FineCubicPortable};
-#ifdef QEL_X86
-const Kernels kSse2 = {
-    GatherGridSse2, GridSadSse2,        BlockSad32Sse2,        Texture32Sse2,        RowErrorPortable,
-    StripPortable,  LumaPixelsPortable, NearestPixelsPortable, NearestPairsPortable, HalveRowSse2,
-    TileSumsSse2,   PatchErrorSse2,     FineLinearPortable,    FineCubicPortable};
-const Kernels kSsse3 = {GatherGridSse2,    GridSadSse2,   BlockSad32Sse2,  Texture32Sse2,
-                        RowErrorPortable,  StripSsse3,    LumaPixelsSsse3, NearestPixelsSsse3,
-                        NearestPairsSsse3, HalveRowSse2,  TileSumsSse2,    PatchErrorSse2,
-                        FineLinearSsse3,   FineCubicSsse3};
-const Kernels kAvx2 = {GatherGridSse2,   GridSadAvx2,  BlockSad32Sse2, Texture32Sse2,
-                       RowErrorAvx2,     StripAvx2,    LumaPixelsAvx2, NearestPixelsAvx2,
-                       NearestPairsAvx2, HalveRowSse2, TileSumsAvx2,   PatchErrorSse2,
-                       FineLinearAvx2,   FineCubicAvx2};
-#elif defined(QEL_NEON)
-const Kernels kNeon = {GatherGridNeon,   GridSadNeon,  BlockSad32Neon, Texture32Neon,
-                       RowErrorNeon,     StripNeon,    LumaPixelsNeon, NearestPixelsNeon,
-                       NearestPairsNeon, HalveRowNeon, TileSumsNeon,   PatchErrorNeon,
-                       FineLinearNeon,   FineCubicNeon};
+constexpr Kernels kPortable = {
+    GatherGridPortable,   GridSadPortable,   BlockSad32Portable, Texture32Portable,
+    RowErrorPortable,     StripPortable,     LumaPixelsPortable, NearestPixelsPortable,
+    NearestPairsPortable, HalveRowPortable,  TileSumsPortable,   PatchErrorPortable,
+    FineLinearPortable,   FineCubicPortable, FineLinearPortable, FineCubicPortable};
 
+#ifdef QEL_X86
+constexpr Kernels WithSse2(Kernels st) {
+    st.pGatherGrid = GatherGridSse2;
+    st.pGridSad = GridSadSse2;
+    st.pBlockSad32 = BlockSad32Sse2;
+    st.pTexture32 = Texture32Sse2;
+    st.pHalveRow = HalveRowSse2;
+    st.pTileSums = TileSumsSse2;
+    st.pPatchError = PatchErrorSse2;
+    return st;
+}
+
+constexpr Kernels WithSsse3(Kernels st) {
+    st.pStrip = StripSsse3;
+    st.pLumaPixels = LumaPixelsSsse3;
+    st.pNearestPixels = NearestPixelsSsse3;
+    st.pNearestPairs = NearestPairsSsse3;
+    st.pFineLinear = FineLinearSsse3;
+    st.pFineCubic = FineCubicSsse3;
+    return st;
+}
+
+constexpr Kernels WithAvx2(Kernels st) {
+    st.pGridSad = GridSadAvx2;
+    st.pRowError = RowErrorAvx2;
+    st.pStrip = StripAvx2;
+    st.pLumaPixels = LumaPixelsAvx2;
+    st.pNearestPixels = NearestPixelsAvx2;
+    st.pNearestPairs = NearestPairsAvx2;
+    st.pTileSums = TileSumsAvx2;
+    st.pFineLinear = FineLinearAvx2;
+    st.pFineCubic = FineCubicAvx2;
+    st.pFineLinearWords = FineLinearWordsAvx2;
+    st.pFineCubicWords = FineCubicWordsAvx2;
+    return st;
+}
+
+constexpr Kernels kSse2 = WithSse2(kPortable);
+constexpr Kernels kSsse3 = WithSsse3(kSse2);
+constexpr Kernels kAvx2 = WithAvx2(kSsse3);
+#elif defined(QEL_NEON)
+constexpr Kernels kNeon = {GatherGridNeon,   GridSadNeon,   BlockSad32Neon,      Texture32Neon,
+                           RowErrorNeon,     StripNeon,     LumaPixelsNeon,      NearestPixelsNeon,
+                           NearestPairsNeon, HalveRowNeon,  TileSumsNeon,        PatchErrorNeon,
+                           FineLinearNeon,   FineCubicNeon, FineLinearWordsNeon, FineCubicWordsNeon};
 #endif
 
 } // namespace

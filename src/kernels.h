@@ -105,6 +105,8 @@ struct Kernels {
     PatchError pPatchError;
     FineKernel pFineLinear;
     FineKernel pFineCubic;
+    FineKernel pFineLinearWords; // samples of two bytes
+    FineKernel pFineCubicWords;
 };
 
 const Kernels *KernelsOf(CpuLevel eLevel);
@@ -133,7 +135,9 @@ const Kernels *ProcessorKernels();
     void TileSums##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride, TileSums *pSums); \
     int32_t PatchError##set(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride);             \
     void FineLinear##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);            \
-    void FineCubic##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);
+    void FineCubic##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);             \
+    void FineLinearWords##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);       \
+    void FineCubicWords##set(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd);
 
 QEL_DECLARE_KERNELS(Portable)
 QEL_DECLARE_KERNELS(Sse2)

@@ -120,9 +120,13 @@ FineMap AnyMap(Random *random, const FinePlane &in, const FinePlane &out, int32_
     const int64_t x = random->In(0, out.lWidth), y = random->In(0, out.lHeight);
     m.llC0 = any(-2, in.lWidth + 1) - m.llCX * x - m.llCY * y;
     m.llR0 = any(-2, in.lHeight + 1) - m.llRX * x - m.llRY * y;
-    if (i % 3 == 0) { // whole pixels
-        m.llC0 &= ~(int64_t)0xFFFFFFFF;
-        m.llR0 &= ~(int64_t)0xFFFFFFFF;
+    if (i % 10 == 9) { // a shift
+        m.llCX = (int64_t)1 << 32;
+        m.llRX = 0;
+    }
+    if (i % 3 == 0) { // whole pixels, or just below
+        m.llC0 = (m.llC0 & ~(int64_t)0xFFFFFFFF) - (i % 2 << 24);
+        m.llR0 = (m.llR0 & ~(int64_t)0xFFFFFFFF) - (i % 2 << 24);
     }
     return m;
 }

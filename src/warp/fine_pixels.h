@@ -30,8 +30,8 @@ static inline int64_t FineStart(int64_t llPosition, int64_t llStep, int32_t x) {
 }
 
 // The portable kernels take any planes, positions and steps. Vector kernels take whole runs of pixels
-// of 1, 2 or 4 channels of 8 bits, at taps inside the plane, by the steps below. They may read
-// QEL_FINE_WINDOW bytes from any tap on.
+// of 1, 2 or 4 bytes, at taps inside the plane, by the steps below. They may read QEL_FINE_WINDOW bytes
+// from any tap on.
 
 #define QEL_FINE_WINDOW 16
 const int64_t kMostFineStep = 7301444403; // 1.7 pixels, Q32: columns from pixel to pixel, above 0
@@ -78,6 +78,15 @@ static inline int32_t MoreOf(const FineRows &st, int32_t r) {
 // The first pixel's column in the topmost row; lBytes is that column.
 static inline const uint8_t *PlaceOf(const FineRows &st, int32_t r, ptrdiff_t lBytes) {
     return st.pPlane + TopOf(st, r) * st.lPitch + lBytes;
+}
+
+// With two lanes, the window of the high one is placed before it is known whether its first position
+// carries into the next pixel, which takes a pixel of its room. Beyond these steps larger pixels do not
+// fit then.
+static inline bool FitsTwoLanes(const FineRow *pRow) {
+    const int64_t llPixel = (int64_t)1 << 32;
+    const int32_t lBytes = pRow->pIn->lChannels * pRow->pIn->lSampleBytes;
+    return lBytes == 1 || pRow->llColStep <= (lBytes == 2 ? 5 * llPixel / 3 : llPixel);
 }
 
 // Prefetches what the next output rows read: with rotation the hardware prefetcher does not recognise

@@ -386,14 +386,6 @@ QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
     }
 }
 
-// The window of the high lane is placed before it is known whether its first position carries, which
-// takes a pixel of its room. Beyond these steps a lane of 4 or 2 pixels does not fit then.
-bool FitsTwoLanes(const FineRow *pRow) {
-    const int64_t llPixel = (int64_t)1 << 32;
-    const int32_t lChannels = pRow->pIn->lChannels;
-    return lChannels == 1 || pRow->llColStep <= (lChannels == 2 ? 5 * llPixel / 3 : llPixel);
-}
-
 } // namespace
 
 void FineLinearAvx2(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {

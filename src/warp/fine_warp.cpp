@@ -21,15 +21,19 @@ struct FineTask {
     int32_t lNextBand;
 };
 
+int32_t PixelBytes(const FinePlane *pPlane) { return pPlane->lChannels * pPlane->lSampleBytes; }
+
+// The vector kernel of a plane and map, or null.
 FineKernel KernelOf(const Kernels *pKernels, const FinePass *pPass, bool bCubic) {
     const FinePlane *pIn = &pPass->stIn;
     const int64_t llTurn = pPass->stMap.llRX, llStep = pPass->stMap.llCX;
-    const bool bTakes = pIn->lSampleBytes == 1 && pIn->lChannels != 3 &&
-                        pIn->lWidth * pIn->lChannels >= 2 * QEL_FINE_WINDOW && llStep > 0 &&
-                        llStep <= kMostFineStep && llTurn >= -kMostFineTurn && llTurn <= kMostFineTurn;
-    if (!bTakes || pIn->lWidth > kMaxSide || pIn->lHeight > kMaxSide || pPass->stOut.lWidth > kMaxSide)
-        return nullptr;
-    return bCubic ? pKernels->pFineCubic : pKernels->pFineLinear;
+    const int32_t lBytes = PixelBytes(pIn);
+    if (lBytes == 3 || lBytes > 4 || pIn->lWidth * lBytes < 2 * QEL_FINE_WINDOW) return nullptr;
+    if (llStep <= 0 || llStep > kMostFineStep) return nullptr;
+    if (llTurn < -kMostFineTurn || llTurn > kMostFineTurn) return nullptr;
+    if (Max32(Max32(pIn->lWidth, pIn->lHeight), pPass->stOut.lWidth) > kMaxSide) return nullptr;
+    if (pIn->lSampleBytes == 1) return bCubic ? pKernels->pFineCubic : pKernels->pFineLinear;
+    return bCubic ? pKernels->pFineCubicWords : pKernels->pFineLinearWords;
 }
 
 // Whether a kernel may make the run at pixel x: its taps lie inside the plane, and so does the window
@@ -46,15 +50,15 @@ bool IsInside(const FineRow *pRow, int32_t x, bool bCubic) {
     const int64_t llBottom = ((llFrom < llTo ? llTo : llFrom) >> 16) + llAfter;
     if ((llLeft >> 16) < llBefore || llLast >= pIn->lWidth) return false;
     if (llTop < 0 || llBottom >= pIn->lHeight) return false;
-    const ptrdiff_t lRowBytes = (ptrdiff_t)pIn->lWidth * pIn->lChannels;
-    if (llLast * pIn->lChannels + QEL_FINE_WINDOW <= lRowBytes) return true;
+    const ptrdiff_t lRowBytes = (ptrdiff_t)pIn->lWidth * PixelBytes(pIn);
+    if (llLast * PixelBytes(pIn) + QEL_FINE_WINDOW <= lRowBytes) return true;
     return (pIn->lPitch >= lRowBytes && llBottom < pIn->lHeight - 1) ||
            (pIn->lPitch <= -lRowBytes && llTop > 0);
 }
 
 // The last run of a row may go beyond the output plane: it is made apart.
 void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
-    const int32_t lPixelBytes = pRow->pIn->lChannels * pRow->pIn->lSampleBytes;
+    const int32_t lPixelBytes = PixelBytes(pRow->pIn);
     const int32_t lWhole = lEnd & -kFineRun;
     uint8_t bRun[kFineRun * 8];
     if (lFirst < lWhole) pKernel(pRow, pOut + (ptrdiff_t)lFirst * lPixelBytes, lFirst, lWhole);
@@ -66,7 +70,7 @@ void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lF
 // The runs inside the plane follow each other: the positions of a row are on a line.
 void MakeRow(FineKernel pKernel, FineKernel pAnywhere, const FineRow *pRow, uint8_t *pOut,
              int32_t lCount, bool bCubic) {
-    const int32_t lPixelBytes = pRow->pIn->lChannels * pRow->pIn->lSampleBytes;
+    const int32_t lPixelBytes = PixelBytes(pRow->pIn);
     int32_t lFirst = 0, lEnd = lCount;
     if (!pKernel) lFirst = lCount;
     while (lFirst < lEnd && !IsInside(pRow, lFirst, bCubic)) lFirst += kFineRun;
