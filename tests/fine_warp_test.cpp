@@ -113,7 +113,9 @@ FineMap AnyMap(Random *random, const FinePlane &in, const FinePlane &out, int32_
         return {Any64(random), Any64(random), Any64(random),
                 Any64(random), Any64(random), Any64(random)};
     FineMap m;
-    m.llCX = i % 11 == 0 ? any(-3, 3) : i % 7 == 0 ? kMostFineStep : any(0.001, 1.7);
+    m.llCX = i % 11 == 0  ? any(-3, 3)
+             : i % 7 == 0 ? kMostFineStep
+                          : any(0.001, in.lWidth > 12 ? 1.7 : 0.3);
     m.llRX = i % 13 == 0 ? any(-2, 2) : i % 5 == 0 ? any(-0.35, 0.35) : any(-0.01, 0.01);
     m.llCY = any(-0.3, 0.3);
     m.llRY = any(0.5, 1.5);
@@ -125,7 +127,8 @@ FineMap AnyMap(Random *random, const FinePlane &in, const FinePlane &out, int32_
     const int64_t unit = whole ? (int64_t)1 << 32 : 1;
     m.llC0 = (any(-2, in.lWidth + 1) - m.llCX * x - m.llCY * y) & -unit;
     m.llR0 = (any(-2, in.lHeight + 1) - m.llRX * x - m.llRY * y) & -unit;
-    if (whole) m.llC0 -= random->In(0, 1) << 24, m.llR0 -= random->In(0, 1) << 24;
+    m.llC0 -= whole * random->In(0, 1) * (1 << 24);
+    m.llR0 -= whole * random->In(0, 1) * (1 << 24);
     return m;
 }
 
