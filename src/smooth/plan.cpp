@@ -11,8 +11,9 @@ namespace {
 
 const double kTwoPi = 6.28318530717958647692;
 const int32_t kSteps = 12;
-const int32_t kRows = 8;  // margins of a frame
-const int32_t kBands = 7; // of the matrix: the diagonal, and the unknowns of two frames before
+const int32_t kMargins = 8; // of a frame
+const int32_t kBands = 7;   // of the matrix: the diagonal, and the unknowns of two frames before
+const int32_t kPadding = kBands - 1;
 const double kFirstPressure = 1e-5;
 const double kBarrierStep = 0.15;
 const double kLastBarrier = 1e-12; // at 30 frames a second
@@ -26,33 +27,28 @@ struct Plan {
     int64_t n;
     double dLambda, dLastBarrier;
     bool bRoll;
-    const double *pHistory; // 6, or null
-    double *p, *u, *r;      // 3 n: camera, correction, right side and Newton step
-    double *g; // 24 n: the x rows' and the y rows' (col, row, roll), each row's negative left out
-    double *s, *z, *ds, *dz; // 8 n: slack and pressure of each margin, and their steps
-    double *b;               // 21 n: the matrix
+    double dRoomX, dRoomY, dHalfX, dHalfY; // in widths of the frame
+    const double *pHistory;                // 6, or null
+    double *p, *u;                         // 3 n: camera, and picture minus camera
+    double *r;                             // 3 n: right side, then the Newton step
+    double *pAxes;                         // 2 n: cosine and sine of the camera's roll
+    double *s, *z, *ds, *dz;               // 8 n: slack and pressure of each margin, and their steps
+    double *b;                             // 21 n: the matrix, each row from its diagonal to the left
 };
 
 double Value(const Plan *pPlan, int64_t i, int32_t k) {
     return i >= 0 ? pPlan->p[3 * i + k] + pPlan->u[3 * i + k] : pPlan->pHistory[3 * (i + 2) + k];
 }
 
-// The eight rows of a frame: +- (x of its own axes) +- roll, then the same of y.
-const double kSigns[4][2] = {{1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
-
-void SetRows(const SmoothSettings *pSettings, Plan *pPlan) {
-    const double dX = pSettings->dHalfX / pSettings->dWidth, dY = pSettings->dHalfY / pSettings->dWidth;
+// A frame's margins are four for each of its own axes: plus and minus the shift, plus and minus what
+// the roll adds at the corners.
+void StartMargins(Plan *pPlan) {
     for (int64_t i = 0; i < pPlan->n; i++) {
-        const double c = Cosine(pPlan->p[3 * i + 2]), s = Sine(pPlan->p[3 * i + 2]);
-        for (int32_t k = 0; k < kRows; k++) {
-            const double *pSign = kSigns[k & 3];
-            double *g = pPlan->g + 3 * (kRows * i + k);
-            g[0] = pSign[0] * (k < 4 ? c : -s);
-            g[1] = pSign[0] * (k < 4 ? s : c);
-            g[2] = pSign[1] * (k < 4 ? dY : dX);
-            pPlan->s[kRows * i + k] =
-                (k < 4 ? pSettings->dRoomX : pSettings->dRoomY) / pSettings->dWidth;
-            pPlan->z[kRows * i + k] = kFirstPressure;
+        pPlan->pAxes[2 * i] = Cosine(pPlan->p[3 * i + 2]);
+        pPlan->pAxes[2 * i + 1] = Sine(pPlan->p[3 * i + 2]);
+        for (int32_t k = 0; k < kMargins; k++) {
+            pPlan->s[kMargins * i + k] = k < 4 ? pPlan->dRoomX : pPlan->dRoomY;
+            pPlan->z[kMargins * i + k] = kFirstPressure;
         }
     }
 }
@@ -63,12 +59,11 @@ void AddBends(Plan *pPlan) {
     for (int64_t i = pPlan->pHistory ? 0 : 2; i < pPlan->n; i++)
         for (int32_t k = 0; k < lAxes; k++) {
             const double e = Value(pPlan, i, k) - 2 * Value(pPlan, i - 1, k) + Value(pPlan, i - 2, k);
-            for (int32_t a = 0; a < 3; a++) {
-                const int64_t lRow = i - 2 + a;
-                if (lRow < 0) continue;
-                pPlan->r[3 * lRow + k] -= kDifference[a] * e;
-                for (int32_t c = lRow >= a ? 0 : a - (int32_t)lRow; c <= a; c++)
-                    pPlan->b[kBands * (3 * lRow + k) + 3 * (a - c)] += kDifference[a] * kDifference[c];
+            for (int32_t a = i < 2 ? 2 - (int32_t)i : 0; a < 3; a++) {
+                const int64_t lRow = 3 * (i - 2 + a) + k;
+                pPlan->r[lRow] -= kDifference[a] * e;
+                for (int32_t c = i < 2 ? 2 - (int32_t)i : 0; c <= a; c++)
+                    pPlan->b[kBands * lRow + 3 * (a - c)] += kDifference[a] * kDifference[c];
             }
         }
 }
@@ -81,51 +76,85 @@ void AddFollowing(Plan *pPlan) {
     }
 }
 
+// Four margins of one axis: the shift along (c, s), and h times the roll. Their signs leave sums and
+// differences of the four.
+void AddAxis(Plan *pPlan, int64_t i, int32_t k, double c, double s, double h, double dBarrier) {
+    const double *pSlack = pPlan->s + kMargins * i + k, *pPressure = pPlan->z + kMargins * i + k;
+    double dStiff[4], dPush[4];
+    for (int32_t m = 0; m < 4; m++) {
+        const double dOne = 1 / pSlack[m];
+        dStiff[m] = pPressure[m] * dOne;
+        dPush[m] = dBarrier * dOne;
+    }
+    const double dSum = (dStiff[0] + dStiff[1]) + (dStiff[2] + dStiff[3]);
+    const double dCross = (dStiff[0] - dStiff[1]) + (dStiff[3] - dStiff[2]);
+    const double dShift = (dPush[0] + dPush[1]) - (dPush[2] + dPush[3]);
+    const double dRoll = (dPush[0] - dPush[1]) + (dPush[2] - dPush[3]);
+    double *pRow = pPlan->b + kBands * 3 * i, *r = pPlan->r + 3 * i;
+    pRow[0] += dSum * c * c;
+    pRow[kBands] += dSum * s * s;
+    pRow[kBands + 1] += dSum * c * s;
+    pRow[2 * kBands] += dSum * h * h;
+    pRow[2 * kBands + 1] += dCross * s * h;
+    pRow[2 * kBands + 2] += dCross * c * h;
+    r[0] -= dShift * c;
+    r[1] -= dShift * s;
+    r[2] -= dRoll * h;
+}
+
 void AddMargins(Plan *pPlan, double dBarrier) {
-    for (int64_t i = 0; i < kRows * pPlan->n; i++) {
-        const double *g = pPlan->g + 3 * i;
-        const int64_t lFirst = 3 * (i / kRows);
-        const double dStiff = pPlan->z[i] / pPlan->s[i], dPush = dBarrier / pPlan->s[i];
-        for (int32_t a = 0; a < 3; a++) {
-            pPlan->r[lFirst + a] -= g[a] * dPush;
-            for (int32_t c = 0; c <= a; c++)
-                pPlan->b[kBands * (lFirst + a) + a - c] += dStiff * g[a] * g[c];
-        }
+    for (int64_t i = 0; i < pPlan->n; i++) {
+        const double c = pPlan->pAxes[2 * i], s = pPlan->pAxes[2 * i + 1];
+        AddAxis(pPlan, i, 0, c, s, pPlan->dHalfY, dBarrier);
+        AddAxis(pPlan, i, 4, -s, c, pPlan->dHalfX, dBarrier);
     }
 }
 
-// The matrix becomes L below the diagonal, with D on it.
+void StepAxis(Plan *pPlan, int64_t i, int32_t k, double dShift, double dRoll, double dBarrier) {
+    const double dAll[4] = {dShift + dRoll, dShift - dRoll, dRoll - dShift, -dShift - dRoll};
+    for (int32_t m = 0; m < 4; m++) {
+        const int64_t q = kMargins * i + k + m;
+        pPlan->ds[q] = -dAll[m];
+        pPlan->dz[q] = (dBarrier + pPlan->z[q] * dAll[m]) / pPlan->s[q] - pPlan->z[q];
+    }
+}
+
+void StepMargins(Plan *pPlan, double dBarrier) {
+    for (int64_t i = 0; i < pPlan->n; i++) {
+        const double c = pPlan->pAxes[2 * i], s = pPlan->pAxes[2 * i + 1], *d = pPlan->r + 3 * i;
+        StepAxis(pPlan, i, 0, c * d[0] + s * d[1], pPlan->dHalfY * d[2], dBarrier);
+        StepAxis(pPlan, i, 4, c * d[1] - s * d[0], pPlan->dHalfX * d[2], dBarrier);
+    }
+}
+
+// The matrix becomes L left of the diagonal, with D on it. Six rows of zeros precede the first.
 void Factor(double *b, int64_t n) {
     for (int64_t i = 0; i < n; i++) {
         double *pRow = b + kBands * i;
-        for (int64_t j = i < kBands ? 0 : i - kBands + 1; j < i; j++) {
-            double v = pRow[i - j];
-            for (int64_t k = i < kBands ? 0 : i - kBands + 1; k < j; k++)
-                v -= pRow[i - k] * b[kBands * j + j - k];
-            pRow[i - j] = v; // L D so far
-        }
-        for (int64_t j = i < kBands ? 0 : i - kBands + 1; j < i; j++) {
-            const double l = pRow[i - j] / b[kBands * j];
-            pRow[0] -= l * pRow[i - j];
-            pRow[i - j] = l;
+        for (int32_t d = kBands - 1; d > 0; d--) // L D so far
+            for (int32_t e = d + 1; e < kBands; e++) pRow[d] -= pRow[e] * pRow[e - d - kBands * d];
+        for (int32_t d = 1; d < kBands; d++) {
+            const double l = pRow[d] / pRow[-kBands * d];
+            pRow[0] -= l * pRow[d];
+            pRow[d] = l;
         }
     }
 }
 
+// Six zeros precede r.
 void Solve(const double *b, double *r, int64_t n) {
     for (int64_t i = 0; i < n; i++)
-        for (int64_t j = i < kBands ? 0 : i - kBands + 1; j < i; j++)
-            r[i] -= b[kBands * i + i - j] * r[j];
+        for (int32_t d = 1; d < kBands; d++) r[i] -= b[kBands * i + d] * r[i - d];
     for (int64_t i = 0; i < n; i++) r[i] /= b[kBands * i];
     for (int64_t i = n - 1; i >= 0; i--)
-        for (int64_t j = i + 1; j < n && j < i + kBands; j++) r[i] -= b[kBands * j + j - i] * r[j];
+        for (int32_t d = 1; d < kBands; d++) r[i - d] -= b[kBands * i + d] * r[i];
 }
 
 // How far a step may go until a value that must stay above 0 would reach it.
 double Reach(const double *pValue, const double *pStep, int64_t n) {
     double dReach = 1 / kToTheWall;
     for (int64_t i = 0; i < n; i++)
-        if (pStep[i] < 0 && -pValue[i] / pStep[i] < dReach) dReach = -pValue[i] / pStep[i];
+        if (pStep[i] * dReach < -pValue[i]) dReach = -pValue[i] / pStep[i];
     return dReach * kToTheWall;
 }
 
@@ -134,23 +163,19 @@ void Advance(double *pValue, const double *pStep, int64_t n, double dShare) {
 }
 
 void NewtonStep(Plan *pPlan) {
-    const int64_t n = pPlan->n, lMargins = kRows * n;
+    const int64_t n = pPlan->n, lMargins = kMargins * n;
     double dMean = 0;
     for (int64_t i = 0; i < lMargins; i++) dMean += pPlan->s[i] * pPlan->z[i];
     dMean = kBarrierStep * dMean / (double)lMargins;
     const double dBarrier = dMean > pPlan->dLastBarrier ? dMean : pPlan->dLastBarrier;
-    for (int64_t i = 0; i < 3 * n; i++) pPlan->r[i] = 0;
+    for (int64_t i = -kPadding; i < 3 * n; i++) pPlan->r[i] = 0;
     for (int64_t i = 0; i < kBands * 3 * n; i++) pPlan->b[i] = 0;
     AddBends(pPlan);
     AddFollowing(pPlan);
     AddMargins(pPlan, dBarrier);
     Factor(pPlan->b, 3 * n);
     Solve(pPlan->b, pPlan->r, 3 * n);
-    for (int64_t i = 0; i < lMargins; i++) {
-        const double *g = pPlan->g + 3 * i, *d = pPlan->r + 3 * (i / kRows);
-        pPlan->ds[i] = -(g[0] * d[0] + g[1] * d[1] + g[2] * d[2]);
-        pPlan->dz[i] = dBarrier / pPlan->s[i] - pPlan->z[i] - pPlan->z[i] / pPlan->s[i] * pPlan->ds[i];
-    }
+    StepMargins(pPlan, dBarrier);
     const double dReach = Reach(pPlan->s, pPlan->ds, lMargins);
     Advance(pPlan->u, pPlan->r, 3 * n, dReach);
     Advance(pPlan->s, pPlan->ds, lMargins, dReach);
@@ -167,15 +192,20 @@ Plan LayOut(const PlanTask *pTask) {
     st.dLambda = w * w * w * w;
     st.dLastBarrier = kLastBarrier * dRate * dRate * dRate * dRate;
     st.bRoll = pSettings->bRoll;
+    st.dRoomX = pSettings->dRoomX / pSettings->dWidth;
+    st.dRoomY = pSettings->dRoomY / pSettings->dWidth;
+    st.dHalfX = pSettings->dHalfX / pSettings->dWidth;
+    st.dHalfY = pSettings->dHalfY / pSettings->dWidth;
     st.p = pTask->pRoom;
     st.u = st.p + 3 * n;
-    st.r = st.u + 3 * n;
-    st.g = st.r + 3 * n;
-    st.s = st.g + 3 * kRows * n;
-    st.z = st.s + kRows * n;
-    st.ds = st.z + kRows * n;
-    st.dz = st.ds + kRows * n;
-    st.b = st.dz + kRows * n;
+    st.r = st.u + 3 * n + kPadding;
+    st.pAxes = st.r + 3 * n;
+    st.s = st.pAxes + 2 * n;
+    st.z = st.s + kMargins * n;
+    st.ds = st.z + kMargins * n;
+    st.dz = st.ds + kMargins * n;
+    st.b = st.dz + kMargins * n + kPadding * kBands;
+    for (int32_t i = 1; i <= kPadding * kBands; i++) st.b[-i] = i % kBands == 0; // D is 1 there
     return st;
 }
 
@@ -187,7 +217,9 @@ void Put(const SmoothSettings *pSettings, Picture st, double *p) {
 
 } // namespace
 
-int64_t PlanRoom(int64_t llFrames) { return llFrames * (3 * 3 + 3 * kRows + 4 * kRows + 3 * kBands); }
+int64_t PlanRoom(int64_t llFrames) {
+    return llFrames * (3 * 3 + 2 + 4 * kMargins + 3 * kBands) + kPadding * (1 + kBands);
+}
 
 void PlanPath(const PlanTask *pTask, Picture *pPictures) {
     const double dWidth = pTask->pSettings->dWidth;
@@ -202,7 +234,7 @@ void PlanPath(const PlanTask *pTask, Picture *pPictures) {
         Put(pTask->pSettings, pTask->pCamera[i], st.p + 3 * i);
         st.u[3 * i] = st.u[3 * i + 1] = st.u[3 * i + 2] = 0;
     }
-    SetRows(pTask->pSettings, &st);
+    StartMargins(&st);
     for (int32_t i = 0; i < kSteps; i++) NewtonStep(&st);
     for (int64_t i = 0; i < st.n; i++)
         pPictures[i] = {st.u[3 * i] * dWidth, st.u[3 * i + 1] * dWidth, st.u[3 * i + 2]};
