@@ -65,7 +65,7 @@ template <int32_t kBytes> inline int32_t MixLines(const int32_t *p, const FineMi
 template <int32_t kTaps, int32_t kBytes>
 void Pixels(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const FinePlane stIn = *pRow->pIn;
-    const int32_t lPixelBytes = stIn.lChannels * kBytes;
+    const int32_t lPixelBytes = PixelBytes(&stIn);
     for (int32_t x = lFirst; x < lEnd; x++) {
         const int32_t lRun = x & -kFineRun;
         const int64_t c = FineStart(pRow->llCol, pRow->llColStep, lRun);

@@ -24,7 +24,7 @@ struct FineRow {
     int64_t llColStep, llRowStep; // to the next pixel
 };
 
-// Q16, of the first pixel of a run.
+// The position of a run's first pixel, Q16.
 static inline int64_t FineStart(int64_t llPosition, int64_t llStep, int32_t x) {
     return WrapAdd64(llPosition, WrapMul64(llStep, x)) >> 16;
 }
@@ -85,7 +85,7 @@ static inline const uint8_t *PlaceOf(const FineRows &st, int32_t r, ptrdiff_t lB
 // fit then.
 static inline bool FitsTwoLanes(const FineRow *pRow) {
     const int64_t llPixel = (int64_t)1 << 32;
-    const int32_t lBytes = pRow->pIn->lChannels * pRow->pIn->lSampleBytes;
+    const int32_t lBytes = PixelBytes(pRow->pIn);
     return lBytes == 1 || pRow->llColStep <= (lBytes == 2 ? 5 * llPixel / 3 : llPixel);
 }
 

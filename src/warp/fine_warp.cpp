@@ -21,17 +21,15 @@ struct FineTask {
     int32_t lNextBand;
 };
 
-int32_t PixelBytes(const FinePlane *pPlane) { return pPlane->lChannels * pPlane->lSampleBytes; }
-
 // The vector kernel of a plane and map, or null.
 FineKernel KernelOf(const Kernels *pKernels, const FinePass *pPass, bool bCubic) {
     const FinePlane *pIn = &pPass->stIn;
     const int64_t llTurn = pPass->stMap.llRX, llStep = pPass->stMap.llCX;
     const int32_t lBytes = PixelBytes(pIn);
+    if (Max32(Max32(pIn->lWidth, pIn->lHeight), pPass->stOut.lWidth) > kMaxSide) return nullptr;
     if (lBytes == 3 || lBytes > 4 || pIn->lWidth * lBytes < 2 * QEL_FINE_WINDOW) return nullptr;
     if (llStep <= 0 || llStep > kMostFineStep) return nullptr;
     if (llTurn < -kMostFineTurn || llTurn > kMostFineTurn) return nullptr;
-    if (Max32(Max32(pIn->lWidth, pIn->lHeight), pPass->stOut.lWidth) > kMaxSide) return nullptr;
     if (pIn->lSampleBytes == 1) return bCubic ? pKernels->pFineCubic : pKernels->pFineLinear;
     return bCubic ? pKernels->pFineCubicWords : pKernels->pFineLinearWords;
 }
@@ -60,7 +58,7 @@ bool IsInside(const FineRow *pRow, int32_t x, bool bCubic) {
 void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t lPixelBytes = PixelBytes(pRow->pIn);
     const int32_t lWhole = lEnd & -kFineRun;
-    uint8_t bRun[kFineRun * 8];
+    uint8_t bRun[kFineRun * 4];
     if (lFirst < lWhole) pKernel(pRow, pOut + (ptrdiff_t)lFirst * lPixelBytes, lFirst, lWhole);
     if (lWhole == lEnd) return;
     pKernel(pRow, bRun, lWhole, lWhole + kFineRun);

@@ -18,6 +18,10 @@ struct FinePlane {
     int32_t lShift;       // and the lowest one's position
 };
 
+static inline int32_t PixelBytes(const FinePlane *pPlane) {
+    return pPlane->lChannels * pPlane->lSampleBytes;
+}
+
 // Planes of the same layout, but of any sizes.
 struct FinePass {
     FinePlane stIn, stOut;
