@@ -67,13 +67,10 @@ void Pixels(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const FinePlane stIn = *pRow->pIn;
     const int32_t lPixelBytes = PixelBytes(&stIn);
     for (int32_t x = lFirst; x < lEnd; x++) {
-        const int32_t lRun = x & -kFineRun;
-        const int64_t c = FineStart(pRow->llCol, pRow->llColStep, lRun);
-        const int64_t r = FineStart(pRow->llRow, pRow->llRowStep, lRun);
-        const FineTaps<kTaps> stAcross =
-            TapsOf<kTaps>(c + (x - lRun) * (pRow->llColStep >> 16), stIn.lWidth, lPixelBytes);
-        const FineTaps<kTaps> stDown =
-            TapsOf<kTaps>(r + (x - lRun) * (pRow->llRowStep >> 16), stIn.lHeight, stIn.lPitch);
+        const int64_t c = FinePosition(pRow->llCol, pRow->llColStep, x);
+        const int64_t r = FinePosition(pRow->llRow, pRow->llRowStep, x);
+        const FineTaps<kTaps> stAcross = TapsOf<kTaps>(c, stIn.lWidth, lPixelBytes);
+        const FineTaps<kTaps> stDown = TapsOf<kTaps>(r, stIn.lHeight, stIn.lPitch);
         FineMix<kTaps> stColumns, stRows;
         WeighTaps(stAcross.lPhase, &stColumns);
         WeighTaps(stDown.lPhase, &stRows);

@@ -24,14 +24,15 @@ struct FineRow {
     int64_t llColStep, llRowStep; // to the next pixel
 };
 
-// The position of a run's first pixel, Q16.
-static inline int64_t FineStart(int64_t llPosition, int64_t llStep, int32_t x) {
-    return WrapAdd64(llPosition, WrapMul64(llStep, x)) >> 16;
+// The position of pixel x along one axis, Q16.
+static inline int64_t FinePosition(int64_t llFirst, int64_t llStep, int32_t x) {
+    const int32_t lRun = x & -kFineRun;
+    return (WrapAdd64(llFirst, WrapMul64(llStep, lRun)) >> 16) + (x - lRun) * (llStep >> 16);
 }
 
 // The portable kernels take any planes, positions and steps. Vector kernels take whole runs of pixels
-// of 1, 2 or 4 bytes, at taps inside the plane, by the steps below. They may read QEL_FINE_WINDOW bytes
-// from any tap on.
+// of 1, 2 or 4 bytes, at rows inside the plane, by the steps below. They may read QEL_FINE_WINDOW bytes
+// from any tap on. A pixel whose taps lie right or left of the plane comes out wrong.
 
 #define QEL_FINE_WINDOW 16
 const int64_t kMostFineStep = 7301444403; // 1.7 pixels, Q32: columns from pixel to pixel, above 0

@@ -27,31 +27,50 @@ FineKernel KernelOf(const Kernels *pKernels, const FinePass *pPass, bool bCubic)
     const int64_t llTurn = pPass->stMap.llRX, llStep = pPass->stMap.llCX;
     const int32_t lBytes = PixelBytes(pIn);
     if (Max32(Max32(pIn->lWidth, pIn->lHeight), pPass->stOut.lWidth) > kMaxSide) return nullptr;
-    if (lBytes == 3 || lBytes > 4 || pIn->lWidth * lBytes < 2 * QEL_FINE_WINDOW) return nullptr;
+    if (lBytes == 3 || lBytes > 4) return nullptr;
     if (llStep <= 0 || llStep > kMostFineStep) return nullptr;
     if (llTurn < -kMostFineTurn || llTurn > kMostFineTurn) return nullptr;
     if (pIn->lSampleBytes == 1) return bCubic ? pKernels->pFineCubic : pKernels->pFineLinear;
     return bCubic ? pKernels->pFineCubicWords : pKernels->pFineLinearWords;
 }
 
-// Whether a kernel may make the run at pixel x: its taps lie inside the plane, and so does the window
-// that begins at any of them. A window may end in the next row of memory, unless there is none.
-bool IsInside(const FineRow *pRow, int32_t x, bool bCubic) {
+// The pixels of the first and the last tap along one axis.
+struct Taps {
+    int64_t llFirst, llLast;
+};
+
+Taps TapsOf(int64_t llQ16, bool bCubic) {
+    const int64_t ll = bCubic ? ((llQ16 + 512) >> 16) - 1 : llQ16 >> 16;
+    return {ll, ll + (bCubic ? 3 : 1)};
+}
+Taps ColumnsOf(const FineRow *pRow, int32_t x, bool bCubic) {
+    return TapsOf(FinePosition(pRow->llCol, pRow->llColStep, x), bCubic);
+}
+Taps RowsOf(const FineRow *pRow, int32_t x, bool bCubic) {
+    return TapsOf(FinePosition(pRow->llRow, pRow->llRowStep, x), bCubic);
+}
+
+// Whether a kernel may make the run at pixel x: all rows that it reads exist, and the bytes that it
+// reads left and right of them lie in the neighbouring row of memory.
+//
+// Some pixel does not lie left of the plane, and some does not lie right of it. So only one run of a
+// row reads beyond the left side and one beyond the right, and the runs between safe runs are safe.
+bool IsSafe(const FineRow *pRow, int32_t x, bool bCubic) {
     const FinePlane *pIn = pRow->pIn;
-    const int64_t llNearest = bCubic ? 512 : 0, llBefore = bCubic ? 1 : 0, llAfter = bCubic ? 2 : 1;
-    const int64_t llLeft = FineStart(pRow->llCol, pRow->llColStep, x) + llNearest;
-    const int64_t llRight = llLeft + (kFineRun - 1) * (pRow->llColStep >> 16);
-    const int64_t llFrom = FineStart(pRow->llRow, pRow->llRowStep, x) + llNearest;
-    const int64_t llTo = llFrom + (kFineRun - 1) * (pRow->llRowStep >> 16);
-    const int64_t llLast = (llRight >> 16) + llAfter;
-    const int64_t llTop = ((llFrom < llTo ? llFrom : llTo) >> 16) - llBefore;
-    const int64_t llBottom = ((llFrom < llTo ? llTo : llFrom) >> 16) + llAfter;
-    if ((llLeft >> 16) < llBefore || llLast >= pIn->lWidth) return false;
+    const Taps stFrom = RowsOf(pRow, x, bCubic), stTo = RowsOf(pRow, x + kFineRun - 1, bCubic);
+    const int64_t llTop = stFrom.llFirst < stTo.llFirst ? stFrom.llFirst : stTo.llFirst;
+    const int64_t llBottom = stFrom.llLast < stTo.llLast ? stTo.llLast : stFrom.llLast;
+    const Taps stLeft = ColumnsOf(pRow, x, bCubic), stRight = ColumnsOf(pRow, x + kFineRun - 1, bCubic);
     if (llTop < 0 || llBottom >= pIn->lHeight) return false;
-    const ptrdiff_t lRowBytes = (ptrdiff_t)pIn->lWidth * PixelBytes(pIn);
-    if (llLast * PixelBytes(pIn) + QEL_FINE_WINDOW <= lRowBytes) return true;
-    return (pIn->lPitch >= lRowBytes && llBottom < pIn->lHeight - 1) ||
-           (pIn->lPitch <= -lRowBytes && llTop > 0);
+    if (stRight.llFirst < 0 || stLeft.llLast >= pIn->lWidth) return false;
+
+    const int64_t llBytes = PixelBytes(pIn), llRowBytes = pIn->lWidth * llBytes;
+    const bool bAbove = llTop > 0, bBelow = llBottom < pIn->lHeight - 1;
+    const bool bApart = pIn->lPitch >= llRowBytes || pIn->lPitch <= -llRowBytes;
+    const int64_t llBefore = bApart && (pIn->lPitch > 0 ? bAbove : bBelow) ? llRowBytes : 0;
+    const int64_t llBehind = bApart && (pIn->lPitch > 0 ? bBelow : bAbove) ? llRowBytes : 0;
+    return -stLeft.llFirst * llBytes <= llBefore &&
+           stRight.llLast * llBytes + QEL_FINE_WINDOW <= llRowBytes + llBehind;
 }
 
 // The last run of a row may go beyond the output plane: it is made apart.
@@ -65,20 +84,20 @@ void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lF
     MMemCpy(pOut + (ptrdiff_t)lWhole * lPixelBytes, bRun, (uint32_t)((lEnd - lWhole) * lPixelBytes));
 }
 
-// The runs inside the plane follow each other: the positions of a row are on a line.
+// Of the runs that the kernel makes, some pixels at both ends may come out wrong: they are made again.
 void MakeRow(FineKernel pKernel, FineKernel pAnywhere, const FineRow *pRow, uint8_t *pOut,
              int32_t lCount, bool bCubic) {
-    const int32_t lPixelBytes = PixelBytes(pRow->pIn);
     int32_t lFirst = 0, lEnd = lCount;
-    if (!pKernel) lFirst = lCount;
-    while (lFirst < lEnd && !IsInside(pRow, lFirst, bCubic)) lFirst += kFineRun;
-    while (lFirst < lEnd && !IsInside(pRow, (lEnd - 1) & -kFineRun, bCubic))
+    while (lFirst < lEnd && !IsSafe(pRow, lFirst, bCubic)) lFirst += kFineRun;
+    while (lFirst < lEnd && !IsSafe(pRow, (lEnd - 1) & -kFineRun, bCubic))
         lEnd = (lEnd - 1) & -kFineRun;
-    lFirst = Min32(lFirst, lCount);
-    pAnywhere(pRow, pOut, 0, lFirst);
     if (lFirst < lEnd) MakeRuns(pKernel, pRow, pOut, lFirst, lEnd);
-    lEnd = Max32(lFirst, lEnd);
-    pAnywhere(pRow, pOut + (ptrdiff_t)lEnd * lPixelBytes, lEnd, lCount);
+
+    while (lFirst < lEnd && ColumnsOf(pRow, lFirst, bCubic).llFirst < 0) lFirst++;
+    while (lFirst < lEnd && ColumnsOf(pRow, lEnd - 1, bCubic).llLast >= pRow->pIn->lWidth) lEnd--;
+    if (lFirst >= lEnd) lFirst = lEnd = lCount;
+    pAnywhere(pRow, pOut, 0, lFirst);
+    pAnywhere(pRow, pOut + (ptrdiff_t)lEnd * PixelBytes(pRow->pIn), lEnd, lCount);
 }
 
 int32_t TakeBand(FineTask *pTask) {
@@ -116,7 +135,11 @@ void FineWarpRows(const Kernels *pKernels, const FinePass *pPass, bool bCubic, i
     for (int32_t y = lFirst; y < lEnd; y++) {
         const FineRow stRow = {pIn, WrapAdd64(pMap->llC0, WrapMul64(pMap->llCY, y)),
                                WrapAdd64(pMap->llR0, WrapMul64(pMap->llRY, y)), pMap->llCX, pMap->llRX};
-        MakeRow(pKernel, pAnywhere, &stRow, pOut->pSamples + y * pOut->lPitch, pOut->lWidth, bCubic);
+        uint8_t *pSamples = pOut->pSamples + y * pOut->lPitch;
+        if (pKernel)
+            MakeRow(pKernel, pAnywhere, &stRow, pSamples, pOut->lWidth, bCubic);
+        else
+            pAnywhere(&stRow, pSamples, 0, pOut->lWidth);
     }
 }
 
