@@ -121,8 +121,8 @@ FineMap AnyMap(Random *random, const FinePlane &in, const FinePlane &out, int32_
     m.llRY = any(0.5, 1.5);
     const bool whole = i % 10 > 7; // meets whole pixels, or places just below, again and again
     if (whole)
-        m = {0, (int64_t)random->In(4, 6) << 30,  0,
-             0, (int64_t)random->In(-1, 1) << 30, (int64_t)1 << 32};
+        m = {0, (int64_t)random->In(4, 6) << 30,        0,
+             0, random->In(-1, 1) * ((int64_t)1 << 30), (int64_t)1 << 32};
     const int64_t x = random->In(0, out.lWidth), y = random->In(0, out.lHeight);
     const int64_t unit = whole ? (int64_t)1 << 32 : 1;
     m.llC0 = (any(-2, in.lWidth + 1) - m.llCX * x - m.llCY * y) & -unit;
