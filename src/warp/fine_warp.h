@@ -28,8 +28,6 @@ struct FinePass {
     FineMap stMap;
 };
 
-const int32_t kMostFinePasses = 4;
-
 // Warps the planes of a picture as one task of the frame. What lies outside an input plane looks like
 // the nearest pixel of its edge. An output plane without input pixels is not written.
 void FineWarp(MVS_Context *pCtx, const FinePass *pPasses, int32_t lPasses, bool bCubic);
