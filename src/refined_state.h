@@ -9,11 +9,9 @@
 enum RefinedUse { kUnused, kFrameCalls, kPlaneCalls };
 
 struct Refined {
-    int32_t lWindow; // Q10
     bool bCubic;
     RefinedUse eUse;
     uint8_t *pLuma; // memory of the pyramids
     Scene stScene;
     Compensator stCompensator;
-    FrameMotion stMeasured; // of the frame pushed last
 };

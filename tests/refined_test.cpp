@@ -329,6 +329,18 @@ TEST(Refined, TakesPlanesOfAnyLayout) {
     }
 }
 
+// Too small to be measured, or so long that halving leaves no row: cropped, and nothing more.
+TEST(Refined, TakesEverySize) {
+    for (Size size : {Size{2, 2}, Size{640, 4}, Size{16384, 64}, Size{4, 16384}}) {
+        SCOPED_TRACE(size.width);
+        const Handle handle = Refined(size, size);
+        Bytes frame = Noise(size.Frame(), 5);
+        for (int i = 0; i < 3; i++) QEL_MVS_StabilizeFrame(handle.get(), frame.data(), frame.data());
+        EXPECT_EQ(handle->lFrameCount, 3);
+        EXPECT_EQ(handle->lFrameMotionValid, 0);
+    }
+}
+
 TEST(Refined, SettingsHoldBeforeTheFirstFrameOnly) {
     const Handle handle = MakeHandle(kSize, kSize, QEL_MVS_FORMAT_NV21);
     MVS_Context *ctx = handle.get();

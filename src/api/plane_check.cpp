@@ -24,12 +24,12 @@ bool HasPlace(const MVS_Plane *p) {
     return p->lSiteY >= -kMostSite && p->lSiteY <= kMostSite;
 }
 
-// A side of a subsampled plane, rounded either way.
+// A side of a subsampled plane may be rounded up or down.
 bool IsSide(int32_t lSide, int32_t lWhole, int32_t lLog2) {
     return lSide >= 1 && (lSide == lWhole >> lLog2 || lSide == (lWhole + (1 << lLog2) - 1) >> lLog2);
 }
 
-// First byte, and the first one behind the plane.
+// The first byte, and the one after the last.
 struct Extent {
     uintptr_t lFirst, lEnd;
 };

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Doubts about a caller's planes.
+// Checks of a caller's planes.
 #pragma once
 
 #include "quorvel/refined.h"
 
-// A plane that exists, of a picture of this size.
+// A possible plane of a picture of this size.
 bool IsPlaneOf(const MVS_Plane *pPlane, int32_t lWidth, int32_t lHeight);
 
-// The same but for sizes, pitch and place.
+// Equal in all but size, pitch, address and the channel that is luma.
 bool SameLayout(const MVS_Plane *pOne, const MVS_Plane *pOther);
 
-// Rows of the two have bytes in common.
+// The memory from the first to the last byte of each, the gaps between rows included, overlaps.
 bool Overlap(const MVS_Plane *pOne, const MVS_Plane *pOther);

@@ -34,7 +34,7 @@ bool PlanesFit(const MVS_Context *pCtx, const MVS_Plane *pIn, const MVS_Plane *p
     return true;
 }
 
-// A frame of its own, apart from what the handle may be measuring meanwhile.
+// With a lock and workers of its own: the handle may be measuring another frame meanwhile.
 int32_t WarpApart(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lCount) {
     MVS_Context st = {};
     st.pKernels = pCtx->pKernels;
@@ -75,7 +75,7 @@ int32_t QEL_MVS_PullCompensation(MVS_Context *pCtx, MVS_Compensation *pRecord) {
 }
 
 int32_t QEL_MVS_EndStream(MVS_Context *pCtx) {
-    if (!pCtx || !pCtx->pRefined) return 0;
+    if (!pCtx || !pCtx->pRefined || pCtx->pRefined->eUse == kFrameCalls) return 0;
     EndMotions(&pCtx->pRefined->stCompensator);
     return 1;
 }

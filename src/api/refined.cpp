@@ -11,7 +11,7 @@ namespace {
 
 const int32_t kDefaultWindow = 896;
 const int32_t kMostLookahead = 240;
-const int32_t kLeastStep = 1 << 10; // Q16: a pixel of the input becomes 64
+const int32_t kLeastStep = 1 << 10; // Q16: one input pixel becomes 64 pixels of the output
 
 bool IsNew(const MVS_Context *pCtx) {
     return pCtx && pCtx->pRefined && pCtx->pRefined->eUse == kUnused;
@@ -19,6 +19,11 @@ bool IsNew(const MVS_Context *pCtx) {
 
 bool HasKnownFormat(const MVS_Context *pCtx) {
     return pCtx->lInFormat >= QEL_MVS_FORMAT_I420 && pCtx->lInFormat <= QEL_MVS_FORMAT_NV21_SEPARATE;
+}
+
+bool SetWindowOf(const MVS_Context *pCtx, Refined *pRefined, int32_t lPart) {
+    return SetWindow(&pRefined->stCompensator.stSettings, pCtx->lInWidth, pCtx->lInHeight,
+                     pCtx->lOutWidth, pCtx->lOutHeight, lPart);
 }
 
 bool AllocMeasurement(const MVS_Context *pCtx, Refined *pRefined) {
@@ -33,23 +38,33 @@ bool AllocMeasurement(const MVS_Context *pCtx, Refined *pRefined) {
     return true;
 }
 
-bool SetWindowOf(const MVS_Context *pCtx, Refined *pRefined, int32_t lPart) {
+void Free(Refined *pRefined) {
+    if (!pRefined) return;
+    FreeCompensator(&pRefined->stCompensator);
+    MMemFree(nullptr, pRefined->stScene.pFlows);
+    MMemFree(nullptr, pRefined->pLuma);
+    MMemFree(nullptr, pRefined);
+}
+
+// With the default settings; null where there is no memory, or no window.
+Refined *MakeRefined(const MVS_Context *pCtx) {
+    Refined *pRefined = (Refined *)AllocFilled((uint32_t)sizeof(Refined), 0);
+    if (!pRefined) return nullptr;
     SmoothSettings *pSettings = &pRefined->stCompensator.stSettings;
-    if (!SetWindow(pSettings, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight,
-                   lPart))
-        return false;
-    pRefined->lWindow = lPart;
-    return true;
+    pSettings->dFramesPerSecond = 30;
+    pSettings->dStrength = 1;
+    pSettings->bRoll = true;
+    if (SetWindowOf(pCtx, pRefined, kDefaultWindow) && AllocMeasurement(pCtx, pRefined) &&
+        PrepareCompensator(&pRefined->stCompensator))
+        return pRefined;
+    Free(pRefined);
+    return nullptr;
 }
 
 } // namespace
 
 void FreeRefined(MVS_Context *pCtx) {
-    if (!pCtx->pRefined) return;
-    FreeCompensator(&pCtx->pRefined->stCompensator);
-    MMemFree(nullptr, pCtx->pRefined->stScene.pFlows);
-    MMemFree(nullptr, pCtx->pRefined->pLuma);
-    MMemFree(nullptr, pCtx->pRefined);
+    Free(pCtx->pRefined);
     pCtx->pRefined = nullptr;
 }
 
@@ -57,20 +72,11 @@ int32_t QEL_MVS_SetRefined(MVS_Context *pCtx, int32_t bRefined) {
     if (!pCtx || (bRefined != 0 && bRefined != 1) || pCtx->lFrameCount != 0 || pCtx->lMode != 3)
         return 0;
     if (pCtx->pRefined && pCtx->pRefined->eUse != kUnused) return 0;
+    Refined *pRefined = bRefined && HasKnownFormat(pCtx) ? MakeRefined(pCtx) : nullptr;
+    if (bRefined && !pRefined) return 0;
     FreeRefined(pCtx);
-    if (!bRefined) return 1;
-    if (!HasKnownFormat(pCtx)) return 0;
-    pCtx->pRefined = (Refined *)AllocFilled((uint32_t)sizeof(Refined), 0);
-    if (!pCtx->pRefined) return 0;
-    SmoothSettings *pSettings = &pCtx->pRefined->stCompensator.stSettings;
-    pSettings->dFramesPerSecond = 30;
-    pSettings->dStrength = 1;
-    pSettings->bRoll = true;
-    if (SetWindowOf(pCtx, pCtx->pRefined, kDefaultWindow) && AllocMeasurement(pCtx, pCtx->pRefined) &&
-        PrepareCompensator(&pCtx->pRefined->stCompensator))
-        return 1;
-    FreeRefined(pCtx);
-    return 0;
+    pCtx->pRefined = pRefined;
+    return 1;
 }
 
 int32_t QEL_MVS_SetLookahead(MVS_Context *pCtx, int32_t lFrames) {
@@ -128,7 +134,7 @@ int32_t QEL_MVS_Reset(MVS_Context *pCtx) {
 
 namespace {
 
-// Half a unit away from 0 rounds up; what does not fit is limited.
+// Halves away from 0; what does not fit is limited.
 int32_t Rounded(double d) {
     if (!(d > -2147483000.0)) return d == d ? INT32_MIN : 0;
     if (d > 2147483000.0) return INT32_MAX;
@@ -144,7 +150,6 @@ bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource) {
     pRefined->eUse = eUse;
     const FrameMotion st = MeasureFrame(pCtx, &pRefined->stScene, pSource);
     PushMotion(&pRefined->stCompensator, &st);
-    pRefined->stMeasured = st;
     pCtx->lFrameCount = WrapAdd32(pCtx->lFrameCount, 1);
     pCtx->lFrameMotionValid = st.bMeasured;
     pCtx->stFrameMotion = {Rounded(st.stMotion.dRow * 1024), Rounded(st.stMotion.dCol * 1024),

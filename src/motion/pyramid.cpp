@@ -9,11 +9,15 @@ const int32_t kCoarsestSide = 100;
 
 } // namespace
 
+bool IsCoarsest(int32_t lWidth, int32_t lHeight) {
+    return Max32(lWidth, lHeight) <= kCoarsestSide || Min32(lWidth, lHeight) < 2;
+}
+
 uint32_t PyramidBytes(int32_t lWidth, int32_t lHeight) {
     uint32_t lBytes = 0;
     for (;; lWidth >>= 1, lHeight >>= 1) {
         lBytes += (uint32_t)lWidth * (uint32_t)lHeight;
-        if (Max32(lWidth, lHeight) <= kCoarsestSide) return lBytes;
+        if (IsCoarsest(lWidth, lHeight)) return lBytes;
     }
 }
 
@@ -21,7 +25,7 @@ void LayOutPyramid(Pyramid *pPyramid, uint8_t *pMemory, int32_t lWidth, int32_t 
     pPyramid->lLevels = 0;
     for (;; lWidth >>= 1, lHeight >>= 1) {
         pPyramid->stLevels[pPyramid->lLevels++] = {pMemory, lWidth, lHeight};
-        if (Max32(lWidth, lHeight) <= kCoarsestSide) return;
+        if (IsCoarsest(lWidth, lHeight)) return;
         pMemory += (ptrdiff_t)lWidth * lHeight;
     }
 }

@@ -10,14 +10,18 @@ struct LumaLevel {
     int32_t lWidth, lHeight;
 };
 
-const int32_t kMostLevels = 8; // 16384 pixels, halved seven times, are 128
+const int32_t kMostLevels = 9; // 16384 pixels, halved eight times, are 64
 
 struct Pyramid {
     LumaLevel stLevels[kMostLevels];
     int32_t lLevels;
 };
 
-// Bytes of all levels. The coarsest one is at most 160 pixels long.
+// Whether a level of this size is the last. Halving ends at 100 pixels of the longer side, or where a
+// side would vanish.
+bool IsCoarsest(int32_t lWidth, int32_t lHeight);
+
+// Bytes of all levels.
 uint32_t PyramidBytes(int32_t lWidth, int32_t lHeight);
 
 void LayOutPyramid(Pyramid *pPyramid, uint8_t *pMemory, int32_t lWidth, int32_t lHeight);

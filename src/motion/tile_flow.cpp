@@ -158,7 +158,7 @@ void *MeasureTileRows(void *pArgument) {
 int32_t MostTiles(int32_t lWidth, int32_t lHeight) {
     int32_t lMost = 1;
     for (int32_t lLevel = 0; lLevel < kMostLevels; lLevel++, lWidth >>= 1, lHeight >>= 1) {
-        const bool bCoarsest = Max32(lWidth, lHeight) <= 100;
+        const bool bCoarsest = IsCoarsest(lWidth, lHeight);
         const TileGrid st = TileGridOf(lWidth, lHeight, lLevel, bCoarsest);
         lMost = Max32(lMost, st.lRows * ((st.lColumns + st.lSparse - 1) / st.lSparse));
         if (bCoarsest) break;

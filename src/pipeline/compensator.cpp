@@ -7,7 +7,7 @@
 
 namespace {
 
-const int32_t kHold = 20;    // frames for which a plan holds the camera after the last known one
+const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
 const int32_t kWaiting = 16; // pictures that may wait to be pulled
 const int32_t kFirstRoom = 1024;
 const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02; // Hz
@@ -33,7 +33,8 @@ Picture Moved(Picture stCamera, const RigidMotion *pMotion) {
             stCamera.dY + s * pMotion->dCol + c * pMotion->dRow, stCamera.dRoll + pMotion->dTheta};
 }
 
-// Frames after the oldest one that belong to its scene and are known; bMore: none will be known.
+// How many frames after the oldest one are known and belong to its scene. *pMore: the next one may
+// count too, so it has to be waited for.
 int64_t KnownAfter(const Compensator *p, bool *pMore) {
     const int64_t llFirst = p->llPulled + 1;
     int64_t llFrame = llFirst;
@@ -103,11 +104,12 @@ void PlanWholeClip(Compensator *p) {
     if (p->llPushed == 0) return;
     p->bPlanned = Allocate(&p->pCamera, p->llPushed) && Allocate(&p->pPictures, p->llPushed) &&
                   Allocate(&p->pPlanRoom, PlanRoom(p->llPushed));
-    if (!p->bPlanned) return;
-    for (int64_t llFirst = 0, llEnd; llFirst < p->llPushed; llFirst = llEnd) {
+    for (int64_t llFirst = 0, llEnd; p->bPlanned && llFirst < p->llPushed; llFirst = llEnd) {
         for (llEnd = llFirst + 1; llEnd < p->llPushed && !MotionOf(p, llEnd)->bNewScene;) llEnd++;
         PlanScene(p, llFirst, llEnd);
     }
+    FreeAndClear(&p->pCamera);
+    FreeAndClear(&p->pPlanRoom);
 }
 
 bool GrowMotions(Compensator *p) {
