@@ -2,9 +2,9 @@
 # The programs of examples/, and the one that draws the pictures of the documents.
 option(QUORVEL_EXAMPLES "Build the example programs and the documents' figures" OFF)
 if(QUORVEL_EXAMPLES)
-  # nv21_loop, camera_buffers and motion_csv are C, written for whoever copies them.
+  # These are C, written for whoever copies them.
   add_custom_target(quorvel_examples)
-  foreach(example nv21_loop camera_buffers motion_csv)
+  foreach(example nv21_loop refined_planes camera_buffers motion_csv)
     add_executable(quorvel_example_${example} examples/${example}.c)
     set_target_properties(quorvel_example_${example} PROPERTIES
       OUTPUT_NAME ${example} C_STANDARD 99 C_EXTENSIONS OFF)

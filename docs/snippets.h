@@ -9,6 +9,7 @@
 #include "quorvel/camera.h"
 #include "quorvel/memory.h"
 #include "quorvel/pitch.h"
+#include "quorvel/refined.h"
 #include "quorvel/stabilizer.h"
 #include "quorvel/threads.h"
 
@@ -17,5 +18,6 @@ extern void show(const uint8_t *pFrame);
 extern MVS_Context *stabilizer;
 extern uint8_t *input, *frame, *y, *vu, *out_y, *out_vu;
 extern int32_t width, height;
+extern MVS_Plane *newest_planes, *oldest_planes, *out_planes;
 extern int shared;
 extern char buffer[4096];

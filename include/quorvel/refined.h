@@ -1,27 +1,69 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file
- * The refined stabilizer: measures in fractions of a pixel, takes frames of any layout, and may look
+ * The refined stabilizer: measures in fractions of a pixel, takes frames of many layouts, and may look
  * ahead.
  *
- * It is asked for with QEL_MVS_SetRefined, before the first frame. After that a handle serves either
- * the frame calls of quorvel/stabilizer.h, which work as before with steadier pictures, or the plane
+ * QEL_MVS_SetRefined selects it, before the first frame. From then on a handle serves either the frame
+ * calls of quorvel/stabilizer.h and quorvel/pitch.h, with the same arguments as before, or the plane
  * calls below, for programs that keep their own frames.
  *
  * @code
+ * MVS_Compensation record = {0};
+ * int more = 1;
+ * record.lSize = (int32_t)sizeof(record);
  * QEL_MVS_SetRefined(stabilizer, 1);
  * QEL_MVS_SetLookahead(stabilizer, 30);
- * for (bool more = true; more;) {
- *     more = next_frame(ring);
- *     if (more) QEL_MVS_PushLuma(stabilizer, &luma_of_newest);
+ * while (more) {
+ *     more = next_frame(frame);
+ *     if (more) QEL_MVS_PushLuma(stabilizer, newest_planes);
  *     else QEL_MVS_EndStream(stabilizer);
  *     while (QEL_MVS_PullCompensation(stabilizer, &record))
- *         QEL_MVS_CompensateFrame(stabilizer, &record, planes_of_oldest, out_planes, 2);
+ *         QEL_MVS_CompensateFrame(stabilizer, &record, oldest_planes, out_planes, 2);
  * }
  * @endcode
  *
- * Results are the same bits on every processor and with every number of threads. On a 32-bit x86
- * processor without SSE2 there is no refined stabilizer: QEL_MVS_SetRefined returns 0.
+ * Waiting. With a lookahead of n frames, 5 or more, the record of a frame can be pulled once n more
+ * frames are pushed, once the first frame of the next scene is pushed, or after QEL_MVS_EndStream. The
+ * caller keeps the frames that wait: n + 1 with the newest. Without a lookahead a record can be pulled
+ * after its own push.
+ *
+ * Edges. The view, which is what the output shows of the input, never leaves the input: nothing beyond
+ * the edge is made up. Between the outermost pixels' centres and the edge, the nearest pixels are
+ * repeated. The wider the margin (QEL_MVS_SetWindow), the more shake is taken out.
+ *
+ * What is measured:
+ *   - Rest. A motion no larger than the measurement's own noise counts as none, and the next frame is
+ *     compared with the same earlier one. So a camera that rests gives motions of exactly 0, and a slow
+ *     movement counts as a whole once it stands out, after 32 frames at the latest.
+ *   - Cuts. When fewer than two fifths of the textured tiles match, the frame starts a scene, with
+ *     QEL_MVS_NEW_SCENE and the view in the middle. If its mean brightness is 10 grey levels or more
+ *     away as well, it may be a flash, and the next frame decides: such a cut is found one frame late.
+ *   - Flashes. A flash of one frame has no motion (no QEL_MVS_MEASURED). Without a lookahead it has the
+ *     view of the frame before. The frame after it is compared with the one before it.
+ *   - Darkness, and pictures without texture or of noise alone. They have no motion (no
+ *     QEL_MVS_MEASURED), and the path goes on as if the camera rested. A jump of 10 grey levels to or
+ *     from a picture without texture is treated as a flash or a cut.
+ *   - Size. Below 72 pixels of height or width there may be too little to measure: such frames are
+ *     cropped in the middle.
+ *
+ * QEL_MVS_GetMotion works on refined handles too. The measured motion, lFrameNumber, bMeasured and the
+ * counts are those of the frame pushed last; lCompRow, lCompCol and lCompTheta those of the record
+ * pulled last. bShiftReliable equals bMeasured. lBlocksValid counts the textured tiles, at a quarter of
+ * the size, and lBlocksKept those of them that match.
+ *
+ * Memory, beside that of every handle:
+ *   - from QEL_MVS_SetRefined on, two pyramids of 4/3 of a luma plane each, at 8 bits a sample, and
+ *     another 30 KB or 2 % of a luma plane;
+ *   - 1.5 luma planes when a frame call works in place; otherwise no frame is copied;
+ *   - a lookahead: 0.8 KB for each of its frames, and 16 KB;
+ *   - a whole clip: 40 to 80 bytes a frame, and 120 where the table of motions grows. The end of the
+ *     stream takes another 740 bytes a frame while it plans. 24 of these remain.
+ *
+ * Threads. A push, or a frame call, starts helper threads as the frame calls of an ordinary handle do,
+ * and each QEL_MVS_CompensateFrame has its own; QEL_MVS_SetThreads limits both. Pulling a record and
+ * ending a stream use the calling thread alone. Results are the same bits on every processor and with
+ * every number of threads.
  */
 #ifndef QUORVEL_REFINED_H
 #define QUORVEL_REFINED_H
@@ -34,35 +76,40 @@
 /**
  * One plane of samples.
  *
- * Every layout with one luma (or green) sample a pixel fits: NV12 and NV21 are a plane of one channel
- * and one of two, I420 three planes of one, RGBA one plane of four, P010 as NV12 with two bytes a
- * sample, 10 significant bits from bit 6 on.
+ * NV12 and NV21 are a plane of one channel and a plane of two, I420 is three planes of one channel,
+ * RGBA one plane of four. P010 is NV12 with two bytes a sample, of which the upper 10 bits count. The
+ * table in docs/integration.md has the fields of each.
+ *
+ * Rows must not overlap: the pitch is at least as long as a row, and below 2^31. With two bytes a
+ * sample address and pitch are even.
  */
 typedef struct MVS_Plane {
     int32_t lSize;     /**< sizeof(MVS_Plane) */
     int32_t lWidth;    /**< pixels of this plane */
     int32_t lHeight;   /**< pixels of this plane */
     int32_t lChannels; /**< samples of a pixel, 1..4 */
-    int32_t lLuma;     /**< which of them is luma (of RGB: green), from 0; read of luma planes only */
+    int32_t lLuma;     /**< the channel that holds the luma (of RGB: green), 0..lChannels - 1; read by
+                        * QEL_MVS_PushLuma, 0 will do elsewhere */
     int32_t lSampleBytes; /**< 1, or 2 in native byte order */
     int32_t lBits;        /**< significant bits of a sample, 8..16; 8 where lSampleBytes is 1 */
-    int32_t lLowestBit;   /**< position of the lowest of them; the bits below it come out as 0 */
-    int32_t lLog2X;       /**< 0..2: a pixel of this plane is 1, 2 or 4 pixels of the picture wide */
-    int32_t lLog2Y;       /**< 0..2: and as many high */
-    int32_t lSiteX;       /**< how far right of the picture's first pixel the first sample lies, in
-                           * quarters of a pixel, centre to centre, -16..16 */
-    int32_t lSiteY;       /**< and how far below it */
+    int32_t lLowestBit;   /**< position of the lowest of them. The bits above them must be 0; those
+                           * below are not read and come out as 0 */
+    int32_t lLog2X;       /**< a pixel of this plane is 2^lLog2X pixels of the picture wide, 0..2 */
+    int32_t lLog2Y;       /**< and 2^lLog2Y pixels high, 0..2 */
+    int32_t lSiteX;       /**< from the centre of the picture's first pixel to that of the plane's first
+                           * sample, right, in quarters of a picture pixel, -16..16 */
+    int32_t lSiteY;       /**< the same, down: 2 for NV12 whose chroma lies between two rows */
     int64_t llPitch;      /**< bytes from row to row; negative for a picture stored bottom row first */
-    uint8_t *pPixels;     /**< top left sample */
+    uint8_t *pPixels;     /**< first sample of the top row */
 } MVS_Plane;
 
 /**
- * Where one frame's output is taken from. Plain numbers, which may be stored, edited and applied
- * later: QEL_MVS_CompensateFrame limits them to the frame.
+ * Where one frame's output is taken from. The record has no pointers: it may be stored, edited and
+ * applied later. QEL_MVS_CompensateFrame limits it, so that the view stays inside the input.
  *
- * The output's centre shows the point (lCol, lRow) right of and below the input's centre. An output
- * pixel at (x, y) from the centre shows the input there plus the offset (x, y), turned by lTheta and
- * multiplied by lStep.
+ * The centre of the output shows the point that lies lCol to the right of the input's centre and lRow
+ * below it. The output pixel at (x, y) from the centre shows the point at that offset from there, after
+ * (x, y) is multiplied by lStep and rotated by lTheta.
  */
 typedef struct MVS_Compensation {
     int32_t lSize;        /**< in: sizeof(MVS_Compensation) */
@@ -70,73 +117,83 @@ typedef struct MVS_Compensation {
     int64_t llFrame;      /**< number of the frame, 1 for the first */
     int32_t lRow;         /**< Q16 pixels of the picture, down */
     int32_t lCol;         /**< Q16 pixels of the picture, right */
-    int32_t lTheta;       /**< Q24 radians, from right to down */
-    int32_t lStep;        /**< Q16 input pixels to a pixel of the output */
-    int32_t lMotionRow;   /**< what was measured, in the sense of MVS_MotionInfo, Q16 pixels */
-    int32_t lMotionCol;   /**< Q16 pixels */
-    int32_t lMotionTheta; /**< Q24 radians */
+    int32_t lTheta;       /**< Q24 radians, clockwise on the screen */
+    int32_t lStep;        /**< Q16 input pixels for one pixel of the output */
+    int32_t lMotionRow;   /**< measured motion, Q16 pixels, with the meaning that it has in
+                           * MVS_MotionInfo; 0 when not measured */
+    int32_t lMotionCol;   /**< the same, Q16 pixels */
+    int32_t lMotionTheta; /**< the same, Q24 radians */
     int32_t lReserved;    /**< 0 */
 } MVS_Compensation;
 
-#define QEL_MVS_NEW_SCENE 1 /**< the frame has nothing to do with the one before */
-#define QEL_MVS_MEASURED 2  /**< the motion from the frame before is known */
+/** The first frame of a stream, or after a cut or QEL_MVS_Reset. */
+#define QEL_MVS_NEW_SCENE 1
+/** The motion from the frame before was measured; after a flash, from the one before the flash. */
+#define QEL_MVS_MEASURED 2
 
 /**
  * @name Settings
- * Before the first frame, and after QEL_MVS_SetRefined. They return 1 when done, and 0 when nothing
- * has changed.
+ * Call them after QEL_MVS_SetRefined and, unless a call says otherwise, before the first frame. They
+ * return 1 when done, and 0 when nothing has changed.
  * @{ */
 
 /**
  * Makes a handle a refined one, or an ordinary one again.
  *
- * A refined handle is in mode 3. It moves chroma with its luma: QEL_MVS_SetFullChroma changes nothing,
- * and QEL_MVS_SetMode returns 0. QEL_MVS_StabilizeFrameEx does not read its previous frame.
+ * A refined handle is in mode 3: QEL_MVS_SetMode returns 0. Its chroma is always moved with the luma,
+ * in every call and format: QEL_MVS_SetFullChroma makes no difference. Neither does QEL_MVS_AnalyzeHW.
+ * Of the chroma of a frame call, samples lie at the left of their pixels and between two rows, as is
+ * usual for video. QEL_MVS_StabilizeFrameEx does not read pPrevious.
  *
  * @param pCtx a handle in mode 3, of a format 0..2, before its first frame
- * @param bRefined 0 or 1; 1 puts all settings below to their defaults
- * @return 1, or 0: anything else, or not enough memory
+ * @param bRefined 0 or 1; 1 also sets all that follows here to its default
+ * @return 1, or 0: null, another number, another handle, not enough memory, or an output that is less
+ *     than 7/16 of the input, both ways
  */
 QEL_API int32_t QEL_MVS_SetRefined(MVS_Context *pCtx, int32_t bRefined);
 
 /**
- * How many frames later a picture is settled. Default 0.
+ * How many of the following frames a compensation takes into account. Default 0.
  *
- * Only the plane calls look ahead: frame calls of a handle with a lookahead return untouched.
+ * For plane calls: a frame call of a handle with a lookahead returns without touching the frame.
  *
  * @param pCtx the handle
- * @param lFrames 0..240: below 5 no frame waits. -1: all wait for QEL_MVS_EndStream.
+ * @param lFrames 0..240; 1..4 count as 0, since so short a lookahead is no gain. -1: the whole clip, no
+ *     record can be pulled before QEL_MVS_EndStream.
  * @return 1, or 0: another number, a handle that is not refined or has taken a frame, no memory
  */
 QEL_API int32_t QEL_MVS_SetLookahead(MVS_Context *pCtx, int32_t lFrames);
 
 /**
- * The part of each side of the input that the output shows. Default 896: seven eighths.
+ * How large the view is: a part of each side of the input. Default 896, seven eighths.
  *
- * Where the output has another shape than the input, the part of the side that is cut less. What is
- * hidden is the room that the picture has for movements.
+ * The rest is the margin, in which the view moves. It limits the compensation: at the default a 16:9
+ * view moves by up to 1/16 of each side and turns by up to 2 degrees. Where the output has another
+ * shape than the input, lPart is that of the side that is cut less. Of an input that is larger than the
+ * output, 1024 * output / input shows pixels in their own size.
  *
  * @param pCtx the handle
- * @param lPart Q10: 615 (0.60) to 1003 (0.98)
- * @return 1, or 0: another number, a handle that is not refined or has taken a frame, or an output
- *     that is less than half as large as the part
+ * @param lPart Q10, 615 (0.60) to 1003 (0.98)
+ * @return 1, or 0: another number, a handle that is not refined or has taken a frame, or a view with
+ *     more than two input pixels for one pixel of the output
  */
 QEL_API int32_t QEL_MVS_SetWindow(MVS_Context *pCtx, int32_t lPart);
 
 /**
  * How calm the picture is. Default 1024: one second.
  *
- * Movements slower than about 0.06 Hz (roll: 0.024 Hz) are followed at once; with a lookahead, slower
- * than 0.1 to 0.2 Hz. All of these are divided by the strength.
+ * Slow movements are followed; faster ones are taken out, as far as the margin allows. The limit is
+ * about 0.06 Hz (roll: 0.024 Hz) without a lookahead, 0.2 Hz with one below half a second, 0.1 Hz with
+ * a longer one, and 0.02 Hz for a whole clip, each divided by the strength.
  *
  * @param pCtx the handle
- * @param lSeconds Q10: 256 to 4096
+ * @param lSeconds Q10, 256 to 4096
  * @return 1, or 0: another number, a handle that is not refined or has taken a frame
  */
 QEL_API int32_t QEL_MVS_SetStrength(MVS_Context *pCtx, int32_t lSeconds);
 
 /**
- * Whether the roll is compensated. Default 1.
+ * Whether the roll is compensated. Default 1. With 0 it is measured all the same.
  *
  * @param pCtx the handle
  * @param bRoll 0 or 1
@@ -145,27 +202,28 @@ QEL_API int32_t QEL_MVS_SetStrength(MVS_Context *pCtx, int32_t lSeconds);
 QEL_API int32_t QEL_MVS_SetRoll(MVS_Context *pCtx, int32_t bRoll);
 
 /**
- * The frame rate. Default 30. Take the mean of a rate that varies.
+ * The frame rate, lNumerator / lDenominator frames a second. Default 30. Where the rate varies, its
+ * mean will do.
  *
  * @param pCtx the handle
- * @param lNumerator with lDenominator 1 to 1000 frames a second
+ * @param lNumerator 1 to 1000 times lDenominator
  * @param lDenominator above 0
  * @return 1, or 0: another rate, a handle that is not refined or has taken a frame
  */
 QEL_API int32_t QEL_MVS_SetFrameRate(MVS_Context *pCtx, int32_t lNumerator, int32_t lDenominator);
 
 /**
- * How pixels between pixels are made. Default 0. At any time.
+ * How the output is interpolated. Default 0. At any time; it applies from the next frame on.
  *
  * @param pCtx the handle
- * @param bCubic 0: from the nearest 2 x 2 (bilinear); 1: from 4 x 4 (cubic), which is sharper and
- *     takes longer
+ * @param bCubic 0: bilinear; 1: bicubic, which is sharper and takes longer
  * @return 1, or 0: another number, or a handle that is not refined
  */
 QEL_API int32_t QEL_MVS_SetCubic(MVS_Context *pCtx, int32_t bCubic);
 
 /**
- * The next frame starts a scene: call it at a known cut, or where frames are missing. At any time.
+ * Makes the next frame that is pushed start a scene. Call it at a known cut, and where frames are
+ * missing. At any time.
  *
  * @param pCtx the handle
  * @return 1, or 0: a handle that is not refined
@@ -175,53 +233,73 @@ QEL_API int32_t QEL_MVS_Reset(MVS_Context *pCtx);
 /** @} */
 /**
  * @name Planes
- * A handle that has served a frame call returns 0 here, and the other way round.
+ * The first call that takes a frame decides: after a frame call the first three of these return 0, and
+ * after QEL_MVS_PushLuma frame calls return without touching a frame.
  * @{ */
 
 /**
  * Measures the next frame of a stream.
  *
+ * Of samples with more than 8 bits the upper 8 are measured.
+ *
  * @param pCtx the handle
- * @param pLuma the plane that holds the luma, of the input size; only read, and free on return
- * @return 1 when it was taken, or 0: null, an impossible plane, a stream that has ended, or 16 records
- *     that wait to be pulled
+ * @param pLuma the plane that holds the luma, of the input size, with lLog2X and lLog2Y 0; not needed
+ *     after the call
+ * @return 1 when the frame was taken, or 0: null, a handle that is not refined or serves frame calls,
+ *     an impossible plane, a stream that has ended, too many records left to pull (16 beyond the
+ *     lookahead), or no memory (whole clip)
  */
 QEL_API int32_t QEL_MVS_PushLuma(MVS_Context *pCtx, const MVS_Plane *pLuma);
 
 /**
- * Hands out the compensation of the oldest frame that was not pulled yet.
+ * Hands out the compensation of the next frame, in the order of the pushes.
  *
- * Frames come in order. Call it after each push until it returns 0.
+ * Call it after each push, and after QEL_MVS_EndStream, until it returns 0: at a cut the records of all
+ * frames that waited come at once. With a lookahead each call plans a path of lookahead + 21 frames.
  *
  * @param pCtx the handle
- * @param pRecord filled in; set its lSize first
- * @return 1, or 0: null, an lSize below sizeof(MVS_Compensation), or nothing is settled
+ * @param pRecord filled in; set its lSize first. Of a larger record the rest is left as it was.
+ * @return 1, or 0 with nothing written: null, an lSize below sizeof(MVS_Compensation), a handle that
+ *     is not refined or serves frame calls, or no record that can be pulled yet
  */
 QEL_API int32_t QEL_MVS_PullCompensation(MVS_Context *pCtx, MVS_Compensation *pRecord);
 
 /**
- * No frame follows: all that were pushed can be pulled.
+ * Ends the stream: the records of all frames that were pushed can be pulled, and no frame is taken any
+ * more. The next stream needs another handle.
+ *
+ * A whole clip is planned here. Where there is no memory for that, its records are those of a handle
+ * without a lookahead.
  *
  * @param pCtx the handle
- * @return 1, or 0: null, or a handle that is not refined
+ * @return 1, or 0: null, or a handle that is not refined or serves frame calls
  */
 QEL_API int32_t QEL_MVS_EndStream(MVS_Context *pCtx);
 
 /**
  * Makes the output of a frame from its planes.
  *
- * It changes nothing in the handle: it may run beside any call but the destruction and
- * QEL_MVS_SetCubic, and several times at once. Planes have the handle's input size or output size,
- * divided by their subsampling, rounded up or down. The input planes and the output planes must not
- * overlap.
+ * Every refined handle of the right sizes does, also one that serves frame calls or has taken no frame.
+ * The call changes nothing in the handle. It may run beside all other calls, itself included, but not
+ * beside the destruction, QEL_MVS_SetRefined, QEL_MVS_SetCubic and QEL_MVS_SetThreads.
+ *
+ * The record is limited first: lStep to 1/64 of a pixel and to what the input can fill; lTheta to 7/16
+ * of the angle that would use up the whole margin; lCol and lRow to the margin that the rotation
+ * leaves.
+ *
+ * An input plane has the input size of the handle, an output plane the output size, each divided by its
+ * subsampling and rounded up or down. The memory of an output plane, from its first byte to its last,
+ * must not overlap that of any other plane of the call. Bytes between its rows are not written.
  *
  * @param pCtx the handle
  * @param pRecord from this or another handle, as it was or edited; lSize, lRow, lCol, lTheta and
- *     lStep are read, and limited to what the input holds
- * @param pIn planes of the frame
- * @param pOut where they go; the layout of each is that of its input plane
- * @param lCount 1..4 planes
- * @return 1, or 0 with nothing written: null, impossible or overlapping planes, other layouts, no lock
+ *     lStep are read
+ * @param pIn the planes of the frame, only read
+ * @param pOut as many planes for the output; equal to the input's in all but size, address, pitch and
+ *     lLuma
+ * @param lCount planes, 1..4
+ * @return 1, or 0 with nothing written: null, a handle that is not refined, an lSize that is too small,
+ *     impossible or overlapping planes, unequal layouts, or no memory
  */
 QEL_API int32_t QEL_MVS_CompensateFrame(const MVS_Context *pCtx, const MVS_Compensation *pRecord,
                                         const MVS_Plane *pIn, const MVS_Plane *pOut, int32_t lCount);

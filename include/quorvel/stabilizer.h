@@ -253,6 +253,8 @@ QEL_API int32_t QEL_MVS_SetThreads(MVS_Context *pCtx, int32_t lThreads);
 /**
  * Reads the last frame's motion.
  *
+ * quorvel/refined.h says what the fields mean for a refined handle.
+ *
  * @code
  * MVS_MotionInfo motion = {0};
  * motion.lSize = (int32_t)sizeof(motion);
