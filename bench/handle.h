@@ -7,6 +7,7 @@
 #include "clip.h"
 #include "context.h"
 #include "kernels.h"
+#include "quorvel/refined.h"
 
 struct HandleDeleter {
     void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
@@ -22,6 +23,45 @@ inline Handle MakeHandle(Size in, Size out, int format = QEL_MVS_FORMAT_NV21, in
     if (handle && mode != 3 && !QEL_MVS_SetMode(handle.get(), mode)) handle.reset();
     return handle;
 }
+
+// Refined, with the frames of a lookahead.
+inline Handle MakeRefined(Size size, int lookahead, bool cubic) {
+    Handle handle = MakeHandle(size, size);
+    if (!QEL_MVS_SetRefined(handle.get(), 1) || !QEL_MVS_SetLookahead(handle.get(), lookahead))
+        handle.reset();
+    else
+        QEL_MVS_SetCubic(handle.get(), cubic);
+    return handle;
+}
+
+// A packed NV21 frame as planes.
+struct FramePlanes {
+    MVS_Plane planes[2];
+    FramePlanes(Size size, const uint8_t *frame) {
+        uint8_t *pixels = const_cast<uint8_t *>(frame); // input planes are only read
+        const MVS_Plane luma = {(int32_t)sizeof(MVS_Plane),
+                                size.width,
+                                size.height,
+                                1,
+                                0,
+                                1,
+                                8,
+                                0,
+                                0,
+                                0,
+                                0,
+                                0,
+                                size.width,
+                                pixels};
+        planes[0] = planes[1] = luma;
+        planes[1].lWidth /= 2;
+        planes[1].lHeight /= 2;
+        planes[1].lChannels = 2;
+        planes[1].lLog2X = planes[1].lLog2Y = 1;
+        planes[1].lSiteY = 2;
+        planes[1].pPixels = pixels + size.Luma();
+    }
+};
 
 inline const char *LevelName(CpuLevel level) {
     switch (level) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Heap, resident memory, allocations and threads of one stabilizer; a process of its own for each size.
 //   quorvel-bench-memory WIDTH HEIGHT nv21|i420 separate|in_place [OUT_WIDTH OUT_HEIGHT]
+//   quorvel-bench-memory WIDTH HEIGHT nv21 refined|lookahead
+// refined: frame calls of a refined handle, two buffers; lookahead: plane calls, 30 frames ahead.
 // Prints JSON.
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -17,7 +19,8 @@
 
 namespace {
 
-const int kSteady = 20; // frames after the second
+const int kSteady = 20; // frames after the first ones
+const int kLookahead = 30;
 
 int threadsStarted = 0;
 
@@ -60,6 +63,16 @@ size_t ResidentBytes() {
     return kilobytes * 1024;
 }
 
+void RunPlanes(MVS_Context *handle, Size size, const Clip &clip, int i, uint8_t *output) {
+    MVS_Compensation record = {};
+    record.lSize = (int32_t)sizeof(record);
+    QEL_MVS_PushLuma(handle, FramePlanes(size, clip.Frame(i)).planes);
+    while (QEL_MVS_PullCompensation(handle, &record))
+        QEL_MVS_CompensateFrame(handle, &record,
+                                FramePlanes(size, clip.Frame((int)(record.llFrame - 1))).planes,
+                                FramePlanes(size, output).planes, 2);
+}
+
 } // namespace
 
 extern "C" int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
@@ -93,12 +106,16 @@ extern "C" __attribute__((visibility("default"))) void __wrap_free(void *memory)
 
 int main(int argc, char **argv) {
     if (argc != 5 && argc != 7) {
-        fputs("arguments: WIDTH HEIGHT nv21|i420 separate|in_place [OUT_WIDTH OUT_HEIGHT]\n", stderr);
+        fputs("arguments: WIDTH HEIGHT nv21|i420 separate|in_place|refined|lookahead [OUT_WIDTH "
+              "OUT_HEIGHT]\n",
+              stderr);
         return 2;
     }
     const Size in = {atoi(argv[1]), atoi(argv[2])};
     const Size out = argc == 7 ? Size{atoi(argv[5]), atoi(argv[6])} : in;
     const bool planar = strcmp(argv[3], "i420") == 0, inPlace = strcmp(argv[4], "in_place") == 0;
+    const bool planes = strcmp(argv[4], "lookahead") == 0;
+    const bool refined = planes || strcmp(argv[4], "refined") == 0;
     Clip clip(in, Motion(), 8);
     std::vector<uint8_t> output(std::max(in.Frame(), out.Frame()), 1);
     Heap &heap = TheHeap();
@@ -106,13 +123,20 @@ int main(int argc, char **argv) {
     backtrace(warm, 4); // loads what it needs
 
     const size_t residentBefore = ResidentBytes();
-    const Handle handle = MakeHandle(in, out, planar ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21);
+    const Handle handle = refined
+                              ? MakeRefined(in, planes ? kLookahead : 0, true)
+                              : MakeHandle(in, out, planar ? QEL_MVS_FORMAT_I420 : QEL_MVS_FORMAT_NV21);
     if (!handle) return 1;
     int threads = 0;
-    for (int i = 0; i < 2 + kSteady; i++) {
-        if (i == 2) {
+    const int first = planes ? kLookahead + 2 : 2;
+    for (int i = 0; i < first + kSteady; i++) {
+        if (i == first) {
             heap.listing = true;
             threads = threadsStarted;
+        }
+        if (planes) {
+            RunPlanes(handle.get(), in, clip, i, output.data());
+            continue;
         }
         if (inPlace) memcpy(output.data(), clip.Frame(i), in.Frame());
         QEL_MVS_StabilizeFrame(handle.get(), inPlace ? output.data() : clip.Frame(i), output.data());

@@ -40,6 +40,36 @@ Case Frames(const char *name, Size in, Size out, double roll, int mode = 3, int 
     return {name, run, cores};
 }
 
+Case RefinedFrames(const char *name, Size size, bool cubic) {
+    const Clip *clip = &SharedClip(size, 6);
+    const std::shared_ptr<Handle> handle = std::make_shared<Handle>(MakeRefined(size, 0, cubic));
+    const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(size.Frame());
+    const auto run = [=](int i) {
+        if (i == 0) InitThreadPolicy(&(*handle)->stThreads);
+        QEL_MVS_StabilizeFrame(handle->get(), clip->Frame(i), outputs->At(i));
+    };
+    return {name, run};
+}
+
+// The clip is the ring of buffers: its frames stay where they are, and come again when it is played on.
+Case RefinedPlanes(const char *name, Size size, int lookahead, bool cubic) {
+    const Clip *clip = &SharedClip(size, 6);
+    const std::shared_ptr<Handle> handle =
+        std::make_shared<Handle>(MakeRefined(size, lookahead, cubic));
+    const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(size.Frame());
+    const auto run = [=](int i) {
+        if (i == 0) InitThreadPolicy(&(*handle)->stThreads);
+        MVS_Compensation record = {};
+        record.lSize = (int32_t)sizeof(record);
+        QEL_MVS_PushLuma(handle->get(), FramePlanes(size, clip->Frame(i)).planes);
+        while (QEL_MVS_PullCompensation(handle->get(), &record))
+            QEL_MVS_CompensateFrame(handle->get(), &record,
+                                    FramePlanes(size, clip->Frame((int)(record.llFrame - 1))).planes,
+                                    FramePlanes(size, outputs->At(i)).planes, 2);
+    };
+    return {name, run};
+}
+
 Case Scaler() {
     const std::shared_ptr<Outputs> outputs = std::make_shared<Outputs>(k1080p.Frame());
     return {"scaler",
@@ -90,7 +120,12 @@ int main(int argc, char **argv) {
         kUnequalSsse3,
         kTurned,
         kTurnedRoll20,
-        kTurnedSsse3
+        kTurnedSsse3,
+        kRefined,
+        kRefinedCubic,
+        kRefinedLater,
+        kRefinedHd,
+        kRefinedUhd
     };
     std::vector<Case> cases = {Frames("1080p", k1080p, k1080p, 6),
                                Scaler(),
@@ -107,6 +142,11 @@ int main(int argc, char **argv) {
                                Frames("mode 2", kLarger, k1080p, 6, 2),
                                Frames("mode 2, 20 mrad", kLarger, k1080p, 20, 2),
                                Frames("mode 2, ssse3", kLarger, k1080p, 6, 2, 0, kCpuSsse3),
+                               RefinedFrames("refined", k1080p, false),
+                               RefinedFrames("refined, cubic", k1080p, true),
+                               RefinedPlanes("refined, cubic, lookahead 30", k1080p, 30, true),
+                               RefinedFrames("refined, 720p", k720p, false),
+                               RefinedFrames("refined, 4k", k4k, false),
                                Frames("320x239", {320, 239}, {320, 239}, 6),
                                Frames("240x176", {240, 176}, {240, 176}, 6)};
     for (int round = 0; round < rounds; round++)
@@ -129,6 +169,13 @@ int main(int argc, char **argv) {
     PrintRatio("mode_2_to_scaler", cases[kTurned].cpu, cases[kScaler].cpu, 1, ",");
     PrintRatio("mode_2_roll_20_to_6", cases[kTurnedRoll20].cpu, cases[kTurned].cpu, 1, ",");
     PrintRatio("mode_2_ssse3_to_scaler", cases[kTurnedSsse3].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("refined_to_scaler", cases[kRefined].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("refined_cubic_to_scaler", cases[kRefinedCubic].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("refined_later_to_scaler", cases[kRefinedLater].cpu, cases[kScaler].cpu, 1, ",");
+    PrintRatio("refined_720p_to_1080p", cases[kRefinedHd].cpu, cases[kRefined].cpu,
+               pixels(k1080p) / pixels(k720p), ",");
+    PrintRatio("refined_4k_to_1080p", cases[kRefinedUhd].cpu, cases[kRefined].cpu,
+               pixels(k1080p) / pixels(k4k), ",");
     PrintRatio("two_cores_to_one", cases[kTwoCores].wall, cases[kOneCore].wall, 1, "}}");
     return 0;
 }

@@ -3,6 +3,7 @@
 """Tables of docs/performance.md from the results of a run of bench/run.sh.
 
 report.py RESULTS PREFIX     writes PREFIX.md, PREFIX.json and the chart's data PREFIX-*.dat
+report.py --refined RESULTS  prints the table of the refined path: ratios.json and memory-*.json will do
 report.py --insert MD DOC    replaces the measured section of DOC
 """
 import glob
@@ -29,6 +30,16 @@ def read(folder, name):
         return file.read()
 
 
+def read_memory(folder):
+    return [json.loads(read(folder, os.path.basename(path)))
+            for path in sorted(glob.glob(os.path.join(folder, "memory-*.json")))]
+
+
+def memory_of(memory, fmt, buffers):
+    return next(m for m in memory if (m["in"], m["out"], m["format"], m["buffers"]) ==
+                ("1920x1080", "1920x1080", fmt, buffers))
+
+
 class Results:
     """Medians over the repetitions of each benchmark: microseconds, and counters as they are."""
 
@@ -44,8 +55,7 @@ class Results:
         self.repetitions = max(len(r) for r in self.rows.values())
         self.turns, self.load, self.worst = (json.loads(read(folder, name + ".json"))
                                              for name in ("ratios", "load", "worst"))
-        self.memory = [json.loads(read(folder, os.path.basename(path)))
-                       for path in sorted(glob.glob(os.path.join(folder, "memory-*.json")))]
+        self.memory = read_memory(folder)
         self.mca = read(folder, "mca.md")
         self.system, ticks = zip(*(line.split("|") for line in read(folder, "system.txt").splitlines()))
         (all_before, stolen_before), (all_after, stolen_after) = (map(int, t.split()) for t in ticks)
@@ -64,8 +74,7 @@ class Results:
         return [level for level in LEVELS if f"frame/1080p/level_{level}" in self.rows]
 
     def memory_of(self, fmt, buffers):
-        return next(m for m in self.memory if (m["in"], m["out"], m["format"], m["buffers"]) ==
-                    ("1920x1080", "1920x1080", fmt, buffers))
+        return memory_of(self.memory, fmt, buffers)
 
 
 def pixels(name):
@@ -109,6 +118,22 @@ def measure_table(r):
     return table(("measure", "measured", "half of the rounds", "limit"),
                  [(text, f"{value:.2f}" + ("" if limit is None or value <= limit else " (missed)"), spread,
                    "" if limit is None else f"{limit:g}") for text, value, spread, limit in measures(r)])
+
+
+def refined_table(turns, memory):
+    ratios = [("1080p, bilinear, in scalers", "refined_to_scaler"),
+              ("1080p, bicubic, in scalers", "refined_cubic_to_scaler"),
+              ("1080p, bicubic, planes, lookahead of 30, in scalers", "refined_later_to_scaler"),
+              ("720p against 1080p, bilinear, per pixel", "refined_720p_to_1080p"),
+              ("4K against 1080p, bilinear, per pixel", "refined_4k_to_1080p")]
+    rows = [(text, f"{turns['ratios'][name]['of_medians']:.2f}",
+             f"{turns['ratios'][name]['lower_quartile']:.2f} .. {turns['ratios'][name]['upper_quartile']:.2f}")
+            for text, name in ratios]
+    for text, buffers in (("frame calls", "refined"), ("lookahead of 30", "lookahead")):
+        m = memory_of(memory, "nv21", buffers)
+        rows += [(f"resident memory in luma planes, {text}", f"{m['resident_bytes'] / m['luma_bytes']:.2f}", ""),
+                 (f"allocations a frame, {text}", f"{m['allocations_per_frame']:.2f}", "")]
+    return table(("refined path", "measured", "half of the rounds"), rows)
 
 
 def stage_table(r):
@@ -159,7 +184,8 @@ def machine_text(r):
 
 
 def report(r):
-    return "\n".join([machine_text(r), measure_table(r), stage_table(r), frame_table(r), "### NEON, estimated\n", r.mca])
+    return "\n".join([machine_text(r), measure_table(r), stage_table(r), frame_table(r),
+                      refined_table(r.turns, r.memory), "### NEON, estimated\n", r.mca])
 
 
 def figures(r):
@@ -203,6 +229,10 @@ def insert(section_path, document_path):
 def main():
     if sys.argv[1] == "--insert":
         insert(sys.argv[2], sys.argv[3])
+        return
+    if sys.argv[1] == "--refined":
+        folder = sys.argv[2]
+        print(refined_table(json.loads(read(folder, "ratios.json")), read_memory(folder)), end="")
         return
     folder, prefix = sys.argv[1:]
     r = Results(folder)

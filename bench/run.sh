@@ -27,6 +27,9 @@ note_load >"$results/system.txt"
 "$build/quorvel-bench-worst" >"$results/worst.json"
 "$build/quorvel-bench-load" >"$results/load.json"
 for size in 176x144 320x240 1280x720 1920x1080 3840x2160; do
+  for buffers in refined lookahead; do
+    "$build/quorvel-bench-memory" "${size%x*}" "${size#*x}" nv21 $buffers >"$results/memory-$size-nv21-$buffers.json"
+  done
   for format in nv21 i420; do
     for buffers in separate in_place; do
       "$build/quorvel-bench-memory" "${size%x*}" "${size#*x}" $format $buffers \

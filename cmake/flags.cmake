@@ -16,8 +16,10 @@ endif()
 
 add_library(quorvel_library_flags INTERFACE)
 target_link_libraries(quorvel_library_flags INTERFACE quorvel_flags)
+# -fno-math-errno: a square root is an instruction, without a call that needs the mathematics library.
 target_compile_options(quorvel_library_flags INTERFACE
-  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-semantic-interposition)
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-semantic-interposition
+  -fno-math-errno)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i[3-6]86|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   # The smoother's float step must round to single precision after each operation.
   target_compile_options(quorvel_library_flags INTERFACE -msse2 -mfpmath=sse)

@@ -29,8 +29,8 @@ static uint8_t *in_ring(const struct Loop *loop, long number) {
 /* Luma, and pairs of half its size each way, whose samples lie at the left of their pixels, between two
  * rows. */
 static void describe(const struct Loop *loop, uint8_t *frame, MVS_Plane planes[2]) {
-    const MVS_Plane luma = {
-        (int32_t)sizeof luma, loop->width, loop->height, 1, 0, 1, 8, 0, 0, 0, 0, 0, loop->width, frame};
+    const MVS_Plane luma = {(int32_t)sizeof luma, loop->width, loop->height, 1, 0, 1, 8, 0, 0, 0, 0, 0,
+                            loop->width,          frame};
     planes[0] = luma;
     planes[1] = luma;
     planes[1].lWidth = loop->width / 2;
