@@ -20,7 +20,7 @@ struct TileFlow {
     double dX, dY;        // the tile's centre, from the picture's
     double dCol, dRow;    // where its content was in the frame before
     double dXX, dXY, dYY; // inverse of the covariance of that
-    double dNoise;        // variance of a sample that is left when the tile is moved
+    double dNoise;        // mean squared difference that remains when the tile is moved
     double dTexture;      // variance of its samples
 };
 
@@ -31,5 +31,5 @@ struct RigidFit {
     int32_t lTiles;
     int32_t lTextured; // tiles that show something
     int32_t lMatched;  // of these, the ones that look alike in both frames
-    int32_t lAlike;    // of all tiles
+    int32_t lAlike;    // all tiles that look alike, textured or not
 };

@@ -9,13 +9,13 @@
 
 void FreeRefined(MVS_Context *pCtx);
 
-// Measures the next frame. False when the handle serves other calls, or has no room.
+// Measures the next frame. False when the handle serves other calls, or too many frames wait.
 bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource);
 
-// The next compensation, of a record whose lSize is set; false while none is settled.
+// Fills in the next record, whose lSize is set; false while none can be pulled.
 bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord);
 
-// What a record shows, limited to what the input holds.
+// The view of a record, limited to the input.
 FineView ViewOfRecord(const MVS_Context *pCtx, const MVS_Compensation *pRecord);
 
 // StabilizeFrame for a refined handle.

@@ -8,11 +8,11 @@ namespace {
 
 const int32_t kLeastTiles = 4;
 const int32_t kSteps = 8;
-const double kFirstScale = 3; // of what a tile may be off at the first step
+const double kFirstScale = 3; // times the usual deviation is allowed at the first step
 const double kScaleStep = 0.7;
-const double kOutlier = 4;     // squared standard deviations that halve a tile's weight twice
+const double kOutlier = 4;     // squared standard deviations: a tile that far off counts a quarter
 const double kTextured = 4;    // variance of a tile that shows something
-const double kExplained = 0.5; // of the texture that may be left in a tile that matches
+const double kExplained = 0.5; // a tile matches when less of its variance remains
 
 // Normal equations of (col, row, theta): the upper half and the right side.
 struct Normal {
@@ -43,8 +43,8 @@ void AddFlow(const TileFlow *pFlow, const RigidMotion *pMotion, double dScale, N
     pSum->d[2][3] += dBY * x - dBX * y;
 }
 
-// Solves by LDL'; false where the tiles leave a direction open. The pivots are what they tell of each
-// unknown once those before it are known.
+// Solves by LDL'; false where the tiles leave a direction open. A pivot is what they tell of its
+// unknown while those before it are free and those after it known.
 bool SolveNormal(Normal *pNormal, RigidMotion *pMotion, double *pPivots) {
     double(*d)[4] = pNormal->d;
     const double l10 = d[0][1] / d[0][0], l20 = d[0][2] / d[0][0];

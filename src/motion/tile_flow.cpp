@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Gradients tell where the content of a tile was: the least squares of Lucas and Kanade, with the mean
-// of both gradients and without the mean brightness. The whole pixels of the prediction are moved by
-// reading elsewhere, so nothing is interpolated.
+// The gradients of a tile tell where its content was: the least squares of Lucas and Kanade, with the
+// mean of both frames' gradients, and without the difference in mean brightness. The prediction is
+// rounded to whole pixels and read at its place in the frame before, so nothing is interpolated.
 #include "motion/tile_flow.h"
 
 #include "frame_task.h"
@@ -10,16 +10,16 @@
 
 namespace {
 
-const int32_t kSparse[] = {16, 4, 1}; // one tile of so many is measured at the finest levels
-const int32_t kFewTiles = 200;        // where there are fewer, more of them are measured
+const int32_t kSparse[] = {16, 4, 1}; // one tile of so many is measured, at levels 0, 1 and above
+const int32_t kFewTiles = 200;        // tiles: where fewer would be measured, more are
 const double kPixels = kTile * kTile;
-const double kMostShift = 1.5;  // pixels beyond the prediction that gradients can tell
-const double kDamping = 0.02;   // of the texture: gradients of neighbours are too small in fine texture
-const double kFlat = 0.25;      // squared gradients that mean nothing
-const double kLeastNoise = 0.5; // variance: of rounding, twice
-const double kModelError = 0.15; // pixels that parallax and the lens move a tile by
-const double kNoiseShare = 8;  // noise of both frames in a squared gradient, from that of a difference
-const double kMostNoise = 0.7; // of the weaker gradient that may be taken for noise
+const double kMostShift = 1.5;   // pixels beyond the prediction that gradients can tell
+const double kDamping = 0.02;    // of the squared gradients: in fine texture these come out too small
+const double kFlat = 0.25;       // squared gradients up to this mean nothing
+const double kLeastNoise = 0.5;  // variance of a difference by rounding alone
+const double kModelError = 0.15; // pixels: what parallax and the lens add to a tile's motion
+const double kNoiseShare = 8;    // variance that noise gives to a difference, over that of a gradient
+const double kMostNoise = 0.7;   // share of the weaker eigenvalue that may be taken for noise
 
 // Tiles of a level: every lSparse-th of lColumns x lRows, lStep apart.
 struct TileGrid {
@@ -46,13 +46,13 @@ struct TileTask {
     const LumaLevel *pCur, *pPrev;
     TileGrid stGrid;
     double dCol, dRow, dTheta; // of the prediction, in pixels of the level
-    TileFlow *pFlows;          // lRoom a row of tiles; a texture below 0: no tile
+    TileFlow *pFlows;          // lRoom for a row of tiles; a texture below 0 marks an unused one
     int32_t lRoom;
     void *pEvent; // lock of lNextRow
     int32_t lNextRow;
 };
 
-// Far beyond every picture when it is no number.
+// NaN and large values become a place beyond every picture.
 int32_t Nearest(double d) { return d > -32768 && d < 32767 ? (int32_t)(d + 32768.5) - 32768 : 32767; }
 
 // The shift that the gradients tell, damped, and no longer than they reach.
@@ -68,14 +68,15 @@ void Solve(TileFlow *pFlow, double dBX, double dBY) {
     pFlow->dRow *= kMostShift / dLength;
 }
 
-// Squared differences that are left at the shift.
+// The sum of squared differences that remains at the shift.
 double Left(const TileFlow *pFlow, double dDifference) {
     const double c = pFlow->dCol, r = pFlow->dRow;
     const double d = dDifference - (c * c * pFlow->dXX + 2 * c * r * pFlow->dXY + r * r * pFlow->dYY);
     return d > 0 ? d : 0;
 }
 
-// Noise adds to squared gradients as it does to differences, and makes every shift look smaller.
+// Noise adds to the squared gradients, which makes every shift look smaller. The differences that
+// remain tell how much.
 void TakeNoiseOut(TileFlow *pFlow, double dLeft) {
     const double dHalf = (pFlow->dXX + pFlow->dYY) / 2;
     const double dDet = pFlow->dXX * pFlow->dYY - pFlow->dXY * pFlow->dXY;

@@ -9,7 +9,7 @@
 // Most tiles that a picture of this size has at any level.
 int32_t MostTiles(int32_t lWidth, int32_t lHeight);
 
-// Measures the tiles of a level, stMotion away from the frame before, and returns how many lie within
-// both frames. pFlows has room for MostTiles.
+// Measures the tiles of a level near the predicted stMotion, and returns how many lie within both
+// frames. pFlows has room for MostTiles.
 int32_t MeasureTiles(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
                      int32_t lLevel, RigidMotion stMotion, TileFlow *pFlows);

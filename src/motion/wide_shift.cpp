@@ -5,8 +5,8 @@
 
 namespace {
 
-const int32_t kMostError = 400 * kPatch * kPatch; // of a patch: one that something hides counts no more
-const int32_t kNearer = 512; // of two shifts that fit alike the shorter one is taken, by 1/512 a pixel
+const int32_t kMostError = 400 * kPatch * kPatch; // of a patch: a covered one counts no more
+const int32_t kNearer = 512; // a pixel of length adds 1/512 to the cost: in doubt the shorter wins
 
 struct Shift {
     int32_t lCol, lRow;

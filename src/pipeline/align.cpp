@@ -11,14 +11,14 @@
 
 namespace {
 
-const int32_t kBandRows = 16; // of a coarser level, that a thread takes at a time
+const int32_t kBandRows = 16; // rows of the level that a thread takes at a time
 const int32_t kMatchLevel = 2;
 
 struct PyramidTask {
     const Kernels *pKernels;
     const LumaSource *pSource; // null: the finer level is there already
     const Pyramid *pPyramid;
-    int32_t lLevel; // to be filled, with the level below it where there is a source
+    int32_t lLevel; // to be filled; with a source, level 0 as well
     void *pEvent;   // lock of lNextRow
     int32_t lNextRow;
 };
@@ -35,7 +35,7 @@ void TakeLumaRow(const LumaSource *pSource, int32_t lRow, uint8_t *pTo, int32_t 
     }
 }
 
-// The last rows of the finer level may have none below them.
+// Halving may leave out the last row of the finer level, but it is needed there.
 void FillBand(const PyramidTask *pTask, int32_t lFirst, int32_t lEnd) {
     const LumaLevel *pFine = &pTask->pPyramid->stLevels[pTask->lLevel - 1];
     const int32_t lRows = pFine[1].lHeight;

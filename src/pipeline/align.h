@@ -20,7 +20,7 @@ void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *p
 
 struct Alignment {
     RigidFit stFit;   // of the finest level
-    RigidFit stMatch; // at a quarter of the size, where noise is small: whether the frames match
+    RigidFit stMatch; // at a quarter of the size, where noise is small: tells whether the frames match
     bool bSolved;
 };
 

@@ -10,7 +10,8 @@ namespace {
 const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
 const int32_t kWaiting = 16; // pictures that may wait to be pulled
 const int32_t kFirstRoom = 1024;
-const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02; // Hz
+// Hz: slower movements are followed. Soon: a lookahead below half a second.
+const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02;
 
 template <class T> bool Allocate(T **ppMem, int64_t llCount) {
     const int64_t llBytes = llCount * (int64_t)sizeof(T);

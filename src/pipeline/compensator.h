@@ -21,8 +21,8 @@ struct Compensator {
 
     Spring stSpring;
     Picture stShown[2]; // the last two pictures, in the axes of the last frame
-    Picture *pCamera;   // frames of a plan
-    Picture *pPictures; // what it shows of them; of the whole clip: all frames
+    Picture *pCamera;   // the path that is planned for
+    Picture *pPictures; // the plan; that of a whole clip is kept
     double *pPlanRoom;
     bool bPlanned; // the whole clip
 };

@@ -5,22 +5,22 @@
 
 namespace {
 
-// At rest the reference stays, so that the noise of the measurement does not add up, and slow movements
-// count as a whole once they stand out. It is renewed after so many frames, since light and scene
-// change.
+// While the camera rests, all frames are compared with the same reference: the noise of the measurement
+// does not add up, and a slow movement counts as a whole once it stands out. After so many frames the
+// reference is renewed, since light and scene change.
 const int32_t kMostRest = 32;
-const double kRestNoise = 3;      // standard deviations of the measurement that are rest
-const double kLeastRest = 0.03;   // pixels
-const double kMatchedShare = 0.4; // of the tiles with texture, in a frame that goes on
-const double kKnown = 0.5;        // pixels: a standard deviation above says that nothing is known
+const double kRestNoise = 3;      // standard deviations of the measurement: a smaller motion is rest
+const double kLeastRest = 0.03;   // pixels that always are
+const double kMatchedShare = 0.4; // of the textured tiles: with fewer, the frame is another scene
+const double kKnown = 0.5;        // pixels: with a larger standard deviation the motion is unknown
 const int32_t kLeastTextured = 4;
-const int32_t kFlashLevels = 10; // grey levels of the mean
+const int32_t kFlashLevels = 10; // grey levels: the mean of a flash differs by as much
 
 enum Verdict { kMatches, kFlat, kDiffers };
 
 double Magnitude(double d) { return d < 0 ? -d : d; }
 
-// The movement at the corners of the picture, at most.
+// An upper bound of the movement at the corners of the picture.
 double Extent(const RigidMotion *pMotion, const LumaLevel *pLevel) {
     return Magnitude(pMotion->dCol) + Magnitude(pMotion->dRow) +
            Magnitude(pMotion->dTheta) * (pLevel->lWidth + pLevel->lHeight) / 2;

@@ -18,7 +18,7 @@ struct FrameMotion {
     RigidMotion stMotion; // from the frame before; 0 when it was not measured
     bool bNewScene;       // it has nothing to do with the frame before
     bool bMeasured;
-    bool bHeld;                  // a flash, perhaps: the picture stays where it is in the frame
+    bool bHeld;                  // perhaps a flash: the picture stays where it is in the frame
     int32_t lTextured, lMatched; // tiles that show something, and those that look alike in both frames
 };
 

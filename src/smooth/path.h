@@ -29,8 +29,8 @@ struct SmoothSettings {
 void SetRoom(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
              int32_t lOutHeight, double dStep);
 
-// lWindow, Q10: the part of each side that is shown. False when the window is enlarged the other way
-// by more than two input pixels for one of the output.
+// lWindow, Q10: the part of each side that is shown. False when that is more than two input pixels for
+// one of the output.
 bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
                int32_t lOutHeight, int32_t lWindow);
 

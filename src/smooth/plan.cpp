@@ -15,10 +15,10 @@ const int32_t kMargins = 8; // of a frame
 const int32_t kBands = 7;   // of the matrix: the diagonal, and the unknowns of two frames before
 const int32_t kPadding = kBands - 1;
 const double kFirstPressure = 1e-5;
-const double kBarrierStep = 0.15;
+const double kBarrierStep = 0.15;  // from the mean of slack times pressure to the next barrier
 const double kLastBarrier = 1e-12; // at 30 frames a second
-const double kToTheWall = 0.99;
-const double kFixed = 1e9; // weight that holds an unknown where it is
+const double kToTheWall = 0.99;    // of the way to the nearest margin, that a step may go
+const double kFixed = 1e9;         // weight that holds an unknown where it is
 
 const double kDifference[3] = {1, -2, 1};
 

@@ -5,7 +5,7 @@
 
 #include "smooth/path.h"
 
-// Working memory for a plan of lFrames, in doubles.
+// Working memory for a plan of llFrames, in doubles.
 int64_t PlanRoom(int64_t llFrames);
 
 struct PlanTask {

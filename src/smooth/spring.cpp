@@ -4,24 +4,23 @@
 namespace {
 
 const double kTwoPi = 6.28318530717958647692;
-const double kSlow = 0.06;      // Hz: what is slower is followed
-const double kSlowRoll = 0.024; // Hz: a level horizon is worth more
-const double kStiffer = 0.27;   // Hz more at the margin
-const double kRebound =
-    30.0 / 8; // share of a stop that is taken from the speed in a thirtieth of a second
+const double kSlow = 0.06;        // Hz: what is slower is followed
+const double kSlowRoll = 0.024;   // Hz: a level horizon is worth more
+const double kStiffer = 0.27;     // Hz more at the margin
+const double kRebound = 30.0 / 8; // a second: at 30 frames an eighth of a stop is taken from the speed
 
 double Magnitude(double d) { return d < 0 ? -d : d; }
 double Less(double a, double b) { return a < b ? a : b; }
 
 struct Axis {
     double *pPlace, *pSpeed;
-    double dBefore; // place in the frame before it was pulled
+    double dBefore; // place in the frame before
     double dRoom;
     double dSlow; // Hz
     bool bRebounds;
 };
 
-// Never takes more than half of the free room in a frame.
+// The furthest place in this frame: at most half of the free room is taken.
 double Stop(const Axis *pAxis) {
     const bool bSameSide = (pAxis->dBefore > 0) == (*pAxis->pPlace > 0);
     const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dRoom) : 0;
