@@ -373,7 +373,7 @@ TEST(Refined, SettingsHoldBeforeTheFirstFrameOnly) {
     Bytes to((size_t)kSize.Frame(), 3);
     QEL_MVS_StabilizeFrame(frames.get(), frame.data(), to.data());
     EXPECT_EQ(to[0], 90);
-    EXPECT_FALSE(Push(frames.get(), frame, kSize));
+    EXPECT_FALSE(Push(frames.get(), frame, kSize) || QEL_MVS_EndStream(frames.get()));
     EXPECT_TRUE(QEL_MVS_SetLookahead(later.get(), 10));
     to.assign(to.size(), 3);
     QEL_MVS_StabilizeFrame(later.get(), frame.data(), to.data()); // frame calls do not wait
