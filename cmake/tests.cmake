@@ -17,6 +17,7 @@ if(QUORVEL_TESTS)
       tests/fine_warp_test.cpp
       tests/golden_test.cpp
       tests/handle_test.cpp
+      tests/hostile_planes_test.cpp
       tests/hostile_test.cpp
       tests/matrix_test.cpp
       tests/model_test.cpp
@@ -31,6 +32,7 @@ if(QUORVEL_TESTS)
       tests/support/faults.cpp
       tests/support/guarded.cpp
       tests/support/pitched.cpp
+      tests/support/refined_run.cpp
       tests/support/run.cpp
       tests/support/scene.cpp
       tests/threads_test.cpp

@@ -10,6 +10,7 @@
 #include "input.h"
 #include "quorvel/camera.h"
 #include "quorvel/pitch.h"
+#include "quorvel/refined.h"
 #include "support/pitched.h"
 
 extern "C" int __android_log_print(int, const char *, const char *, ...) { return 1; } // silence
@@ -147,6 +148,99 @@ void Setting(Life *life, uint8_t call) {
     if (first < 600 && second < 600) QEL_MVS_DestroyStabilizer(QEL_MVS_CreateStabilizer(&param));
 }
 
+// A plane of a picture in memory of its own.
+struct OwnPlane {
+    Buffer memory;
+    MVS_Plane plane;
+
+    bool Holds(const MVS_Plane &p) const {
+        const double row = (double)p.lWidth * p.lChannels * p.lSampleBytes;
+        const double last = (double)p.llPitch * (p.lHeight - 1);
+        const double top = (double)(p.pPixels - memory->Data());
+        return row >= 0 && p.lHeight > 0 && top >= 0 && top + last >= 0 &&
+               std::max(top, top + last) + row <= (double)memory->Size();
+    }
+    // Changes a word, while the plane stays within its memory.
+    void Spoil(Input *input) {
+        MVS_Plane other = plane;
+        const uint8_t word = input->Byte() % 13;
+        const int32_t value = input->Number();
+        if (word < 12) memcpy((uint8_t *)&other + 4 * word, &value, 4);
+        if (word == 12) other.llPitch = value;
+        if (Holds(other)) plane = other;
+    }
+};
+
+OwnPlane MakePlane(Life *life, Size picture, const MVS_Plane *layout, bool paint) {
+    Input *input = &life->input;
+    MVS_Plane p = {};
+    const uint8_t kind = input->Byte(), how = input->Byte();
+    p = {
+        (int32_t)sizeof(p), 0, 0, 1 + (kind & 3), 0, 1 + (kind >> 2 & 1), 8, 0, 0, 0, 0, 0, 0, nullptr};
+    if (p.lSampleBytes == 2) p.lBits = input->In(8, 16), p.lLowestBit = input->In(0, 16 - p.lBits);
+    if (kind & 8) p.lLog2X = input->In(0, 2), p.lLog2Y = input->In(0, 2);
+    if (kind & 16) p.lSiteX = input->In(-16, 16), p.lSiteY = input->In(-16, 16);
+    p.lLuma = p.lChannels / 2;
+    if (layout) p = *layout;
+    const int32_t x = how & 1 ? (1 << p.lLog2X) - 1 : 0, y = how & 2 ? (1 << p.lLog2Y) - 1 : 0;
+    p.lWidth = std::max((picture.width + x) >> p.lLog2X, 1);
+    p.lHeight = std::max((picture.height + y) >> p.lLog2Y, 1);
+    const int32_t row = p.lWidth * p.lChannels * p.lSampleBytes;
+    const int32_t pitch = row + (how >> 4) * p.lSampleBytes, below = pitch * (p.lHeight - 1);
+    OwnPlane own = {life->Make(below + row), p};
+    if (paint) Paint(input, own.memory->Data(), own.memory->Size(), row, p.lHeight);
+    if (paint) own.memory->ReadOnly();
+    own.plane.llPitch = how & 4 ? -pitch : pitch;
+    own.plane.pPixels = own.memory->Data() + (how & 4 ? below : 0);
+    if (how & 8) own.Spoil(input);
+    return own;
+}
+
+// Settings, then a frame by planes: measured, pulled, made.
+void Planes(Life *life, uint8_t call) {
+    Input *input = &life->input;
+    if (call & 1) QEL_MVS_SetRefined(life->ctx, 1);
+    if (call & 2) {
+        QEL_MVS_SetLookahead(life->ctx, input->In(-1, 9));
+        QEL_MVS_SetWindow(life->ctx, input->In(600, 1010));
+        QEL_MVS_SetStrength(life->ctx, input->Number());
+        QEL_MVS_SetFrameRate(life->ctx, input->Number(), input->Number());
+        QEL_MVS_SetRoll(life->ctx, input->In(0, 1));
+    }
+    if (call & 4) QEL_MVS_SetCubic(life->ctx, input->In(0, 1));
+    if (call & 8) QEL_MVS_Reset(life->ctx);
+    for (int i = input->In(0, 3); i > 0; i--) {
+        const OwnPlane luma = MakePlane(life, life->in, nullptr, true);
+        QEL_MVS_PushLuma(life->ctx, &luma.plane);
+    }
+    if (call & 16) QEL_MVS_EndStream(life->ctx);
+    Guarded memory(sizeof(MVS_Compensation));
+    MVS_Compensation *record = (MVS_Compensation *)memory.Data();
+    record->lSize = (int32_t)sizeof(*record) - (call >> 7);
+    if (!QEL_MVS_PullCompensation(life->ctx, record) || call & 32)
+        *record = {record->lSize,
+                   0,
+                   0,
+                   input->Number(),
+                   input->Number(),
+                   input->Number(),
+                   input->Number(),
+                   call & 128,
+                   0,
+                   0,
+                   0};
+    life->Record(memory);
+    OwnPlane from[2] = {MakePlane(life, life->in, nullptr, true),
+                        MakePlane(life, life->in, nullptr, true)};
+    OwnPlane to[2] = {MakePlane(life, life->out, &from[0].plane, false),
+                      MakePlane(life, life->out, &from[1].plane, false)};
+    const MVS_Plane in[2] = {from[0].plane, from[1].plane};
+    const MVS_Plane out[2] = {to[0].plane, call & 64 ? to[0].plane : to[1].plane};
+    const bool made = QEL_MVS_CompensateFrame(life->ctx, record, in, out, 2);
+    MUST(!made || !(call & 64));
+    for (const OwnPlane &plane : to) life->Record(*plane.memory);
+}
+
 uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     Life life = {{data, data + size}, Guarded::kAtEnd, nullptr, {}, {}, 0, nullptr, ::Hash({})};
     Input *input = &life.input;
@@ -170,8 +264,9 @@ uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     QEL_MVS_SetMode(life.ctx, shape >> 6);
     for (int i = 0; i < kMaxCalls && !input->Empty(); i++) {
         const uint8_t call = input->Byte();
-        static void (*const kCalls[16])(Life *, uint8_t) = {Setting, Camera,  Convert,
-                                                            Pitched, Pitched, Pitched};
+        static void (*const kCalls[16])(Life *, uint8_t) = {
+            Setting, Camera,  Convert, Pitched, Pitched, Pitched, nullptr, nullptr,
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, Planes,  Planes};
         const auto make = kCalls[input->Byte() & 15];
         (make ? make : PackedFrame)(&life, call);
         Guarded motion(sizeof(MVS_MotionInfo));

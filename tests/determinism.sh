@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # determinism.sh [PROCESSOR...]: compiles the library for five processors with two compilers at four
-# optimizations, runs three clips at every vector level with one to four threads, and prints the hashes
+# optimizations, runs five clips at every vector level with one to four threads, and prints the hashes
 # as a table; 1 when two differ. Needs the Debian packages below; about a quarter of an hour.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,7 +12,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 library=(src/*.cpp src/*/*.cpp)
-support=(tests/determinism.cpp tests/support/{faults,guarded,pitched,run,scene}.cpp tools/clipgen/{camera_path,scene,scene_paint}.cpp)
+support=(tests/determinism.cpp tests/support/{faults,guarded,pitched,refined_run,run,scene}.cpp tools/clipgen/{camera_path,scene,scene_paint}.cpp)
 common=(-std=c++17 -ffp-contract=off -pthread -Iinclude -Isrc)
 inside=(-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden)
 wraps=$(printf -- '-Wl,--wrap=%s ' malloc free pthread_{create,mutex_init,mutex_lock,cond_init,cond_wait,cond_signal,cond_broadcast})
@@ -51,8 +51,8 @@ compile() { # folder, command and flags...; the sources come on the input
 
 status=0
 first=
-echo '| processor | compiler | optimization | vector levels | 176x144 | 480x352 to 432x316 | 1280x720 |'
-echo '|---|---|---|---|---|---|---|'
+echo '| processor | compiler | optimization | vector levels | 176x144 | 480x352 to 432x316 | 1280x720 | refined 480x352 | refined 1280x720 |'
+echo '|---|---|---|---|---|---|---|---|---|'
 for processor in "${@:-x86-64 i386 arm64 armhf s390x}"; do
     for one in $processor; do
         choose "$one"
@@ -77,8 +77,8 @@ for processor in "${@:-x86-64 i386 arm64 armhf s390x}"; do
                 [ "$hashes" = "$first" ] || status=1
                 lines=$(wc -l <"$folder/out") levels=$(cut -d' ' -f1 "$folder/out" | uniq | wc -l)
                 [ "$lines" = $((4 * levels)) ] || status=1
-                [ "$(wc -l <<<"$hashes")" = 1 ] || hashes='DIFFERENT DIFFERENT DIFFERENT'
-                printf '| %s | %s | %s | %s | %s | %s | %s |\n' "$one" \
+                [ "$(wc -l <<<"$hashes")" = 1 ] || hashes=$(printf 'DIFFERENT %.0s' 1 2 3 4 5)
+                printf '| %s | %s | %s | %s | %s | %s | %s | %s | %s |\n' "$one" \
                     "$([ $compiler = gcc ] && echo "g++ $("${gcc[0]}" -dumpfullversion)" || echo "clang $(clang -dumpversion)")" \
                     "$optimization" "$(cut -d' ' -f1 "$folder/out" | uniq | paste -sd' ')" $hashes
                 rm -rf "$folder"

@@ -5,10 +5,12 @@
 #include <string.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "quorvel/memory.h"
 #include "quorvel/threads.h"
 #include "support/faults.h"
+#include "support/refined_run.h"
 #include "support/run.h"
 #include "warp/warp.h"
 
@@ -180,6 +182,110 @@ TEST(Failure, EveryLockOfAFrame) {
     Faults::FailLock(1);
     EXPECT_EQ(zekMEventWait(event, 0), QEL_EVENT_FAILED);
     zekMEventDestroy(nullptr, event);
+    Faults::Reset();
+}
+
+// A refined handle's life. A call that fails is made again, and must then do what it would have done.
+struct RefinedLife {
+    Size size;
+    int32_t lookahead;
+    bool frames; // by frame calls in place, else by planes
+    int failed = 0;
+    std::vector<Bytes> pictures = {}; // and records
+
+    void Must(const std::function<bool()> &call) {
+        if (call()) return;
+        failed++;
+        EXPECT_TRUE(call());
+    }
+    void Pull(MVS_Context *ctx) {
+        MVS_Compensation record = {};
+        record.lSize = (int32_t)sizeof(record);
+        while (QEL_MVS_PullCompensation(ctx, &record)) {
+            const uint8_t *bytes = (const uint8_t *)&record;
+            pictures.emplace_back(bytes, bytes + sizeof(record));
+            if (pictures.size() > 8) continue;
+            Bytes in = Render(size, {0, 0, 0}), out((size_t)size.Luma(), kUntouched);
+            const MVS_Plane from = PlaneOf(in.data(), size.width, size.height),
+                            to = PlaneOf(out.data(), size.width, size.height);
+            Must([&] {
+                const bool made = QEL_MVS_CompensateFrame(ctx, &record, &from, &to, 1);
+                EXPECT_TRUE(made || out == Bytes(out.size(), kUntouched));
+                return made;
+            });
+            pictures.push_back(out);
+        }
+    }
+    void Run(const std::vector<Bytes> &clip, int pushes) {
+        const Handle handle = MakeHandle(size);
+        MVS_Context *ctx = handle.get();
+        if (!ctx) return;
+        Must([&] { return QEL_MVS_SetRefined(ctx, 1); });
+        Must([&] { return QEL_MVS_SetLookahead(ctx, lookahead); });
+        for (int i = 0; i < pushes; i++) {
+            Bytes frame = clip[(size_t)i % clip.size()];
+            const Bytes before = frame;
+            const MVS_Plane plane = PlaneOf(frame.data(), size.width, size.height);
+            Must([&] {
+                if (!frames) return QEL_MVS_PushLuma(ctx, &plane) == 1;
+                QEL_MVS_StabilizeFrame_SameBuffer(ctx, frame.data());
+                EXPECT_TRUE(ctx->lFrameCount == i + 1 || frame == before);
+                return ctx->lFrameCount == i + 1;
+            });
+            if (frames) pictures.push_back(frame);
+            Pull(ctx);
+        }
+        EXPECT_TRUE(QEL_MVS_EndStream(ctx));
+        Pull(ctx);
+    }
+};
+
+TEST(Failure, EveryAllocationAndLockOfARefinedHandle) {
+    const int live = Faults::Live();
+    const struct {
+        Size size;
+        int32_t lookahead;
+        bool frames;
+        int pushes;
+    } kLives[] = {{{64, 48}, 0, true, 4},
+                  {{64, 48}, 0, false, 4},
+                  {{64, 48}, 6, false, 12},
+                  {{24, 20}, -1, false, 1030}}; // which need more memory
+    for (const auto &c : kLives) {
+        const std::vector<Bytes> clip = Pan(c.size, 9);
+        const auto run = [&](int32_t lookahead) {
+            RefinedLife life = {c.size, lookahead, c.frames};
+            life.Run(clip, c.pushes);
+            return life;
+        };
+        const std::vector<Bytes> alive = run(0).pictures; // what is shown without memory for a plan
+        Faults::Reset();
+        Faults::KeepThreads(1);
+        const RefinedLife good = run(c.lookahead);
+        const int allocations = Faults::Allocations(), locks = Faults::Locks();
+        EXPECT_FALSE(good.failed);
+        int failed = 0;
+        for (int n = 1; n <= allocations; n++) {
+            SCOPED_TRACE(testing::Message() << c.lookahead << ", allocation " << n);
+            Faults::Reset();
+            Faults::KeepThreads(1);
+            Faults::FailAllocation(n);
+            const RefinedLife got = run(c.lookahead);
+            failed += got.failed;
+            EXPECT_LE(got.failed, 1);
+            EXPECT_TRUE(got.pictures == good.pictures || got.pictures.empty() ||
+                        (c.lookahead < 0 && !got.failed && got.pictures == alive));
+            EXPECT_EQ(Faults::Live(), live);
+        }
+        EXPECT_GT(failed, 5);
+        for (int n = 1; n <= locks; n += 1 + locks / 20) {
+            Faults::FailLock(n);
+            const RefinedLife got = run(c.lookahead);
+            Faults::FailLock(0);
+            EXPECT_TRUE(got.pictures == good.pictures) << n;
+        }
+        EXPECT_EQ(Faults::Live(), live);
+    }
     Faults::Reset();
 }
 

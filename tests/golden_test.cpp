@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 
+#include "support/refined_run.h"
 #include "support/run.h"
 
 namespace {
@@ -31,9 +32,16 @@ const Case kCases[] = {{{176, 144}, {176, 144}, 0, 3, Entry::Diff, 0},
                        {{648, 484}, {648, 484}, 1, 3, Entry::Diff, 1},
                        {{1280, 720}, {1280, 720}, 1, 3, Entry::Same, 1}};
 
+const RefinedCase kRefined[] = {
+    {{176, 144}, {176, 144}, 1, 0, 0, false}, {{200, 160}, {176, 144}, 0, 1, 0, false},
+    {{241, 203}, {241, 203}, 0, 0, 15, true}, {{240, 200}, {176, 144}, 1, 1, -1, true},
+    {{640, 480}, {640, 480}, 0, 1, 0, false}, {{640, 480}, {576, 432}, 1, 0, 15, true}};
+
 const char kPath[] = QUORVEL_SOURCE_DIR "/tests/golden/frames.txt";
 
 RunResult RunGolden(const Case &c) { return RunClip(c, ShakyClip(c.in, c.in.width > 1000 ? 4 : 10)); }
+
+uint64_t RunGolden(const RefinedCase &c) { return RunRefined(c, ShakyClip(c.in, 24)); }
 
 uint64_t ClipHash() { return RunResult{ShakyClip({64, 48}, 8), {}}.Hash(); }
 
@@ -43,6 +51,8 @@ TEST(Golden, Frames) {
         file << "clip " << std::hex << ClipHash() << std::dec << '\n';
         for (const Case &c : kCases)
             file << c.Name() << ' ' << std::hex << RunGolden(c).Hash() << std::dec << '\n';
+        for (const RefinedCase &c : kRefined)
+            file << c.Name() << ' ' << std::hex << RunGolden(c) << std::dec << '\n';
     }
     std::ifstream file(kPath);
     std::map<std::string, uint64_t> golden;
@@ -54,7 +64,12 @@ TEST(Golden, Frames) {
         const AtLevel portable(kCpuPortable);
         EXPECT_EQ(golden[c.Name()], RunGolden(c).Hash()) << c << " portable";
     }
-    EXPECT_EQ(golden.size(), 1 + sizeof(kCases) / sizeof(kCases[0]));
+    for (const RefinedCase &c : kRefined) {
+        EXPECT_EQ(golden[c.Name()], RunGolden(c)) << c.Name();
+        const AtLevel portable(kCpuPortable);
+        EXPECT_EQ(golden[c.Name()], RunGolden(c)) << c.Name() << " portable";
+    }
+    EXPECT_EQ(golden.size(), 1 + std::size(kCases) + std::size(kRefined));
 }
 
 } // namespace

@@ -375,6 +375,49 @@ TEST(BlockSearch, RecordsLikeOneThreadsPlainSearch) {
     EXPECT_EQ(BlockME16F0(ctx.get(), flat.data(), flat.data()), 0);
 }
 
+// Random pixels, pixels at their ends, and a jump from black to white; memory ends where a kernel's
+// samples do.
+TEST(TileKernels, EqualThePortableOnesAndReadNothingElse) {
+    Random random;
+    const auto fill = [&](const Guarded &g, int kind, uint8_t flat) {
+        for (size_t i = 0; i < g.Size(); i++)
+            g.Data()[i] = kind == 0   ? (uint8_t)random.Next()
+                          : kind == 1 ? (uint8_t) - (int)(random.Next() & 1)
+                                      : flat;
+        g.ReadOnly();
+    };
+    for (CpuLevel level : CpuLevels())
+        for (int32_t n = 0; n < 240; n++) {
+            SCOPED_TRACE(testing::Message() << "level " << level << ", case " << n);
+            const Kernels *fast = KernelsOf(level);
+            const int32_t stride = kTile + 2 + n % 37, kind = n % 3, count = 1 + n % 120;
+            const Guarded::Side side = (Guarded::Side)(n & 1), other = (Guarded::Side)(n >> 1 & 1);
+            const size_t tile = (size_t)((kTile + 1) * stride + kTile);
+            const Guarded cur(tile, side), prev(tile, other);
+            fill(cur, kind, 0);
+            fill(prev, kind, 255);
+            TileSums want, got;
+            TileSumsPortable(cur.Data() + stride, prev.Data() + stride, stride, &want);
+            fast->pTileSums(cur.Data() + stride, prev.Data() + stride, stride, &got);
+            EXPECT_EQ(memcmp(&want, &got, sizeof(want)), 0);
+
+            const size_t patch = (size_t)((kPatch - 1) * stride + kPatch);
+            const Guarded first(patch, side), second(patch, other);
+            fill(first, kind, 255);
+            fill(second, kind, 0);
+            EXPECT_EQ(PatchErrorPortable(first.Data(), second.Data(), stride),
+                      fast->pPatchError(first.Data(), second.Data(), stride));
+
+            const int32_t width = 2 * count + n / 120;
+            const Guarded fine((size_t)(width + 2 * count), side), coarse((size_t)count, other),
+                same((size_t)count);
+            fill(fine, kind, 255);
+            HalveRowPortable(fine.Data(), width, same.Data(), count);
+            fast->pHalveRow(fine.Data(), width, coarse.Data(), count);
+            EXPECT_EQ(memcmp(same.Data(), coarse.Data(), (size_t)count), 0);
+        }
+}
+
 // The handle's sample buffer has room for the smallest range, which a program may choose at any time,
 // and not a byte more is written.
 TEST(Coarse, SamplesFitAtTheSmallestRange) {

@@ -19,6 +19,7 @@
 #include "platform/thread_policy.h"
 #include "platform/workers.h"
 #include "support/faults.h"
+#include "support/refined_run.h"
 #include "support/run.h"
 
 namespace {
@@ -139,6 +140,56 @@ TEST(Threads, FramesUnderAllCircumstances) {
             }
         });
     }
+}
+
+// Frames are measured on one thread and made on two others, all of one handle.
+TEST(Threads, RefinedPlanesAtOnce) {
+    const Size size = {640, 480};
+    const std::vector<Bytes> clip = ShakyClip(size, 8);
+    const auto measure = [&](MVS_Context *ctx, size_t i) {
+        const MVS_Plane luma = PlaneOf(clip[i].data(), size.width, size.height);
+        MVS_Compensation record = {};
+        record.lSize = (int32_t)sizeof(record);
+        EXPECT_TRUE(QEL_MVS_PushLuma(ctx, &luma) && QEL_MVS_PullCompensation(ctx, &record));
+        return record;
+    };
+    const auto make = [&](MVS_Context *ctx, const MVS_Compensation &record, size_t i) {
+        Bytes out((size_t)size.Luma());
+        const MVS_Plane from = PlaneOf(clip[i].data(), size.width, size.height),
+                        to = PlaneOf(out.data(), size.width, size.height);
+        EXPECT_TRUE(QEL_MVS_CompensateFrame(ctx, &record, &from, &to, 1));
+        return out;
+    };
+    std::vector<Bytes> want;
+    for (int count = 1; count <= 4; count++) {
+        Faults::Reset();
+        Faults::KeepThreads(count);
+        const Handle handle = MakeHandle(size, 1);
+        ASSERT_TRUE(QEL_MVS_SetRefined(handle.get(), 1));
+        std::vector<MVS_Compensation> records = {measure(handle.get(), 0)};
+        for (size_t i = 0; i < clip.size(); i++) {
+            Bytes out[2];
+            const MVS_Compensation record = records.back();
+            const auto one = [&] { out[0] = make(handle.get(), record, i); };
+            const auto other = [&] { out[1] = make(handle.get(), record, i); };
+            const auto next = [&] {
+                if (i + 1 < clip.size()) records.push_back(measure(handle.get(), i + 1));
+            };
+            if (count == 1) {
+                one(), other(), next();
+            } else {
+                std::thread first(one), second(other);
+                next();
+                first.join();
+                second.join();
+            }
+            if (want.size() == i) want.push_back(out[0]);
+            EXPECT_TRUE(out[0] == want[i] && out[1] == want[i]) << count << " threads, frame " << i;
+        }
+        EXPECT_EQ(Faults::Running(), 0);
+        EXPECT_EQ(Faults::Threads() > 0, count > 1);
+    }
+    Faults::Reset();
 }
 
 // Items that the calling thread and the workers take from one counter.

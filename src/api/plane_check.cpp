@@ -31,26 +31,32 @@ bool IsSide(int32_t lSide, int32_t lWhole, int32_t lLog2) {
 
 // The first byte, and the one after the last.
 struct Extent {
-    uintptr_t lFirst, lEnd;
+    uint64_t llFirst, llEnd;
 };
 
-Extent ExtentOf(const MVS_Plane *p) {
+// False where memory has no such addresses.
+bool FindExtent(const MVS_Plane *p, Extent *pExtent) {
     const int64_t llLastRow = (int64_t)(p->lHeight - 1) * p->llPitch;
-    const uintptr_t lTop = (uintptr_t)p->pPixels, lBottom = lTop + (uintptr_t)llLastRow;
-    const bool bDown = llLastRow >= 0;
-    return {bDown ? lTop : lBottom, (bDown ? lBottom : lTop) + (uintptr_t)RowBytes(p)};
+    const uint64_t llTop = (uintptr_t)p->pPixels;
+    const uint64_t llAbove = llLastRow < 0 ? (uint64_t)-llLastRow : 0;
+    const uint64_t llBelow = (uint64_t)((llLastRow > 0 ? llLastRow : 0) + RowBytes(p));
+    if (llAbove > llTop || llBelow > UINTPTR_MAX - llTop) return false;
+    *pExtent = {llTop - llAbove, llTop + llBelow};
+    return true;
 }
 
 } // namespace
 
 bool IsPlaneOf(const MVS_Plane *p, int32_t lWidth, int32_t lHeight) {
-    if (!p->pPixels || p->lSize < (int32_t)sizeof(MVS_Plane) || !HasLayout(p) || !HasPlace(p))
+    if (p->lSize < (int32_t)sizeof(MVS_Plane) || !p->pPixels || !HasLayout(p) || !HasPlace(p))
         return false;
     if (!IsSide(p->lWidth, lWidth, p->lLog2X) || !IsSide(p->lHeight, lHeight, p->lLog2Y)) return false;
     const int64_t llMost = INT32_MAX; // far beyond every row: offsets stay within 64 bits
-    const int64_t llLength = p->llPitch < 0 ? -(p->llPitch + 1) + 1 : p->llPitch;
-    if (p->llPitch == INT64_MIN || llLength < RowBytes(p) || llLength > llMost) return false;
-    return p->lSampleBytes == 1 || (((uintptr_t)p->pPixels | (uintptr_t)p->llPitch) & 1) == 0;
+    if (p->llPitch < -llMost || p->llPitch > llMost) return false;
+    if ((p->llPitch < 0 ? -p->llPitch : p->llPitch) < RowBytes(p)) return false;
+    Extent st;
+    if (!FindExtent(p, &st)) return false;
+    return p->lSampleBytes == 1 || (((uintptr_t)p->pPixels & 1) == 0 && p->llPitch % 2 == 0);
 }
 
 bool SameLayout(const MVS_Plane *pOne, const MVS_Plane *pOther) {
@@ -61,6 +67,7 @@ bool SameLayout(const MVS_Plane *pOne, const MVS_Plane *pOther) {
 }
 
 bool Overlap(const MVS_Plane *pOne, const MVS_Plane *pOther) {
-    const Extent stOne = ExtentOf(pOne), stOther = ExtentOf(pOther);
-    return stOne.lFirst < stOther.lEnd && stOther.lFirst < stOne.lEnd;
+    Extent stOne, stOther;
+    if (!FindExtent(pOne, &stOne) || !FindExtent(pOther, &stOther)) return true;
+    return stOne.llFirst < stOther.llEnd && stOther.llFirst < stOne.llEnd;
 }

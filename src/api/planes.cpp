@@ -44,8 +44,9 @@ int32_t WarpApart(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lCou
     const bool bReady = st.pEvent && st.pWorkers;
     if (bReady) {
         zekMEventSignal(st.pEvent); // a lock starts free
-        InitThreadPolicy(&st.stThreads);
         st.stThreads.lMostThreads = pCtx->stThreads.lMostThreads;
+        st.stThreads.lBytesPerThread = pCtx->stThreads.lBytesPerThread;
+        st.stThreads.lCores = pCtx->stThreads.lCores;
         StartWorkers(st.pWorkers, WorkersFor(&st.stThreads, pCtx->lInLumaSize));
         FineWarp(&st, pPasses, lCount, pCtx->pRefined->bCubic);
         JoinWorkers(st.pWorkers);
@@ -59,8 +60,8 @@ int32_t WarpApart(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lCou
 
 int32_t QEL_MVS_PushLuma(MVS_Context *pCtx, const MVS_Plane *pLuma) {
     if (!pCtx || !pCtx->pRefined || !pLuma) return 0;
-    if (pLuma->lLog2X != 0 || pLuma->lLog2Y != 0) return 0;
     if (!IsPlaneOf(pLuma, pCtx->lInWidth, pCtx->lInHeight)) return 0;
+    if (pLuma->lLog2X != 0 || pLuma->lLog2Y != 0) return 0;
     const LumaSource stSource = SourceOf(pLuma);
     const int32_t lWorkers = BeginFrame(pCtx);
     const bool bTaken = PushFrame(pCtx, kPlaneCalls, &stSource);

@@ -13,6 +13,9 @@ struct Shift {
     int64_t llCost;
 };
 
+// Whole pixels of a prediction; one far beyond every picture is no prediction.
+int32_t Whole(double d) { return d > -32768 && d < 32768 ? (int32_t)d : 0; }
+
 // Mean error of every other patch that lies within both frames; INT64_MAX when there are few.
 int64_t CostAt(const Kernels *pKernels, const LumaLevel *pCur, const LumaLevel *pPrev, int32_t lCol,
                int32_t lRow) {
@@ -53,8 +56,8 @@ RigidMotion WideShift(const Kernels *pKernels, const Pyramid *pCurrent, const Py
     const int32_t lRows = lWidth >= lHeight ? lHeight / 6 : lHeight / 8;
     Shift stBest = {0, 0, INT64_MAX};
     Try(pKernels, pCur, pPrev, 0, 0, &stBest);
-    Try(pKernels, pCur, pPrev, (int32_t)(stPrediction.dCol / (1 << lLevel)),
-        (int32_t)(stPrediction.dRow / (1 << lLevel)), &stBest);
+    Try(pKernels, pCur, pPrev, Whole(stPrediction.dCol / (1 << lLevel)),
+        Whole(stPrediction.dRow / (1 << lLevel)), &stBest);
     for (int32_t r = -(lRows & ~1); r <= lRows; r += 2)
         for (int32_t c = -(lCols & ~1); c <= lCols; c += 2) Try(pKernels, pCur, pPrev, c, r, &stBest);
     const Shift stAround = stBest;

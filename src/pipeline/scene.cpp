@@ -36,6 +36,7 @@ bool IsRest(const RigidFit *pFit, const LumaLevel *pLevel) {
 int32_t MeanLevel(const Pyramid *pPyramid) {
     const LumaLevel *pLevel = &pPyramid->stLevels[pPyramid->lLevels - 1];
     const int32_t lCount = pLevel->lWidth * pLevel->lHeight;
+    if (lCount == 0) return 0; // a row of pixels is too thin to be halved
     int32_t lSum = 0;
     for (int32_t i = 0; i < lCount; i++) lSum += pLevel->pPixels[i];
     return lSum / lCount;
