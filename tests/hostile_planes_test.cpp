@@ -101,10 +101,11 @@ std::vector<MVS_Plane> Spoilt(const MVS_Plane &good) {
         planes.push_back(good);
         planes.back().llPitch = pitch;
     }
-    for (uintptr_t address : {(uintptr_t)0, UINTPTR_MAX - 1, (uintptr_t)good.pPixels + 1}) {
-        if ((address & 1) && good.lSampleBytes == 1) continue;
+    std::vector<uint8_t *> tops = {nullptr, (uint8_t *)(UINTPTR_MAX - 1)};
+    if (good.lSampleBytes == 2) tops.push_back(good.pPixels + 1);
+    for (uint8_t *top : tops) {
         planes.push_back(good);
-        planes.back().pPixels = (uint8_t *)address;
+        planes.back().pPixels = top;
     }
     return planes;
 }
