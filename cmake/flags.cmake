@@ -21,7 +21,7 @@ target_compile_options(quorvel_library_flags INTERFACE
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-semantic-interposition
   -fno-math-errno)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i[3-6]86|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
-  # The smoother's float step must round to single precision after each operation.
+  # Each operation on a float or a double must round to that type.
   target_compile_options(quorvel_library_flags INTERFACE -msse2 -mfpmath=sse)
 endif()
 

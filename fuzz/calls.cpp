@@ -151,7 +151,7 @@ void Setting(Life *life, uint8_t call) {
 // A plane of a picture in memory of its own.
 struct OwnPlane {
     Buffer memory;
-    MVS_Plane plane;
+    MVS_Plane layout, plane; // before and after it was spoilt
 
     bool Holds(const MVS_Plane &p) const {
         const double row = (double)p.lWidth * p.lChannels * p.lSampleBytes;
@@ -187,7 +187,7 @@ OwnPlane MakePlane(Life *life, Size picture, const MVS_Plane *layout, bool paint
     p.lHeight = std::max((picture.height + y) >> p.lLog2Y, 1);
     const int32_t row = p.lWidth * p.lChannels * p.lSampleBytes;
     const int32_t pitch = row + (how >> 4) * p.lSampleBytes, below = pitch * (p.lHeight - 1);
-    OwnPlane own = {life->Make(below + row), p};
+    OwnPlane own = {life->Make(below + row), p, p};
     if (paint) Paint(input, own.memory->Data(), own.memory->Size(), row, p.lHeight);
     if (paint) own.memory->ReadOnly();
     own.plane.llPitch = how & 4 ? -pitch : pitch;
@@ -232,8 +232,8 @@ void Planes(Life *life, uint8_t call) {
     life->Record(memory);
     OwnPlane from[2] = {MakePlane(life, life->in, nullptr, true),
                         MakePlane(life, life->in, nullptr, true)};
-    OwnPlane to[2] = {MakePlane(life, life->out, &from[0].plane, false),
-                      MakePlane(life, life->out, &from[1].plane, false)};
+    OwnPlane to[2] = {MakePlane(life, life->out, &from[0].layout, false),
+                      MakePlane(life, life->out, &from[1].layout, false)};
     const MVS_Plane in[2] = {from[0].plane, from[1].plane};
     const MVS_Plane out[2] = {to[0].plane, call & 64 ? to[0].plane : to[1].plane};
     const bool made = QEL_MVS_CompensateFrame(life->ctx, record, in, out, 2);

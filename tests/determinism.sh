@@ -14,7 +14,7 @@ trap 'rm -rf "$work"' EXIT
 library=(src/*.cpp src/*/*.cpp)
 support=(tests/determinism.cpp tests/support/{faults,guarded,pitched,refined_run,run,scene}.cpp tools/clipgen/{camera_path,scene,scene_paint}.cpp)
 common=(-std=c++17 -ffp-contract=off -pthread -Iinclude -Isrc)
-inside=(-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden)
+inside=(-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-math-errno)
 wraps=$(printf -- '-Wl,--wrap=%s ' malloc free pthread_{create,mutex_init,mutex_lock,cond_init,cond_wait,cond_signal,cond_broadcast})
 
 # gcc's and clang's command for a processor, and how its programs run.

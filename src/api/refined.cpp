@@ -4,6 +4,7 @@
 
 #include "motion/tile_flow.h"
 #include "platform/buffers.h"
+#include "platform/cpu.h"
 #include "platform/fixed.h"
 #include "quorvel/refined.h"
 
