@@ -235,7 +235,7 @@ struct RefinedLife {
             if (frames) pictures.push_back(frame);
             Pull(ctx);
         }
-        EXPECT_TRUE(QEL_MVS_EndStream(ctx));
+        EXPECT_EQ(QEL_MVS_EndStream(ctx), !frames);
         Pull(ctx);
     }
 };

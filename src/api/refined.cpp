@@ -4,7 +4,6 @@
 
 #include "motion/tile_flow.h"
 #include "platform/buffers.h"
-#include "platform/cpu.h"
 #include "platform/fixed.h"
 #include "quorvel/refined.h"
 
