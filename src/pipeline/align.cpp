@@ -76,10 +76,10 @@ void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *p
 }
 
 Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
-                      RigidMotion stPrediction, TileFlow *pFlows) {
+                      const RigidMotion *pPrediction, TileFlow *pFlows) {
     const int32_t lCoarsest = pCurrent->lLevels - 1;
     Alignment st = {};
-    st.stFit.stMotion = WideShift(pCtx->pKernels, pCurrent, pPrevious, stPrediction);
+    st.stFit.stMotion = WideShift(pCtx->pKernels, pCurrent, pPrevious, *pPrediction);
     for (int32_t lLevel = lCoarsest; lLevel >= 0; lLevel--) {
         const int32_t lCount =
             MeasureTiles(pCtx, pCurrent, pPrevious, lLevel, st.stFit.stMotion, pFlows);

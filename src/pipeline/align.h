@@ -26,4 +26,4 @@ struct Alignment {
 
 // pFlows has room for MostTiles.
 Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
-                      RigidMotion stPrediction, TileFlow *pFlows);
+                      const RigidMotion *pPrediction, TileFlow *pFlows);

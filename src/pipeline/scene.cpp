@@ -105,7 +105,7 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
     BuildPyramid(pCtx, pSource, pCurrent);
     if (!pScene->bReference) return StartScene(pScene);
     const Alignment stAlignment = AlignFrames(pCtx, pCurrent, &pScene->stPyramids[pScene->lReference],
-                                              pScene->stLast, pScene->pFlows);
+                                              &pScene->stLast, pScene->pFlows);
     const Verdict eVerdict = Judge(pScene, &stAlignment);
     FrameMotion st = {};
     if (eVerdict == kMatches)
