@@ -207,7 +207,12 @@ void StreamCopier::Convert(AVPacket *packet, const PacketWriter &write) {
 // Packets that the filter cannot read are damaged, and are skipped.
 void StreamCopier::Filter(Place &place, AVPacket *packet, const PacketWriter &write) {
     if (av_bsf_send_packet(place.filter.get(), packet) < 0) return;
-    while (av_bsf_receive_packet(place.filter.get(), packet) >= 0) write(packet);
+    while (av_bsf_receive_packet(place.filter.get(), packet) >= 0) {
+        // The first repeats the description. Matroska would write it into the header once more, over
+        // what follows it there.
+        av_packet_free_side_data(packet);
+        write(packet);
+    }
 }
 
 void StreamCopier::Finish(const PacketWriter &write) {
