@@ -360,6 +360,7 @@ OTHER_STREAMS = [
     Case("", "a.mp4 out.ogv", "converted to vorbis, og[gv] files.*\n.*mov_text.*left out", facts={"a.codec_name": "vorbis"}),
     Case(noise("aac", "in.mp4"), "in.mp4 out.ogv", "converted to vorbis", sound=0.5),
     Case(noise("libopus", "in.mkv"), "in.mkv out.avi", "converted to mp3, avi files", facts={"a.codec_name": "mp3"}, sound=0.5),
+    Case(noise("libmp3lame", "in.mkv", "-itsoffset 1"), "in.mkv out.avi", "to mp3, avi files cannot begin it later", sound=1.5),
     Case(noise("aac", "in.ts"), "in.ts out.mp4", facts={"a.codec_name": "aac", "a.codec_tag_string": "mp4a"}, sound=0.5),
     Case(noise("aac", "in.ts"), "in.ts out.mkv", facts={"a.profile": "LC", "format.nb_streams": 2}, sound=0.5),
     Case(noise("aac", "in.mp4"), "in.mp4 out.ts", facts={"a.codec_name": "aac"}, sound=0.5),

@@ -11,6 +11,8 @@
 
 namespace {
 
+const int64_t kMostShift = 50000; // microseconds that sound may be early
+
 // Describes a container or its codec, not its content. Matroska writes names in capitals, and may add a
 // language ("BPS-eng").
 bool IsOwn(const char *key) {
@@ -68,10 +70,20 @@ void TellLeftOut(const AVStream *stream, const AVFormatContext *to, const NoteHa
          (strcmp(to->oformat->name, "matroska") ? "; try an OUTPUT with the ending .mkv" : ""));
 }
 
-// Null when it cannot be converted either.
+bool IsSound(const AVStream *stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
+
+// AVI has no times: copied sound would begin with the pictures.
+bool ComesTooLate(const AVStream *from, const MediaInput &input, const AVOutputFormat &container) {
+    bool timed = strcmp(container.name, "avi") != 0;
+    if (timed || !IsSound(from) || from->start_time == AV_NOPTS_VALUE) return false;
+    int64_t start = av_rescale_q(from->start_time, from->time_base, AV_TIME_BASE_Q);
+    return start - input.Origin() > kMostShift;
+}
+
+// Null when it cannot be converted either. `reason` is what follows the name of the container.
 std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTrial &trial,
-                                               const NoteHandler &note) {
-    bool sound = from->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+                                               const std::string &reason, const NoteHandler &note) {
+    bool sound = IsSound(from);
     bool text = from->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
     std::unique_ptr<PacketConverter> converter;
     if (sound) converter = MakeSoundConverter(from, trial, note);
@@ -80,7 +92,7 @@ std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTr
     note(std::string(sound ? "sound (" : "subtitles (") + avcodec_get_name(from->codecpar->codec_id) +
          (sound ? ") is" : ") are") + " converted to " +
          avcodec_get_name(converter->Encoder()->codec_id) + ", " + trial.Container().name +
-         " files cannot hold " + (sound ? "it" : "them"));
+         " files cannot " + reason);
     return converter;
 }
 
@@ -120,8 +132,6 @@ MediaPtr<AVBSFContext> MakeFilter(const char *name, const AVStream *from,
     return result;
 }
 
-bool IsSound(const AVStream *stream) { return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
-
 } // namespace
 
 StreamCopier::StreamCopier(const MediaInput &input, AVFormatContext *to, const AVCodecContext *encoder,
@@ -138,7 +148,7 @@ StreamCopier::StreamCopier(const MediaInput &input, AVFormatContext *to, const A
             AddVideo(stream, to);
         } else if (!options.noAudio || !IsSound(stream)) {
             others++;
-            if (!trial.PicturesOnly()) AddOther(stream, to, trial, options);
+            if (!trial.PicturesOnly()) AddOther(stream, input, to, trial, options);
         }
     }
     if (trial.PicturesOnly() && others > 0)
@@ -155,16 +165,19 @@ void StreamCopier::AddVideo(const AVStream *from, AVFormatContext *to) {
     mVideo->time_base = from->time_base;
 }
 
-void StreamCopier::AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
-                            const SinkOptions &options) {
+void StreamCopier::AddOther(const AVStream *from, const MediaInput &input, AVFormatContext *to,
+                            ContainerTrial &trial, const SinkOptions &options) {
     Place &place = mPlaces[(size_t)from->index];
     MediaPtr<AVCodecParameters> parameters(NotNull(avcodec_parameters_alloc()));
     CheckMedia(avcodec_parameters_copy(parameters.get(), from->codecpar), "copying a stream");
     parameters->codec_tag = 0; // each container has its own
     if (DescribeAac(parameters.get(), trial.Container()))
         place.filter = MakeFilter("aac_adtstoasc", from, parameters.get());
-    bool copied = trial.Add(from, parameters.get());
-    if (!copied) place.converter = MakeConverter(from, trial, options.note);
+    bool late = ComesTooLate(from, input, trial.Container());
+    bool copied = !late && trial.Add(from, parameters.get());
+    std::string reason = late ? "begin it later than the pictures"
+                              : std::string("hold ") + (IsSound(from) ? "it" : "them");
+    if (!copied) place.converter = MakeConverter(from, trial, reason, options.note);
     if (!copied && !place.converter) {
         TellLeftOut(from, to, options.note);
         return;

@@ -38,8 +38,8 @@ class StreamCopier {
     };
 
     void AddVideo(const AVStream *from, AVFormatContext *to);
-    void AddOther(const AVStream *from, AVFormatContext *to, ContainerTrial &trial,
-                  const SinkOptions &options);
+    void AddOther(const AVStream *from, const MediaInput &input, AVFormatContext *to,
+                  ContainerTrial &trial, const SinkOptions &options);
     static void Move(Place &place, AVPacket *packet);
     static void Filter(Place &place, AVPacket *packet, const PacketWriter &write);
 

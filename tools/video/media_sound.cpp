@@ -23,7 +23,7 @@ const int kSoftSeconds = 5; // so that it is right after these seconds
 // Seconds that a clock may jump ahead or back; beyond that it was set anew.
 const int kLongestGap = 3600;
 const int kLongestOverlap = 10;
-const int kLongestLead = 10; // of silence before the first sound
+const int kLongestLead = 10; // of silence before the first sound, where its time can be told instead
 
 struct ReleaseSound {
     void operator()(SwrContext *context) const { swr_free(&context); }
@@ -63,9 +63,10 @@ MediaPtr<AVFrame> NewSound(const AVChannelLayout &layout, int format, int rate, 
 // there is no sound for a while.
 class SoundConverter : public PacketConverter {
   public:
-    // `begin` is the time of the first sample, in samples.
+    // `begin` is the time of the first sample, in samples, `longestLead` how many seconds of silence
+    // may come before the first sound.
     SoundConverter(MediaPtr<AVCodecContext> decoder, MediaPtr<AVCodecContext> encoder, int64_t begin,
-                   const NoteHandler &note);
+                   int longestLead, const NoteHandler &note);
     void Convert(AVPacket *packet, const PacketWriter &write) override;
 
   private:
@@ -84,15 +85,16 @@ class SoundConverter : public PacketConverter {
     std::unique_ptr<SwrContext, ReleaseSound> mResampler;
     std::unique_ptr<AVAudioFifo, ReleaseSound> mWaiting; // for the rest of a frame
     int64_t mTime;                                       // of the next sample for the encoder
-    int64_t mClockShift = 0;                             // what the input's clock was set back
-    bool mPlaced = false;                                // the first sound is where it belongs
+    int mLongestLead;
+    int64_t mClockShift = 0; // what the input's clock was set back
+    bool mPlaced = false;    // the first sound is where it belongs
     bool mStretching = false;
     bool mToldDamage = false;
 };
 
 SoundConverter::SoundConverter(MediaPtr<AVCodecContext> decoder, MediaPtr<AVCodecContext> encoder,
-                               int64_t begin, const NoteHandler &note)
-    : mNote(note), mSound(NotNull(av_frame_alloc())), mTime(begin) {
+                               int64_t begin, int longestLead, const NoteHandler &note)
+    : mNote(note), mSound(NotNull(av_frame_alloc())), mTime(begin), mLongestLead(longestLead) {
     mDecoder = std::move(decoder);
     mEncoder = std::move(encoder);
     mWaiting.reset(
@@ -173,7 +175,7 @@ int SoundConverter::Align(const AVFrame &sound, const PacketWriter &write) {
     int64_t time = av_rescale_q(sound.best_effort_timestamp, mDecoder->pkt_timebase, {1, (int)rate});
     int64_t ready = mTime + av_audio_fifo_size(mWaiting.get()) + swr_get_delay(mResampler.get(), rate);
     int64_t gap = time + mClockShift - ready;
-    if (!mPlaced && gap > kLongestLead * rate) {
+    if (!mPlaced && gap > mLongestLead * rate) {
         mTime += gap;
         gap = 0;
     } else if (mPlaced && (gap > kLongestGap * rate || gap < -kLongestOverlap * rate)) {
@@ -350,5 +352,7 @@ std::unique_ptr<PacketConverter> MakeSoundConverter(const AVStream *from, Contai
     // take the place of the sound's first ones.
     bool negative = trial.Container().flags & AVFMT_TS_NEGATIVE;
     int64_t begin = negative ? 0 : encoder->initial_padding;
-    return std::make_unique<SoundConverter>(std::move(decoder), std::move(encoder), begin, note);
+    bool timed = strcmp(trial.Container().name, "avi") != 0;
+    return std::make_unique<SoundConverter>(std::move(decoder), std::move(encoder), begin,
+                                            timed ? kLongestLead : kLongestGap, note);
 }
