@@ -294,6 +294,8 @@ INPUTS = [
     Case("$ff -i clip.y4m img%03d.png", "--input-option framerate=30 img%03d.png out.mkv", say="rgb24.*converted", facts={"v.r_frame_rate": "30/1"}),
     Case("", "--input-format lavfi --duration 1 testsrc2=size=320x240:rate=25 out.mkv", frames=25),
     Case("mkfifo in.mp4; cat a.mp4 >in.mp4 2>/dev/null &", "in.mp4 out.mkv", say="index.*faststart", status=1),
+    Case("$ff -i clip.y4m -c:v libtheora -q:v 8 in.ogv; printf 'wrong here' | dd of=in.ogv bs=1 seek=100000 conv=notrunc 2>/dev/null",
+         "in.ogv out.mkv", say="cut short or damaged, CRC mismatch; the .* frames", status=1, frames=None),
     Case(": >in.mp4", "in.mp4 out.mkv", say="in.mp4 is empty", status=1),
 ]
 # Encoders, containers, tags.

@@ -3,6 +3,7 @@
 
 #include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 
 #include <mutex>
 
@@ -24,12 +25,21 @@ LastError &Last() {
     return last;
 }
 
+// A demuxer that skips what is damaged returns no error, it just says so.
+void KeepFault(void *object, const std::string &text) {
+    if (!object || *(const AVClass **)object != avformat_get_class()) return;
+    auto *fault = (std::string *)((AVFormatContext *)object)->opaque;
+    if (fault) *fault = text;
+}
+
 // Keeps the last message of an error instead of printing it: the libraries print what is none of the
 // user's business, but know better than their error codes what was wrong.
 void OnMessage(void *object, int level, const char *format, va_list arguments) {
     if (gShowMessages) {
-        av_log_default_callback(object, level, format, arguments);
-        return;
+        va_list copy;
+        va_copy(copy, arguments);
+        av_log_default_callback(object, level, format, copy);
+        va_end(copy);
     }
     if (level > AV_LOG_ERROR) return;
     char line[400];
@@ -37,8 +47,10 @@ void OnMessage(void *object, int level, const char *format, va_list arguments) {
     av_log_format_line2(object, level, format, arguments, line, sizeof(line), &prefix);
     std::string text = line;
     if (text[0] == '[' && text.find("] ") != std::string::npos) text.erase(0, text.find("] ") + 2);
-    while (!text.empty() && (text.back() == '\n' || text.back() == '.')) text.pop_back();
+    while (!text.empty() && strchr("\n.!", text.back())) text.pop_back();
     if (text.empty()) return;
+    KeepFault(object, text);
+    if (gShowMessages) return;
     std::lock_guard<std::mutex> lock(Last().mutex);
     Last().text = text;
 }

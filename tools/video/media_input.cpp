@@ -123,6 +123,7 @@ void MediaInput::Open() {
     const AVInputFormat *format = FindFormat(mOptions.format);
     mFormat = NotNull(avformat_alloc_context());
     mFormat->interrupt_callback = {IsInterrupted, nullptr};
+    mFormat->opaque = &mFault; // where its error messages go
     std::string url = Url(mPath);
     if (mInput) {
         if (IsMp4(mInput->Peek(8)) && HasIndexAtEnd(mInput->Peek(kStartBytes)))
@@ -138,6 +139,7 @@ void MediaInput::Open() {
     MediaOptions dictionary(mOptions.formatOptions, "--input-option");
     int result = avformat_open_input(&mFormat, url.c_str(), format, dictionary.Get());
     CheckMedia(result, "cannot read " + mName + " as a video");
+    mFault.clear(); // what comes of a look at the end
     if (!dictionary.Left().empty())
         throw VideoError("--input-option: " + mName + " has no option " + dictionary.Left());
     CheckMedia(avformat_find_stream_info(mFormat, nullptr), "cannot read " + mName + " as a video");

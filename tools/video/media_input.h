@@ -4,6 +4,7 @@
 
 #include <stdint.h>
 
+#include <utility>
 #include <vector>
 
 #include "video/byte_file.h"
@@ -45,6 +46,9 @@ class MediaInput {
     // Reads from the beginning; the streams and their context are new ones.
     void StartOver();
 
+    // What the demuxer found wrong since it was last asked, but read past; empty: nothing.
+    std::string TakeFault() { return std::exchange(mFault, ""); }
+
     // By which players turn the picture clockwise: 0, 90, 180, 270.
     int Rotation() const;
 
@@ -81,6 +85,7 @@ class MediaInput {
     std::unique_ptr<ByteInput> mInput;
     AVIOContext *mIo = nullptr;
     AVFormatContext *mFormat = nullptr;
+    std::string mFault;
     AVStream *mVideo = nullptr;
     int64_t mOrigin = 0;
     int64_t mEnd = INT64_MAX;

@@ -313,6 +313,8 @@ void MediaSource::Feed() {
             mProgress.readFault = MediaError(result);
         }
     }
+    std::string fault = mInput->TakeFault();
+    if (!fault.empty()) mProgress.readFault = fault;
     if (result < 0) {
         mProgress.flushing = true;
         avcodec_send_packet(mDecoder.get(), nullptr);
