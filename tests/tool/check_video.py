@@ -368,6 +368,8 @@ OTHER_STREAMS = [
     Case(noise("aac", "in.mp4"), "in.mp4 out.ts", facts={"a.codec_name": "aac"}, sound=0.5),
     Case(noise("aac", "a.ts") + "$ff -i a.ts -c copy -bsf:a noise=amount=100 in.ts 2>/dev/null", "in.ts out.ogv",
          r"sound \(aac\) is damaged, there is silence where", facts={"a.codec_name": "vorbis"}),
+    Case("$ff -i a.mp4 -map 0:v -map 0:a -map 0:a -c copy in.mp4", "in.mp4 out.mpg",
+         r"stream 1 \(sound, aac\) is converted to mp2.*\n.*stream 2 \(sound, aac\) is", facts={"a.count": 2}),
     Case("", "a.mp4 out.mkv", r"subtitles \(mov_text\) are converted to subrip", facts={"s.codec_name": "subrip"}),
     Case(TEXT, "in.mkv out.mp4", r"subtitles \(subrip\) are converted to mov_text", facts={"s.codec_name": "mov_text"}),
     Case(TEXT, "--codec libvpx in.mkv out.webm", "to opus, webm.*\n.*to webvtt", facts={"s.codec_name": "webvtt", "a.codec_name": "opus"}),

@@ -80,20 +80,35 @@ bool ComesTooLate(const AVStream *from, const MediaInput &input, const AVOutputF
     return start - input.Origin() > kMostShift;
 }
 
-// Null when it cannot be converted either. `reason` is what follows the name of the container.
+bool IsOneOfSeveral(const AVStream *stream, const MediaInput &input) {
+    int count = 0;
+    for (unsigned i = 0; i < input.Format()->nb_streams; i++)
+        count += input.Format()->streams[i]->codecpar->codec_type == stream->codecpar->codec_type;
+    return count > 1;
+}
+
+void TellConverted(const AVStream *from, const MediaInput &input, const PacketConverter &converter,
+                   const AVOutputFormat &container, const NoteHandler &note) {
+    std::string kind = IsSound(from) ? "sound" : "subtitles";
+    std::string codec = avcodec_get_name(from->codecpar->codec_id);
+    bool several = IsOneOfSeveral(from, input), single = several || IsSound(from);
+    std::string name = several
+                           ? "stream " + std::to_string(from->index) + " (" + kind + ", " + codec + ")"
+                           : kind + " (" + codec + ")";
+    bool late = ComesTooLate(from, input, container);
+    note(name + (single ? " is" : " are") + " converted to " +
+         avcodec_get_name(converter.Encoder()->codec_id) + ", " + container.name + " files cannot " +
+         (late     ? "begin it later than the pictures"
+          : single ? "hold it"
+                   : "hold them"));
+}
+
+// Null when it cannot be converted either.
 std::unique_ptr<PacketConverter> MakeConverter(const AVStream *from, ContainerTrial &trial,
-                                               const std::string &reason, const NoteHandler &note) {
-    bool sound = IsSound(from);
+                                               const NoteHandler &note) {
+    if (IsSound(from)) return MakeSoundConverter(from, trial, note);
     bool text = from->codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
-    std::unique_ptr<PacketConverter> converter;
-    if (sound) converter = MakeSoundConverter(from, trial, note);
-    if (text) converter = MakeSubtitleConverter(from, trial);
-    if (!converter) return nullptr;
-    note(std::string(sound ? "sound (" : "subtitles (") + avcodec_get_name(from->codecpar->codec_id) +
-         (sound ? ") is" : ") are") + " converted to " +
-         avcodec_get_name(converter->Encoder()->codec_id) + ", " + trial.Container().name +
-         " files cannot " + reason);
-    return converter;
+    return text ? MakeSubtitleConverter(from, trial) : nullptr;
 }
 
 // In transport streams each packet of AAC has a header that describes it. Other containers have one
@@ -175,9 +190,7 @@ void StreamCopier::AddOther(const AVStream *from, const MediaInput &input, AVFor
         place.filter = MakeFilter("aac_adtstoasc", from, parameters.get());
     bool late = ComesTooLate(from, input, trial.Container());
     bool copied = !late && trial.Add(from, parameters.get());
-    std::string reason = late ? "begin it later than the pictures"
-                              : std::string("hold ") + (IsSound(from) ? "it" : "them");
-    if (!copied) place.converter = MakeConverter(from, trial, reason, options.note);
+    if (!copied) place.converter = MakeConverter(from, trial, options.note);
     if (!copied && !place.converter) {
         TellLeftOut(from, to, options.note);
         return;
@@ -187,6 +200,7 @@ void StreamCopier::AddOther(const AVStream *from, const MediaInput &input, AVFor
     stream->disposition = from->disposition;
     place.stream = stream;
     if (place.converter) {
+        TellConverted(from, input, *place.converter, trial.Container(), options.note);
         const AVCodecContext *encoder = place.converter->Encoder();
         CheckMedia(avcodec_parameters_from_context(stream->codecpar, encoder), "converting a stream");
         stream->time_base = place.timeBase = encoder->time_base;
