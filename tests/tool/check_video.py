@@ -329,6 +329,8 @@ OUTPUTS = [
     Case("", "--mode none --codec libsvtav1 --preset ultrafast clip.y4m out.mp4", facts={"v.codec_name": "av1"}, near="clip.y4m"),
     Case("", "--preset bogus a.mp4 out.mp4", status=1, say="--preset bogus: .* libx264 .*give ultrafast"),
     Case("", "--crf 60 a.mp4 out.mp4", status=1, say="--crf 60: .* 0 to 51"),
+    Case("", "clip.y4m out.gif", status=1, say="encoder gif takes no .* such files cannot be written; give OUTPUT the ending .mp4"),
+    Case("", "clip.y4m out%03d.png", status=1, say="encoder png takes no .* give OUTPUT the ending .jpg"),
     Case("", "a.mp4 out.jpg", status=1, say="one picture cannot hold a video.*such as out%03d.jpg\n$"),
     Case(HDR, "in.mp4 out.mkv", say="8-bit(.|\n)*stay HDR but keep 8 of their 10 bits",
          facts={"v.codec_name": "hevc", "v.color_transfer": "smpte2084", "v.side_data_list.0.max_content": 1000,

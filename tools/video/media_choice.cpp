@@ -77,6 +77,7 @@ const Quality kQualities[] = {
 };
 const int64_t kVp8Ceiling = 40000000; // bits a second: its constant quality needs an upper limit
 const int kTheoraQuality = 9;         // of 10
+const int kWebpQuality = 90;          // of 100
 const int kQuantizer = 2;             // the finest that does not waste bits
 
 const char *const kSpeeds[] = {"placebo", "veryslow", "slower",   "slow",      "medium",
@@ -140,6 +141,14 @@ void CheckCrf(const AVCodecContext *encoder, const Quality *quality, const std::
 const AVCodec *ChooseEncoder(const AVOutputFormat &container, const StreamInfo &info,
                              const SinkOptions &options) {
     if (!options.codec.empty()) return FindNamed(options.codec);
+    if (!strcmp(container.name, "image2")) { // holds any kind of picture, the ending tells which
+        const char *name = options.name.c_str();
+        AVCodecID kind = av_guess_codec(&container, nullptr, name, nullptr, AVMEDIA_TYPE_VIDEO);
+        const char *single = kind == AV_CODEC_ID_WEBP ? "libwebp" : ""; // the first makes animations
+        const AVCodec *ofPicture = avcodec_find_encoder_by_name(single);
+        if (!ofPicture) ofPicture = avcodec_find_encoder(kind);
+        if (ofPicture) return ofPicture;
+    }
     AVCodecID source = info.media ? info.media->Video()->codecpar->codec_id : AV_CODEC_ID_NONE;
     // Of the encoders here x264 alone has fields.
     if (info.interlaced && source != AV_CODEC_ID_H264) source = AV_CODEC_ID_NONE;
@@ -171,9 +180,12 @@ void SetQuality(AVCodecContext *encoder, const SinkOptions &options, MediaOption
     } else if (quality && !dictionary.Has("crf") && !dictionary.Has("b")) {
         dictionary.Set("crf", quality->crf);
     } else if (!quality) {
-        bool theora = encoder->codec_id == AV_CODEC_ID_THEORA; // more is better there
+        AVCodecID id = encoder->codec_id; // with some, more is better
+        int level = id == AV_CODEC_ID_THEORA ? kTheoraQuality
+                    : id == AV_CODEC_ID_WEBP ? kWebpQuality
+                                             : kQuantizer;
         encoder->flags |= AV_CODEC_FLAG_QSCALE;
-        encoder->global_quality = (theora ? kTheoraQuality : kQuantizer) * FF_QP2LAMBDA;
+        encoder->global_quality = level * FF_QP2LAMBDA;
     }
     if (options.bitrate <= 0 && quality) encoder->bit_rate = strcmp(name, "libvpx") ? 0 : kVp8Ceiling;
 }

@@ -25,12 +25,16 @@ bool Takes(const AVCodec *codec, AVPixelFormat wanted) {
     return false;
 }
 
-AVPixelFormat ChoosePixels(const AVCodec *codec, const StreamInfo &info) {
+AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container,
+                           const StreamInfo &info, const SinkOptions &options) {
     if (info.layout == PixelLayout::NV21 && Takes(codec, AV_PIX_FMT_NV21)) return AV_PIX_FMT_NV21;
     if (Takes(codec, AV_PIX_FMT_YUV420P)) return AV_PIX_FMT_YUV420P;
     if (info.fullRange && Takes(codec, AV_PIX_FMT_YUVJ420P)) return AV_PIX_FMT_YUVJ420P;
-    throw VideoError(std::string("the encoder ") + codec->name +
-                     " takes no 8-bit 4:2:0 pictures, choose another with --codec");
+    std::string failed = std::string("the encoder ") + codec->name + " takes no 8-bit 4:2:0 pictures, ";
+    if (!options.codec.empty()) throw VideoError(failed + "choose another with --codec");
+    bool pictures = !strcmp(container.name, "image2");
+    throw VideoError(failed + "such files cannot be written; give OUTPUT the ending " +
+                     (pictures ? ".jpg" : ".mp4, .mkv or .webm"));
 }
 
 // The rates that MPEG-1 and MPEG-2 know, of which MPEG-2 takes fractions too.
@@ -128,10 +132,11 @@ void SetParameters(const AVCodec *codec, const StreamInfo &info, MediaOptions &d
     if (!strcmp(codec->name, "libsvtav1") && !MediaMessagesShown()) setenv("SVT_LOG", "-2", 0);
 }
 
-void SetPicture(AVCodecContext *encoder, const AVOutputFormat &container, const StreamInfo &info) {
+void SetPicture(AVCodecContext *encoder, const AVOutputFormat &container, const StreamInfo &info,
+                const SinkOptions &options) {
     encoder->width = info.size.width;
     encoder->height = info.size.height;
-    encoder->pix_fmt = ChoosePixels(encoder->codec, info);
+    encoder->pix_fmt = ChoosePixels(encoder->codec, container, info, options);
     encoder->sample_aspect_ratio = ToMedia(info.sampleAspect);
     encoder->time_base = ChooseTimeBase(container, encoder->codec, info);
     bool mpeg =
@@ -157,7 +162,7 @@ MediaPtr<AVCodecContext> OpenEncoder(const AVOutputFormat &container, const Stre
                                      const SinkOptions &options) {
     const AVCodec *codec = ChooseEncoder(container, info, options);
     MediaPtr<AVCodecContext> encoder(NotNull(avcodec_alloc_context3(codec)));
-    SetPicture(encoder.get(), container, info);
+    SetPicture(encoder.get(), container, info, options);
     encoder->thread_count = options.threads;
     if (container.flags & AVFMT_GLOBALHEADER) encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     encoder->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
