@@ -7,57 +7,44 @@
 
 namespace {
 
-const uint8_t kWhite = 235;
-const uint8_t kGrey = 128;
+// Of 8-bit samples.
+const int kWhite = 235;
+const int kGrey = 128;
 
-// A plane of a packed frame: luma columns >> shift are its bytes in a row, luma rows >> rowShift its
-// rows.
-struct Plane {
-    size_t start;
-    int shift;
-    int rowShift;
-};
+size_t Offset(const PlaneShape &plane, Corner corner) {
+    int pixelBytes = plane.pitch / plane.pixels;
+    return plane.start + (size_t)(corner.row >> plane.log2Y) * (size_t)plane.pitch +
+           (size_t)(corner.column >> plane.log2X) * (size_t)pixelBytes;
+}
 
-struct Planes {
-    Planes(PictureSize size, PixelLayout layout) {
-        bool pairs = layout == PixelLayout::NV21;
-        plane[0] = {0, 0, 0};
-        plane[1] = {LumaBytes(size), pairs ? 0 : 1, 1};
-        plane[2] = {LumaBytes(size) + ChromaPlaneBytes(size), 1, 1};
-        count = pairs ? 2 : 3;
-    }
-
-    Plane plane[3];
-    int count;
-};
-
-size_t Offset(const Plane &plane, PictureSize size, Corner corner) {
-    size_t pitch = (size_t)(size.width >> plane.shift);
-    return plane.start + (size_t)(corner.row >> plane.rowShift) * pitch +
-           (size_t)(corner.column >> plane.shift);
+size_t RowBytes(const PlaneShape &plane, int columns) {
+    return (size_t)(columns >> plane.log2X) * (size_t)(plane.pitch / plane.pixels);
 }
 
 void CopyPart(const Frame &from, PictureSize fromSize, Corner fromCorner, Frame &to, PictureSize toSize,
-              Corner toCorner, PictureSize part, PixelLayout layout) {
-    Planes in(fromSize, layout);
-    Planes out(toSize, layout);
-    for (int i = 0; i < in.count; i++) {
-        int shift = in.plane[i].shift;
-        CopyPlane(from.pixels.Data() + Offset(in.plane[i], fromSize, fromCorner),
-                  fromSize.width >> shift, to.pixels.Data() + Offset(out.plane[i], toSize, toCorner),
-                  toSize.width >> shift, (size_t)(part.width >> shift),
-                  part.height >> in.plane[i].rowShift);
-    }
+              Corner toCorner, PictureSize part, const PixelLayout &layout) {
+    std::vector<PlaneShape> in = PlanesOf(fromSize, layout), out = PlanesOf(toSize, layout);
+    for (size_t i = 0; i < in.size(); i++)
+        CopyPlane(from.pixels.Data() + Offset(in[i], fromCorner), in[i].pitch,
+                  to.pixels.Data() + Offset(out[i], toCorner), out[i].pitch,
+                  RowBytes(in[i], part.width), part.height >> in[i].log2Y);
 }
 
-void DrawLine(Frame &frame, PictureSize size, PixelLayout layout, Corner corner, PictureSize line) {
-    Planes planes(size, layout);
-    for (int i = 0; i < planes.count; i++) {
-        const Plane &plane = planes.plane[i];
-        uint8_t *bytes = frame.pixels.Data() + Offset(plane, size, corner);
-        for (int row = 0; row < line.height >> plane.rowShift;
-             row++, bytes += size.width >> plane.shift)
-            memset(bytes, i == 0 ? kWhite : kGrey, (size_t)(line.width >> plane.shift));
+void FillRow(uint8_t *bytes, size_t count, int value, const PixelLayout &layout) {
+    if (layout.SampleBytes() == 1) {
+        memset(bytes, value, count);
+        return;
+    }
+    auto sample = (uint16_t)(value << (layout.bits - 8));
+    for (size_t i = 0; i < count; i += sizeof(sample)) memcpy(bytes + i, &sample, sizeof(sample));
+}
+
+void DrawLine(Frame &frame, PictureSize size, const PixelLayout &layout, Corner corner,
+              PictureSize line) {
+    for (const PlaneShape &plane : PlanesOf(size, layout)) {
+        uint8_t *bytes = frame.pixels.Data() + Offset(plane, corner);
+        for (int row = 0; row < line.height >> plane.log2Y; row++, bytes += plane.pitch)
+            FillRow(bytes, RowBytes(plane, line.width), plane.start == 0 ? kWhite : kGrey, layout);
     }
 }
 
@@ -85,7 +72,7 @@ Corner MiddleCorner(PictureSize whole, PictureSize window) {
 }
 
 void CopyMiddle(const Frame &whole, PictureSize wholeSize, Frame &middle, PictureSize size,
-                PixelLayout layout) {
+                const PixelLayout &layout) {
     CopyPart(whole, wholeSize, MiddleCorner(wholeSize, size), middle, size, {}, size, layout);
 }
 

@@ -12,11 +12,11 @@ struct Corner {
 Corner MiddleCorner(PictureSize whole, PictureSize window);
 
 void CopyMiddle(const Frame &whole, PictureSize wholeSize, Frame &middle, PictureSize size,
-                PixelLayout layout);
+                const PixelLayout &layout);
 
 // How players show the pictures.
 struct View {
-    PixelLayout layout = PixelLayout::I420;
+    PixelLayout layout;
     int rotation = 0; // clockwise, degrees; columns are counted after it
 };
 

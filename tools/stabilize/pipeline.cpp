@@ -13,8 +13,8 @@ const size_t kQueueFrames = 4;
 } // namespace
 
 Pipeline::Pipeline(FrameSource &source, FrameSink *sink)
-    : mSource(source), mSink(sink), mPool(source.Info().size), mRead(kQueueFrames),
-      mWrite(kQueueFrames) {
+    : mSource(source), mSink(sink), mPool(source.Info().size, source.Info().layout),
+      mRead(kQueueFrames), mWrite(kQueueFrames) {
     try {
         mReader = std::thread([this] { ReadFrames(); });
         if (sink) mWriter = std::thread([this] { WriteFrames(); });

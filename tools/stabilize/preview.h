@@ -24,7 +24,7 @@ class Preview {
 struct PreviewPictures {
     PictureSize before; // holds `after` in its middle
     PictureSize after;
-    PixelLayout layout = PixelLayout::I420;
+    PixelLayout layout;
     int rotation = 0; // as in StreamInfo
     double sampleAspect = 1;
 };

@@ -51,8 +51,8 @@ Worker::Worker(const Options &options, const StreamInfo &info)
     : mOptions(options), mInfo(info), mCompared(options.split || options.sideBySide || options.preview),
       mCropSize(CropSize(options, info.size)), mSteadySize(ScaledSize(options, info.size, mCropSize)),
       mOutSize(options.sideBySide ? JoinedSize(mSteadySize, info.rotation) : mSteadySize),
-      mView{info.layout, info.rotation}, mCropPool(mCropSize), mSteadyPool(mSteadySize),
-      mOutPool(mOutSize) {
+      mView{info.layout, info.rotation}, mCropPool(mCropSize, info.layout),
+      mSteadyPool(mSteadySize, info.layout), mOutPool(mOutSize, info.layout) {
     if (mCompared && (mCropSize.width > info.size.width || mCropSize.height > info.size.height))
         throw VideoError(
             "before and after cannot be compared in an --out-size larger than the input (" +
@@ -60,7 +60,8 @@ Worker::Worker(const Options &options, const StreamInfo &info)
     CheckSplit(options, mSteadySize, info.rotation);
     if (options.mode != Mode::None)
         mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode, options.threads);
-    if (mSteadySize != mCropSize) mScaler = MakeFrameScaler(mCropSize, mSteadySize, info.layout);
+    if (mSteadySize != mCropSize)
+        mScaler = MakeFrameScaler(mCropSize, mSteadySize, info.layout, info.layout);
     mBeforeSize = mScaler ? mSteadySize : info.size;
 }
 

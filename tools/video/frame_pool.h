@@ -10,12 +10,13 @@
 
 class FramePool {
   public:
-    explicit FramePool(PictureSize size) : mSize(size), mShelf(std::make_shared<Shelf>()) {}
+    FramePool(PictureSize size, const PixelLayout &layout)
+        : mSize(size), mLayout(layout), mShelf(std::make_shared<Shelf>()) {}
 
     // Any thread may call, and let go of frames, also when the pool is gone.
     FramePtr Get() {
         std::unique_ptr<Frame> frame = mShelf->Take();
-        if (!frame) frame = std::make_unique<Frame>(mSize);
+        if (!frame) frame = std::make_unique<Frame>(mSize, mLayout);
         std::shared_ptr<Shelf> shelf = mShelf;
         return FramePtr(frame.release(), [shelf](Frame *used) { shelf->Put(used); });
     }
@@ -41,5 +42,6 @@ class FramePool {
     };
 
     PictureSize mSize;
+    PixelLayout mLayout;
     std::shared_ptr<Shelf> mShelf;
 };

@@ -18,7 +18,7 @@ class MediaInput; // the other streams, metadata and colours of a coded input
 // What is known about a stream before its first frame.
 struct StreamInfo {
     Container container = Container::Y4m;
-    PixelLayout layout = PixelLayout::I420;
+    PixelLayout layout;
     PictureSize size;      // of the frames handed out, even
     PictureSize codedSize; // of the pictures in the stream, odd sides included
     bool interlaced = false;
@@ -83,6 +83,7 @@ struct SourceOptions {
     Rational rawFramesPerSecond{30, 1};     // of raw frames
     std::string format;                     // FFmpeg's name of the container or input device
     std::vector<std::string> formatOptions; // KEY=VALUE
+    bool keepPixels = false;                // else frames are 8-bit 4:2:0
     double start = 0;                       // seconds to leave out
     double duration = 0;                    // seconds to read; 0: all
     int threads = 0;                        // of the decoder; 0: as many as suit the machine

@@ -33,14 +33,15 @@ std::string FirstOfManyFiles(const std::string &path, const std::string &format)
 std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamInfo &info,
                                          const SinkOptions &options);
 
-// What a Y4M header says of the pictures of a coded input: fields, chroma positions, range.
-std::vector<std::string> MediaY4mTags(const MediaInput &input);
+// What a Y4M header says of the pictures of a coded input: fields, layout, chroma positions, range.
+std::vector<std::string> MediaY4mTags(const MediaInput &input, const PixelLayout &layout);
 
-// Enlarges or reduces frames.
+// Enlarges or reduces frames, and changes their layout.
 class FrameScaler {
   public:
     virtual ~FrameScaler() = default;
     virtual void Scale(const Frame &from, Frame &to) = 0;
 };
 
-std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize from, PictureSize to, PixelLayout layout);
+std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize from, PictureSize to,
+                                             const PixelLayout &layout, const PixelLayout &toLayout);

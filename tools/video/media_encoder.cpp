@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "video/media_choice.h"
+#include "video/media_picture.h"
 #include "video/media_tags.h"
 
 namespace {
@@ -25,16 +26,37 @@ bool Takes(const AVCodec *codec, AVPixelFormat wanted) {
     return false;
 }
 
-AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container,
-                           const StreamInfo &info, const SinkOptions &options) {
-    if (info.layout == PixelLayout::NV21 && Takes(codec, AV_PIX_FMT_NV21)) return AV_PIX_FMT_NV21;
-    if (Takes(codec, AV_PIX_FMT_YUV420P)) return AV_PIX_FMT_YUV420P;
-    if (info.fullRange && Takes(codec, AV_PIX_FMT_YUVJ420P)) return AV_PIX_FMT_YUVJ420P;
-    std::string failed = std::string("the encoder ") + codec->name + " takes no 8-bit 4:2:0 pictures, ";
+[[noreturn]] void RefuseEncoder(const AVCodec *codec, const AVOutputFormat &container,
+                                const SinkOptions &options) {
+    std::string failed = std::string("the encoder ") + codec->name + " takes no YUV or grey pictures, ";
     if (!options.codec.empty()) throw VideoError(failed + "choose another with --codec");
     bool pictures = !strcmp(container.name, "image2");
     throw VideoError(failed + "such files cannot be written; give OUTPUT the ending " +
                      (pictures ? ".jpg" : ".mp4, .mkv or .webm"));
+}
+
+// The frames' own format where the encoder takes it, else what keeps the most of it.
+AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container,
+                           const StreamInfo &info, const SinkOptions &options) {
+    AVPixelFormat own = PixelsOf(info.layout);
+    if (Takes(codec, own)) return own;
+    if (own == AV_PIX_FMT_NV21) own = AV_PIX_FMT_YUV420P;
+    std::vector<AVPixelFormat> taken;
+    for (const AVPixelFormat *format = kFramePixels; *format != AV_PIX_FMT_NONE; format++) {
+        AVPixelFormat full = FullRangeForm(*format);
+        if (Takes(codec, *format))
+            taken.push_back(*format);
+        else if (info.fullRange && Takes(codec, full))
+            taken.push_back(full);
+    }
+    if (taken.empty()) RefuseEncoder(codec, container, options);
+    taken.push_back(AV_PIX_FMT_NONE);
+    AVPixelFormat best = avcodec_find_best_pix_fmt_of_list(taken.data(), own, 0, nullptr);
+    if (!HasSamePixels(best, own))
+        options.note(std::string("the pictures (") + av_get_pix_fmt_name(own) + ") are converted to " +
+                     av_get_pix_fmt_name(best) + ", the encoder " + codec->name +
+                     " takes nothing nearer");
+    return best;
 }
 
 // The rates that MPEG-1 and MPEG-2 know, of which MPEG-2 takes fractions too.

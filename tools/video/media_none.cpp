@@ -29,8 +29,9 @@ std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamIn
     Refuse("writing " + path);
 }
 
-std::vector<std::string> MediaY4mTags(const MediaInput &) { return {}; }
+std::vector<std::string> MediaY4mTags(const MediaInput &, const PixelLayout &) { return {}; }
 
-std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize, PictureSize, PixelLayout) {
+std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize, PictureSize, const PixelLayout &,
+                                             const PixelLayout &) {
     Refuse("scaling (--scale, --zoom)");
 }

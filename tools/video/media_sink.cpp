@@ -53,6 +53,7 @@ class MediaSink : public FrameSink {
     MediaPtr<AVCodecContext> mEncoder;
     MediaPtr<AVPacket> mPacket;
     AVStream *mVideo = nullptr;
+    std::optional<PictureExporter> mExporter;
     std::optional<StreamCopier> mCopier;
     std::map<int64_t, int64_t> mDurations; // of the pictures in the encoder, by their time
     int64_t mLastTime = INT64_MIN;
@@ -64,6 +65,7 @@ MediaSink::MediaSink(const std::string &path, const StreamInfo &info, const Sink
     try {
         OpenContainer(path, options);
         mEncoder = OpenEncoder(*mFormat->oformat, info, options);
+        mExporter.emplace(info.size, info.layout, mEncoder->pix_fmt);
         AddStreams(options);
         WriteHeader();
     } catch (...) {
@@ -131,7 +133,7 @@ void MediaSink::WriteHeader() {
 }
 
 void MediaSink::Write(const Frame &frame) {
-    auto copy = std::make_shared<Frame>(mInfo.size);
+    auto copy = std::make_shared<Frame>(mInfo.size, mInfo.layout);
     CopyPixels(frame, *copy);
     copy->time = frame.time;
     copy->duration = frame.duration;
@@ -141,7 +143,7 @@ void MediaSink::Write(const Frame &frame) {
 
 void MediaSink::Take(const FramePtr &frame) {
     TakePackets(frame->packets);
-    MediaPtr<AVFrame> picture = ExportPicture(frame, mInfo.size, mInfo.layout, mEncoder->pix_fmt);
+    MediaPtr<AVFrame> picture = mExporter->Export(frame);
     AVRational from = ToMedia(mInfo.timeBase);
     int64_t time = av_rescale_q(frame->time, from, mEncoder->time_base);
     if (mLastTime != INT64_MIN) time = std::max(time, mLastTime + 1);

@@ -74,6 +74,7 @@ class MediaSource : public FrameSource {
     bool mPending = false;           // mPicture was decoded at the opening
     bool mEndReached = false;
     bool mToldInterlaced = false;
+    bool mKeepPixels;
     int mThreads;
     PictureSize mLastSize;
     int64_t mFrameCount = 0;
@@ -101,7 +102,7 @@ class MediaSource : public FrameSource {
 MediaSource::MediaSource(std::shared_ptr<MediaInput> input, const SourceOptions &options)
     : mInput(std::move(input)), mVideo(mInput->Video()), mNote(options.note),
       mPicture(NotNull(av_frame_alloc())), mPacket(NotNull(av_packet_alloc())),
-      mThreads(options.threads) {
+      mKeepPixels(options.keepPixels), mThreads(options.threads) {
     mName = mInput->Name();
     OpenDecoder();
     DescribeStream();
@@ -206,12 +207,16 @@ void MediaSource::DescribePicture() {
     mToldInterlaced = mInfo.interlaced = mInput->fieldOrder != AV_FIELD_PROGRESSIVE;
     auto format = (AVPixelFormat)mPicture->format;
     bool rgb = av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB;
-    if (!PictureImporter::IsDirect(format))
+    AVPixelFormat kept = mKeepPixels ? NearestFramePixels(format) : AV_PIX_FMT_YUV420P;
+    mImporter = PictureImporter(kept);
+    mInfo.layout = LayoutOf(kept);
+    if (!HasSamePixels(format, kept))
         mInfo.notes.push_back(std::string("its pixels (") + av_get_pix_fmt_name(format) +
-                              ") are converted to 8-bit 4:2:0");
+                              ") are converted to " +
+                              (mKeepPixels ? av_get_pix_fmt_name(kept) : "8-bit 4:2:0"));
     MediaInput::Colours &colours = mInput->colours;
     colours.range = rgb ? AVCOL_RANGE_MPEG : mPicture->color_range;
-    if (format == AV_PIX_FMT_YUVJ420P) colours.range = AVCOL_RANGE_JPEG;
+    if (IsFullRangeForm(format)) colours.range = AVCOL_RANGE_JPEG;
     colours.primaries = mPicture->color_primaries;
     colours.transfer = mPicture->color_trc;
     colours.matrix = rgb ? MatrixForRgb(mInfo.size) : mPicture->colorspace;

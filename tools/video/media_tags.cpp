@@ -11,6 +11,7 @@ extern "C" {
 }
 
 #include "video/media.h"
+#include "video/y4m_header.h"
 
 namespace {
 
@@ -42,6 +43,12 @@ bool TakesLight(const AVFormatContext *output, const AVStream *stream) {
            av_match_name(output->oformat->name, "mp4,mov,matroska,webm");
 }
 
+// Of a sample; 0 when it is unknown.
+int BitsOf(const AVStream *stream) {
+    const AVPixFmtDescriptor *pixels = av_pix_fmt_desc_get((AVPixelFormat)stream->codecpar->format);
+    return pixels ? pixels->comp[0].depth : 0;
+}
+
 void SetLight(const MediaInput &input, const AVFormatContext *output, AVStream *stream,
               const NoteHandler &note) {
     const std::pair<AVPacketSideDataType, const std::vector<uint8_t> &> all[] = {
@@ -58,11 +65,10 @@ void SetLight(const MediaInput &input, const AVFormatContext *output, AVStream *
         TellLeftOut("HDR mastering data is", *output->oformat, note);
     bool hdr = input.colours.transfer == AVCOL_TRC_SMPTE2084 ||
                input.colours.transfer == AVCOL_TRC_ARIB_STD_B67;
-    const AVPixFmtDescriptor *pixels =
-        av_pix_fmt_desc_get((AVPixelFormat)input.Video()->codecpar->format);
-    if (hdr && pixels && pixels->comp[0].depth > 8)
-        note("the pictures stay HDR but keep 8 of their " + std::to_string(pixels->comp[0].depth) +
-             " bits, smooth areas such as skies may show bands");
+    int bits = BitsOf(input.Video()), left = BitsOf(stream);
+    if (hdr && left < bits)
+        note("the pictures stay HDR but keep " + std::to_string(left) + " of their " +
+             std::to_string(bits) + " bits, smooth areas such as skies may show bands");
     if (StreamSideData(input.Video(), AV_PKT_DATA_DOVI_CONF, &size))
         note("Dolby Vision data is left out, the pictures are plain HDR or SDR without it");
 }
@@ -126,12 +132,14 @@ AVChromaLocation ChromaLocation(const StreamInfo &info) {
     return HasTag(info, "C420paldv") ? AVCHROMA_LOC_TOPLEFT : AVCHROMA_LOC_UNSPECIFIED;
 }
 
-std::vector<std::string> MediaY4mTags(const MediaInput &input) {
+std::vector<std::string> MediaY4mTags(const MediaInput &input, const PixelLayout &layout) {
     const MediaInput::Colours &colours = input.colours;
     bool top = input.fieldOrder == AV_FIELD_TT, bottom = input.fieldOrder == AV_FIELD_BB;
     std::vector<std::string> tags = {top ? "It" : bottom ? "Ib" : "Ip"};
     bool left = colours.chroma == AVCHROMA_LOC_LEFT, corner = colours.chroma == AVCHROMA_LOC_TOPLEFT;
-    tags.push_back(left ? "C420mpeg2" : corner ? "C420paldv" : "C420jpeg");
+    std::string pixels = Y4mPixels(layout);
+    if (pixels == "420") pixels += left ? "mpeg2" : corner ? "paldv" : "jpeg";
+    tags.push_back("C" + pixels);
     if (colours.range == AVCOL_RANGE_JPEG) tags.push_back("XCOLORRANGE=FULL");
     if (colours.range == AVCOL_RANGE_MPEG) tags.push_back("XCOLORRANGE=LIMITED");
     return tags;

@@ -53,7 +53,28 @@ size_t ChromaPlaneBytes(PictureSize size) {
     return (size_t)((size.width + 1) / 2) * (size_t)((size.height + 1) / 2);
 }
 
-size_t FrameBytes(PictureSize size) { return LumaBytes(size) + 2 * ChromaPlaneBytes(size); }
+size_t FrameBytes(PictureSize size, const PixelLayout &layout) {
+    const PlaneShape last = PlanesOf(size, layout).back();
+    return last.start + (size_t)last.pitch * (size_t)last.rows;
+}
+
+std::vector<PlaneShape> PlanesOf(PictureSize size, const PixelLayout &layout) {
+    std::vector<PlaneShape> planes((size_t)layout.planes);
+    size_t start = 0;
+    for (PlaneShape &plane : planes) {
+        if (start > 0) {
+            plane.log2X = layout.log2X;
+            plane.log2Y = layout.log2Y;
+            plane.channels = layout.planes == 2 ? 2 : 1;
+        }
+        plane.start = start;
+        plane.pixels = (size.width + (1 << plane.log2X) - 1) >> plane.log2X;
+        plane.rows = (size.height + (1 << plane.log2Y) - 1) >> plane.log2Y;
+        plane.pitch = plane.pixels * plane.channels * layout.SampleBytes();
+        start += (size_t)plane.pitch * (size_t)plane.rows;
+    }
+    return planes;
+}
 
 void TakeFrameNotes(Frame &from, Frame &to) {
     to.parameters = from.parameters;

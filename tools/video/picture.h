@@ -17,7 +17,25 @@ class VideoError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class PixelLayout { I420, NV21 };
+// What a frame's samples are: planes one behind the other, luma first, all of them without padding.
+struct PixelLayout {
+    int planes = 3; // 1: luma alone; 2: and pairs of V and U; 3: and a plane each of U and V
+    int bits = 8;   // of a sample; with more than 8 it takes two bytes, from bit 0 on
+    int log2X = 1;  // a chroma sample is 1 or 2 pixels wide
+    int log2Y = 1;  // and as many high
+
+    int SampleBytes() const { return bits > 8 ? 2 : 1; }
+    bool operator==(const PixelLayout &other) const {
+        return planes == other.planes && bits == other.bits && log2X == other.log2X &&
+               log2Y == other.log2Y;
+    }
+    bool operator!=(const PixelLayout &other) const { return !(*this == other); }
+
+    static const PixelLayout I420;
+    static const PixelLayout NV21;
+};
+inline const PixelLayout PixelLayout::I420 = {3, 8, 1, 1};
+inline const PixelLayout PixelLayout::NV21 = {2, 8, 1, 1};
 
 struct Rational {
     int num = 0;
@@ -56,10 +74,22 @@ bool EndsWith(const std::string &text, const char *ending);
 // Plain decimal digits, 1..limit.
 bool ParseNumber(const std::string &text, int limit, int &value);
 
-// Chroma planes have (width + 1) / 2 x (height + 1) / 2 samples.
+// Of 8-bit 4:2:0. Chroma planes have (width + 1) / 2 x (height + 1) / 2 samples.
 size_t LumaBytes(PictureSize size);
 size_t ChromaPlaneBytes(PictureSize size);
-size_t FrameBytes(PictureSize size);
+
+size_t FrameBytes(PictureSize size, const PixelLayout &layout = PixelLayout::I420);
+
+struct PlaneShape {
+    size_t start = 0; // of its first byte in the frame
+    int pixels = 0;   // of a row, each of `channels` samples
+    int rows = 0;
+    int channels = 1;
+    int pitch = 0; // bytes of a row
+    int log2X = 0; // a pixel of it is 1 or 2 of the picture's wide
+    int log2Y = 0;
+};
+std::vector<PlaneShape> PlanesOf(PictureSize size, const PixelLayout &layout);
 
 inline PictureSize EvenPart(PictureSize size) { return {size.width & ~1, size.height & ~1}; }
 inline bool IsEven(PictureSize size) { return size == EvenPart(size); }
@@ -96,7 +126,8 @@ const int64_t kNoTime = INT64_MIN;
 // One picture without padding, and what the container said about this frame alone.
 struct Frame {
     Frame() = default;
-    explicit Frame(PictureSize size) : pixels(FrameBytes(size)) {}
+    explicit Frame(PictureSize size, const PixelLayout &layout = PixelLayout::I420)
+        : pixels(FrameBytes(size, layout)) {}
 
     ByteBuffer pixels;
     std::string parameters;

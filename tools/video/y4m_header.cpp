@@ -108,6 +108,13 @@ Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name) {
 
 std::string OtherY4mPixels(const std::string &line) { return OtherPixels(Words(line)); }
 
+std::string Y4mPixels(const PixelLayout &layout) {
+    bool grey = layout.planes == 1;
+    std::string name = grey ? "mono" : layout.log2Y ? "420" : layout.log2X ? "422" : "444";
+    if (layout.bits > 8) name += (grey ? "" : "p") + std::to_string(layout.bits);
+    return name;
+}
+
 std::string Y4mHeaderLine(const Y4mHeader &header) {
     std::string line = std::string(kY4mMagic) + " W" + std::to_string(header.size.width) + " H" +
                        std::to_string(header.size.height);

@@ -98,7 +98,7 @@ std::vector<std::string> MakeTags(const StreamInfo &info) {
     if (info.framesPerSecond.num > 0) tags.push_back(RatioTag('F', info.framesPerSecond));
     if (info.sampleAspect.num > 0) tags.push_back(RatioTag('A', info.sampleAspect));
     std::vector<std::string> pictures = {"Ip", "C420jpeg"};
-    if (info.media) pictures = MediaY4mTags(*info.media);
+    if (info.media) pictures = MediaY4mTags(*info.media, info.layout);
     tags.insert(tags.end(), pictures.begin(), pictures.end());
     return tags;
 }
