@@ -29,7 +29,7 @@ if(QUORVEL_FUZZ)
   quorvel_fuzz_program(kernels)
   quorvel_fuzz_program(pool)
   quorvel_fuzz_program(stages)
-  quorvel_fuzz_program(tool tools/stabilize/options.cpp tools/stabilize/parse.cpp
+  quorvel_fuzz_program(tool tools/stabilize/options.cpp tools/stabilize/parse.cpp tools/stabilize/path.cpp
     tools/stabilize/preview_none.cpp)
   target_link_libraries(quorvel_fuzz_tool PRIVATE quorvel_video_io Threads::Threads CLI11::CLI11)
 endif()

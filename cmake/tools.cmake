@@ -102,9 +102,12 @@ if(QUORVEL_HAS_TOOL)
     tools/stabilize/main.cpp
     tools/stabilize/options.cpp
     tools/stabilize/parse.cpp
+    tools/stabilize/path.cpp
     tools/stabilize/pipeline.cpp
     tools/stabilize/plot.cpp
+    tools/stabilize/preview_feed.cpp
     ${preview_source}
+    tools/stabilize/refined.cpp
     tools/stabilize/run.cpp
     tools/stabilize/stabilizer.cpp
     tools/stabilize/summary.cpp

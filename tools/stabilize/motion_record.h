@@ -2,14 +2,22 @@
 // What is kept of a frame's motion for reports.
 #pragma once
 
-#include "quorvel/stabilizer.h"
+#include <stdint.h>
 
-struct MotionRecord {
-    int64_t frame = 0;  // counted from 1
-    double seconds = 0; // the frame's time
-    bool reset = false; // the path starts anew: no motion could be measured against the frame before
-    MVS_MotionInfo motion = {};
+struct Movement {
+    double row = 0;    // pixels, down
+    double column = 0; // pixels, to the right
+    double theta = 0;  // radians, clockwise
 };
 
-inline double Pixels(int32_t q10) { return q10 / 1024.0; }
-inline double Radians(int32_t q16) { return q16 / 65536.0; }
+struct MotionRecord {
+    int64_t frame = 0;     // counted from 1
+    double seconds = 0;    // the frame's time
+    bool measured = false; // against the frame before
+    bool reset = false;    // the path starts anew
+    Movement motion;       // of the camera since the frame before; 0 when not measured
+    Movement compensation; // where the output's window is, from the middle
+    bool reliable = true;
+    int blocksValid = 0; // parts of the picture that could be followed
+    int blocksKept = 0;  // and of these the ones that agree
+};

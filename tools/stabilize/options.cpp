@@ -51,6 +51,7 @@ struct RawArguments {
     std::string scale;
     std::string split;
     std::string threads = "0";
+    PathArguments path;
     bool verbose = false;
 };
 
@@ -282,6 +283,8 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     options.source.rawFramesPerSecond = *ParseRate(raw.rate);
     options.outSize = SizeOf(raw.outSize);
     options.scale = SizeOf(raw.scale);
+    options.refined = SettingsOf(app, raw.path);
+    options.source.keepPixels = options.refined.has_value();
     options.mode = kModes.at(raw.mode);
     options.crop = *ParseDecimal(raw.crop) / 100;
     if (raw.mode == "shift" && options.crop <= 0 && raw.outSize.empty()) options.crop = 0.1;
@@ -325,6 +328,7 @@ bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
     app.formatter(std::make_shared<HelpFormatter>());
     RawArguments raw;
     AddInput(app, options, raw);
+    AddPathOptions(app, raw.path);
     AddPicture(app, options, raw);
     AddComparison(app, options, raw);
     AddOutput(app, options, raw);
@@ -341,7 +345,8 @@ bool ParseOptions(int argc, char **argv, Options &options, int &exitCode) {
         return false;
     }
     Convert(app, raw, options);
-    std::string fault = Contradiction(options);
+    std::string fault = PathFault(app);
+    if (fault.empty()) fault = Contradiction(options);
     if (!fault.empty()) std::cerr << kProgram << ": " << fault << " (see --help)\n";
     return fault.empty();
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "stabilize/path.h"
 #include "video/frame_source.h"
 
 enum class Mode { None = 0, Shift = 1, ShiftAndTurn = 2, Rotate = 3 };
@@ -14,7 +15,8 @@ struct Options {
     std::string output; // empty: none is written
     SourceOptions source;
     SinkOptions sink;
-    std::optional<PictureSize> outSize; // else the input's size, less the crop
+    std::optional<PictureSize> outSize;     // else the input's size, less the crop
+    std::optional<RefinedSettings> refined; // none: the standard path, which the next ones are of
     Mode mode = Mode::Rotate;
     double crop = 0;                  // share of each side that becomes margin, 0 to 1
     std::optional<PictureSize> scale; // of the stabilized picture

@@ -2,6 +2,7 @@
 #include "stabilize/parse.h"
 
 #include <math.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 namespace {
@@ -13,8 +14,10 @@ bool IsWhole(const std::string &text) {
     return !text.empty() && text.find_first_not_of(kDigits) == std::string::npos;
 }
 
-std::string RangeText(const char *kind, int low, int high) {
-    return std::string(kind) + " from " + std::to_string(low) + " to " + std::to_string(high);
+std::string RangeText(const char *kind, double low, double high) {
+    char text[80];
+    snprintf(text, sizeof(text), "%s from %g to %g", kind, low, high);
+    return text;
 }
 
 } // namespace
@@ -97,7 +100,7 @@ TextCheck WholeFault(int low, int high) {
     };
 }
 
-TextCheck DecimalFault(int low, int high) {
+TextCheck DecimalFault(double low, double high) {
     return [=](const std::string &text) -> std::string {
         std::optional<double> value = ParseDecimal(text);
         if (value && *value >= low && *value <= high) return "";

@@ -29,4 +29,4 @@ std::string RateFault(const std::string &text);
 
 // Whole and decimal numbers within limits.
 TextCheck WholeFault(int low, int high);
-TextCheck DecimalFault(int low, int high);
+TextCheck DecimalFault(double low, double high);

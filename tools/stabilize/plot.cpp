@@ -61,15 +61,14 @@ void WritePath(FILE *script, const std::vector<MotionRecord> &records) {
     double angle = 0;
     fputs("$path << END\n", script);
     for (const MotionRecord &record : records) {
-        const MVS_MotionInfo &motion = record.motion;
-        row += Pixels(motion.lMotionRow);
-        column += Pixels(motion.lMotionCol);
-        angle += Radians(motion.lMotionTheta) * 1000;
+        const Movement &now = record.compensation;
+        row += record.motion.row;
+        column += record.motion.column;
+        angle += record.motion.theta * 1000;
         if (record.reset) fputs("\n", script); // the lines break there
         fprintf(script, "%.6f %.3f %.3f %.3f %.3f %.4f %.4f %d %d\n", record.seconds, column,
-                column + Pixels(motion.lCompCol), row, row + Pixels(motion.lCompRow), angle,
-                angle + Radians(motion.lCompTheta) * 1000, record.reset,
-                motion.bMeasured && !motion.bShiftReliable);
+                column + now.column, row, row + now.row, angle, angle + now.theta * 1000, record.reset,
+                record.measured && !record.reliable);
     }
     fputs("END\n", script);
 }

@@ -2,6 +2,7 @@
 #include "stabilize/run.h"
 
 #include <math.h>
+#include <stdio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,7 +10,7 @@
 #include "stabilize/console.h"
 #include "stabilize/pipeline.h"
 #include "stabilize/plot.h"
-#include "stabilize/preview.h"
+#include "stabilize/preview_feed.h"
 #include "stabilize/summary.h"
 #include "stabilize/trace.h"
 #include "stabilize/worker.h"
@@ -36,6 +37,7 @@ void CheckReport(const Options &options, const std::string &path, const std::str
 void CheckPaths(const Options &options) {
     if (!options.output.empty() && IsSameFile(options.input, options.output))
         throw VideoError("input and output are the same file, give OUTPUT another name");
+    if (options.refined && options.refined->whole) CheckReadTwice(options.input, options.source);
     CheckReport(options, options.tracePath, "--trace");
     CheckReport(options, options.plotPath, "--plot");
     if (!options.plotPath.empty() && !options.tracePath.empty() &&
@@ -65,6 +67,14 @@ void CheckStream(const FrameSource &source, bool force, Console &console) {
     console.Note(source.Name() + " is interlaced, frames are moved as a whole");
 }
 
+void TellLookahead(const RefinedSettings &settings, Rational rate, Console &console) {
+    if (LookaheadFrames(settings, rate) <= kMostLookahead) return;
+    char text[80];
+    snprintf(text, sizeof(text), "--lookahead %g: %d frames are the most, %.1f seconds here",
+             settings.lookahead, kMostLookahead, kMostLookahead / rate.Value());
+    console.Note(text);
+}
+
 SourceOptions WithNotes(SourceOptions options, Console &console) {
     options.note = [&console](const std::string &text) { console.Note(text); };
     return options;
@@ -88,18 +98,19 @@ class Run {
           mInfo(mSource->Info()) {
         CheckStream(*mSource, options.force, console);
         mWorker.emplace(options, mInfo);
+        if (options.refined) TellLookahead(*options.refined, mInfo.framesPerSecond, console);
         if (!options.output.empty()) OpenOutput();
         if (!options.tracePath.empty())
             mTrace = std::make_unique<Trace>(options.tracePath, options.overwrite);
         if (!options.plotPath.empty()) mPlot.emplace(options.plotPath, options.overwrite);
-        if (options.preview)
-            mPreview = OpenPreview("quorvel-stabilize: " + mSource->Name(), PreviewShape());
+        if (options.preview) mPreview.emplace("quorvel-stabilize: " + mSource->Name(), PreviewShape());
     }
 
     void All() {
         mSummary.input = mSource->Name();
         mSummary.inSize = mInfo.size;
         mSummary.outSize = mWorker->OutSize();
+        if (mOptions.refined && mOptions.refined->whole) MeasureWhole();
         Pipeline pipeline(*mSource, mSink.get());
         CopyFrames(pipeline);
         pipeline.Finish();
@@ -140,14 +151,40 @@ class Run {
 
     void CopyFrames(Pipeline &pipeline) {
         FramePtr input;
-        while (pipeline.Next(input)) {
-            FramePtr output = mWorker->Run(input);
-            AddRecord();
-            double due = mOptions.output.empty() ? (double)input->time * mInfo.timeBase.Value() : -1;
-            if (mPreview && !mPreview->Show(*mWorker->Before(), mWorker->Steady(), due)) CloseWindow();
-            if (!pipeline.Write(std::move(output))) break;
-            mConsole.Progress(mWorker->Count(), mInfo.frameCount);
+        for (bool more = true; more;) {
+            more = pipeline.Next(input);
+            if (more)
+                mWorker->Push(input);
+            else
+                mWorker->EndMeasuring();
+            for (FramePtr output; mWorker->Pull(output);)
+                if (!Deliver(pipeline, std::move(output))) return;
         }
+    }
+
+    bool Deliver(Pipeline &pipeline, FramePtr output) {
+        MotionRecord record = mWorker->Record();
+        AddRecord(record);
+        double due = mOptions.output.empty() ? record.seconds : -1;
+        if (mPreview && !mPreview->Show(*mWorker->Before(), mWorker->Steady(), due)) CloseWindow();
+        bool going = pipeline.Write(std::move(output));
+        int64_t frames = mMeasured > 0 ? 2 * mMeasured : mInfo.frameCount;
+        mConsole.Progress(mMeasured + mWorker->Count(), frames);
+        return going;
+    }
+
+    // What is wrong with the input is told when it is read again.
+    void MeasureWhole() {
+        std::unique_ptr<FrameSource> source = OpenSource(mOptions.input, mOptions.source);
+        if (source->Info().size != mInfo.size || source->Info().layout != mInfo.layout)
+            throw VideoError(mSource->Name() + " changes while it is read, wait until it is complete");
+        Pipeline pipeline(*source, nullptr);
+        for (FramePtr frame; pipeline.Next(frame);) {
+            mWorker->Measure(*frame);
+            mConsole.Progress(++mMeasured, 2 * mInfo.frameCount);
+        }
+        pipeline.Finish();
+        mWorker->EndMeasuring();
     }
 
     void CloseWindow() {
@@ -155,8 +192,7 @@ class Run {
         Interrupt();
     }
 
-    void AddRecord() {
-        MotionRecord record = mWorker->Record();
+    void AddRecord(const MotionRecord &record) {
         mSummary.Add(record);
         if (mTrace) mTrace->Add(record);
         if (mPlot) mRecords.push_back(record);
@@ -204,8 +240,9 @@ class Run {
     std::unique_ptr<FrameSink> mSink;
     std::unique_ptr<Trace> mTrace;
     std::optional<OutputFile> mPlot;
-    std::unique_ptr<Preview> mPreview;
+    std::optional<PreviewFeed> mPreview;
     std::vector<MotionRecord> mRecords;
+    int64_t mMeasured = 0; // frames, before the first picture was made
     Summary mSummary;
 };
 

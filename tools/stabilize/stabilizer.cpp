@@ -78,3 +78,15 @@ MVS_MotionInfo Stabilizer::Motion() const {
     QEL_MVS_GetMotion(mContext.get(), &info);
     return info;
 }
+
+void Stabilizer::Describe(MotionRecord &record) const {
+    const double pixel = 1024, radian = 65536;
+    MVS_MotionInfo info = Motion();
+    record.measured = info.bMeasured != 0;
+    record.motion = {info.lMotionRow / pixel, info.lMotionCol / pixel, info.lMotionTheta / radian};
+    record.compensation = {info.lCompRow / pixel, info.lCompCol / pixel, info.lCompTheta / radian};
+    record.reliable = info.bShiftReliable != 0;
+    record.blocksValid = info.lBlocksValid;
+    record.blocksKept = info.lBlocksKept;
+    record.reset = record.frame > 1 && !record.measured;
+}

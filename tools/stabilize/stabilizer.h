@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "quorvel/stabilizer.h"
+#include "stabilize/motion_record.h"
 #include "video/frame_source.h"
 
 class Stabilizer {
@@ -16,8 +17,8 @@ class Stabilizer {
     // `input` is left as it is; `output` has the output size.
     void Run(const Frame &input, Frame &output);
 
-    // Of the frame that Run was last given.
-    MVS_MotionInfo Motion() const;
+    // Of the frame that Run was last given: what is known of its motion.
+    void Describe(MotionRecord &record) const;
 
     // How far the picture can be moved each way, in pixels.
     PictureSize Reach() const;
@@ -28,6 +29,7 @@ class Stabilizer {
     };
 
     void Create();
+    MVS_MotionInfo Motion() const;
 
     MVS_InitParam mParam = {};
     std::unique_ptr<MVS_Context, Destroy> mContext;

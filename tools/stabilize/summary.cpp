@@ -57,23 +57,20 @@ double Square(double a, double b) { return a * a + b * b; }
 } // namespace
 
 void Summary::Add(const MotionRecord &record) {
-    const MVS_MotionInfo &motion = record.motion;
+    const Movement &motion = record.motion, &now = record.compensation;
     mFrames++;
     mResets += record.reset;
-    if (motion.bMeasured) {
+    if (record.measured) {
         mMeasured++;
-        mDoubtful += !motion.bShiftReliable;
+        mDoubtful += !record.reliable;
         // The output moves by the measured motion and the change of the compensation.
-        double row = Pixels(motion.lMotionRow);
-        double column = Pixels(motion.lMotionCol);
-        double theta = Radians(motion.lMotionTheta);
-        mSquares[0] += Square(row, column);
-        mSquares[1] += Square(theta, 0);
-        mSquares[2] += Square(row + Pixels(motion.lCompRow - mBefore.lCompRow),
-                              column + Pixels(motion.lCompCol - mBefore.lCompCol));
-        mSquares[3] += Square(theta + Radians(motion.lCompTheta - mBefore.lCompTheta), 0);
+        mSquares[0] += Square(motion.row, motion.column);
+        mSquares[1] += Square(motion.theta, 0);
+        mSquares[2] +=
+            Square(motion.row + (now.row - mBefore.row), motion.column + (now.column - mBefore.column));
+        mSquares[3] += Square(motion.theta + (now.theta - mBefore.theta), 0);
     }
-    mBefore = motion;
+    mBefore = now;
 }
 
 Summary::Shake Summary::Measured() const {

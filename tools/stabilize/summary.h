@@ -39,5 +39,5 @@ struct Summary {
     int64_t mResets = 0;
     int64_t mDoubtful = 0;
     double mSquares[4] = {}; // of pixels and radians, measured; of both, left
-    MVS_MotionInfo mBefore = {};
+    Movement mBefore;
 };

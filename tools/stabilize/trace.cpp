@@ -30,20 +30,15 @@ Trace::Trace(const std::string &path, bool overwrite)
 }
 
 void Trace::Add(const MotionRecord &record) {
-    const MVS_MotionInfo &motion = record.motion;
-    const std::string values[kColumnCount] = {std::to_string(record.frame),
-                                              std::to_string(motion.bMeasured),
-                                              Number("%.4f", Pixels(motion.lMotionRow)),
-                                              Number("%.4f", Pixels(motion.lMotionCol)),
-                                              Number("%.7f", Radians(motion.lMotionTheta)),
-                                              Number("%.4f", Pixels(motion.lCompRow)),
-                                              Number("%.4f", Pixels(motion.lCompCol)),
-                                              Number("%.7f", Radians(motion.lCompTheta)),
-                                              std::to_string(motion.bShiftReliable),
-                                              std::to_string(motion.lBlocksValid),
-                                              std::to_string(motion.lBlocksKept),
-                                              Number("%.6f", record.seconds),
-                                              std::to_string((int)record.reset)};
+    const Movement &motion = record.motion, &compensation = record.compensation;
+    const std::string values[kColumnCount] = {
+        std::to_string(record.frame),         std::to_string((int)record.measured),
+        Number("%.4f", motion.row),           Number("%.4f", motion.column),
+        Number("%.7f", motion.theta),         Number("%.4f", compensation.row),
+        Number("%.4f", compensation.column),  Number("%.7f", compensation.theta),
+        std::to_string((int)record.reliable), std::to_string(record.blocksValid),
+        std::to_string(record.blocksKept),    Number("%.6f", record.seconds),
+        std::to_string((int)record.reset)};
     std::string line = mJson ? (mAny ? ",\n{" : "\n{") : "";
     for (size_t i = 0; i < kColumnCount; i++) {
         if (i > 0) line += ",";

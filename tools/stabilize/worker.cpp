@@ -58,7 +58,9 @@ Worker::Worker(const Options &options, const StreamInfo &info)
             "before and after cannot be compared in an --out-size larger than the input (" +
             SizeText(info.size) + "), give a smaller one, and --scale for large pictures");
     CheckSplit(options, mSteadySize, info.rotation);
-    if (options.mode != Mode::None)
+    if (options.refined)
+        mRefined.emplace(info, *options.refined, options.threads);
+    else if (options.mode != Mode::None)
         mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode, options.threads);
     if (mSteadySize != mCropSize)
         mScaler = MakeFrameScaler(mCropSize, mSteadySize, info.layout, info.layout);
@@ -98,17 +100,42 @@ FramePtr Worker::Composed() {
     return mSteady;
 }
 
-FramePtr Worker::Run(const FramePtr &input) {
+void Worker::Push(const FramePtr &input) {
+    if (!mRefined) {
+        mInput = input;
+        return;
+    }
+    if (!mOptions.refined->whole) mRefined->Measure(*input);
+    mRefined->Keep(input);
+}
+
+bool Worker::Pull(FramePtr &output) {
+    FramePtr input = mRefined ? mRefined->Next() : std::move(mInput);
+    mInput.reset();
+    if (!input) return false;
     mCount++;
     mTime = input->time;
-    mSteady = input;
-    if (mStabilizer) {
-        mSteady = mCropPool.Get();
-        mStabilizer->Run(*input, *mSteady);
-    } else if (mOptions.split && !mScaler) {
-        mSteady = mCropPool.Get();
-        CopyPixels(*input, *mSteady);
-    }
+    output = Made(input);
+    return true;
+}
+
+FramePtr Worker::Steadied(const FramePtr &input) {
+    bool copied = !mStabilizer && mOptions.split && !mScaler; // to be drawn on
+    if (!mRefined && !mStabilizer && !copied) return input;
+    FramePtr steady = mCropPool.Get();
+    if (mRefined)
+        mRefined->Draw(*input, *steady);
+    else if (mStabilizer)
+        mStabilizer->Run(*input, *steady);
+    else
+        CopyPixels(*input, *steady);
+    return steady;
+}
+
+FramePtr Worker::Made(const FramePtr &input) {
+    bool shown = !mOptions.output.empty() || mOptions.preview;
+    if (mRefined && !shown) return input; // its motion is known
+    mSteady = Steadied(input);
     if (mScaler) mSteady = Scaled(*mSteady);
     if (mCompared) MakeBefore(input);
     FramePtr output = Composed();
@@ -116,11 +143,16 @@ FramePtr Worker::Run(const FramePtr &input) {
     return output;
 }
 
+PictureSize Worker::Reach() const {
+    if (mRefined) return mRefined->Reach();
+    return mStabilizer ? mStabilizer->Reach() : PictureSize();
+}
+
 MotionRecord Worker::Record() const {
     MotionRecord record;
     record.frame = mCount;
     record.seconds = (double)mTime * mInfo.timeBase.Value();
-    if (mStabilizer) record.motion = mStabilizer->Motion();
-    record.reset = mCount > 1 && !record.motion.bMeasured;
+    if (mRefined) mRefined->Describe(record);
+    if (mStabilizer) mStabilizer->Describe(record);
     return record;
 }

@@ -8,6 +8,7 @@
 #include "stabilize/compose.h"
 #include "stabilize/motion_record.h"
 #include "stabilize/options.h"
+#include "stabilize/refined.h"
 #include "stabilize/stabilizer.h"
 #include "video/frame_pool.h"
 #include "video/media.h"
@@ -16,11 +17,19 @@ class Worker {
   public:
     Worker(const Options &options, const StreamInfo &info);
 
-    // The frame to be written, with the input's times and packets.
-    FramePtr Run(const FramePtr &input);
+    // Of a clip that is measured as a whole: its next frame, before any is pushed.
+    void Measure(const Frame &frame) { mRefined->Measure(frame); }
+    // No more are measured.
+    void EndMeasuring() {
+        if (mRefined) mRefined->EndMeasuring();
+    }
 
-    // The frame that Run was last given, stabilized and scaled; with --split, the part left of the line
-    // is the input's.
+    void Push(const FramePtr &input);
+    // The next frame to be written, with the input's times and packets. False: it takes more input.
+    bool Pull(FramePtr &output);
+
+    // The frame that Pull gave last, stabilized and scaled; with --split, the part left of the line is the
+    // input's.
     const Frame &Steady() const { return *mSteady; }
     PictureSize SteadySize() const { return mSteadySize; }
     // What it is compared with: the input, or its middle scaled as the output is. Null when no view was
@@ -28,17 +37,19 @@ class Worker {
     const Frame *Before() const { return mBefore.get(); }
     PictureSize BeforeSize() const { return mBeforeSize; }
 
-    // Of the frames that Run returns.
+    // Of the frames that Pull gives.
     PictureSize OutSize() const { return mOutSize; }
     // Of their pixels: what is scaled out of shape is to be shown in its shape.
     Rational SampleAspect() const;
     // How far the picture can be moved.
-    PictureSize Reach() const { return mStabilizer ? mStabilizer->Reach() : PictureSize(); }
+    PictureSize Reach() const;
 
     MotionRecord Record() const;
     int64_t Count() const { return mCount; }
 
   private:
+    FramePtr Made(const FramePtr &input);
+    FramePtr Steadied(const FramePtr &input);
     FramePtr Scaled(const Frame &frame);
     void MakeBefore(const FramePtr &input);
     FramePtr Composed();
@@ -50,7 +61,9 @@ class Worker {
     PictureSize mSteadySize; // and scaled
     PictureSize mBeforeSize;
     PictureSize mOutSize;
-    std::optional<Stabilizer> mStabilizer; // none in mode none
+    std::optional<RefinedStabilizer> mRefined; // none on the standard path
+    std::optional<Stabilizer> mStabilizer;     // none on the refined path, and in mode none
+    FramePtr mInput;                           // pushed, on the standard path
     std::unique_ptr<FrameScaler> mScaler;
     const View mView;
     FramePool mCropPool;

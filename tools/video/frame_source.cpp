@@ -70,6 +70,12 @@ std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::opti
     return OpenPlain(std::move(input), options);
 }
 
+bool CanReadTwice(const std::string &path, const SourceOptions &options) {
+    if (path == "-" || IsAddress(path)) return false;
+    bool pictures = options.format.empty() || options.format == "image2";
+    return IsSeekable(path) || (pictures && IsSequence(path));
+}
+
 void FailBehindEnd(const std::string &name, double seconds) {
     char length[40];
     snprintf(length, sizeof(length), "%.1f seconds", seconds);

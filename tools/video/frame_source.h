@@ -13,12 +13,19 @@
 // Coded: whatever FFmpeg's libraries read and write.
 enum class Container { Raw, Y4m, Coded };
 
+// Where the first chroma sample lies: right of and below the first pixel, in quarters of a pixel.
+struct ChromaSite {
+    int x = 0;
+    int y = 2;
+};
+
 class MediaInput; // the other streams, metadata and colours of a coded input
 
 // What is known about a stream before its first frame.
 struct StreamInfo {
     Container container = Container::Y4m;
     PixelLayout layout;
+    ChromaSite chromaSite; // of 4:2:0; of 4:2:2 x alone counts
     PictureSize size;      // of the frames handed out, even
     PictureSize codedSize; // of the pictures in the stream, odd sides included
     bool interlaced = false;
@@ -106,6 +113,9 @@ struct SinkOptions {
 // "-" is standard input. Without FFmpeg's libraries a stream is raw or Y4M.
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const SourceOptions &options);
 std::unique_ptr<FrameSource> OpenSource(const std::string &path, const std::optional<RawShape> &shape);
+
+// A second OpenSource gives the same frames: true of files, not of pipes, devices and addresses.
+bool CanReadTwice(const std::string &path, const SourceOptions &options);
 
 // The fault of a --start beyond the end of an input that is this long.
 [[noreturn]] void FailBehindEnd(const std::string &name, double seconds);

@@ -51,7 +51,9 @@ AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container
     }
     if (taken.empty()) RefuseEncoder(codec, container, options);
     taken.push_back(AV_PIX_FMT_NONE);
-    AVPixelFormat best = avcodec_find_best_pix_fmt_of_list(taken.data(), own, 0, nullptr);
+    // Grey pictures have no need of finer chroma than any player takes.
+    AVPixelFormat like = info.layout.planes == 1 ? PixelsOf({3, info.layout.bits, 1, 1}) : own;
+    AVPixelFormat best = avcodec_find_best_pix_fmt_of_list(taken.data(), like, 0, nullptr);
     if (!HasSamePixels(best, own))
         options.note(std::string("the pictures (") + av_get_pix_fmt_name(own) + ") are converted to " +
                      av_get_pix_fmt_name(best) + ", the encoder " + codec->name +

@@ -33,6 +33,16 @@ bool IsDamaged(const AVFrame &picture) {
     return picture.decode_error_flags || (picture.flags & AV_FRAME_FLAG_CORRUPT);
 }
 
+// As in MPEG-2 when the stream does not say, of JPEG pictures in the middle of the pixels.
+ChromaSite ChromaSiteOf(AVChromaLocation location, bool jpeg) {
+    if (location == AVCHROMA_LOC_UNSPECIFIED) return {jpeg ? 2 : 0, 2};
+    bool left = location == AVCHROMA_LOC_LEFT || location == AVCHROMA_LOC_TOPLEFT ||
+                location == AVCHROMA_LOC_BOTTOMLEFT;
+    bool top = location == AVCHROMA_LOC_TOP || location == AVCHROMA_LOC_TOPLEFT;
+    bool bottom = location == AVCHROMA_LOC_BOTTOM || location == AVCHROMA_LOC_BOTTOMLEFT;
+    return {left ? 0 : 2, top ? 0 : bottom ? 4 : 2};
+}
+
 class MediaSource : public FrameSource {
   public:
     MediaSource(std::shared_ptr<MediaInput> input, const SourceOptions &options);
@@ -221,6 +231,7 @@ void MediaSource::DescribePicture() {
     colours.transfer = mPicture->color_trc;
     colours.matrix = rgb ? MatrixForRgb(mInfo.size) : mPicture->colorspace;
     colours.chroma = mPicture->chroma_location;
+    mInfo.chromaSite = ChromaSiteOf(colours.chroma, IsFullRangeForm(format));
     mInfo.fullRange = colours.range == AVCOL_RANGE_JPEG;
 }
 

@@ -10,6 +10,14 @@ namespace {
 
 PictureSize ChromaSize(PictureSize size) { return {(size.width + 1) / 2, (size.height + 1) / 2}; }
 
+ChromaSite ChromaSiteOf(const std::vector<std::string> &tags) {
+    for (const std::string &tag : tags) {
+        if (tag == "C420mpeg2") return {0, 2};
+        if (tag == "C420paldv") return {0, 0};
+    }
+    return {2, 2};
+}
+
 } // namespace
 
 Y4mSource::Y4mSource(std::unique_ptr<ByteInput> input) : mInput(std::move(input)) {
@@ -28,6 +36,7 @@ void Y4mSource::ReadHeader() {
     Y4mHeader header = ParseY4mHeader(mLine, mName);
     mInfo.container = Container::Y4m;
     mInfo.layout = PixelLayout::I420;
+    mInfo.chromaSite = ChromaSiteOf(header.tags);
     mInfo.codedSize = header.size;
     mInfo.size = EvenPart(header.size);
     mInfo.interlaced = header.interlaced;

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Which of the library's two paths pictures take: the standard one, or the refined one, which measures
+// finer, keeps pixels as they are, and may look ahead.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "video/frame_source.h"
+
+namespace CLI {
+class App;
+}
+
+enum class Path { Standard, Refined };
+
+const int kMostLookahead = 240; // frames
+
+struct RefinedSettings {
+    double lookahead = 1;  // seconds
+    bool whole = false;    // all frames are measured before the first picture is made
+    double window = 0.875; // of each side, what is shown
+    double strength = 1;   // seconds
+    bool roll = true;
+};
+
+// Values of the options that are still text.
+struct PathArguments {
+    std::string lookahead;
+    std::string window;
+    std::string strength;
+};
+
+void AddPathOptions(CLI::App &app, PathArguments &arguments);
+
+// After the command line was read: the path that its options ask for.
+Path ChoosePath(const CLI::App &app);
+
+// What is wrong with options of both paths at once; empty: nothing.
+std::string PathFault(const CLI::App &app);
+
+// Null for the standard path.
+std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments);
+
+// Throws VideoError when the whole input is to be measured first and cannot be read twice.
+void CheckReadTwice(const std::string &input, const SourceOptions &options);

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// One stream's refined handle of the library: frames of any layout, which may wait for later ones.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "quorvel/refined.h"
+#include "stabilize/motion_record.h"
+#include "stabilize/path.h"
+#include "video/frame_source.h"
+
+class RefinedStabilizer {
+  public:
+    // The output has the input's size.
+    RefinedStabilizer(const StreamInfo &info, const RefinedSettings &settings, int threads);
+
+    // Every frame is measured and kept, in the order of the stream; which of both comes first does not
+    // matter.
+    void Measure(const Frame &frame);
+    void Keep(const FramePtr &frame);
+    // No more are measured: all can be settled.
+    void EndMeasuring();
+
+    // The oldest of the frames kept that is settled; null while none is.
+    FramePtr Next();
+
+    // Of the frame that Next gave last: what is known of its motion, and its picture.
+    void Describe(MotionRecord &record) const;
+    void Draw(const Frame &input, Frame &output) const;
+
+    // How far the picture can be moved each way, in pixels.
+    PictureSize Reach() const;
+
+  private:
+    struct Destroy {
+        void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
+    };
+    struct Blocks {
+        int valid = 0;
+        int kept = 0;
+    };
+    struct Settled {
+        MVS_Compensation compensation = {};
+        Blocks blocks;
+    };
+
+    void Set(const RefinedSettings &settings, Rational framesPerSecond);
+    void PullRecords();
+    std::vector<MVS_Plane> Planes(const Frame &frame) const;
+
+    StreamInfo mInfo;
+    double mWindow;
+    std::unique_ptr<MVS_Context, Destroy> mContext;
+    std::deque<FramePtr> mKept;
+    std::deque<Blocks> mBlocks; // of the frames that are measured and not settled
+    std::deque<Settled> mSettled;
+    Settled mCurrent;
+    bool mEnded = false;
+};
+
+// Of a rate, 0 when it is unknown.
+int LookaheadFrames(const RefinedSettings &settings, Rational framesPerSecond);
