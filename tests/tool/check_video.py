@@ -5,6 +5,7 @@
     check_video.py TOOL CLIPGEN SOURCE_FOLDER [fast]
 """
 import concurrent.futures
+import hashlib
 import json
 import os
 import pathlib
@@ -390,6 +391,35 @@ OPTIONS = [
     Case("", "--split 700 a.mp4 out.mp4", say="320 columns wide, give a column from 2 to 316", status=1),
     Case("$ff -i a.mp4 -map 0:v -c copy -metadata:s:v rotate=90 in.mp4", "--split 239 in.mp4 out.mp4", say="240 col.*to 236", status=1),
 ]
+# The refined path: pixels stay what they are.
+made = lambda pixels: f"$ff -i clip.y4m -pix_fmt {pixels} -c:v ffv1 in.mkv"
+REFINED = [
+    Case("", "--live a.mp4 out.mp4", facts={"v.pix_fmt": "yuv420p", "v.width": 320, "v.display_aspect_ratio": "2:1", "a.count": 1}),
+    Case("$ff -i clip.y4m -f rawvideo -pix_fmt nv21 in.nv21", "--lookahead 0.4 --size 320x240 in.nv21 out.y4m", facts={"v.pix_fmt": "yuv420p"}),
+    Case(made("yuv422p10le"), "--lookahead 0.4 --window 90 --codec libx264 in.mkv out.mp4", facts={"v.pix_fmt": "yuv422p10le"}),
+    Case(made("yuv444p10le"), "--whole --no-roll in.mkv out.y4m", say="pictures only", facts={"v.pix_fmt": "yuv444p10le"}),
+    Case("$ff -i clip.y4m -pix_fmt yuv422p in.y4m", "--live --split in.y4m out.y4m", facts={"v.pix_fmt": "yuv422p"}),
+    Case(made("gray"), "--live --scale 160x120 --side-by-side --codec ffv1 in.mkv out.mkv", facts={"v.pix_fmt": "gray", "v.width": 320}),
+    Case(made("yuv420p12le"), "--live --codec libx264 in.mkv out.mkv", say=r"\(yuv420p12le\) are converted to yuv420p10le, the encoder libx264"),
+    Case(made("bgr0"), "--live in.mkv out.mkv", say=r"\(bgr0\) are converted to yuv444p", facts={"v.pix_fmt": "yuv444p"}),
+    Case("", "--live --codec ffv1 --input-format lavfi --duration 1 testsrc2=size=320x240:rate=25,format=p010le out.mkv", frames=25,
+         facts={"v.pix_fmt": "yuv420p10le"}),
+    Case(HDR, "--lookahead 0.2 in.mp4 out.mkv",
+         facts={"v.codec_name": "hevc", "v.pix_fmt": "yuv420p10le", "v.color_transfer": "smpte2084", "v.side_data_list.0.max_content": 1000}),
+    Case("$ff -r 60 -i clip.y4m -c:v ffv1 in.mkv", "--lookahead 8 in.mkv out.mkv", say="240 frames are the most, 4.0 seconds here"),
+    Case("$ff -i a.mp4 -map 0:v -c copy in.h264; $ff -i clip.y4m -vf scale=240:180 -c:v libx264 more.h264; cat more.h264 >>in.h264",
+         "--live in.h264 out.mkv", say="320x240; the stabilizer starts anew", frames=2 * FRAMES),
+    Case("$ff -i clip.y4m -c:v ffv1 a.mkv; head -c $(($(stat -c %s a.mkv) / 2)) a.mkv >in.mkv", "--whole in.mkv out.mkv", status=1,
+         say="^[^\n]*cut short[^\n]*\n$", frames=None),
+    Case("", "--whole - out.y4m", status=1, say="--whole reads the input twice.*--lookahead"),
+    Case("mkfifo in.y4m", "--whole in.y4m out.y4m", status=1, say="--whole reads the input twice"),
+    Case("", "--whole absent.mp4 out.mp4", status=1, say="No such file"),
+    Case("", "--mode shift --live a.mp4 out.mp4", status=2, say="--mode chooses the standard path, which has no --live"),
+    Case("", "--window 90 --crop 10 a.mp4 out.mp4", status=2, say="--crop chooses the standard path, which has no --window"),
+    Case("", "--standard --no-roll a.mp4 out.mp4", status=2, say="--standard chooses the standard path, which has no --no-roll"),
+    Case("", "--live --lookahead 1 a.mp4 out.mp4", status=2, say="--l.* excludes --l"),
+    Case("", "--window 59.9 a.mp4 out.mp4", status=2, say="--window.*from 60 to 98"),
+]
 
 
 def facts(file):
@@ -466,7 +496,7 @@ def run_case(case):
 
 def cases():
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        list(pool.map(run_case, INPUTS + OUTPUTS + OTHER_STREAMS + OPTIONS))
+        list(pool.map(run_case, INPUTS + OUTPUTS + OTHER_STREAMS + OPTIONS + REFINED))
 
 
 def interruptions():
@@ -569,10 +599,30 @@ def other_programs():
     check("0 frames not recognised" in said[0] and said[0] == said[1], f"quality of Y4M and of Matroska: {said}")
 
 
+def camera_paths():
+    """The refined path is the steadier, what stands still stays so, and the standard path's bytes stay what they are."""
+    digest = hashlib.sha256(run("--standard", "clip.y4m", "-", binary=True)).hexdigest()
+    check(digest == "1c35a8ad369874d5e9b9ce70774d4e92e0280ab77bdc2b17b28134fb2a44b942", f"other pictures from the standard path: {digest}")
+    subprocess.run([CLIPGEN, "--size", f"{W}x{H}", "--frames", "90", "--shake", "5", "--roll", "6", "shaking.y4m"], check=True)
+    quality = pathlib.Path(CLIPGEN).with_name("quorvel-quality")
+    left = {}
+    for option in ("--standard", "--live", "--lookahead=0.7", "--whole"):
+        run("-y", option, "shaking.y4m", "calm.y4m")
+        said = subprocess.run([quality, "shaking.y4m", "calm.y4m"], check=True, capture_output=True, text=True).stdout
+        left[option] = sum(float(value) for value in re.findall(r"^(?:row|column|roll) .*\s(\S+)$", said, re.M))
+    check(left["--whole"] < left["--lookahead=0.7"] < left["--live"] < left["--standard"] / 2, f"shake left: {left}")
+    ffmpeg("-i", "clip.y4m", "-frames:v", "1", "-vf", "noise=alls=4:all_seed=1", "still.y4m")
+    ffmpeg("-stream_loop", "39", "-i", "still.y4m", "-c:v", "ffv1", "still.mkv")
+    for option in ("--live", "--lookahead=0.5", "--whole"):
+        run("-y", "--codec", "ffv1", option, "still.mkv", "calm.mkv")
+        data, size = pixels("calm.mkv"), W * H * 3 // 2
+        check(len(data) == FRAMES * size and data == data[:size] * FRAMES, f"{option}: a still clip moves")
+
+
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        steps = [same_but_steady, option_names, paths, reports, other_programs]
+        steps = [same_but_steady, option_names, paths, reports, other_programs, camera_paths]
         if not FAST:
             ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
             steps += [ready, roads, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]

@@ -21,9 +21,10 @@
 
 namespace {
 
-// Of even sides, the least that leave room for a measurement.
-const int kLeastWidth = 94;
-const int kLeastHeight = 34;
+// Of even sides, the least that leave room for a measurement: on the standard path, and on the refined
+// one, which also follows something in long narrow pictures.
+const PictureSize kLeast = {94, 34};
+const PictureSize kLeastRefined = {28, 28};
 
 void CheckReport(const Options &options, const std::string &path, const std::string &option) {
     if (path.empty()) return;
@@ -49,16 +50,17 @@ void CheckPaths(const Options &options) {
     if (!options.plotPath.empty()) CheckPlotter();
 }
 
-void CheckStream(const FrameSource &source, bool force, Console &console) {
+void CheckStream(const FrameSource &source, bool refined, bool force, Console &console) {
     const StreamInfo &info = source.Info();
     for (const std::string &note : info.notes) console.Note(source.Name() + ": " + note);
     if (info.size != info.codedSize)
         console.Note(source.Name() + " is " + SizeText(info.codedSize) + ", only " +
                      SizeText(info.size) + ", the even part, is used");
-    if (info.size.width < kLeastWidth || info.size.height < kLeastHeight)
-        console.Note(source.Name() + " is " + SizeText(info.size) + ", too small to be measured (" +
-                     SizeText({kLeastWidth, kLeastHeight}) +
-                     " is the least): it is cropped, not stabilized");
+    PictureSize least = refined ? kLeastRefined : kLeast;
+    if (info.size.width < least.width || info.size.height < least.height)
+        console.Note(source.Name() + " is " + SizeText(info.size) + ", too small to be measured" +
+                     (refined ? " well (" : " (") + SizeText(least) + " is the least): it " +
+                     (refined ? "may be" : "is") + " cropped, not stabilized");
     if (!info.interlaced) return;
     if (!force)
         throw VideoError(source.Name() +
@@ -96,7 +98,7 @@ class Run {
         : mOptions(options), mConsole(console),
           mSource(OpenSource(options.input, WithNotes(options.source, console))),
           mInfo(mSource->Info()) {
-        CheckStream(*mSource, options.force, console);
+        CheckStream(*mSource, options.refined.has_value(), options.force, console);
         mWorker.emplace(options, mInfo);
         if (options.refined) TellLookahead(*options.refined, mInfo.framesPerSecond, console);
         if (!options.output.empty()) OpenOutput();
