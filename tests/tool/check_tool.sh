@@ -169,6 +169,22 @@ for threads in 0 1 2 4 64; do
     same got.nv21 threads.nv21 "--threads $threads gives other bytes"
 done
 
+# The refined path: whatever comes later, every frame arrives, the same from any number of threads.
+for path in --live --lookahead=0.2 --whole --window=80; do
+    run 0 0 $path clip.y4m got.y4m
+    [ "$(wc -c <got.y4m)" = "$(wc -c <clip.y4m)" ] || fail "$path: frames are missing"
+    cmp -s got.y4m out.y4m && fail "$path gives the standard path's bytes"
+    run 0 0 $path --size 1280x768 --threads 1 wide.nv21 got.nv21
+    run 0 0 $path --size 1280x768 --threads 4 wide.nv21 threads.nv21
+    same got.nv21 threads.nv21 "$path: --threads gives other bytes"
+done
+run 0 0 --lookahead 0.2 - - <clip.y4m >piped.y4m
+run 0 0 --lookahead 0.2 clip.y4m got.y4m
+same got.y4m piped.y4m "a pipe gives other bytes from the refined path"
+run 1 1 --whole - none.y4m <clip.y4m
+run 0 0 --standard clip.y4m got.y4m
+same got.y4m out.y4m "--standard is not what is done without options"
+
 # Modes, sizes, trace, usage.
 run 0 0 --mode 1 --out-size 144x108 --trace trace.csv clip.y4m got.y4m
 head -n 1 got.y4m | grep -q 'W144 H108' || fail "--out-size is not in the header"

@@ -14,13 +14,6 @@ const int kWholeClip = -1;  // of QEL_MVS_SetLookahead
 // Of streams that do not tell their rate.
 const Rational kUsualRate = {30, 1};
 
-Rational RateWithin(Rational rate) {
-    const int most = 1000; // frames a second, 1 is the least
-    if (rate.num <= 0) return kUsualRate;
-    if (rate.Value() < 1) return {1, 1};
-    return rate.Value() > most ? Rational{most, 1} : rate;
-}
-
 // In 1024ths, within the limits of the library.
 int32_t Parts(double value, int32_t least, int32_t most) {
     return std::clamp((int32_t)lround(value * 1024), least, most);
@@ -28,9 +21,17 @@ int32_t Parts(double value, int32_t least, int32_t most) {
 
 } // namespace
 
-int LookaheadFrames(const RefinedSettings &settings, Rational framesPerSecond) {
+Rational RateOf(const StreamInfo &info) {
+    const int most = 1000; // 1 is the least
+    Rational rate = info.meanRate.num > 0 ? info.meanRate : info.framesPerSecond;
+    if (rate.num <= 0) return kUsualRate;
+    if (rate.Value() < 1) return {1, 1};
+    return rate.Value() > most ? Rational{most, 1} : rate;
+}
+
+int LookaheadFrames(const RefinedSettings &settings, const StreamInfo &info) {
     if (settings.whole) return kWholeClip;
-    return (int)lround(settings.lookahead * RateWithin(framesPerSecond).Value());
+    return (int)lround(settings.lookahead * RateOf(info).Value());
 }
 
 RefinedStabilizer::RefinedStabilizer(const StreamInfo &info, const RefinedSettings &settings,
@@ -46,17 +47,17 @@ RefinedStabilizer::RefinedStabilizer(const StreamInfo &info, const RefinedSettin
         throw VideoError("cannot stabilize " + SizeText(info.size) +
                          ": not enough memory; try a smaller video, or --standard");
     QEL_MVS_SetThreads(mContext.get(), std::min(threads, kMostThreads));
-    Set(settings, info.framesPerSecond);
+    Set(settings);
 }
 
-void RefinedStabilizer::Set(const RefinedSettings &settings, Rational framesPerSecond) {
+void RefinedStabilizer::Set(const RefinedSettings &settings) {
     MVS_Context *context = mContext.get();
-    Rational rate = RateWithin(framesPerSecond);
+    Rational rate = RateOf(mInfo);
     bool set = QEL_MVS_SetFrameRate(context, rate.num, rate.den) &&
                QEL_MVS_SetWindow(context, Parts(settings.window, 615, 1003)) &&
                QEL_MVS_SetStrength(context, Parts(settings.strength, 256, 4096)) &&
                QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, 1);
-    int frames = std::min(LookaheadFrames(settings, framesPerSecond), kMostLookahead);
+    int frames = std::min(LookaheadFrames(settings, mInfo), kMostLookahead);
     if (!set || !QEL_MVS_SetLookahead(context, frames))
         throw VideoError("not enough memory to look " + std::to_string(frames) + " frames ahead");
 }

@@ -46,7 +46,7 @@ class RefinedStabilizer {
         Blocks blocks;
     };
 
-    void Set(const RefinedSettings &settings, Rational framesPerSecond);
+    void Set(const RefinedSettings &settings);
     void PullRecords();
     std::vector<MVS_Plane> Planes(const Frame &frame) const;
 
@@ -60,5 +60,8 @@ class RefinedStabilizer {
     bool mEnded = false;
 };
 
-// Of a rate, 0 when it is unknown.
-int LookaheadFrames(const RefinedSettings &settings, Rational framesPerSecond);
+// Frames a second, within the library's limits; the mean of a rate that varies.
+Rational RateOf(const StreamInfo &info);
+
+// May be more than the library's most.
+int LookaheadFrames(const RefinedSettings &settings, const StreamInfo &info);

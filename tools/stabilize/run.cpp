@@ -69,11 +69,11 @@ void CheckStream(const FrameSource &source, bool refined, bool force, Console &c
     console.Note(source.Name() + " is interlaced, frames are moved as a whole");
 }
 
-void TellLookahead(const RefinedSettings &settings, Rational rate, Console &console) {
-    if (LookaheadFrames(settings, rate) <= kMostLookahead) return;
+void TellLookahead(const RefinedSettings &settings, const StreamInfo &info, Console &console) {
+    if (LookaheadFrames(settings, info) <= kMostLookahead) return;
     char text[80];
     snprintf(text, sizeof(text), "--lookahead %g: %d frames are the most, %.1f seconds here",
-             settings.lookahead, kMostLookahead, kMostLookahead / rate.Value());
+             settings.lookahead, kMostLookahead, kMostLookahead / RateOf(info).Value());
     console.Note(text);
 }
 
@@ -100,7 +100,7 @@ class Run {
           mInfo(mSource->Info()) {
         CheckStream(*mSource, options.refined.has_value(), options.force, console);
         mWorker.emplace(options, mInfo);
-        if (options.refined) TellLookahead(*options.refined, mInfo.framesPerSecond, console);
+        if (options.refined) TellLookahead(*options.refined, mInfo, console);
         if (!options.output.empty()) OpenOutput();
         if (!options.tracePath.empty())
             mTrace = std::make_unique<Trace>(options.tracePath, options.overwrite);

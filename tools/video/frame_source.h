@@ -30,6 +30,7 @@ struct StreamInfo {
     PictureSize codedSize; // of the pictures in the stream, odd sides included
     bool interlaced = false;
     Rational framesPerSecond{0, 1};    // 0 when the stream does not say
+    Rational meanRate{0, 1};           // of frames a second that vary; 0: as above
     Rational timeBase{1, 25};          // seconds in a unit of Frame::time
     Rational sampleAspect{0, 1};       // width to height of a pixel; 0 when the stream does not say
     int rotation = 0;                  // by which players turn the picture clockwise: 0, 90, 180, 270

@@ -143,14 +143,18 @@ void PictureImporter::Convert(const AVFrame &picture, PictureSize from, PictureS
         "converting a picture");
 }
 
-PictureExporter::PictureExporter(PictureSize size, const PixelLayout &layout, AVPixelFormat to)
+PictureExporter::PictureExporter(PictureSize size, const PixelLayout &layout, AVPixelFormat to,
+                                 AVColorRange range)
     : mSize(size), mLayout(layout), mTo(to), mSamePlanes(PixelsOf(layout) == Plain(to)) {
     bool splits = layout == PixelLayout::NV21 && Plain(to) == AV_PIX_FMT_YUV420P;
     if (mSamePlanes || splits) return;
-    // Neither of them is to be taken for full range: values stay what they are.
     mConverter.reset(
         NotNull(sws_getContext(size.width, size.height, PixelsOf(layout), size.width, size.height,
                                Plain(to), SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr)));
+    // By default the library takes grey for full range: right where nothing else is known.
+    const int *table = sws_getCoefficients(SWS_CS_DEFAULT);
+    if (layout.planes > 1 || range != AVCOL_RANGE_UNSPECIFIED)
+        sws_setColorspaceDetails(mConverter.get(), table, 0, table, 0, 0, 1 << 16, 1 << 16);
 }
 
 MediaPtr<AVFrame> PictureExporter::Export(const FramePtr &frame) {

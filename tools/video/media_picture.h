@@ -46,8 +46,9 @@ AVColorSpace MatrixForRgb(PictureSize size);
 // Makes pictures of frames.
 class PictureExporter {
   public:
-    // `to` is the frames' own format, or one of kFramePixels, or its full-range form.
-    PictureExporter(PictureSize size, const PixelLayout &layout, AVPixelFormat to);
+    // `to` is the frames' own format, or one of kFramePixels, or its full-range form. The range, of
+    // both, stays what it is.
+    PictureExporter(PictureSize size, const PixelLayout &layout, AVPixelFormat to, AVColorRange range);
 
     // It names the frame's pixels when the encoder can do with their rows (and then keeps the frame
     // from being used again), else it has a copy.

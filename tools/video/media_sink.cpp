@@ -65,7 +65,7 @@ MediaSink::MediaSink(const std::string &path, const StreamInfo &info, const Sink
     try {
         OpenContainer(path, options);
         mEncoder = OpenEncoder(*mFormat->oformat, info, options);
-        mExporter.emplace(info.size, info.layout, mEncoder->pix_fmt);
+        mExporter.emplace(info.size, info.layout, mEncoder->pix_fmt, mEncoder->color_range);
         AddStreams(options);
         WriteHeader();
     } catch (...) {

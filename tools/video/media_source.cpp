@@ -157,6 +157,7 @@ void MediaSource::DescribeStream() {
     mInfo.rotation = mInput->Rotation();
     mInfo.framesPerSecond = FromMedia(av_guess_frame_rate(mInput->Format(), mVideo, nullptr));
     if (mInfo.framesPerSecond.num <= 0) mInfo.framesPerSecond = {25, 1};
+    mInfo.meanRate = FromMedia(mVideo->avg_frame_rate);
     EstimateCount();
 }
 
