@@ -502,10 +502,10 @@ def cases():
 def interruptions():
     """Ctrl-C at any time ends with a file that plays; so does a pipe in which nothing moves."""
     feed = "ffmpeg -v quiet -re -f lavfi -i testsrc2=s=320x240:r=60 -c:v ffv1 -f matroska -"
-    for command, wait in [(feed, random.uniform(1.5, 2.5)), (feed, random.uniform(1.5, 2.5)),
-                          ("cat clip.y4m; sleep 60", 1.5)]:
+    for command, wait, *path in [(feed, random.uniform(1.5, 2.5)), (feed, random.uniform(1.5, 2.5), "--lookahead=1"),
+                                 ("cat clip.y4m; sleep 60", 1.5)]:
         with subprocess.Popen(command, shell=True, stdout=subprocess.PIPE, start_new_session=True) as feeder:
-            with subprocess.Popen([TOOL, "-y", "-", "stopped.mp4"], stdin=feeder.stdout,
+            with subprocess.Popen([TOOL, "-y", *path, "-", "stopped.mp4"], stdin=feeder.stdout,
                                   stderr=subprocess.PIPE) as tool:
                 time.sleep(wait)
                 tool.send_signal(signal.SIGINT)

@@ -25,6 +25,7 @@ const char kDescription[] =
 const char kExamples[] =
     "Examples:\n"
     "  quorvel-stabilize shaky.mp4 steady.mp4\n"
+    "  quorvel-stabilize --lookahead 1 --window 80 shaky.mp4 steady.mp4\n"
     "  quorvel-stabilize --crop 15 --codec libx265 --crf 22 shaky.mov steady.mkv\n"
     "  quorvel-stabilize --side-by-side --start 0:10 --duration 5 shaky.mp4 compare.mp4\n"
     "  quorvel-stabilize --dry-run --trace motion.csv --plot motion.png shaky.mp4\n"

@@ -53,8 +53,8 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
         ->group(group);
     app.add_flag("--no-roll", "Leave rotations as they are")->group(group);
     app.add_flag("--standard",
-                 "The library's default path: 8-bit 4:2:0, without delay; so do --mode, --crop, --zoom "
-                 "and --out-size")
+                 "The library's default path, 8-bit 4:2:0 without delay; --mode, --crop, --zoom and "
+                 "--out-size choose it too")
         ->group(group);
 }
 

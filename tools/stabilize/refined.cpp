@@ -59,7 +59,7 @@ void RefinedStabilizer::Set(const RefinedSettings &settings) {
                QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, 1);
     int frames = std::min(LookaheadFrames(settings, mInfo), kMostLookahead);
     if (!set || !QEL_MVS_SetLookahead(context, frames))
-        throw VideoError("not enough memory to look " + std::to_string(frames) + " frames ahead");
+        throw VideoError("not enough memory for this --lookahead, give a shorter one");
 }
 
 std::vector<MVS_Plane> RefinedStabilizer::Planes(const Frame &frame) const {

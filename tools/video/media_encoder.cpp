@@ -41,6 +41,8 @@ AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container
     AVPixelFormat own = PixelsOf(info.layout);
     if (Takes(codec, own)) return own;
     if (own == AV_PIX_FMT_NV21) own = AV_PIX_FMT_YUV420P;
+    bool byOldName = info.fullRange && !Takes(codec, own) && Takes(codec, FullRangeForm(own));
+    if (byOldName) return FullRangeForm(own);
     std::vector<AVPixelFormat> taken;
     for (const AVPixelFormat *format = kFramePixels; *format != AV_PIX_FMT_NONE; format++) {
         AVPixelFormat full = FullRangeForm(*format);
