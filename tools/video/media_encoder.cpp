@@ -27,8 +27,10 @@ bool Takes(const AVCodec *codec, AVPixelFormat wanted) {
 }
 
 [[noreturn]] void RefuseEncoder(const AVCodec *codec, const AVOutputFormat &container,
-                                const SinkOptions &options) {
-    std::string failed = std::string("the encoder ") + codec->name + " takes no YUV or grey pictures, ";
+                                const StreamInfo &info, const SinkOptions &options) {
+    std::string pixels = info.layout.planes > 1 ? "YUV" : "YUV or grey";
+    std::string failed =
+        std::string("the encoder ") + codec->name + " takes no " + pixels + " pictures, ";
     if (!options.codec.empty()) throw VideoError(failed + "choose another with --codec");
     bool pictures = !strcmp(container.name, "image2");
     throw VideoError(failed + "such files cannot be written; give OUTPUT the ending " +
@@ -46,12 +48,14 @@ AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container
     std::vector<AVPixelFormat> taken;
     for (const AVPixelFormat *format = kFramePixels; *format != AV_PIX_FMT_NONE; format++) {
         AVPixelFormat full = FullRangeForm(*format);
+        bool losesColours = LayoutOf(*format).planes == 1 && info.layout.planes > 1;
+        if (losesColours) continue;
         if (Takes(codec, *format))
             taken.push_back(*format);
         else if (info.fullRange && Takes(codec, full))
             taken.push_back(full);
     }
-    if (taken.empty()) RefuseEncoder(codec, container, options);
+    if (taken.empty()) RefuseEncoder(codec, container, info, options);
     taken.push_back(AV_PIX_FMT_NONE);
     // Grey pictures have no need of finer chroma than any player takes.
     AVPixelFormat like = info.layout.planes == 1 ? PixelsOf({3, info.layout.bits, 1, 1}) : own;
