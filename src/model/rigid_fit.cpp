@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Least squares of the tiles' vectors, each weighted by what it tells. Tiles that move on their own
 // lose their weight from step to step; the first steps allow more, so that a large object does not
-// take the picture with it.
+// take the picture with it. Where near and far things move apart, as seen from a moving car, half of
+// the tiles deviate by much. Then as much is allowed to all: the fit is near the middle of them, while
+// a narrow one would jump from frame to frame between the things that it fits best.
 #include "model/rigid_fit.h"
 
 namespace {
@@ -10,22 +12,56 @@ const int32_t kLeastTiles = 4;
 const int32_t kSteps = 8;
 const double kFirstScale = 3; // times the usual deviation is allowed at the first step
 const double kScaleStep = 0.7;
-const double kOutlier = 4;     // squared standard deviations: a tile that far off counts a quarter
-const double kTextured = 4;    // variance of a tile that shows something
-const double kExplained = 0.5; // a tile matches when less of its variance remains
+const double kUsualSquare = 1.3863; // median of a squared deviation, two axes together: 2 ln 2
+const int32_t kSample = 256;        // tiles that the median is taken of, at most
+const double kOutlier = 4;          // squared standard deviations: a tile that far off counts a quarter
+const double kTextured = 4;         // variance of a tile that shows something
+const double kExplained = 0.5;      // a tile matches when less of its variance remains
 
 // Normal equations of (col, row, theta): the upper half and the right side.
 struct Normal {
     double d[3][4];
 };
 
+// How far the tile's vector is from what the motion says, in squared standard deviations.
+double Deviation(const TileFlow *pFlow, const RigidMotion *pMotion) {
+    const double dCol = pFlow->dCol - (pMotion->dCol - pMotion->dTheta * pFlow->dY);
+    const double dRow = pFlow->dRow - (pMotion->dRow + pMotion->dTheta * pFlow->dX);
+    return dCol * dCol * pFlow->dXX + 2 * dCol * dRow * pFlow->dXY + dRow * dRow * pFlow->dYY;
+}
+
+// The value that would stand at lPlace if they were sorted. Changes their order.
+double SelectSorted(double *p, int32_t lCount, int32_t lPlace) {
+    int32_t lFirst = 0, lLast = lCount - 1;
+    while (lFirst < lLast) {
+        const double dPivot = p[lPlace];
+        int32_t i = lFirst, j = lLast;
+        while (i <= j) {
+            while (p[i] < dPivot) i++;
+            while (dPivot < p[j]) j--;
+            if (i > j) break;
+            const double d = p[i];
+            p[i++] = p[j];
+            p[j--] = d;
+        }
+        if (j < lPlace) lFirst = i;
+        if (lPlace < i) lLast = j;
+    }
+    return p[lPlace];
+}
+
+// The deviation of the tiles in the middle, in standard deviations.
+double UsualDeviation(const TileFlow *pFlows, int32_t lCount, const RigidMotion *pMotion) {
+    double dSample[kSample] = {};
+    int32_t lSample = 0;
+    for (int32_t i = 0; i < lCount; i += (lCount + kSample - 1) / kSample)
+        dSample[lSample++] = Deviation(pFlows + i, pMotion);
+    return __builtin_sqrt(SelectSorted(dSample, lSample, lSample / 2) / kUsualSquare);
+}
+
 void AddFlow(const TileFlow *pFlow, const RigidMotion *pMotion, double dScale, Normal *pSum) {
     const double x = pFlow->dX, y = pFlow->dY;
-    const double dCol = pFlow->dCol - (pMotion->dCol - pMotion->dTheta * y);
-    const double dRow = pFlow->dRow - (pMotion->dRow + pMotion->dTheta * x);
-    const double dFar =
-        (dCol * dCol * pFlow->dXX + 2 * dCol * dRow * pFlow->dXY + dRow * dRow * pFlow->dYY) /
-        (dScale * dScale);
+    const double dFar = Deviation(pFlow, pMotion) / (dScale * dScale);
     double w = 1 / (1 + dFar / kOutlier);
     w *= w;
     const double dXX = w * pFlow->dXX, dXY = w * pFlow->dXY, dYY = w * pFlow->dYY;
@@ -77,18 +113,20 @@ void CountMatches(const TileFlow *pFlows, int32_t lCount, RigidFit *pFit) {
 
 } // namespace
 
-bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, bool bFirst, RigidFit *pFit) {
+bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, RigidFit *pFit) {
     CountMatches(pFlows, lCount, pFit);
     if (lCount < kLeastTiles) return false;
     const double dLevel = 1 << lLevel;
     RigidMotion st = {pFit->stMotion.dCol / dLevel, pFit->stMotion.dRow / dLevel,
                       pFit->stMotion.dTheta};
-    double dScale = bFirst ? kFirstScale : 1, dPivots[3];
+    double dLeast = kFirstScale, dPivots[3];
     for (int32_t i = 0; i < kSteps; i++) {
+        const double dUsual = UsualDeviation(pFlows, lCount, &st);
+        const double dScale = dUsual > dLeast ? dUsual : dLeast;
         Normal stSum = {};
         for (int32_t k = 0; k < lCount; k++) AddFlow(pFlows + k, &st, dScale, &stSum);
         if (!SolveNormal(&stSum, &st, dPivots)) return false;
-        dScale = dScale * kScaleStep > 1 ? dScale * kScaleStep : 1;
+        dLeast = dLeast * kScaleStep > 1 ? dLeast * kScaleStep : 1;
     }
     pFit->stMotion = {st.dCol * dLevel, st.dRow * dLevel, st.dTheta};
     const double dLess = dPivots[0] < dPivots[1] ? dPivots[0] : dPivots[1];

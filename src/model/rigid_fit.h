@@ -4,6 +4,6 @@
 
 #include "rigid_motion.h"
 
-// lLevel is the tiles' level. bFirst: the prediction they were measured at is rough. False when the
+// lLevel is the tiles' level, and *pFit holds the prediction that they were measured at. False when the
 // tiles are too few or too much alike to tell a motion.
-bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, bool bFirst, RigidFit *pFit);
+bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, RigidFit *pFit);

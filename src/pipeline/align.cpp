@@ -83,7 +83,7 @@ Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid 
     for (int32_t lLevel = lCoarsest; lLevel >= 0; lLevel--) {
         const int32_t lCount =
             MeasureTiles(pCtx, pCurrent, pPrevious, lLevel, st.stFit.stMotion, pFlows);
-        st.bSolved = FitRigid(pFlows, lCount, lLevel, true, &st.stFit);
+        st.bSolved = FitRigid(pFlows, lCount, lLevel, &st.stFit);
         if (lLevel == Min32(kMatchLevel, lCoarsest)) st.stMatch = st.stFit;
     }
     return st;
