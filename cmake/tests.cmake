@@ -48,6 +48,7 @@ if(QUORVEL_TESTS)
     # The yardstick of docs/quality.md, apart from the library.
     add_executable(quorvel_quality_tests
       tests/quality_test.cpp
+      tools/clipgen/effects.cpp
       tools/quality/csv_table.cpp
       tools/quality/jitter.cpp
       tools/quality/align.cpp)

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "clipgen/camera_path.h"
+#include "clipgen/effects.h"
 #include "clipgen/scene.h"
 #include "quality/jitter.h"
 #include "quality/align.h"
@@ -94,6 +95,70 @@ TEST(Quality, PathsAreWhatTheyAreCalled) {
         for (const std::vector<double> &values : {x, y})
             EXPECT_NEAR(Rms(HighPass(values, 30, 1, margin)), frequency < 2 ? 3.5 : 7, 0.15);
     }
+}
+
+// A tripod on a turntable: the picture moves to the left, 20 pixels a frame.
+struct Shooting {
+    explicit Shooting(const EffectOptions &options) : path(Pan()), effects(options, path, Info()) {}
+
+    static PathOptions Pan() {
+        PathOptions options;
+        options.kind = PathKind::Tripod;
+        options.pan = 600;
+        return options;
+    }
+    static StreamInfo Info() {
+        StreamInfo info;
+        info.size = {kWidth, kHeight};
+        return info;
+    }
+    std::vector<uint8_t> Frame(int number) const {
+        static const Scene scene(3);
+        std::vector<uint8_t> pixels(FrameBytes(Info().size));
+        effects.Render(scene, number, pixels.data());
+        effects.Apply(number, pixels.data());
+        return pixels;
+    }
+
+    CameraPath path;
+    Effects effects;
+};
+
+TEST(Quality, ARollingShutterTakesRowsOneAfterTheOther) {
+    EffectOptions options;
+    options.rolling = 50;
+    const std::vector<uint8_t> bent = Shooting(options).Frame(7);
+    for (int row : {0, kHeight / 4, kHeight / 2, kHeight - 2}) {
+        // The camera is five pixels behind at the upper edge, and ahead at the lower one.
+        const double place = 140 + 10 * ((row + 1.0) / kHeight - 0.5);
+        const std::vector<uint8_t> still = Picture({place, 0, 0, 1});
+        for (int i = row * kWidth; i < (row + 2) * kWidth; i++)
+            ASSERT_NEAR(bent[(size_t)i], still[(size_t)i], 1) << row;
+    }
+    const Scene scene(3);
+    std::vector<uint8_t> part(bent.size(), 1), whole = part;
+    scene.RenderNV21({}, kWidth, kHeight, whole.data());
+    for (int row : {0, 2, 100})
+        scene.RenderNV21({}, kWidth, kHeight, part.data(), {row, row ? kHeight : 2});
+    EXPECT_EQ(part, whole);
+}
+
+TEST(Quality, LightAndHazeChangeWhatTheySay) {
+    const auto mean = [](const std::vector<uint8_t> &pixels) {
+        double sum = 0;
+        for (int i = 0; i < kWidth * kHeight; i++) sum += pixels[(size_t)i];
+        return sum / (kWidth * kHeight);
+    };
+    EffectOptions lit, dim;
+    lit.flash = 5;
+    dim.contrast = 25;
+    const Shooting plain({}), flashing(lit), hazy(dim);
+    for (int number : {0, 1, 2, 4, 5, 7}) {
+        const double more = mean(flashing.Frame(number)) - mean(plain.Frame(number));
+        EXPECT_NEAR(more, number % 5 == 2 ? 85 : 0, 6) << number;
+    }
+    const std::vector<uint8_t> from = plain.Frame(3), to = hazy.Frame(3);
+    for (size_t i = 0; i < from.size(); i++) ASSERT_NEAR(to[i], 128 + (from[i] - 128) / 4.0, 0.5);
 }
 
 } // namespace

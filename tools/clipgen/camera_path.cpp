@@ -87,7 +87,7 @@ double CameraPath::PanAt(double time) const {
     return mOptions.pan * (rounds * (kHalt - kRamp) + way);
 }
 
-CameraPose CameraPath::Pose(int frame) const {
+CameraPose CameraPath::Pose(double frame) const {
     double time = frame / mOptions.framesPerSecond;
     CameraPose pose;
     pose.x = RoundTo(Sum(mX, time) + PanAt(time), 65536);

@@ -27,8 +27,9 @@ class CameraPath {
   public:
     explicit CameraPath(const PathOptions &options);
 
-    // Of the frame with this number, from 0. Rounded so that the same numbers come out everywhere.
-    CameraPose Pose(int frame) const;
+    // Of the frame with this number, from 0, or between two. Rounded so that the same numbers come out
+    // everywhere.
+    CameraPose Pose(double frame) const;
 
   private:
     struct Swing {

@@ -14,6 +14,9 @@ const double kPi = 3.14159265358979323846;
 // Mains light against a shutter: the frames of a period do not fill it evenly.
 const double kFlickerTurns = 0.37;
 
+// Grey levels that a photo flash adds.
+const int kFlash = 90;
+
 // The object crosses the picture in so many seconds.
 const double kCrossing = 3;
 
@@ -39,6 +42,14 @@ void CopyPart(const uint8_t *from, int fromPitch, uint8_t *to, int toPitch, cons
               o.height);
 }
 
+void Draw(const Scene &scene, const CameraPose &pose, PictureSize size, bool pairs, uint8_t *pixels,
+          RowRange rows = {}) {
+    if (pairs)
+        scene.RenderNV21(pose, size.width, size.height, pixels, rows);
+    else
+        scene.RenderI420(pose, size.width, size.height, pixels, rows);
+}
+
 } // namespace
 
 Effects::Effects(const EffectOptions &options, const CameraPath &path, const StreamInfo &info)
@@ -49,14 +60,29 @@ Effects::Effects(const EffectOptions &options, const CameraPath &path, const Str
     mObjectScene = std::make_unique<Scene>(options.seed + 1000);
 }
 
+// Two rows at a time have a pose of their own. That of the frame is the middle row's.
+void Effects::Render(const Scene &scene, int frame, uint8_t *pixels) const {
+    const bool pairs = mLayout == PixelLayout::NV21;
+    const int step = mOptions.rolling > 0 ? 2 : mSize.height;
+    for (int row = 0; row < mSize.height; row += step) {
+        const double place = (row + step / 2) / (double)mSize.height - 0.5;
+        const CameraPose pose = mPath.Pose(frame + mOptions.rolling / 100 * place);
+        Draw(scene, pose, mSize, pairs, pixels, {row, row + step});
+    }
+}
+
 void Effects::Apply(int frame, uint8_t *pixels) const {
     if (mObjectScene) DrawObject(frame, pixels);
+    if (mOptions.contrast < 100) LowerContrast(pixels);
     if (mOptions.flicker > 0) Flicker(frame, pixels);
+    // Away from the first frame, and from cuts after as many frames.
+    if (mOptions.flash > 0 && frame % mOptions.flash == mOptions.flash / 2) Flash(pixels);
     if (mOptions.noise > 0) AddNoise(frame, pixels);
 }
 
 // A textured box that crosses the scene again and again: it moves with the scene when the camera
-// shakes, and against it by its own speed. Its edges keep to even pixels, its texture moves smoothly.
+// shakes, and against it by its own speed. Its edges keep to even pixels, its texture moves smoothly. A
+// rolling shutter does not bend it.
 void Effects::DrawObject(int frame, uint8_t *pixels) const {
     const CameraPose camera = mPath.Pose(frame);
     const double span = mSize.width + mObjectSize.width;
@@ -75,10 +101,7 @@ void Effects::DrawObject(int frame, uint8_t *pixels) const {
     const PictureSize size = mObjectSize;
     uint8_t *from = box.pixels.Data();
     const bool pairs = mLayout == PixelLayout::NV21;
-    if (pairs)
-        mObjectScene->RenderNV21(texture, size.width, size.height, from);
-    else
-        mObjectScene->RenderI420(texture, size.width, size.height, from);
+    Draw(*mObjectScene, texture, size, pairs, from);
     CopyPart(from, size.width, pixels, mSize.width, luma, 1);
     const Overlap half = {luma.x / 2,     luma.y / 2,     luma.fromX / 2,
                           luma.fromY / 2, luma.width / 2, luma.height / 2};
@@ -89,12 +112,25 @@ void Effects::DrawObject(int frame, uint8_t *pixels) const {
                  mSize.width / 2 * step, half, step);
 }
 
+void Effects::LowerContrast(uint8_t *pixels) const {
+    const int kGrey = 128;
+    const int gain = (int)lround(1024 * mOptions.contrast / 100);
+    const size_t count = FrameBytes(mSize);
+    for (size_t i = 0; i < count; i++)
+        pixels[i] = (uint8_t)(kGrey + (((pixels[i] - kGrey) * gain + 512) >> 10));
+}
+
 void Effects::Flicker(int frame, uint8_t *luma) const {
     const double swing = PlainSine(2 * kPi * kFlickerTurns * frame);
     const int gain = (int)lround(1024 * (1 + mOptions.flicker / 100 * swing));
     const size_t count = LumaBytes(mSize);
     for (size_t i = 0; i < count; i++)
         luma[i] = (uint8_t)std::clamp(16 + ((luma[i] - 16) * gain + 512) / 1024, 0, 255);
+}
+
+void Effects::Flash(uint8_t *luma) const {
+    const size_t count = LumaBytes(mSize);
+    for (size_t i = 0; i < count; i++) luma[i] = (uint8_t)std::min(luma[i] + kFlash, 255);
 }
 
 // The sum of four even bytes is close enough to a Gaussian.

@@ -58,8 +58,17 @@ void AddEffectOptions(CLI::App &app, Options &options) {
     app.add_option("--flicker", effects.flicker, "Brightness from frame to frame, percent up and down")
         ->check(CLI::Range(0.0, 90.0))
         ->capture_default_str();
+    app.add_option("--flash", effects.flash, "One frame in so many is lit by a photo flash [none]")
+        ->check(CLI::Range(2, 1000000));
+    app.add_option("--contrast", effects.contrast, "Contrast of luma and colours, percent")
+        ->check(CLI::Range(1.0, 100.0))
+        ->capture_default_str();
     app.add_option("--object", effects.object, "Something passes by, this many percent of the picture")
         ->check(CLI::Range(0.0, 80.0))
+        ->capture_default_str();
+    app.add_option("--rolling", effects.rolling,
+                   "Rolling shutter: from the first row to the last, percent of the time of a frame")
+        ->check(CLI::Range(0.0, 100.0))
         ->capture_default_str();
     app.add_option("--cut", options.cut, "Another scene after every so many frames [never]")
         ->check(CLI::Range(1, 1000000));
@@ -174,10 +183,7 @@ void Generate(const Options &options) {
         CameraPose pose = path.Pose(i);
         const bool cut = options.cut > 0 && i > 0 && i % options.cut == 0;
         if (cut) scene = Scene(options.seed + (uint32_t)(i / options.cut));
-        if (info.layout == PixelLayout::NV21)
-            scene.RenderNV21(pose, size.width, size.height, frame.pixels.Data());
-        else
-            scene.RenderI420(pose, size.width, size.height, frame.pixels.Data());
+        effects.Render(scene, i, frame.pixels.Data());
         effects.Apply(i, frame.pixels.Data());
         sink->Write(frame);
         PoseMotion motion = MotionBetween(path.Pose(i > 0 ? i - 1 : 0), pose);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "clipgen/scene.h"
 
+#include <algorithm>
+
 #include "clipgen/scene_paint.h"
 
 namespace {
@@ -78,12 +80,16 @@ struct ChromaOutput {
 };
 
 void RenderChroma(const std::vector<uint8_t> &table, const CameraPose &pose, int width, int height,
-                  ChromaOutput out) {
+                  ChromaOutput out, RowRange rows) {
     Grid grid = MakeGrid(pose, width, height, 2, 0.5);
     const uint8_t *texels = table.data();
     // The first chroma sample of the table lies between luma samples 0 and 1.
     uint32_t half = 1u << (kFractionBits - 1);
-    for (int j = 0; j < height / 2; j++) {
+    const size_t skipped = (size_t)(rows.first / 2) * (size_t)(width / 2) * out.step;
+    out.u += skipped;
+    out.v += skipped;
+    const int end = std::min(rows.end, height) / 2;
+    for (int j = rows.first / 2; j < end; j++) {
         uint32_t x = grid.x + (uint32_t)j * grid.xDown - half;
         uint32_t y = grid.y + (uint32_t)j * grid.yDown - half;
         for (int i = 0; i < width / 2; i++) {
@@ -126,10 +132,13 @@ Scene::Scene(uint32_t seed) {
     mChroma.swap(canvas.chroma);
 }
 
-void Scene::RenderLuma(const CameraPose &pose, int width, int height, uint8_t *luma) const {
+void Scene::RenderLuma(const CameraPose &pose, int width, int height, uint8_t *luma,
+                       RowRange rows) const {
     Grid grid = MakeGrid(pose, width, height, 1, 0);
     const uint8_t *texels = mLuma.data();
-    for (int j = 0; j < height; j++) {
+    const int end = std::min(rows.end, height);
+    luma += (size_t)rows.first * (size_t)width;
+    for (int j = rows.first; j < end; j++) {
         uint32_t x = grid.x + (uint32_t)j * grid.xDown;
         uint32_t y = grid.y + (uint32_t)j * grid.yDown;
         for (int i = 0; i < width; i++) {
@@ -142,15 +151,17 @@ void Scene::RenderLuma(const CameraPose &pose, int width, int height, uint8_t *l
     }
 }
 
-void Scene::RenderI420(const CameraPose &pose, int width, int height, uint8_t *frame) const {
-    RenderLuma(pose, width, height, frame);
+void Scene::RenderI420(const CameraPose &pose, int width, int height, uint8_t *frame,
+                       RowRange rows) const {
+    RenderLuma(pose, width, height, frame, rows);
     uint8_t *u = frame + (size_t)width * (size_t)height;
     uint8_t *v = u + (size_t)(width / 2) * (size_t)(height / 2);
-    RenderChroma(mChroma, pose, width, height, {u, v, 1});
+    RenderChroma(mChroma, pose, width, height, {u, v, 1}, rows);
 }
 
-void Scene::RenderNV21(const CameraPose &pose, int width, int height, uint8_t *frame) const {
-    RenderLuma(pose, width, height, frame);
+void Scene::RenderNV21(const CameraPose &pose, int width, int height, uint8_t *frame,
+                       RowRange rows) const {
+    RenderLuma(pose, width, height, frame, rows);
     uint8_t *pairs = frame + (size_t)width * (size_t)height;
-    RenderChroma(mChroma, pose, width, height, {pairs + 1, pairs, 2});
+    RenderChroma(mChroma, pose, width, height, {pairs + 1, pairs, 2}, rows);
 }

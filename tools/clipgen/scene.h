@@ -7,6 +7,7 @@
 // processor alike.
 #pragma once
 
+#include <limits.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -31,6 +32,12 @@ struct CameraPose {
 double PlainSine(double angle);
 double PlainCosine(double angle);
 
+// Rows of a picture, by default all. Both even: two rows of luma share one of chroma.
+struct RowRange {
+    int first = 0;
+    int end = INT_MAX; // the row after the last one, cut to the height
+};
+
 class Scene {
   public:
     static const int kSize = 2048;
@@ -38,9 +45,13 @@ class Scene {
     explicit Scene(uint32_t seed);
 
     // Frames without padding, of an even size: luma, then the planes U and V or one of V,U pairs.
-    void RenderI420(const CameraPose &pose, int width, int height, uint8_t *frame) const;
-    void RenderNV21(const CameraPose &pose, int width, int height, uint8_t *frame) const;
-    void RenderLuma(const CameraPose &pose, int width, int height, uint8_t *luma) const;
+    // Rows out of the range stay as they are.
+    void RenderI420(const CameraPose &pose, int width, int height, uint8_t *frame,
+                    RowRange rows = {}) const;
+    void RenderNV21(const CameraPose &pose, int width, int height, uint8_t *frame,
+                    RowRange rows = {}) const;
+    void RenderLuma(const CameraPose &pose, int width, int height, uint8_t *luma,
+                    RowRange rows = {}) const;
 
   private:
     std::vector<uint8_t> mLuma;   // kSize x kSize
