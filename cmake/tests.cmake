@@ -51,7 +51,8 @@ if(QUORVEL_TESTS)
       tools/clipgen/effects.cpp
       tools/quality/csv_table.cpp
       tools/quality/jitter.cpp
-      tools/quality/align.cpp)
+      tools/quality/align.cpp
+      tools/quality/sharpness.cpp)
     target_link_libraries(quorvel_quality_tests PRIVATE
       quorvel_scene quorvel_video_io quorvel_flags GTest::gtest_main)
 

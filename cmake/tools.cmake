@@ -119,7 +119,8 @@ if(QUORVEL_HAS_TOOL)
     tools/quality/csv_table.cpp
     tools/quality/jitter.cpp
     tools/quality/judge.cpp
-    tools/quality/main.cpp)
+    tools/quality/main.cpp
+    tools/quality/sharpness.cpp)
   set_target_properties(quorvel_tool PROPERTIES OUTPUT_NAME quorvel-stabilize)
   foreach(program clipgen quality)
     set_target_properties(quorvel_${program} PROPERTIES OUTPUT_NAME quorvel-${program})

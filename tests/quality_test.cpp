@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <math.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "clipgen/camera_path.h"
@@ -10,6 +11,7 @@
 #include "clipgen/scene.h"
 #include "quality/jitter.h"
 #include "quality/align.h"
+#include "quality/sharpness.h"
 
 namespace {
 
@@ -95,6 +97,81 @@ TEST(Quality, PathsAreWhatTheyAreCalled) {
         for (const std::vector<double> &values : {x, y})
             EXPECT_NEAR(Rms(HighPass(values, 30, 1, margin)), frequency < 2 ? 3.5 : 7, 0.15);
     }
+}
+
+double Lanczos(double x) {
+    x *= M_PI;
+    return x == 0 ? 1 : fabs(x) < 3 * M_PI ? sin(x) * sin(x / 3) / (x * x / 3) : 0;
+}
+
+std::vector<uint8_t> LanczosWarp(const std::vector<uint8_t> &luma, const Placement &place) {
+    std::vector<uint8_t> warped;
+    for (int j = 0; j < kHeight; j++)
+        for (int i = 0; i < kWidth; i++) {
+            const double x = i - (kWidth - 1) / 2.0, y = j - (kHeight - 1) / 2.0;
+            const double u = place.col + place.a * x - place.b * y + (kWidth - 1) / 2.0;
+            const double v = place.row + place.a * y + place.b * x + (kHeight - 1) / 2.0;
+            double columns[6], sum = 0, weights = 0;
+            const int left = (int)floor(u) - 2, top = (int)floor(v) - 2;
+            for (int c = 0; c < 6; c++) columns[c] = Lanczos(u - left - c);
+            for (int r = 0; r < 6; r++) {
+                const double rows = Lanczos(v - top - r);
+                const int row = std::clamp(top + r, 0, kHeight - 1) * kWidth;
+                for (int c = 0; c < 6; c++) {
+                    const int col = std::clamp(left + c, 0, kWidth - 1);
+                    sum += rows * columns[c] * luma[(size_t)(row + col)];
+                    weights += rows * columns[c];
+                }
+            }
+            warped.push_back((uint8_t)std::clamp(lround(sum / weights), 0L, 255L));
+        }
+    return warped;
+}
+
+TEST(Quality, TellsHowMuchDetailIsKept) {
+    const PictureSize size = {kWidth, kHeight};
+    const std::vector<uint8_t> input = Picture({300, 200, 0, 1});
+    const auto sharpness = [&](const std::vector<uint8_t> &luma, const Placement &place) {
+        return CompareSharpness({luma.data(), size}, {input.data(), size}, place).value_or(-1);
+    };
+    EXPECT_EQ(sharpness(input, {}), 1);
+    // The second one looks beyond the input: what is there does not count.
+    for (const Placement &place :
+         {Placement{0.875, 0.02, 3.3, -5.6}, Placement{0.95, 0, -20.5, 60.25}}) {
+        std::vector<uint8_t> warped = LanczosWarp(input, place);
+        const Alignment found = Align(Levels(warped), Levels(input), {}, false);
+        ASSERT_TRUE(found.found);
+        EXPECT_NEAR(sharpness(warped, place), 1, 0.002);
+        EXPECT_NEAR(sharpness(warped, found.place), 1, 0.01);
+        // Every pixel the mean of four.
+        for (size_t i = 0; i + kWidth + 1 < warped.size(); i++)
+            warped[i] = (uint8_t)((warped[i] + warped[i + 1] + warped[i + kWidth] +
+                                   warped[i + kWidth + 1] + 2) /
+                                  4);
+        EXPECT_LT(sharpness(warped, place), 0.85);
+    }
+    const std::vector<uint8_t> flat(input.size(), 99);
+    EXPECT_FALSE(CompareSharpness({flat.data(), size}, {flat.data(), size}, {}));
+}
+
+TEST(Quality, ComparesTinyPictures) {
+    const std::vector<uint8_t> luma = Picture({300, 200, 0, 1});
+    for (const PictureSize &size :
+         {PictureSize{1, 1}, {1, 90}, {90, 1}, {2, 2}, {5, 7}, {17, 17}, {40, 23}})
+        for (const PictureSize &other : {size, PictureSize{1, 1}, {16, 18}, {60, 60}}) {
+            // Exactly as large as they say: a reading beyond the end is noticed by the sanitizers.
+            const std::vector<uint8_t> a(luma.begin(), luma.begin() + size.width * size.height);
+            const std::vector<uint8_t> b(luma.begin(), luma.begin() + other.width * other.height);
+            const Pyramid levels(a.data(), size.width, size.height);
+            const Alignment found =
+                Align(levels, Pyramid(b.data(), other.width, other.height), {}, false);
+            EXPECT_TRUE(std::isfinite(found.place.Zoom()));
+            for (const Placement &place :
+                 {found.place, Placement{1, 0, 1e9, -1e9}, Placement{3, 1, 0, 0}}) {
+                const auto kept = CompareSharpness({a.data(), size}, {b.data(), other}, place);
+                EXPECT_TRUE(!kept || (size.width > 16 && size.height > 16));
+            }
+        }
 }
 
 // A tripod on a turntable: the picture moves to the left, 20 pixels a frame.

@@ -100,7 +100,7 @@ bool Solve(Sums &sums, int first, Vector &result) {
 // Rounds at one level, as long as they better the fit.
 double Refine(const Pyramid::Level &picture, const Pyramid::Level &other, double scale, bool rigid,
               State &state) {
-    const int step = (picture.width + kColumnsUsed - 1) / kColumnsUsed;
+    const int step = std::max(1, (picture.width + kColumnsUsed - 1) / kColumnsUsed);
     double tolerance = 20;
     State best = state;
     double least = 1e9;

@@ -3,9 +3,15 @@
 
 #include <math.h>
 
+#include <algorithm>
+
 #include "quality/align.h"
+#include "quality/sharpness.h"
 
 namespace {
+
+// Frames from one whose sharpness is compared to the next: it takes longer than all the rest.
+const size_t kSharpnessStep = 6;
 
 PoseMotion MotionOf(const Placement &place) { return {place.row, place.col, place.Angle()}; }
 
@@ -40,6 +46,28 @@ class Camera {
     std::optional<Pyramid> mLast;
     Placement mMotion;
     CameraPose mPose;
+};
+
+class Sharpness {
+  public:
+    void Compare(size_t frame, const LumaPicture &picture, const LumaPicture &other,
+                 const Placement &place) {
+        if (frame < mNext) return;
+        mNext = frame + kSharpnessStep;
+        const std::optional<double> ratio = CompareSharpness(picture, other, place);
+        if (ratio) mRatios.push_back(*ratio);
+    }
+
+    std::optional<double> Median() {
+        if (mRatios.empty()) return std::nullopt;
+        const auto middle = mRatios.begin() + (ptrdiff_t)(mRatios.size() / 2);
+        std::nth_element(mRatios.begin(), middle, mRatios.end());
+        return *middle;
+    }
+
+  private:
+    std::vector<double> mRatios;
+    size_t mNext = 0;
 };
 
 // RMS above the cutoff over all stretches that are long enough, each by itself.
@@ -107,6 +135,7 @@ Judgement Judge(FrameSource &before, FrameSource &after, const std::optional<Csv
     Camera camera(truth);
     Placement guess;
     bool gap = false;
+    Sharpness sharpness;
     while (before.Read(input) && after.Read(output)) {
         if (truth && judgement.frames.size() >= truth->Rows())
             throw VideoError("the clip has more frames than its true path");
@@ -125,11 +154,14 @@ Judgement Judge(FrameSource &before, FrameSource &after, const std::optional<Csv
             frame.invented = ShareOutside(cut.place, out.width, out.height, in.width, in.height);
             frame.visible = (double)out.width * out.height / (zoom * zoom * in.width * in.height) *
                             (1 - frame.invented);
+            sharpness.Compare(judgement.frames.size(), {output.pixels.Data(), out},
+                              {input.pixels.Data(), in}, cut.place);
         } else {
             frame.start = true;
         }
         judgement.frames.push_back(frame);
     }
+    judgement.sharpness = sharpness.Median();
     Summarise(judgement, cutoff);
     return judgement;
 }

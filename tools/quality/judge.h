@@ -36,6 +36,7 @@ struct Judgement {
     size_t used = 0; // frames that the RMS values are taken over
     PathRms before, after;
     double visible = 0, invented = 0; // means
+    std::optional<double> sharpness;  // median; null: no frame has enough detail
 };
 
 // With the true path of the camera; without, the path is measured from the frames of `before`.

@@ -52,11 +52,18 @@ void AddOptions(CLI::App &app, Options &options) {
     app.footer(kExamples);
 }
 
+std::string SharpnessText(const Judgement &result) {
+    if (!result.sharpness) return "–";
+    char text[32];
+    snprintf(text, sizeof(text), "%.2f", *result.sharpness);
+    return text;
+}
+
 void PrintRow(const Options &options, const Judgement &result) {
-    printf("| %s | %.2f → %.2f | %.2f → %.2f | %.2f → %.2f | %.1f %% | %.2f %% | %zu |\n",
+    printf("| %s | %.2f → %.2f | %.2f → %.2f | %.2f → %.2f | %.1f %% | %.2f %% | %zu | %s |\n",
            options.row.c_str(), result.before.row, result.after.row, result.before.col,
            result.after.col, result.before.angle * 1000, result.after.angle * 1000,
-           result.visible * 100, result.invented * 100, result.lost);
+           result.visible * 100, result.invented * 100, result.lost, SharpnessText(result).c_str());
 }
 
 void PrintStageRow(const Options &options, const Judgement &result, const StageReport &stages) {
@@ -89,6 +96,10 @@ void Print(const Options &options, const Judgement &result) {
     printf("\nVisible: %.1f %% of the input; invented: %.2f %% of the output; %zu frames not "
            "recognised.\n",
            result.visible * 100, result.invented * 100, result.lost);
+    if (result.sharpness)
+        printf("Sharpness: %s of a Lanczos-3 warp\n", SharpnessText(result).c_str());
+    else
+        printf("Sharpness: not enough detail to compare.\n");
 }
 
 void WritePaths(const std::string &path, const Judgement &result) {
