@@ -170,7 +170,7 @@ for threads in 0 1 2 4 64; do
 done
 
 # The refined path: whatever comes later, every frame arrives, the same from any number of threads.
-for path in --live --lookahead=0.2 --whole --window=80; do
+for path in --live --lookahead=0.2 --whole --window=80 --bilinear; do
     run 0 0 $path clip.y4m got.y4m
     [ "$(wc -c <got.y4m)" = "$(wc -c <clip.y4m)" ] || fail "$path: frames are missing"
     cmp -s got.y4m out.y4m && fail "$path gives the standard path's bytes"
@@ -178,6 +178,9 @@ for path in --live --lookahead=0.2 --whole --window=80; do
     run 0 0 $path --size 1280x768 --threads 4 wide.nv21 threads.nv21
     same got.nv21 threads.nv21 "$path: --threads gives other bytes"
 done
+run 0 0 --bilinear clip.y4m got.y4m
+run 0 0 --lookahead 1 clip.y4m cubic.y4m
+cmp -s got.y4m cubic.y4m && fail "--bilinear gives the bytes of the default interpolation"
 run 0 0 --lookahead 0.2 - - <clip.y4m >piped.y4m
 run 0 0 --lookahead 0.2 clip.y4m got.y4m
 same got.y4m piped.y4m "a pipe gives other bytes from the refined path"
@@ -235,6 +238,10 @@ for name in clip.nv21 clip.i420; do
     "$clipgen" --size 160x120 --frames 6 "named.${name#*.}" && same $name "named.${name#*.}" "the ending of $name is not heeded"
 done
 "$clipgen" --size 160x120 --frames 6 - | cmp -s - clip.nv21 || fail "standard output is not NV21"
+for effect in '--flash 3' '--contrast 50' '--rolling 50'; do
+    # shellcheck disable=SC2086
+    "$clipgen" --size 160x120 --frames 6 $effect - | cmp -s - clip.nv21 && fail "$effect changes nothing"
+done
 refused 1 'truth names the output' "$clipgen" new.y4m --truth ./new.y4m
 refused 1 'path names the input' "$quality" -y clip.y4m out.y4m --path ./clip.y4m
 for usage in '' 'clip.y4m' '--trace trace.csv clip.y4m clip.y4m' '--cutoff 0 clip.y4m clip.y4m'; do

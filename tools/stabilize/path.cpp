@@ -13,8 +13,8 @@
 namespace {
 
 const std::vector<std::string> kOfStandard = {"--standard", "--mode", "--crop", "--zoom", "--out-size"};
-const std::vector<std::string> kOfRefined = {"--live",   "--lookahead", "--whole",
-                                             "--window", "--strength",  "--no-roll"};
+const std::vector<std::string> kOfRefined = {"--live",     "--lookahead", "--whole",   "--window",
+                                             "--strength", "--no-roll",   "--bilinear"};
 
 // The first of them on the command line; empty: none.
 std::string Given(const CLI::App &app, const std::vector<std::string> &names) {
@@ -52,6 +52,9 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
         ->check(DecimalFault(0.25, 4))
         ->group(group);
     app.add_flag("--no-roll", "Leave rotations as they are")->group(group);
+    app.add_flag("--bilinear",
+                 "Interpolate between two pixels each way instead of four: softer, faster")
+        ->group(group);
     app.add_flag("--standard",
                  "The library's default path, 8-bit 4:2:0 without delay; --mode, --crop, --zoom and "
                  "--out-size choose it too")
@@ -77,6 +80,7 @@ std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArgumen
     if (!arguments.window.empty()) settings.window = *ParseDecimal(arguments.window) / 100;
     if (!arguments.strength.empty()) settings.strength = *ParseDecimal(arguments.strength);
     settings.roll = app.count("--no-roll") == 0;
+    settings.cubic = app.count("--bilinear") == 0;
     return settings;
 }
 

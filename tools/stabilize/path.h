@@ -22,6 +22,7 @@ struct RefinedSettings {
     double window = 0.875; // of each side, what is shown
     double strength = 1;   // seconds
     bool roll = true;
+    bool cubic = true; // else bilinear
 };
 
 // Values of the options that are still text.

@@ -3,8 +3,8 @@
 _quorvel_stabilize() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} words=
     local options="--start --duration --input-format --input-option --size --format --fps --force --live
-        --lookahead --whole --window --strength --no-roll --standard --mode --crop --out-size --scale --zoom
-        --split --side-by-side --preview --codec --crf --preset --bitrate --codec-option --output-format
+        --lookahead --whole --window --strength --no-roll --bilinear --standard --mode --crop --out-size --scale
+        --zoom --split --side-by-side --preview --codec --crf --preset --bitrate --codec-option --output-format
         --no-audio --threads --overwrite --trace --plot --dry-run --json --quiet --verbose --help --version"
     case $before in
     --mode) words="rotate shift none" ;;

@@ -56,7 +56,7 @@ void RefinedStabilizer::Set(const RefinedSettings &settings) {
     bool set = QEL_MVS_SetFrameRate(context, rate.num, rate.den) &&
                QEL_MVS_SetWindow(context, Parts(settings.window, 615, 1003)) &&
                QEL_MVS_SetStrength(context, Parts(settings.strength, 256, 4096)) &&
-               QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, 1);
+               QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, settings.cubic);
     int frames = std::min(LookaheadFrames(settings, mInfo), kMostLookahead);
     if (!set || !QEL_MVS_SetLookahead(context, frames))
         throw VideoError("not enough memory for this --lookahead, give a shorter one");
