@@ -165,6 +165,28 @@ TEST(FineWarp, EverySampleByTheFormula) {
     }
 }
 
+// The last run has another row behind its own in memory, the run before it has not.
+TEST(FineWarp, ReadsNothingBehindThePlane) {
+    for (int32_t i = 0; i < 4; i++) {
+        const bool cubic = i & 1, up = i & 2;
+        const Picture from({nullptr, 0, 64, 20, 1, 1, 8, 0}, 0, up, Guarded::kAtEnd);
+        const Bytes noise = Noise((int32_t)from.Size(), 5);
+        memcpy(from.Data(), noise.data(), noise.size());
+        const FinePlane out = {nullptr, 0, 51, 1, 1, 1, 8, 0};
+        const Picture want(out, 0, false, Guarded::kAtEnd), to(out, 0, false, Guarded::kAtEnd);
+        const int64_t pixel = (int64_t)1 << 32, turn = up ? pixel / 50 : -pixel / 50;
+        FineMap map = {13 * pixel, pixel, 0, (up ? 1 + cubic : 18 - cubic) * pixel, turn, 0};
+        map.llR0 -= turn * 95 / 2; // pixels 47 and 48 lie on both sides of this row
+        FinePass pass = {from.plane, want.plane, map};
+        PlainWarp(pass, cubic);
+        pass.stOut = to.plane;
+        for (CpuLevel level : CpuLevels()) {
+            FineWarpRows(KernelsOf(level), &pass, cubic, 0, 1);
+            EXPECT_EQ(memcmp(to.Data(), want.Data(), to.Size()), 0) << level << ' ' << i;
+        }
+    }
+}
+
 // The planes of a picture at once, shared between threads.
 TEST(FineWarp, PlanesOfAPicture) {
     const Handle handle = MakeHandle({640, 480});

@@ -51,13 +51,14 @@ Taps RowsOf(const FineRow *pRow, int32_t x, bool bCubic) {
 }
 
 // Whether a kernel may make the run at pixel x: all rows that it reads exist, and the bytes that it
-// reads left and right of them lie in the neighbouring row of memory.
+// reads left and right of them lie in the neighbouring row of memory. The rows are those of all pixels
+// from lFrom on: when the runs at lFrom and x are safe, so are the runs between them.
 //
-// Some pixel does not lie left of the plane, and some does not lie right of it. So only one run of a
-// row reads beyond the left side and one beyond the right, and the runs between safe runs are safe.
-bool IsSafe(const FineRow *pRow, int32_t x, bool bCubic) {
+// At least one pixel of the run does not lie left of the plane, and at least one does not lie right of
+// it. So only the first of the safe runs reads beyond the left side.
+bool IsSafe(const FineRow *pRow, int32_t lFrom, int32_t x, bool bCubic) {
     const FinePlane *pIn = pRow->pIn;
-    const Taps stFrom = RowsOf(pRow, x, bCubic), stTo = RowsOf(pRow, x + kFineRun - 1, bCubic);
+    const Taps stFrom = RowsOf(pRow, lFrom, bCubic), stTo = RowsOf(pRow, x + kFineRun - 1, bCubic);
     const int64_t llTop = stFrom.llFirst < stTo.llFirst ? stFrom.llFirst : stTo.llFirst;
     const int64_t llBottom = stFrom.llLast < stTo.llLast ? stTo.llLast : stFrom.llLast;
     const Taps stLeft = ColumnsOf(pRow, x, bCubic), stRight = ColumnsOf(pRow, x + kFineRun - 1, bCubic);
@@ -88,8 +89,8 @@ void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lF
 void MakeRow(FineKernel pKernel, FineKernel pAnywhere, const FineRow *pRow, uint8_t *pOut,
              int32_t lCount, bool bCubic) {
     int32_t lFirst = 0, lEnd = lCount;
-    while (lFirst < lEnd && !IsSafe(pRow, lFirst, bCubic)) lFirst += kFineRun;
-    while (lFirst < lEnd && !IsSafe(pRow, (lEnd - 1) & -kFineRun, bCubic))
+    while (lFirst < lEnd && !IsSafe(pRow, lFirst, lFirst, bCubic)) lFirst += kFineRun;
+    while (lFirst < lEnd && !IsSafe(pRow, lFirst, (lEnd - 1) & -kFineRun, bCubic))
         lEnd = (lEnd - 1) & -kFineRun;
     if (lFirst < lEnd) MakeRuns(pKernel, pRow, pOut, lFirst, lEnd);
 
