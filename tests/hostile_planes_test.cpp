@@ -76,7 +76,8 @@ std::vector<MVS_Plane> Spoilt(const MVS_Plane &good) {
     const struct {
         size_t offset;
         std::vector<int32_t> values;
-    } kWords[] = {{offsetof(MVS_Plane, lSize), {0, (int32_t)sizeof(MVS_Plane) - 1, -1, INT32_MIN}},
+    } kWords[] = {{offsetof(MVS_Plane, lSize),
+                   {0, (int32_t)sizeof(MVS_Plane) - 1, (int32_t)sizeof(MVS_Plane) + 8, -1, INT32_MIN}},
                   {offsetof(MVS_Plane, lWidth), {0, -1, 16385, INT32_MIN, INT32_MAX}},
                   {offsetof(MVS_Plane, lHeight), {0, -1, 16385, INT32_MIN, INT32_MAX}},
                   {offsetof(MVS_Plane, lChannels), {0, -1, 5, INT32_MIN, INT32_MAX}},

@@ -48,7 +48,8 @@ bool FindExtent(const MVS_Plane *p, Extent *pExtent) {
 } // namespace
 
 bool IsPlaneOf(const MVS_Plane *p, int32_t lWidth, int32_t lHeight) {
-    if (p->lSize < (int32_t)sizeof(MVS_Plane) || !p->pPixels || !HasLayout(p) || !HasPlace(p))
+    // Planes come in arrays: a record of another size would put the next one elsewhere.
+    if (p->lSize != (int32_t)sizeof(MVS_Plane) || !p->pPixels || !HasLayout(p) || !HasPlace(p))
         return false;
     if (!IsSide(p->lWidth, lWidth, p->lLog2X) || !IsSide(p->lHeight, lHeight, p->lLog2Y)) return false;
     const int64_t llMost = INT32_MAX; // far beyond every row: offsets stay within 64 bits
