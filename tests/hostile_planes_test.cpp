@@ -283,6 +283,11 @@ TEST(Hostile, RefinedCallsInAnyOrder) {
             }
         }
     EXPECT_EQ(Faults::Live(), live);
+    const Handle ended = MakeHandle({64, 48});
+    const OwnPlane luma(Layout(1, 1), {64, 48}, false, 0, false, Guarded::kAtEnd);
+    EXPECT_TRUE(QEL_MVS_SetRefined(ended.get(), 1) && QEL_MVS_EndStream(ended.get()));
+    QEL_MVS_SetLookahead(ended.get(), 5); // does not begin another stream
+    EXPECT_FALSE(QEL_MVS_PushLuma(ended.get(), &luma.plane));
     MVS_Compensation record = Record();
     EXPECT_FALSE(QEL_MVS_PullCompensation(nullptr, &record) || QEL_MVS_EndStream(nullptr) ||
                  QEL_MVS_Reset(nullptr) || QEL_MVS_SetCubic(nullptr, 1) ||

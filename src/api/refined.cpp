@@ -84,6 +84,7 @@ int32_t QEL_MVS_SetLookahead(MVS_Context *pCtx, int32_t lFrames) {
     Compensator *pCompensator = &pCtx->pRefined->stCompensator;
     Compensator stOther = {};
     stOther.stSettings = pCompensator->stSettings;
+    stOther.bEnded = pCompensator->bEnded;
     stOther.lLookahead = lFrames >= 0 && lFrames < kLeastLookahead ? 0 : lFrames;
     if (!PrepareCompensator(&stOther)) {
         FreeCompensator(&stOther);
