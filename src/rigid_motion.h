@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What the refined stages hand to each other.
+// What the refined stages share.
 //
 // They compute in double with + - * / and square roots only, in a fixed order and without contraction:
 // the results are the same bits on every processor.
 #pragma once
 
 #include <stdint.h>
+
+static inline double Magnitude(double d) { return d < 0 ? -d : d; }
+static inline double Less(double a, double b) { return a < b ? a : b; }
 
 // The pixel at (x, y) from the centre was at (x + dCol - dTheta * y, y + dRow + dTheta * x) in the
 // frame before. Pixels of the full-size luma, and radians.

@@ -10,8 +10,8 @@ namespace {
 
 const int32_t kLeastTiles = 4;
 const int32_t kSteps = 8;
-const double kFirstScale = 3; // times the usual deviation is allowed at the first step
-const double kScaleStep = 0.7;
+const double kFirstScale = 3;       // standard deviations count as one at the first step
+const double kScaleStep = 0.7;      // from step to step, down to 1
 const double kUsualSquare = 1.3863; // median of a squared deviation, two axes together: 2 ln 2
 const int32_t kSample = 256;        // tiles that the median is taken of, at most
 const double kOutlier = 4;          // squared standard deviations: a tile that far off counts a quarter
@@ -79,8 +79,8 @@ void AddFlow(const TileFlow *pFlow, const RigidMotion *pMotion, double dScale, N
     pSum->d[2][3] += dBY * x - dBX * y;
 }
 
-// Solves by LDL'; false where the tiles leave a direction open. A pivot is what they tell of its
-// unknown while those before it are free and those after it known.
+// Solves by LDL'; false where the tiles leave a direction open. A pivot is the inverse variance of its
+// unknown when those before it are unknown too, and those after it are known.
 bool SolveNormal(Normal *pNormal, RigidMotion *pMotion, double *pPivots) {
     double(*d)[4] = pNormal->d;
     const double l10 = d[0][1] / d[0][0], l20 = d[0][2] / d[0][0];

@@ -4,6 +4,6 @@
 
 #include "rigid_motion.h"
 
-// lLevel is the tiles' level, and *pFit holds the prediction that they were measured at. False when the
-// tiles are too few or too much alike to tell a motion.
+// pFit->stMotion is where the fit starts, and its result. lLevel is the tiles' level. False when the
+// tiles are too few or too much alike to tell a motion: the counts alone are set then.
 bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, RigidFit *pFit);

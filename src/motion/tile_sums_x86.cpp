@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Gradients and differences are 16-bit words; of a tile's columns their sums fit words too.
+// Gradients and differences are 16-bit words, and so are their sums down the columns of a tile.
 #include "kernels.h"
 
 #ifdef QEL_X86

@@ -5,7 +5,7 @@
 
 namespace {
 
-const int32_t kMostError = 400 * kPatch * kPatch; // of a patch: a covered one counts no more
+const int32_t kMostError = 400 * kPatch * kPatch; // of a patch: one that is covered costs no more
 const int32_t kNearer = 512; // a pixel of length adds 1/512 to the cost: in doubt the shorter wins
 
 struct Shift {
@@ -58,6 +58,7 @@ RigidMotion WideShift(const Kernels *pKernels, const Pyramid *pCurrent, const Py
     Try(pKernels, pCur, pPrev, 0, 0, &stBest);
     Try(pKernels, pCur, pPrev, Whole(stPrediction.dCol / (1 << lLevel)),
         Whole(stPrediction.dRow / (1 << lLevel)), &stBest);
+    // Pictures have large shapes: every second shift comes near enough to the best one.
     for (int32_t r = -(lRows & ~1); r <= lRows; r += 2)
         for (int32_t c = -(lCols & ~1); c <= lCols; c += 2) Try(pKernels, pCur, pPrev, c, r, &stBest);
     const Shift stAround = stBest;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// One whole-pixel shift of the whole picture, from a search of all shifts at the coarsest level.
+// One shift of the whole picture, in whole pixels of the coarsest level. Every second shift within
+// reach is tried, then those around the best.
 #pragma once
 
 #include "context.h"
 #include "motion/pyramid.h"
 #include "rigid_motion.h"
 
-// Up to an eighth of the longer side and a sixth of the shorter one; the prediction may lie beyond.
+// Reaches an eighth of the longer side and a sixth of the shorter one; the prediction, which is tried
+// too, may lie beyond. The result has no rotation.
 RigidMotion WideShift(const Kernels *pKernels, const Pyramid *pCurrent, const Pyramid *pPrevious,
                       RigidMotion stPrediction);

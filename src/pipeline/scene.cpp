@@ -7,18 +7,16 @@ namespace {
 
 // While the camera rests, all frames are compared with the same reference: the noise of the measurement
 // does not add up, and a slow movement counts as a whole once it stands out. After so many frames the
-// reference is renewed, since light and scene change.
+// reference is renewed, since light and scene change; what was measured then counts, however small.
 const int32_t kMostRest = 32;
 const double kRestNoise = 3;      // standard deviations of the measurement: a smaller motion is rest
-const double kLeastRest = 0.03;   // pixels that always are
+const double kLeastRest = 0.03;   // pixels: so is one below this
 const double kMatchedShare = 0.4; // of the textured tiles: with fewer, the frame is another scene
 const double kKnown = 0.5;        // pixels: with a larger standard deviation the motion is unknown
-const int32_t kLeastTextured = 4;
-const int32_t kFlashLevels = 10; // grey levels: the mean of a flash differs by as much
+const int32_t kLeastTextured = 4; // tiles: with fewer the picture counts as one without texture
+const int32_t kFlashLevels = 10;  // grey levels: the mean of a flash differs by as much
 
 enum Verdict { kMatches, kFlat, kDiffers };
-
-double Magnitude(double d) { return d < 0 ? -d : d; }
 
 // An upper bound of the movement at the corners of the picture.
 double Extent(const RigidMotion *pMotion, const LumaLevel *pLevel) {
@@ -36,7 +34,6 @@ bool IsRest(const RigidFit *pFit, const LumaLevel *pLevel) {
 int32_t MeanLevel(const Pyramid *pPyramid) {
     const LumaLevel *pLevel = &pPyramid->stLevels[pPyramid->lLevels - 1];
     const int32_t lCount = pLevel->lWidth * pLevel->lHeight;
-    if (lCount == 0) return 0; // a row of pixels is too thin to be halved
     int32_t lSum = 0;
     for (int32_t i = 0; i < lCount; i++) lSum += pLevel->pPixels[i];
     return lSum / lCount;

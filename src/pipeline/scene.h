@@ -8,7 +8,7 @@ struct Scene {
     Pyramid stPyramids[2]; // the reference, and the frame that is measured
     int32_t lReference;    // which of them is the reference
     bool bReference;       // there is one
-    int32_t lRest;         // frames that have rested on the reference
+    int32_t lRest;         // frames at rest since the reference was taken
     bool bFlash;           // the last frame looked like a flash: the next one decides
     RigidMotion stLast;    // what was measured last
     TileFlow *pFlows;      // room for MostTiles
@@ -18,7 +18,7 @@ struct FrameMotion {
     RigidMotion stMotion; // from the frame before; 0 when it was not measured
     bool bNewScene;       // it has nothing to do with the frame before
     bool bMeasured;
-    bool bHeld;                  // perhaps a flash: the picture stays where it is in the frame
+    bool bHeld;                  // perhaps a flash: the view of the frame before stays
     int32_t lTextured, lMatched; // tiles that show something, and those that look alike in both frames
 };
 

@@ -8,8 +8,7 @@ namespace {
 const double kMostZoomOut = 2;
 const double kRollShare = 7.0 / 16; // of the roll that would take the whole room
 
-double Less(double a, double b) { return a < b ? a : b; }
-double Magnitude(double d) { return d < 0 ? -d : d; }
+// 0 for NaN.
 double Limited(double d, double dMost) {
     return d > dMost ? dMost : d < -dMost ? -dMost : d == d ? d : 0;
 }

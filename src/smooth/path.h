@@ -19,7 +19,7 @@ struct SmoothSettings {
     double dWidth;         // of the input, pixels
     double dHalfX, dHalfY; // half of the window's sides
     double dRoomX, dRoomY; // from the window in the middle to the input's edges
-    double dRoomRoll;
+    double dRoomRoll;      // radians either way
     double dFramesPerSecond;
     double dStrength; // seconds: the frequencies that are followed are divided by it
     bool bRoll;       // false: the roll is left as it is

@@ -4,23 +4,22 @@
 namespace {
 
 const double kTwoPi = 6.28318530717958647692;
-const double kSlow = 0.06;        // Hz: what is slower is followed
-const double kSlowRoll = 0.024;   // Hz: a level horizon is worth more
-const double kStiffer = 0.27;     // Hz more at the margin
-const double kRebound = 30.0 / 8; // a second: at 30 frames an eighth of a stop is taken from the speed
-
-double Magnitude(double d) { return d < 0 ? -d : d; }
-double Less(double a, double b) { return a < b ? a : b; }
+const double kSlow = 0.06;      // Hz: what is slower is followed
+const double kSlowRoll = 0.024; // Hz: the same for the roll, so that the horizon stays level longer
+const double kStiffer = 0.27;   // Hz: added at the margin
+// A second: at 30 frames an eighth of what Stop cuts off is taken from the speed.
+const double kRebound = 30.0 / 8;
 
 struct Axis {
     double *pPlace, *pSpeed;
     double dBefore; // place in the frame before
-    double dRoom;
-    double dSlow; // Hz
+    double dRoom;   // both ways from 0
+    double dSlow;   // Hz
     bool bRebounds;
 };
 
-// The furthest place in this frame: at most half of the free room is taken.
+// How far from the middle the axis may be in this frame: half of the room that was free in the frame
+// before may be used up.
 double Stop(const Axis *pAxis) {
     const bool bSameSide = (pAxis->dBefore > 0) == (*pAxis->pPlace > 0);
     const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dRoom) : 0;
@@ -51,7 +50,7 @@ void StartSpring(Spring *pSpring) { *pSpring = {}; }
 
 void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spring *pSpring) {
     const Picture stBefore = pSpring->stPicture;
-    const RigidMotion stTurn = {0, 0, pMotion->dTheta};
+    const RigidMotion stTurn = {0, 0, pMotion->dTheta}; // turns the speed to the axes of this frame
     const double dRollSpeed = pSpring->stSpeed.dRoll;
     Picture *p = &pSpring->stPicture, *v = &pSpring->stSpeed;
     *p = Carry(stBefore, pMotion);

@@ -7,9 +7,11 @@
 
 struct Spring {
     Picture stPicture;
-    Picture stSpeed; // a frame
+    Picture stSpeed; // change in a frame
 };
 
-// The picture of a frame that the camera moved by stMotion to. A new scene starts in the middle.
-void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spring *pSpring);
+// A new scene: starts in the middle, at rest.
 void StartSpring(Spring *pSpring);
+
+// The next frame, after the camera has moved by *pMotion.
+void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spring *pSpring);
