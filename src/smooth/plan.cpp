@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Minimizes 1/2 sum |q(i) - 2 q(i-1) + q(i-2)|^2 + 1/2 lambda sum |u|^2 over the pictures q = p + u,
 // where p is the camera and all lengths are in widths of the frame, such that the corners of every
-// picture stay inside its frame: eight linear rows a frame. An interior point method: Newton steps
-// towards a barrier that falls, each by a banded LDL' of the 3 unknowns of every frame.
+// picture stay inside its frame: eight linear inequalities a frame. A primal-dual interior point
+// method: Newton steps with a barrier that falls from step to step, each by a banded LDL' of the 3
+// unknowns of every frame.
 #include "smooth/plan.h"
 
 #include "platform/trigonometry.h"
@@ -11,13 +12,13 @@ namespace {
 
 const double kTwoPi = 6.28318530717958647692;
 const int32_t kSteps = 12;
-const int32_t kMargins = 8; // of a frame
+const int32_t kMargins = 8; // inequalities of a frame
 const int32_t kBands = 7;   // of the matrix: the diagonal, and the unknowns of two frames before
 const int32_t kPadding = kBands - 1;
-const double kFirstPressure = 1e-5;
-const double kBarrierStep = 0.15;  // from the mean of slack times pressure to the next barrier
+const double kFirstMultiplier = 1e-5;
+const double kBarrierStep = 0.15;  // the next barrier, as a share of the mean of slack times multiplier
 const double kLastBarrier = 1e-12; // at 30 frames a second
-const double kToTheWall = 0.99;    // of the way to the nearest margin, that a step may go
+const double kMostOfReach = 0.99;  // share of the way to the nearest bound that a step may go
 const double kFixed = 1e9;         // weight that holds an unknown where it is
 
 const double kDifference[3] = {1, -2, 1};
@@ -32,29 +33,30 @@ struct Plan {
     double *p, *u;                         // 3 n: camera, and picture minus camera
     double *r;                             // 3 n: right side, then the Newton step
     double *pAxes;                         // 2 n: cosine and sine of the camera's roll
-    double *s, *z, *ds, *dz;               // 8 n: slack and pressure of each margin, and their steps
+    double *s, *z, *ds, *dz;               // 8 n: slack and multiplier of each margin, and their steps
     double *b;                             // 21 n: the matrix, each row from its diagonal to the left
 };
 
+// Unknown k of the picture of frame i; frames -2 and -1 are the history.
 double Value(const Plan *pPlan, int64_t i, int32_t k) {
     return i >= 0 ? pPlan->p[3 * i + k] + pPlan->u[3 * i + k] : pPlan->pHistory[3 * (i + 2) + k];
 }
 
 // A frame's margins are four for each of its own axes: plus and minus the shift, plus and minus what
-// the roll adds at the corners.
+// the roll adds at the corners. Nothing is shifted yet, so the slack is the whole room.
 void StartMargins(Plan *pPlan) {
     for (int64_t i = 0; i < pPlan->n; i++) {
         pPlan->pAxes[2 * i] = Cosine(pPlan->p[3 * i + 2]);
         pPlan->pAxes[2 * i + 1] = Sine(pPlan->p[3 * i + 2]);
         for (int32_t k = 0; k < kMargins; k++) {
             pPlan->s[kMargins * i + k] = k < 4 ? pPlan->dRoomX : pPlan->dRoomY;
-            pPlan->z[kMargins * i + k] = kFirstPressure;
+            pPlan->z[kMargins * i + k] = kFirstMultiplier;
         }
     }
 }
 
-// Adds the second differences to the matrix and to the right side.
-void AddBends(Plan *pPlan) {
+// Adds the second differences to the matrix and to the right side. The history has no unknowns.
+void AddSecondDifferences(Plan *pPlan) {
     const int32_t lAxes = pPlan->bRoll ? 3 : 2;
     for (int64_t i = pPlan->pHistory ? 0 : 2; i < pPlan->n; i++)
         for (int32_t k = 0; k < lAxes; k++) {
@@ -68,6 +70,7 @@ void AddBends(Plan *pPlan) {
         }
 }
 
+// Adds the weight on u, which makes the pictures follow the camera.
 void AddFollowing(Plan *pPlan) {
     for (int64_t i = 0; i < 3 * pPlan->n; i++) {
         const bool bHeld = !pPlan->bRoll && i % 3 == 2;
@@ -76,14 +79,14 @@ void AddFollowing(Plan *pPlan) {
     }
 }
 
-// Four margins of one axis: the shift along (c, s), and h times the roll. Their signs leave sums and
-// differences of the four.
+// Adds the four margins of one axis, from row k on. With d = c * x + s * y the shift along the axis and
+// e = h * roll, they limit d + e, d - e, e - d and -d - e, as in StepAxis.
 void AddAxis(Plan *pPlan, int64_t i, int32_t k, double c, double s, double h, double dBarrier) {
-    const double *pSlack = pPlan->s + kMargins * i + k, *pPressure = pPlan->z + kMargins * i + k;
+    const double *pSlack = pPlan->s + kMargins * i + k, *pMultiplier = pPlan->z + kMargins * i + k;
     double dStiff[4], dPush[4];
     for (int32_t m = 0; m < 4; m++) {
         const double dOne = 1 / pSlack[m];
-        dStiff[m] = pPressure[m] * dOne;
+        dStiff[m] = pMultiplier[m] * dOne;
         dPush[m] = dBarrier * dOne;
     }
     const double dSum = (dStiff[0] + dStiff[1]) + (dStiff[2] + dStiff[3]);
@@ -127,7 +130,8 @@ void StepMargins(Plan *pPlan, double dBarrier) {
     }
 }
 
-// The matrix becomes L left of the diagonal, with D on it. Six rows of zeros precede the first.
+// The matrix becomes L left of the diagonal, with D on it. Six rows of the unit matrix precede the
+// first.
 void Factor(double *b, int64_t n) {
     for (int64_t i = 0; i < n; i++) {
         double *pRow = b + kBands * i;
@@ -150,12 +154,12 @@ void Solve(const double *b, double *r, int64_t n) {
         for (int32_t d = 1; d < kBands; d++) r[i - d] -= b[kBands * i + d] * r[i];
 }
 
-// How far a step may go until a value that must stay above 0 would reach it.
+// Which part of a step to go, at most all of it, so that no value falls to 0.
 double Reach(const double *pValue, const double *pStep, int64_t n) {
-    double dReach = 1 / kToTheWall;
+    double dReach = 1 / kMostOfReach;
     for (int64_t i = 0; i < n; i++)
         if (pStep[i] * dReach < -pValue[i]) dReach = -pValue[i] / pStep[i];
-    return dReach * kToTheWall;
+    return dReach * kMostOfReach;
 }
 
 void Advance(double *pValue, const double *pStep, int64_t n, double dShare) {
@@ -170,7 +174,7 @@ void NewtonStep(Plan *pPlan) {
     const double dBarrier = dMean > pPlan->dLastBarrier ? dMean : pPlan->dLastBarrier;
     for (int64_t i = -kPadding; i < 3 * n; i++) pPlan->r[i] = 0;
     for (int64_t i = 0; i < kBands * 3 * n; i++) pPlan->b[i] = 0;
-    AddBends(pPlan);
+    AddSecondDifferences(pPlan);
     AddFollowing(pPlan);
     AddMargins(pPlan, dBarrier);
     Factor(pPlan->b, 3 * n);
@@ -205,7 +209,7 @@ Plan LayOut(const PlanTask *pTask) {
     st.ds = st.z + kMargins * n;
     st.dz = st.ds + kMargins * n;
     st.b = st.dz + kMargins * n + kPadding * kBands;
-    for (int32_t i = 1; i <= kPadding * kBands; i++) st.b[-i] = i % kBands == 0; // D is 1 there
+    for (int32_t i = 1; i <= kPadding * kBands; i++) st.b[-i] = i % kBands == 0; // see Factor
     return st;
 }
 

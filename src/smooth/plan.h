@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The smoother for frames whose future is known: the path with the least bends that stays within the
-// margins of every frame.
+// The smoother for frames whose future is known: the smoothest path, by the sum of its squared second
+// differences, that stays within the margins of every frame.
 #pragma once
 
 #include "smooth/path.h"
@@ -17,5 +17,6 @@ struct PlanTask {
     double *pRoom;
 };
 
-// Where each frame's picture is from its camera, in the common axes. pPictures has llFrames.
+// Where each frame's picture is, measured from its camera, in the axes of pCamera. pPictures has room
+// for llFrames.
 void PlanPath(const PlanTask *pTask, Picture *pPictures);
