@@ -35,10 +35,11 @@
  * What is measured:
  *   - Rest. A motion no larger than the measurement's own noise counts as none, and the next frame is
  *     compared with the same earlier one. So a camera that rests gives motions of exactly 0, and a slow
- *     movement counts as a whole once it stands out, after 32 frames at the latest.
+ *     movement counts as a whole once it stands out. After 32 such frames the next motion counts in any
+ *     case, noise or not.
  *   - Cuts. When fewer than two fifths of the textured tiles match, the frame starts a scene, with
- *     QEL_MVS_NEW_SCENE and the view in the middle. If its mean brightness is 10 grey levels or more
- *     away as well, it may be a flash, and the next frame decides: such a cut is found one frame late.
+ *     QEL_MVS_NEW_SCENE and the view in the middle. If its mean brightness differs by 10 grey levels or
+ *     more as well, it may be a flash, and the next frame decides: such a cut is found one frame late.
  *   - Flashes. A flash of one frame has no motion (no QEL_MVS_MEASURED). Without a lookahead it has the
  *     view of the frame before. The frame after it is compared with the one before it.
  *   - Darkness, and pictures without texture or of noise alone. They have no motion (no
@@ -108,8 +109,8 @@ typedef struct MVS_Plane {
  * applied later. QEL_MVS_CompensateFrame limits it, so that the view stays inside the input.
  *
  * The centre of the output shows the point that lies lCol to the right of the input's centre and lRow
- * below it. The output pixel at (x, y) from the centre shows the point at that offset from there, after
- * (x, y) is multiplied by lStep and rotated by lTheta.
+ * below it. An output pixel that is (x, y) away from the output's centre shows the point that is (x,
+ * y), multiplied by lStep and rotated by lTheta, away from that one.
  */
 typedef struct MVS_Compensation {
     int32_t lSize;        /**< in: sizeof(MVS_Compensation) */
@@ -255,7 +256,8 @@ QEL_API int32_t QEL_MVS_PushLuma(MVS_Context *pCtx, const MVS_Plane *pLuma);
  * Hands out the compensation of the next frame, in the order of the pushes.
  *
  * Call it after each push, and after QEL_MVS_EndStream, until it returns 0: at a cut the records of all
- * frames that waited come at once. With a lookahead each call plans a path of lookahead + 21 frames.
+ * frames that waited come at once. With a lookahead each call plans a path of up to lookahead + 21
+ * frames.
  *
  * @param pCtx the handle
  * @param pRecord filled in; set its lSize first. Of a larger record the rest is left as it was.

@@ -34,7 +34,8 @@ bool PlanesFit(const MVS_Context *pCtx, const MVS_Plane *pIn, const MVS_Plane *p
     return true;
 }
 
-// With a lock and workers of its own: the handle may be measuring another frame meanwhile.
+// With a lock and workers of its own: the handle may be measuring another frame meanwhile, which also
+// changes the pauses of its thread policy.
 int32_t WarpApart(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lCount) {
     MVS_Context st = {};
     st.pKernels = pCtx->pKernels;

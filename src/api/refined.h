@@ -9,7 +9,8 @@
 
 void FreeRefined(MVS_Context *pCtx);
 
-// Measures the next frame. False when the handle serves other calls, or too many frames wait.
+// Measures the next frame. False when the handle serves other calls, when its stream has ended or too
+// many records wait, or when there is no memory.
 bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource);
 
 // Fills in the next record, whose lSize is set; false while none can be pulled.
@@ -18,5 +19,5 @@ bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord);
 // The view of a record, limited to the input.
 FineView ViewOfRecord(const MVS_Context *pCtx, const MVS_Compensation *pRecord);
 
-// StabilizeFrame for a refined handle.
+// StabilizeFrame for a refined handle. False when the frame was not taken.
 bool StabilizeRefinedFrame(MVS_Context *pCtx, const FrameCall *pCall, bool bInPlace);

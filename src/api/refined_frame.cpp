@@ -7,8 +7,8 @@
 
 namespace {
 
-// A frame's planes in both sizes. Chroma lies as in the other calls: V of a planar frame is a quarter
-// of the luma size after U.
+// Fills in a pass for each plane of a frame and returns how many there are. pInPairs is null for planar
+// frames, whose V plane is a quarter of the luma size after U, as in all frame calls.
 int32_t PassesOf(const MVS_Context *pCtx, const FrameCall *pCall, const uint8_t *pIn,
                  const uint8_t *pInPairs, const FineView *pView, FinePass *pPasses) {
     const FineSizes stSizes = {pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight};
@@ -36,6 +36,7 @@ int32_t PassesOf(const MVS_Context *pCtx, const FrameCall *pCall, const uint8_t 
     return 3;
 }
 
+// The part left of the split shows the input, where the sizes are equal.
 void CopyLeftColumns(const MVS_Context *pCtx, const FinePass *pPasses, int32_t lPasses,
                      int32_t lSplit) {
     if (pCtx->lInWidth != pCtx->lOutWidth || pCtx->lInHeight != pCtx->lOutHeight) return;

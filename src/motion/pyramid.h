@@ -24,6 +24,7 @@ bool IsCoarsest(int32_t lWidth, int32_t lHeight);
 // Bytes of all levels.
 uint32_t PyramidBytes(int32_t lWidth, int32_t lHeight);
 
+// Sets sizes and addresses; pMemory has PyramidBytes.
 void LayOutPyramid(Pyramid *pPyramid, uint8_t *pMemory, int32_t lWidth, int32_t lHeight);
 
 // Fills rows lFirst .. lEnd - 1 of a level from the next finer one.

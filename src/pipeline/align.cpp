@@ -35,7 +35,8 @@ void TakeLumaRow(const LumaSource *pSource, int32_t lRow, uint8_t *pTo, int32_t 
     }
 }
 
-// Halving may leave out the last row of the finer level, but it is needed there.
+// Fills rows lFirst .. lEnd - 1 of the level. With a source the rows of the finer level that they are
+// made from are filled first, and the last one of an odd height, which has no part in any of them.
 void FillBand(const PyramidTask *pTask, int32_t lFirst, int32_t lEnd) {
     const LumaLevel *pFine = &pTask->pPyramid->stLevels[pTask->lLevel - 1];
     const int32_t lRows = pFine[1].lHeight;

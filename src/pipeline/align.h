@@ -15,7 +15,7 @@ struct LumaSource {
     int32_t lShift;       // right, to the top 8 bits
 };
 
-// Fills all levels.
+// Fills all levels, the finest from the source.
 void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *pPyramid);
 
 struct Alignment {
@@ -24,6 +24,6 @@ struct Alignment {
     bool bSolved;
 };
 
-// pFlows has room for MostTiles.
+// The motion from pPrevious to pCurrent. pFlows has room for MostTiles.
 Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
                       const RigidMotion *pPrediction, TileFlow *pFlows);

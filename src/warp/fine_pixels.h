@@ -69,21 +69,22 @@ static inline FineRows FineRowsOf(const FineRow *pRow, int32_t lPixels) {
     return {pRow->pIn->pSamples, pRow->pIn->lPitch, Min32(lLast, 0), Max32(lLast, 0)};
 }
 
+// The topmost row of a step whose first pixel is at row r, Q16.
 static inline int32_t TopOf(const FineRows &st, int32_t r) { return (r + st.lUp) >> 16; }
 
-// Rows below the topmost one.
+// How many more rows it has.
 static inline int32_t MoreOf(const FineRows &st, int32_t r) {
     return ((r + st.lDown) >> 16) - TopOf(st, r);
 }
 
-// The first pixel's column in the topmost row; lBytes is that column.
+// The first pixel's column, lBytes from the start of a row, in the topmost row.
 static inline const uint8_t *PlaceOf(const FineRows &st, int32_t r, ptrdiff_t lBytes) {
     return st.pPlane + TopOf(st, r) * st.lPitch + lBytes;
 }
 
 // With two lanes, the window of the high one is placed before it is known whether its first position
-// carries into the next pixel, which takes a pixel of its room. Beyond these steps larger pixels do not
-// fit then.
+// carries into the next pixel, so the window needs a pixel more. Pixels of 2 or 4 bytes fit up to these
+// steps only.
 static inline bool FitsTwoLanes(const FineRow *pRow) {
     const int64_t llPixel = (int64_t)1 << 32;
     const int32_t lBytes = PixelBytes(pRow->pIn);
@@ -101,8 +102,8 @@ static inline void PrefetchRows(const uint8_t *p, ptrdiff_t lPitch) {
 // Keys' kernel with a = -kSharpness / 8. With t and s the distances from the middle two taps in 64ths,
 // and u = t * s, all four weights are products of u and linear terms.
 //
-// The weights are negative: -64 fits where 64 does not, in 8 bits with a sign and, times 512, in 16. As
-// both ways have them, the signs cancel.
+// The weights have the opposite sign: between the rows they are multiplied by 512, and -64 * 512 fits
+// in 16 bits where 64 * 512 does not. As both ways have them, the signs cancel.
 
 const int32_t kSharpness = 4;
 

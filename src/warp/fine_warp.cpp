@@ -21,7 +21,8 @@ struct FineTask {
     int32_t lNextBand;
 };
 
-// The vector kernel of a plane and map, or null.
+// The vector kernel of a plane and map, or null. Vector kernels have positions of 32 bits, Q16, so
+// planes must not be larger than a frame.
 FineKernel KernelOf(const Kernels *pKernels, const FinePass *pPass, bool bCubic) {
     const FinePlane *pIn = &pPass->stIn;
     const int64_t llTurn = pPass->stMap.llRX, llStep = pPass->stMap.llCX;
@@ -85,7 +86,8 @@ void MakeRuns(FineKernel pKernel, const FineRow *pRow, uint8_t *pOut, int32_t lF
     MMemCpy(pOut + (ptrdiff_t)lWhole * lPixelBytes, bRun, (uint32_t)((lEnd - lWhole) * lPixelBytes));
 }
 
-// Of the runs that the kernel makes, some pixels at both ends may come out wrong: they are made again.
+// The vector kernel makes all runs that are safe. Of these some pixels at both ends may come out wrong,
+// as their taps lie beyond the plane: they are made again, with the rest of the row.
 void MakeRow(FineKernel pKernel, FineKernel pAnywhere, const FineRow *pRow, uint8_t *pOut,
              int32_t lCount, bool bCubic) {
     int32_t lFirst = 0, lEnd = lCount;
