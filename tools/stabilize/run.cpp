@@ -21,8 +21,8 @@
 
 namespace {
 
-// Of even sides, the least that leave room for a measurement: on the standard path, and on the refined
-// one, which also follows something in long narrow pictures.
+// Of even sides, the least in which something can be measured: on the standard path, and on the refined
+// one.
 const PictureSize kLeast = {94, 34};
 const PictureSize kLeastRefined = {28, 28};
 

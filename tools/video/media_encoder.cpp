@@ -57,7 +57,7 @@ AVPixelFormat ChoosePixels(const AVCodec *codec, const AVOutputFormat &container
     }
     if (taken.empty()) RefuseEncoder(codec, container, info, options);
     taken.push_back(AV_PIX_FMT_NONE);
-    // Grey pictures have no need of finer chroma than any player takes.
+    // Grey pictures gain nothing from 4:4:4, and every player takes 4:2:0.
     AVPixelFormat like = info.layout.planes == 1 ? PixelsOf({3, info.layout.bits, 1, 1}) : own;
     AVPixelFormat best = avcodec_find_best_pix_fmt_of_list(taken.data(), like, 0, nullptr);
     if (!HasSamePixels(best, own))

@@ -51,7 +51,8 @@ bool IsPaired420(int format) { return format == AV_PIX_FMT_NV12 || format == AV_
 
 bool IsRgb(AVPixelFormat format) { return av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB; }
 
-// 8-bit forms keep the matrix and range of their source; RGB gets a matrix.
+// Converted pictures keep the matrix and range of their source; those from RGB get a matrix, and the
+// range 16 to 235.
 void SetColours(SwsContext *scaler, const AVFrame &picture, PictureSize size) {
     AVColorSpace matrix = picture.colorspace;
     bool rgb = IsRgb((AVPixelFormat)picture.format);
@@ -151,7 +152,8 @@ PictureExporter::PictureExporter(PictureSize size, const PixelLayout &layout, AV
     mConverter.reset(
         NotNull(sws_getContext(size.width, size.height, PixelsOf(layout), size.width, size.height,
                                Plain(to), SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr)));
-    // By default the library takes grey for full range: right where nothing else is known.
+    // By default the library takes grey for full range, which is right where nothing is known.
+    // Elsewhere equal ranges on both sides keep the samples as they are, whatever the range is.
     const int *table = sws_getCoefficients(SWS_CS_DEFAULT);
     if (layout.planes > 1 || range != AVCOL_RANGE_UNSPECIFIED)
         sws_setColorspaceDetails(mConverter.get(), table, 0, table, 0, 0, 1 << 16, 1 << 16);
@@ -163,13 +165,13 @@ MediaPtr<AVFrame> PictureExporter::Export(const FramePtr &frame) {
     picture->width = mSize.width;
     picture->height = mSize.height;
     if (mSamePlanes && mSize.width % 64 == 0) // rows as aligned as the libraries' own
-        Name(frame, picture.get());
+        Refer(frame, picture.get());
     else
         Copy(*frame, picture.get());
     return picture;
 }
 
-void PictureExporter::Name(const FramePtr &frame, AVFrame *picture) const {
+void PictureExporter::Refer(const FramePtr &frame, AVFrame *picture) const {
     Planes from(*frame, mSize, mLayout);
     auto *holder = new FramePtr(frame);
     picture->buf[0] = av_buffer_create(from.data[0], frame->pixels.Size(), ReleaseFrame, holder, 0);

@@ -8,11 +8,11 @@
 // The formats that frames can have, AV_PIX_FMT_NONE behind them; NV21 comes from raw frames only.
 extern const AVPixelFormat kFramePixels[];
 
-// A format of these, or NV21.
+// Of one of these, or of NV21.
 PixelLayout LayoutOf(AVPixelFormat format);
 AVPixelFormat PixelsOf(const PixelLayout &layout);
 
-// The old names of formats with luma from 0 to 255, and the others.
+// Formats with luma from 0 to 255 also have old names of their own ("yuvj420p").
 AVPixelFormat FullRangeForm(AVPixelFormat format);
 bool IsFullRangeForm(AVPixelFormat format);
 
@@ -46,16 +46,16 @@ AVColorSpace MatrixForRgb(PictureSize size);
 // Makes pictures of frames.
 class PictureExporter {
   public:
-    // `to` is the frames' own format, or one of kFramePixels, or its full-range form. The range, of
-    // both, stays what it is.
+    // `to` is the frames' own format, or one of kFramePixels, or its full-range form. The pictures have
+    // the range of the frames.
     PictureExporter(PictureSize size, const PixelLayout &layout, AVPixelFormat to, AVColorRange range);
 
-    // It names the frame's pixels when the encoder can do with their rows (and then keeps the frame
-    // from being used again), else it has a copy.
+    // The picture refers to the frame's pixels when the encoder can do with their rows (and then keeps
+    // the frame from being used again), else it has a copy.
     MediaPtr<AVFrame> Export(const FramePtr &frame);
 
   private:
-    void Name(const FramePtr &frame, AVFrame *picture) const;
+    void Refer(const FramePtr &frame, AVFrame *picture) const;
     void Copy(const Frame &frame, AVFrame *picture);
 
     PictureSize mSize;

@@ -21,8 +21,8 @@ class VideoError : public std::runtime_error {
 struct PixelLayout {
     int planes = 3; // 1: luma alone; 2: and pairs of V and U; 3: and a plane each of U and V
     int bits = 8;   // of a sample; with more than 8 it takes two bytes, from bit 0 on
-    int log2X = 1;  // a chroma sample is 1 or 2 pixels wide
-    int log2Y = 1;  // and as many high
+    int log2X = 1;  // 0 or 1: a chroma sample is 2^log2X pixels wide
+    int log2Y = 1;  // and 2^log2Y high
 
     int SampleBytes() const { return bits > 8 ? 2 : 1; }
     bool operator==(const PixelLayout &other) const {
@@ -86,8 +86,8 @@ struct PlaneShape {
     int rows = 0;
     int channels = 1;
     int pitch = 0; // bytes of a row
-    int log2X = 0; // a pixel of it is 1 or 2 of the picture's wide
-    int log2Y = 0;
+    int log2X = 0; // a pixel of it is 2^log2X of the picture's wide
+    int log2Y = 0; // and 2^log2Y high
 };
 std::vector<PlaneShape> PlanesOf(PictureSize size, const PixelLayout &layout);
 

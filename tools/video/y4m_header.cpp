@@ -33,7 +33,7 @@ int ParseSide(const std::string &tag, const std::string &name) {
     return side;
 }
 
-// The spellings differ in where chroma samples sit, which the tools need not know.
+// The spellings differ in where chroma samples lie.
 bool IsEightBit420(const std::string &colour) {
     static const char *const kKnown[] = {"420", "420jpeg", "420mpeg2", "420paldv"};
     return std::find(std::begin(kKnown), std::end(kKnown), colour) != std::end(kKnown);

@@ -32,7 +32,7 @@ Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name);
 // What the stream's first line calls its pixels, when they are not 8-bit 4:2:0; empty when they are.
 std::string OtherY4mPixels(const std::string &line);
 
-// What the header calls the layout, without where its chroma samples sit: "420", "422p10", "mono".
+// What the header calls the layout, without where its chroma samples lie: "420", "422p10", "mono".
 std::string Y4mPixels(const PixelLayout &layout);
 
 // The line for pictures of header.size, with its newline.

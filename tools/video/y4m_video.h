@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Y4M streams of 8-bit 4:2:0 pictures.
+// Y4M streams: reads 8-bit 4:2:0 pictures, writes those of any layout.
 #pragma once
 
 #include <memory>
