@@ -54,6 +54,7 @@ Refined *MakeRefined(const MVS_Context *pCtx) {
     pSettings->dFramesPerSecond = 30;
     pSettings->dStrength = 1;
     pSettings->bRoll = true;
+    SetSceneRate(&pRefined->stScene, pSettings->dFramesPerSecond);
     if (SetWindowOf(pCtx, pRefined, kDefaultWindow) && AllocMeasurement(pCtx, pRefined) &&
         PrepareCompensator(&pRefined->stCompensator))
         return pRefined;
@@ -118,6 +119,7 @@ int32_t QEL_MVS_SetFrameRate(MVS_Context *pCtx, int32_t lNumerator, int32_t lDen
     const double dRate = (double)lNumerator / lDenominator;
     if (dRate > 1000) return 0;
     pCtx->pRefined->stCompensator.stSettings.dFramesPerSecond = dRate;
+    SetSceneRate(&pCtx->pRefined->stScene, dRate);
     return 1;
 }
 

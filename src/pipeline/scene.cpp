@@ -9,6 +9,9 @@ namespace {
 // does not add up, and a slow movement counts as a whole once it stands out. After so many frames the
 // reference is renewed, since light and scene change; what was measured then counts, however small.
 const int32_t kMostRest = 32;
+// At high rates several frames are compared with one reference too, as long as a frame lasts at 30
+// frames a second. Else the errors of 240 frames a second would add up to three times as much shake.
+const double kSpanRate = 30;
 const double kRestNoise = 3;      // standard deviations of the measurement: a smaller motion is rest
 const double kLeastRest = 0.03;   // pixels: so is one below this
 const double kMatchedShare = 0.4; // of the textured tiles: with fewer, the frame is another scene
@@ -22,6 +25,12 @@ enum Verdict { kMatches, kFlat, kDiffers };
 double Extent(const RigidMotion *pMotion, const LumaLevel *pLevel) {
     return Magnitude(pMotion->dCol) + Magnitude(pMotion->dRow) +
            Magnitude(pMotion->dTheta) * (pLevel->lWidth + pLevel->lHeight) / 2;
+}
+
+// The motion that leads from the end of another one to the end of pWhole.
+RigidMotion Remaining(const RigidMotion *pWhole, const RigidMotion *pDone) {
+    const double dCol = pWhole->dCol - pDone->dCol, dRow = pWhole->dRow - pDone->dRow;
+    return {dCol + pDone->dTheta * dRow, dRow - pDone->dTheta * dCol, pWhole->dTheta - pDone->dTheta};
 }
 
 bool IsRest(const RigidFit *pFit, const LumaLevel *pLevel) {
@@ -60,7 +69,8 @@ void TakeReference(Scene *pScene, const RigidMotion *pMotion) {
     pScene->lReference ^= 1;
     pScene->bReference = true;
     pScene->bFlash = false;
-    pScene->lRest = 0;
+    pScene->lAge = 0;
+    pScene->stSince = {0, 0, 0};
     pScene->stLast = *pMotion;
 }
 
@@ -72,19 +82,28 @@ FrameMotion StartScene(Scene *pScene) {
     return st;
 }
 
+bool IsStill(const RigidMotion *p) { return p->dCol == 0 && p->dRow == 0 && p->dTheta == 0; }
+
 // A frame that matches the reference.
 FrameMotion Follow(Scene *pScene, const Alignment *pAlignment) {
     const LumaLevel *pLevel = &pScene->stPyramids[0].stLevels[0];
     FrameMotion st = {};
     st.bMeasured = true;
     pScene->bFlash = false;
-    if (IsRest(&pAlignment->stFit, pLevel) && pScene->lRest < kMostRest) {
-        pScene->lRest++;
-        return st;
-    }
-    st.stMotion = pAlignment->stFit.stMotion;
-    TakeReference(pScene, &st.stMotion);
+    pScene->lAge++;
+    const bool bRested = IsStill(&pScene->stSince);
+    if (bRested && pScene->lAge <= kMostRest && IsRest(&pAlignment->stFit, pLevel)) return st;
+    st.stMotion = Remaining(&pAlignment->stFit.stMotion, &pScene->stSince);
+    pScene->stSince = pAlignment->stFit.stMotion;
+    pScene->stLast = st.stMotion;
+    if (pScene->lAge >= pScene->lSpan) TakeReference(pScene, &st.stMotion);
     return st;
+}
+
+// Where the reference is expected from the next frame.
+RigidMotion Prediction(const Scene *pScene) {
+    const RigidMotion *p = &pScene->stSince, *pLast = &pScene->stLast;
+    return {p->dCol + pLast->dCol, p->dRow + pLast->dRow, p->dTheta + pLast->dTheta};
 }
 
 FrameMotion Differ(Scene *pScene) {
@@ -101,8 +120,9 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
     const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
     BuildPyramid(pCtx, pSource, pCurrent);
     if (!pScene->bReference) return StartScene(pScene);
+    const RigidMotion stPrediction = Prediction(pScene);
     const Alignment stAlignment = AlignFrames(pCtx, pCurrent, &pScene->stPyramids[pScene->lReference],
-                                              &pScene->stLast, pScene->pFlows);
+                                              &stPrediction, pScene->pFlows);
     const Verdict eVerdict = Judge(pScene, &stAlignment);
     FrameMotion st = {};
     if (eVerdict == kMatches)
@@ -114,6 +134,11 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
     st.lTextured = stAlignment.stMatch.lTextured;
     st.lMatched = stAlignment.stMatch.lMatched;
     return st;
+}
+
+void SetSceneRate(Scene *pScene, double dFramesPerSecond) {
+    const int32_t lSpan = (int32_t)(dFramesPerSecond / kSpanRate + 0.5);
+    pScene->lSpan = Max32(lSpan, 1);
 }
 
 void ForgetScene(Scene *pScene) {

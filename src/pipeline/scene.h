@@ -8,9 +8,11 @@ struct Scene {
     Pyramid stPyramids[2]; // the reference, and the frame that is measured
     int32_t lReference;    // which of them is the reference
     bool bReference;       // there is one
-    int32_t lRest;         // frames at rest since the reference was taken
+    int32_t lSpan;         // frames that are compared with one reference while the camera moves
+    int32_t lAge;          // frames since the reference was taken
+    RigidMotion stSince;   // what was handed out since then, together
+    RigidMotion stLast;    // motion of the last frame that moved
     bool bFlash;           // the last frame looked like a flash: the next one decides
-    RigidMotion stLast;    // what was measured last
     TileFlow *pFlows;      // room for MostTiles
 };
 
@@ -24,6 +26,9 @@ struct FrameMotion {
 
 // The next frame.
 FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSource);
+
+// Before the first frame.
+void SetSceneRate(Scene *pScene, double dFramesPerSecond);
 
 // The next frame starts a scene.
 void ForgetScene(Scene *pScene);
