@@ -57,14 +57,14 @@
  *   - from QEL_MVS_SetRefined on, two pyramids of 4/3 of a luma plane each, at 8 bits a sample, and
  *     another 30 KB or 2 % of a luma plane;
  *   - 1.5 luma planes when a frame call works in place; otherwise no frame is copied;
- *   - a lookahead: 0.8 KB for each of its frames, and 16 KB;
- *   - a whole clip: 40 to 80 bytes a frame, and 120 where the table of motions grows. The end of the
- *     stream takes another 740 bytes a frame while it plans. 24 of these remain.
+ *   - a lookahead: 0.6 KB for each of its frames, and 13 KB;
+ *   - a whole clip: 40 bytes a frame, in steps of 1024 frames, and 64 from the end of the stream on.
+ *     While that plans, there are another 540 bytes a frame, 2.2 MB at most.
  *
- * Threads. A push, or a frame call, starts helper threads as the frame calls of an ordinary handle do,
- * and each QEL_MVS_CompensateFrame has its own; QEL_MVS_SetThreads limits both. Pulling a record and
- * ending a stream use the calling thread alone. Results are the same bits on every processor and with
- * every number of threads.
+ * Threads. QEL_MVS_PushLuma, or a frame call, starts helper threads as the frame calls of an ordinary
+ * handle do, and each QEL_MVS_CompensateFrame has its own; QEL_MVS_SetThreads limits both. The other
+ * calls use the calling thread alone. Results are the same bits on every processor and with every
+ * number of threads.
  */
 #ifndef QUORVEL_REFINED_H
 #define QUORVEL_REFINED_H

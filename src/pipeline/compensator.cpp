@@ -9,7 +9,10 @@ namespace {
 
 const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
 const int32_t kWaiting = 16; // pictures that may wait to be pulled
-const int32_t kFirstRoom = 1024;
+const int32_t kChunk = 1024; // frames
+// A longer scene is planned in pieces, of which each overlaps the next by so much, or by half a piece.
+const int64_t kMostPiece = 4096; // frames
+const double kOverlap = 10;      // seconds
 // Hz: slower movements are followed. Soon: a lookahead below half a second.
 const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02;
 
@@ -24,7 +27,8 @@ template <class T> void FreeAndClear(T **ppMem) {
 }
 
 FrameMotion *MotionOf(const Compensator *p, int64_t llFrame) {
-    return p->pMotions + llFrame % p->llRoom;
+    const int64_t llIndex = llFrame % p->llRoom;
+    return p->ppChunks[llIndex / kChunk] + llIndex % kChunk;
 }
 
 // The camera after one more motion, in the axes that stCamera has.
@@ -86,40 +90,74 @@ Picture InFrame(Picture st, double dCameraRoll) {
     return {st.dX * c + st.dY * s, st.dY * c - st.dX * s, st.dRoll};
 }
 
-void PlanScene(Compensator *p, int64_t llFirst, int64_t llEnd) {
-    Picture *pCamera = p->pCamera + llFirst, *pPictures = p->pPictures + llFirst;
-    Picture st = {0, 0, 0};
+// The two pictures before a frame, in its axes.
+void CarryPictures(const Compensator *p, int64_t llFrame, Picture *pShown) {
+    for (int64_t i = 0; i < 2; i++) {
+        const int64_t llShown = llFrame - 2 + i;
+        pShown[i] = p->pPictures[llShown];
+        for (int64_t k = llShown + 1; k <= llFrame; k++)
+            pShown[i] = Carry(pShown[i], &MotionOf(p, k)->stMotion);
+    }
+}
+
+// A scene, or a part of it that goes on from the pictures planned so far.
+void PlanPiece(Compensator *p, int64_t llFirst, int64_t llEnd) {
+    Picture *pPictures = p->pPictures + llFirst;
+    const bool bGoesOn = !MotionOf(p, llFirst)->bNewScene;
+    Picture st = {0, 0, 0}, stShown[2];
     for (int64_t i = llFirst; i < llEnd; i++) {
         if (i > llFirst) st = Moved(st, &MotionOf(p, i)->stMotion);
-        p->pCamera[i] = st;
+        p->pCamera[i - llFirst] = st;
     }
-    const PlanTask stTask = {&p->stSettings, pCamera,      llEnd - llFirst,
-                             nullptr,        kFollowWhole, p->pPlanRoom};
+    if (bGoesOn) CarryPictures(p, llFirst, stShown);
+    const PlanTask stTask = {&p->stSettings, p->pCamera,  llEnd - llFirst, bGoesOn ? stShown : nullptr,
+                             kFollowWhole,   p->pPlanRoom};
     PlanPath(&stTask, pPictures);
     for (int64_t i = 0; i < llEnd - llFirst; i++)
-        pPictures[i] = InFrame(pPictures[i], pCamera[i].dRoll);
+        pPictures[i] = InFrame(pPictures[i], p->pCamera[i].dRoll);
+}
+
+// The end of a piece does not know what follows, so the next one plans it anew.
+void PlanPieces(Compensator *p) {
+    const double dOverlap = kOverlap * p->stSettings.dFramesPerSecond;
+    const int64_t llOverlap = dOverlap < kMostPiece / 2 ? (int64_t)dOverlap : kMostPiece / 2;
+    for (int64_t llFirst = 0, llEnd; llFirst < p->llPushed;) {
+        llEnd = llFirst + 1;
+        while (llEnd < p->llPushed && !MotionOf(p, llEnd)->bNewScene && llEnd - llFirst < kMostPiece)
+            llEnd++;
+        PlanPiece(p, llFirst, llEnd);
+        const bool bSceneEnds = llEnd == p->llPushed || MotionOf(p, llEnd)->bNewScene;
+        llFirst = bSceneEnds ? llEnd : llEnd - llOverlap;
+    }
 }
 
 // Without memory for the plan the pictures are those of the live smoother.
 void PlanWholeClip(Compensator *p) {
+    const int64_t llMost = p->llPushed < kMostPiece ? p->llPushed : kMostPiece;
     if (p->llPushed == 0) return;
-    p->bPlanned = Allocate(&p->pCamera, p->llPushed) && Allocate(&p->pPictures, p->llPushed) &&
-                  Allocate(&p->pPlanRoom, PlanRoom(p->llPushed));
-    for (int64_t llFirst = 0, llEnd; p->bPlanned && llFirst < p->llPushed; llFirst = llEnd) {
-        for (llEnd = llFirst + 1; llEnd < p->llPushed && !MotionOf(p, llEnd)->bNewScene;) llEnd++;
-        PlanScene(p, llFirst, llEnd);
-    }
+    p->bPlanned = Allocate(&p->pCamera, llMost) && Allocate(&p->pPictures, p->llPushed) &&
+                  Allocate(&p->pPlanRoom, PlanRoom(llMost));
+    if (p->bPlanned) PlanPieces(p);
     FreeAndClear(&p->pCamera);
     FreeAndClear(&p->pPlanRoom);
 }
 
-bool GrowMotions(Compensator *p) {
-    FrameMotion *pMotions;
-    if (!Allocate(&pMotions, 2 * p->llRoom)) return false;
-    for (int64_t i = 0; i < p->llPushed; i++) pMotions[i] = p->pMotions[i];
-    MMemFree(nullptr, p->pMotions);
-    p->pMotions = pMotions;
-    p->llRoom *= 2;
+bool GrowTable(Compensator *p) {
+    const int64_t llTable = p->llTable > 0 ? 2 * p->llTable : 1;
+    FrameMotion **ppChunks;
+    if (!Allocate(&ppChunks, llTable)) return false;
+    for (int64_t i = 0; i < p->llChunks; i++) ppChunks[i] = p->ppChunks[i];
+    MMemFree(nullptr, (void *)p->ppChunks);
+    p->ppChunks = ppChunks;
+    p->llTable = llTable;
+    return true;
+}
+
+bool AddRoom(Compensator *p, int32_t lFrames) {
+    if (p->llChunks == p->llTable && !GrowTable(p)) return false;
+    if (!Allocate(p->ppChunks + p->llChunks, lFrames)) return false;
+    p->llChunks++;
+    p->llRoom += lFrames;
     return true;
 }
 
@@ -127,14 +165,15 @@ bool GrowMotions(Compensator *p) {
 
 bool PrepareCompensator(Compensator *p) {
     const int64_t llPlan = p->lLookahead > 0 ? p->lLookahead + 1 + kHold : 0;
-    p->llRoom = p->lLookahead == kWholeClip ? kFirstRoom : p->lLookahead + kWaiting;
-    if (!Allocate(&p->pMotions, p->llRoom)) return false;
+    if (!AddRoom(p, p->lLookahead == kWholeClip ? kChunk : p->lLookahead + kWaiting)) return false;
     return llPlan == 0 || (Allocate(&p->pCamera, llPlan) && Allocate(&p->pPictures, llPlan) &&
                            Allocate(&p->pPlanRoom, PlanRoom(llPlan)));
 }
 
 void FreeCompensator(Compensator *p) {
-    FreeAndClear(&p->pMotions);
+    for (int64_t i = 0; i < p->llChunks; i++) MMemFree(nullptr, p->ppChunks[i]);
+    p->llChunks = 0;
+    FreeAndClear(&p->ppChunks);
     FreeAndClear(&p->pCamera);
     FreeAndClear(&p->pPictures);
     FreeAndClear(&p->pPlanRoom);
@@ -142,7 +181,7 @@ void FreeCompensator(Compensator *p) {
 
 bool MakeMotionRoom(Compensator *p) {
     if (p->bEnded) return false;
-    if (p->lLookahead == kWholeClip) return p->llPushed < p->llRoom || GrowMotions(p);
+    if (p->lLookahead == kWholeClip) return p->llPushed < p->llRoom || AddRoom(p, kChunk);
     return p->llPushed - p->llPulled < p->llRoom;
 }
 

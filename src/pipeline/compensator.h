@@ -14,14 +14,15 @@ struct Compensator {
     SmoothSettings stSettings;
     int32_t lLookahead; // frames, 0: live, or kWholeClip
 
-    FrameMotion *pMotions; // of frame f at f % llRoom
-    int64_t llRoom;
+    FrameMotion **ppChunks;     // the motion of frame f is the (f % llRoom)-th of all chunks together
+    int64_t llChunks, llTable;  // chunks, and room for so many of them
+    int64_t llRoom;             // frames
     int64_t llPushed, llPulled; // frames
     bool bEnded;
 
     Spring stSpring;
     Picture stShown[2]; // the last two pictures, in the axes of the last frame
-    Picture *pCamera;   // the path that is planned for
+    Picture *pCamera;   // the path that is planned for, of a long scene a piece of it
     Picture *pPictures; // the plan; that of a whole clip is kept
     double *pPlanRoom;
     bool bPlanned; // the whole clip
