@@ -22,6 +22,7 @@ if(QUORVEL_TESTS)
       tests/matrix_test.cpp
       tests/model_test.cpp
       tests/motion_test.cpp
+      tests/path_test.cpp
       tests/pipeline_test.cpp
       tests/pitch_test.cpp
       tests/platform_test.cpp

@@ -241,6 +241,22 @@ void Planes(Life *life, uint8_t call) {
     for (const OwnPlane &plane : to) life->Record(*plane.memory);
 }
 
+// A motion in place of a frame.
+void Motion(Life *life, uint8_t call) {
+    Input *input = &life->input;
+    if (call & 1) QEL_MVS_SetRefined(life->ctx, 1);
+    if (call & 2) QEL_MVS_SetLookahead(life->ctx, input->In(-1, 9));
+    Guarded memory(sizeof(MVS_Compensation));
+    MVS_Compensation *record = (MVS_Compensation *)memory.Data();
+    record->lSize = (int32_t)sizeof(*record) - (call >> 7);
+    record->lFlags = input->Byte();
+    for (int32_t *word : {&record->lMotionRow, &record->lMotionCol, &record->lMotionTheta})
+        *word = input->Number();
+    memory.ReadOnly();
+    QEL_MVS_PushMotion(life->ctx, record);
+    if (call & 4) QEL_MVS_EndStream(life->ctx);
+}
+
 uint64_t Live(const uint8_t *data, size_t size, bool portable) {
     Life life = {{data, data + size}, Guarded::kAtEnd, nullptr, {}, {}, 0, nullptr, ::Hash({})};
     Input *input = &life.input;
@@ -266,7 +282,7 @@ uint64_t Live(const uint8_t *data, size_t size, bool portable) {
         const uint8_t call = input->Byte();
         static void (*const kCalls[16])(Life *, uint8_t) = {
             Setting, Camera,  Convert, Pitched, Pitched, Pitched, nullptr, nullptr,
-            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, Planes,  Planes};
+            nullptr, nullptr, nullptr, nullptr, nullptr, Motion,  Planes,  Planes};
         const auto make = kCalls[input->Byte() & 15];
         (make ? make : PackedFrame)(&life, call);
         Guarded motion(sizeof(MVS_MotionInfo));

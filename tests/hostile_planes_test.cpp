@@ -217,9 +217,20 @@ struct Life {
         }
     }
     void Push() {
+        if (random->In(0, 3) == 0) return PushMotion();
         OwnPlane luma = Plane(AnyLayout(random, true), in);
         if (random->In(0, 1)) luma.Paint(random);
         QEL_MVS_PushLuma(ctx, &luma.plane);
+    }
+    void PushMotion() {
+        Guarded memory(sizeof(MVS_Compensation));
+        MVS_Compensation *record = (MVS_Compensation *)memory.Data();
+        record->lSize = random->In(0, 7) ? (int32_t)sizeof(*record) : Any();
+        for (int32_t *word :
+             {&record->lFlags, &record->lMotionRow, &record->lMotionCol, &record->lMotionTheta})
+            *word = Any();
+        memory.ReadOnly();
+        QEL_MVS_PushMotion(ctx, record);
     }
     void PullAndCompensate() {
         Guarded memory(sizeof(MVS_Compensation));

@@ -114,7 +114,7 @@ typedef struct MVS_Plane {
  */
 typedef struct MVS_Compensation {
     int32_t lSize;        /**< in: sizeof(MVS_Compensation) */
-    int32_t lFlags;       /**< QEL_MVS_NEW_SCENE and QEL_MVS_MEASURED */
+    int32_t lFlags;       /**< QEL_MVS_NEW_SCENE, QEL_MVS_MEASURED, QEL_MVS_HELD */
     int64_t llFrame;      /**< number of the frame, 1 for the first */
     int32_t lRow;         /**< Q16 pixels of the picture, down */
     int32_t lCol;         /**< Q16 pixels of the picture, right */
@@ -131,6 +131,8 @@ typedef struct MVS_Compensation {
 #define QEL_MVS_NEW_SCENE 1
 /** The motion from the frame before was measured; after a flash, from the one before the flash. */
 #define QEL_MVS_MEASURED 2
+/** It may be a flash: without a lookahead the view stays where it is in the frame. */
+#define QEL_MVS_HELD 4
 
 /**
  * @name Settings
@@ -234,8 +236,9 @@ QEL_API int32_t QEL_MVS_Reset(MVS_Context *pCtx);
 /** @} */
 /**
  * @name Planes
- * The first call that takes a frame decides: after a frame call the first three of these return 0, and
- * after QEL_MVS_PushLuma frame calls return without touching a frame.
+ * The first call that takes a frame decides: after a frame call all of these but
+ * QEL_MVS_CompensateFrame return 0, and after QEL_MVS_PushLuma or QEL_MVS_PushMotion frame calls return
+ * without touching a frame.
  * @{ */
 
 /**
@@ -251,6 +254,26 @@ QEL_API int32_t QEL_MVS_Reset(MVS_Context *pCtx);
  *     lookahead), or no memory (whole clip)
  */
 QEL_API int32_t QEL_MVS_PushLuma(MVS_Context *pCtx, const MVS_Plane *pLuma);
+
+/**
+ * Takes the motion of the next frame from a record, in place of its luma. So a path is planned again,
+ * with other settings or after motions were edited, without the pictures.
+ *
+ * The motion counts with QEL_MVS_MEASURED and neither of the other flags, else it is taken for 0;
+ * lMotionTheta is limited to half a turn. The first frame starts a scene, and so does the next one
+ * after QEL_MVS_Reset, whatever their flags. QEL_MVS_GetMotion then gives this motion, and 0 for the
+ * counts.
+ *
+ * Motions and luma may alternate. A motion after QEL_MVS_PushLuma goes on from the frame that was
+ * measured; luma after a motion starts a scene, since the frame before it is not known.
+ *
+ * @param pCtx the handle, of the same input size as that of the record
+ * @param pRecord from this or another handle, as it was or edited; lSize, lFlags and the
+ *     motion are read
+ * @return 1 when the motion was taken, or 0: null, an lSize that is too small, or any other reason of
+ *     QEL_MVS_PushLuma but the plane
+ */
+QEL_API int32_t QEL_MVS_PushMotion(MVS_Context *pCtx, const MVS_Compensation *pRecord);
 
 /**
  * Hands out the compensation of the next frame, in the order of the pushes.

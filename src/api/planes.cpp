@@ -70,6 +70,11 @@ int32_t QEL_MVS_PushLuma(MVS_Context *pCtx, const MVS_Plane *pLuma) {
     return bTaken;
 }
 
+int32_t QEL_MVS_PushMotion(MVS_Context *pCtx, const MVS_Compensation *pRecord) {
+    if (!pCtx || !pCtx->pRefined || !pRecord || pRecord->lSize < (int32_t)sizeof(*pRecord)) return 0;
+    return PushRecord(pCtx, pRecord);
+}
+
 int32_t QEL_MVS_PullCompensation(MVS_Context *pCtx, MVS_Compensation *pRecord) {
     if (!pCtx || !pCtx->pRefined || !pRecord || pRecord->lSize < (int32_t)sizeof(*pRecord)) return 0;
     if (pCtx->pRefined->eUse != kPlaneCalls) return 0;

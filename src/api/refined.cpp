@@ -11,6 +11,7 @@ namespace {
 
 const int32_t kDefaultWindow = 896;
 const int32_t kMostLookahead = 240;
+const int32_t kMostTurn = 52707179; // Q24: half a turn
 const int32_t kLeastStep = 1 << 10; // Q16: one input pixel becomes 64 pixels of the output
 
 bool IsNew(const MVS_Context *pCtx) {
@@ -132,6 +133,7 @@ int32_t QEL_MVS_SetCubic(MVS_Context *pCtx, int32_t bCubic) {
 int32_t QEL_MVS_Reset(MVS_Context *pCtx) {
     if (!pCtx || !pCtx->pRefined) return 0;
     ForgetScene(&pCtx->pRefined->stScene);
+    pCtx->pRefined->bGoesOn = false;
     return 1;
 }
 
@@ -144,22 +146,51 @@ int32_t Rounded(double d) {
     return (int32_t)(d + (d < 0 ? -0.5 : 0.5));
 }
 
-} // namespace
-
-bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource) {
-    Refined *pRefined = pCtx->pRefined;
+bool MakeRoom(Refined *pRefined, RefinedUse eUse) {
     if (pRefined->eUse != kUnused && pRefined->eUse != eUse) return false;
     if (!MakeMotionRoom(&pRefined->stCompensator)) return false;
     pRefined->eUse = eUse;
-    const FrameMotion st = MeasureFrame(pCtx, &pRefined->stScene, pSource);
-    PushMotion(&pRefined->stCompensator, &st);
+    return true;
+}
+
+void TakeMotion(MVS_Context *pCtx, const FrameMotion *pMotion) {
+    PushMotion(&pCtx->pRefined->stCompensator, pMotion);
+    pCtx->pRefined->bGoesOn = true;
     pCtx->lFrameCount = WrapAdd32(pCtx->lFrameCount, 1);
-    pCtx->lFrameMotionValid = st.bMeasured;
-    pCtx->stFrameMotion = {Rounded(st.stMotion.dRow * 1024), Rounded(st.stMotion.dCol * 1024),
-                           Rounded(st.stMotion.dTheta * 65536)};
-    pCtx->lBlocksValid = st.lTextured;
-    pCtx->lBlocksKept = st.lMatched;
-    pCtx->bShiftReliable = st.bMeasured;
+    pCtx->lFrameMotionValid = pMotion->bMeasured;
+    pCtx->stFrameMotion = {Rounded(pMotion->stMotion.dRow * 1024),
+                           Rounded(pMotion->stMotion.dCol * 1024),
+                           Rounded(pMotion->stMotion.dTheta * 65536)};
+    pCtx->lBlocksValid = pMotion->lTextured;
+    pCtx->lBlocksKept = pMotion->lMatched;
+    pCtx->bShiftReliable = pMotion->bMeasured;
+}
+
+FrameMotion MotionOfRecord(const MVS_Compensation *pRecord, bool bGoesOn) {
+    FrameMotion st = {};
+    st.bNewScene = !bGoesOn || (pRecord->lFlags & QEL_MVS_NEW_SCENE);
+    st.bHeld = !st.bNewScene && (pRecord->lFlags & QEL_MVS_HELD);
+    st.bMeasured = !st.bNewScene && !st.bHeld && (pRecord->lFlags & QEL_MVS_MEASURED);
+    if (!st.bMeasured) return st;
+    const int32_t lTurn = Clamp32(pRecord->lMotionTheta, -kMostTurn, kMostTurn);
+    st.stMotion = {pRecord->lMotionCol / 65536.0, pRecord->lMotionRow / 65536.0, lTurn / 16777216.0};
+    return st;
+}
+
+} // namespace
+
+bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource) {
+    if (!MakeRoom(pCtx->pRefined, eUse)) return false;
+    const FrameMotion st = MeasureFrame(pCtx, &pCtx->pRefined->stScene, pSource);
+    TakeMotion(pCtx, &st);
+    return true;
+}
+
+bool PushRecord(MVS_Context *pCtx, const MVS_Compensation *pRecord) {
+    if (!MakeRoom(pCtx->pRefined, kPlaneCalls)) return false;
+    const FrameMotion st = MotionOfRecord(pRecord, pCtx->pRefined->bGoesOn);
+    ForgetScene(&pCtx->pRefined->stScene); // its reference is an older frame now
+    TakeMotion(pCtx, &st);
     return true;
 }
 
@@ -173,8 +204,8 @@ bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord) {
     const int32_t lSize = pRecord->lSize;
     *pRecord = {};
     pRecord->lSize = lSize;
-    pRecord->lFlags =
-        (stMotion.bNewScene ? QEL_MVS_NEW_SCENE : 0) | (stMotion.bMeasured ? QEL_MVS_MEASURED : 0);
+    pRecord->lFlags = (stMotion.bNewScene ? QEL_MVS_NEW_SCENE : 0) |
+                      (stMotion.bMeasured ? QEL_MVS_MEASURED : 0) | (stMotion.bHeld ? QEL_MVS_HELD : 0);
     pRecord->llFrame = pRefined->stCompensator.llPulled;
     pRecord->lRow = Rounded(st.dY * 65536);
     pRecord->lCol = Rounded(st.dX * 65536);

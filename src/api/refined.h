@@ -13,6 +13,9 @@ void FreeRefined(MVS_Context *pCtx);
 // many records wait, or when there is no memory.
 bool PushFrame(MVS_Context *pCtx, RefinedUse eUse, const LumaSource *pSource);
 
+// Takes the next frame's motion from a record. False as for PushFrame.
+bool PushRecord(MVS_Context *pCtx, const MVS_Compensation *pRecord);
+
 // Fills in the next record, whose lSize is set; false while none can be pulled.
 bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord);
 

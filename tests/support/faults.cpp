@@ -9,9 +9,10 @@
 #include <stddef.h>
 #include <time.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -29,10 +30,11 @@ struct Busy {
     }
     ~Busy() { sBusy.clear(std::memory_order_release); }
 };
-std::unordered_set<void *> &LiveSet() { // outlives every free of the process's end
-    static auto *set = new std::unordered_set<void *>;
-    return *set;
+std::unordered_map<void *, size_t> &LiveBlocks() { // outlives every free of the process's end
+    static auto *blocks = new std::unordered_map<void *, size_t>;
+    return *blocks;
 }
+size_t sBytes, sMostBytes;
 std::vector<pthread_t> &Running() {
     static auto *threads = new std::vector<pthread_t>;
     return *threads;
@@ -84,6 +86,8 @@ void Faults::Reset() {
     sAllocations = sFailAllocation = sThreads = sFailThread = sLocks = sFailLock = sEarlyWakes = 0;
     ThreadsOfHandles() = 4;
     sDawdle = false;
+    const Busy busy;
+    sMostBytes = sBytes;
 }
 void Faults::FailAllocation(int n) { sFailAllocation = n ? sAllocations + n : 0; }
 void Faults::FailThread(int n) { sFailThread = n > 0 ? sThreads + n : n; }
@@ -97,7 +101,15 @@ int Faults::Running() { return sRunning; }
 int Faults::Locks() { return sLocks; }
 int Faults::Live() {
     const Busy busy;
-    return (int)LiveSet().size();
+    return (int)LiveBlocks().size();
+}
+size_t Faults::Bytes() {
+    const Busy busy;
+    return sBytes;
+}
+size_t Faults::MostBytes() {
+    const Busy busy;
+    return sMostBytes;
 }
 
 Interruptions::Interruptions() {
@@ -140,14 +152,21 @@ void *__wrap_malloc(size_t size) {
     if (Fails(&sAllocations, sFailAllocation)) return nullptr;
     void *p = __real_malloc(size);
     const Busy busy;
-    if (p) LiveSet().insert(p);
+    if (!p) return p;
+    LiveBlocks()[p] = size;
+    sBytes += size;
+    sMostBytes = std::max(sMostBytes, sBytes);
     return p;
 }
 
 void __wrap_free(void *p) {
     {
         const Busy busy;
-        LiveSet().erase(p);
+        const auto block = LiveBlocks().find(p);
+        if (block != LiveBlocks().end()) {
+            sBytes -= block->second;
+            LiveBlocks().erase(block);
+        }
     }
     __real_free(p);
 }
