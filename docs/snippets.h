@@ -15,9 +15,11 @@
 
 extern int next_frame(uint8_t *pFrame);
 extern void show(const uint8_t *pFrame);
-extern MVS_Context *stabilizer;
+extern MVS_Context *stabilizer, *other;
 extern uint8_t *input, *frame, *y, *vu, *out_y, *out_vu;
 extern int32_t width, height;
 extern MVS_Plane *newest_planes, *oldest_planes, *out_planes;
+extern MVS_Compensation *records;
+extern int frames, i;
 extern int shared;
 extern char buffer[4096];
