@@ -97,6 +97,8 @@ if(QUORVEL_HAS_TOOL)
     set(preview_source tools/stabilize/preview_sdl.cpp)
   endif()
   add_executable(quorvel_tool
+    tools/quality/csv_table.cpp
+    tools/quality/jitter.cpp
     tools/stabilize/compose.cpp
     tools/stabilize/console.cpp
     tools/stabilize/main.cpp
@@ -112,6 +114,7 @@ if(QUORVEL_HAS_TOOL)
     tools/stabilize/stabilizer.cpp
     tools/stabilize/summary.cpp
     tools/stabilize/trace.cpp
+    tools/stabilize/window.cpp
     tools/stabilize/worker.cpp)
   add_executable(quorvel_clipgen tools/clipgen/effects.cpp tools/clipgen/main.cpp)
   add_executable(quorvel_quality
@@ -132,7 +135,7 @@ if(QUORVEL_HAS_TOOL)
   endforeach()
   target_link_libraries(quorvel_clipgen PRIVATE quorvel_video_io)
   target_link_libraries(quorvel_quality PRIVATE quorvel_media_io)
-  target_link_libraries(quorvel_tool PRIVATE quorvel_media_io Threads::Threads)
+  target_link_libraries(quorvel_tool PRIVATE quorvel_scene quorvel_media_io Threads::Threads)
   if(TARGET PkgConfig::QUORVEL_SDL)
     target_link_libraries(quorvel_tool PRIVATE PkgConfig::QUORVEL_SDL)
   endif()

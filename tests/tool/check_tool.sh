@@ -170,12 +170,12 @@ for threads in 0 1 2 4 64; do
 done
 
 # The refined path: whatever comes later, every frame arrives, the same from any number of threads.
-for path in --live --lookahead=0.2 --whole --window=80 --bilinear; do
-    run 0 0 $path clip.y4m got.y4m
+for path in --live --lookahead=0.2 --whole --window=80 --bilinear --window=auto; do
+    run 0 0 --quiet $path clip.y4m got.y4m
     [ "$(wc -c <got.y4m)" = "$(wc -c <clip.y4m)" ] || fail "$path: frames are missing"
     cmp -s got.y4m out.y4m && fail "$path gives the standard path's bytes"
-    run 0 0 $path --size 1280x768 --threads 1 wide.nv21 got.nv21
-    run 0 0 $path --size 1280x768 --threads 4 wide.nv21 threads.nv21
+    run 0 0 --quiet $path --size 1280x768 --threads 1 wide.nv21 got.nv21
+    run 0 0 --quiet $path --size 1280x768 --threads 4 wide.nv21 threads.nv21
     same got.nv21 threads.nv21 "$path: --threads gives other bytes"
 done
 run 0 0 --bilinear clip.y4m got.y4m

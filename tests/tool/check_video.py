@@ -413,12 +413,15 @@ REFINED = [
          say="^[^\n]*cut short[^\n]*\n$", frames=None),
     Case("", "--whole - out.y4m", status=1, say="--whole reads the input twice.*--lookahead"),
     Case("mkfifo in.y4m", "--whole in.y4m out.y4m", status=1, say="--whole reads the input twice"),
+    Case("", "--window auto --no-roll a.mp4 out.mp4", say="--window auto: [0-9]+ % of each side, shake above 1 Hz", facts={"a.count": 1}),
+    Case("", "--window auto --whole --strength 2 --start 0.2 --duration 0.5 a.mp4 out.mp4", frames=15, say="87.5 % of each side, too short a clip"),
+    Case("", "--window auto - out.y4m", status=1, say="--window auto reads the input twice.*a window in percent"),
     Case("", "--whole absent.mp4 out.mp4", status=1, say="No such file"),
     Case("", "--mode shift --live a.mp4 out.mp4", status=2, say="--mode chooses the standard path, which has no --live"),
     Case("", "--window 90 --crop 10 a.mp4 out.mp4", status=2, say="--crop chooses the standard path, which has no --window"),
     Case("", "--standard --no-roll a.mp4 out.mp4", status=2, say="--standard chooses the standard path, which has no --no-roll"),
     Case("", "--live --lookahead 1 a.mp4 out.mp4", status=2, say="--l.* excludes --l"),
-    Case("", "--window 59.9 a.mp4 out.mp4", status=2, say="--window.*from 60 to 98"),
+    Case("", "--window 59.9 a.mp4 out.mp4", status=2, say="--window.*from 60 to 98, nor auto"),
 ]
 
 
@@ -562,6 +565,7 @@ def reports():
     trace = json.load(open("t.json"))
     check(out["frames"] == FRAMES == len(trace) and out["measured"] == FRAMES - 1, f"summary {out}")
     check(out["motion_left_rms"]["pixels"] < out["motion_rms"]["pixels"] * 0.7, f"shake {out}")
+    check(out["window"] is None, f"the standard path's window is {out['window']}")
     check(trace[3]["measured"] == 1 and abs(trace[3]["time_s"] - 0.1) < 1e-3, "the trace")
     os.link("a.mp4", b"name \xff\xe4")
     out = json.loads(run("--dry-run", "--json", b"name \xff\xe4"))
@@ -611,6 +615,11 @@ def camera_paths():
         said = subprocess.run([quality, "shaking.y4m", "calm.y4m"], check=True, capture_output=True, text=True).stdout
         left[option] = sum(float(value) for value in re.findall(r"^(?:row|column|roll) .*\s(\S+)$", said, re.M))
     check(left["--whole"] < left["--lookahead=0.7"] < left["--live"] < left["--standard"] / 2, f"shake left: {left}")
+    for option in ("--live", "--lookahead=0.7", "--whole"):
+        window = json.loads(run("-y", "--json", "--quiet", option, "--window=auto", "shaking.y4m", "fit.y4m"))["window"]
+        run("-y", option, f"--window={window}", "shaking.y4m", "calm.y4m")
+        check(60 <= window < 95, f"{option}: the window is {window}")
+        check(likeness("fit.y4m", "calm.y4m") > 60, f"{option}: other pictures when the window is chosen first")
     ffmpeg("-i", "clip.y4m", "-frames:v", "1", "-vf", "noise=alls=4:all_seed=1", "still.y4m")
     ffmpeg("-stream_loop", "39", "-i", "still.y4m", "-c:v", "ffv1", "still.mkv")
     for option in ("--live", "--lookahead=0.5", "--whole"):

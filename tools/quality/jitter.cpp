@@ -66,3 +66,24 @@ std::vector<double> HighPass(const std::vector<double> &values, double framesPer
     }
     return result;
 }
+
+PathRms Jitter(const std::vector<CameraPose> &poses, const std::vector<bool> &starts,
+               double framesPerSecond, double cutoff, size_t &used) {
+    std::vector<double> kept[3];
+    for (size_t begin = 0, end; begin < poses.size(); begin = end) {
+        std::vector<double> path[3];
+        for (end = begin; end < poses.size() && (end == begin || !starts[end]); end++) {
+            path[0].push_back(poses[end].y);
+            path[1].push_back(poses[end].x);
+            path[2].push_back(poses[end].angle);
+        }
+        if (end - begin <= 2 * HighPassMargin(framesPerSecond, cutoff)) continue;
+        for (int i = 0; i < 3; i++) {
+            size_t margin = 0;
+            for (double value : HighPass(path[i], framesPerSecond, cutoff, margin))
+                kept[i].push_back(value);
+        }
+    }
+    used = kept[0].size();
+    return {Rms(kept[0]), Rms(kept[1]), Rms(kept[2])};
+}

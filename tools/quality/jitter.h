@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "clipgen/camera_path.h"
 #include "quality/csv_table.h"
 
 // Of each of the three ways in which a picture moves: pixels, pixels, radians.
@@ -27,3 +28,8 @@ size_t HighPassMargin(double framesPerSecond, double cutoff);
 // side, are left out.
 std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
                              size_t &margin);
+
+// RMS of a path above the cutoff, over its stretches: each begins where `starts` says, is filtered by
+// itself, and counts where it is long enough. `used`: frames that counted.
+PathRms Jitter(const std::vector<CameraPose> &poses, const std::vector<bool> &starts,
+               double framesPerSecond, double cutoff, size_t &used);

@@ -70,26 +70,11 @@ class Sharpness {
     size_t mNext = 0;
 };
 
-// RMS above the cutoff over all stretches that are long enough, each by itself.
 PathRms Jitter(const Judgement &judgement, const std::vector<CameraPose> &poses, double cutoff,
                size_t &used) {
-    std::vector<double> kept[3];
-    for (size_t begin = 0, end; begin < poses.size(); begin = end) {
-        std::vector<double> path[3];
-        for (end = begin; end < poses.size() && (end == begin || !judgement.frames[end].start); end++) {
-            path[0].push_back(poses[end].y);
-            path[1].push_back(poses[end].x);
-            path[2].push_back(poses[end].angle);
-        }
-        if (end - begin <= 2 * HighPassMargin(judgement.framesPerSecond, cutoff)) continue;
-        for (int i = 0; i < 3; i++) {
-            size_t margin = 0;
-            for (double value : HighPass(path[i], judgement.framesPerSecond, cutoff, margin))
-                kept[i].push_back(value);
-        }
-    }
-    used = kept[0].size();
-    return {Rms(kept[0]), Rms(kept[1]), Rms(kept[2])};
+    std::vector<bool> starts;
+    for (const JudgedFrame &frame : judgement.frames) starts.push_back(frame.start);
+    return Jitter(poses, starts, judgement.framesPerSecond, cutoff, used);
 }
 
 PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double cutoff, size_t &used) {

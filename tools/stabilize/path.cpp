@@ -16,6 +16,14 @@ const std::vector<std::string> kOfStandard = {"--standard", "--mode", "--crop", 
 const std::vector<std::string> kOfRefined = {"--live",     "--lookahead", "--whole",   "--window",
                                              "--strength", "--no-roll",   "--bilinear"};
 
+const char kAuto[] = "auto";
+
+std::string WindowFault(const std::string &text) {
+    if (text == kAuto) return "";
+    std::string fault = DecimalFault(60, 98)(text);
+    return fault.empty() ? "" : fault + ", nor auto";
+}
+
 // The first of them on the command line; empty: none.
 std::string Given(const CLI::App &app, const std::vector<std::string> &names) {
     for (const std::string &name : names)
@@ -42,9 +50,10 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
         ->excludes(ahead)
         ->group(group);
     app.add_option("--window", arguments.window,
-                   "Part of each side that is shown, enlarged to full size, 60 to 98 (default: 87.5)")
+                   "Part of each side that is shown, enlarged to full size, 60 to 98 (default: 87.5); "
+                   "auto: the largest that leaves a tenth of the shake, a file is read twice")
         ->option_text("PERCENT")
-        ->check(DecimalFault(60, 98))
+        ->check(WindowFault)
         ->group(group);
     app.add_option("--strength", arguments.strength,
                    "How calm, 0.25 to 4: with more, wanted movements are followed later (default: 1)")
@@ -77,17 +86,24 @@ std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArgumen
     if (!arguments.lookahead.empty()) settings.lookahead = *ParseDecimal(arguments.lookahead);
     if (app.count("--live") > 0) settings.lookahead = 0;
     settings.whole = app.count("--whole") > 0;
-    if (!arguments.window.empty()) settings.window = *ParseDecimal(arguments.window) / 100;
+    settings.autoWindow = arguments.window == kAuto;
+    if (!arguments.window.empty() && !settings.autoWindow)
+        settings.window = *ParseDecimal(arguments.window) / 100;
     if (!arguments.strength.empty()) settings.strength = *ParseDecimal(arguments.strength);
     settings.roll = app.count("--no-roll") == 0;
     settings.cubic = app.count("--bilinear") == 0;
     return settings;
 }
 
-void CheckReadTwice(const std::string &input, const SourceOptions &options) {
+void CheckReadTwice(const std::string &input, const SourceOptions &options,
+                    const RefinedSettings &settings) {
+    std::string option = settings.whole ? "--whole" : "--window auto";
+    std::string instead = settings.whole ? "--lookahead" : "a window in percent";
     bool missing =
         input != "-" && !IsAddress(input) && options.format.empty() && access(input.c_str(), F_OK) != 0;
     if (missing || CanReadTwice(input, options)) return; // what is missing is told by who opens it
-    throw VideoError("--whole reads the input twice, which a pipe, a device or an address does not "
-                     "allow: give a file, or --lookahead instead");
+    throw VideoError(option +
+                     " reads the input twice, which a pipe, a device or an address does not allow: "
+                     "give a file, or " +
+                     instead + " instead");
 }

@@ -17,12 +17,16 @@ enum class Path { Standard, Refined };
 const int kMostLookahead = 240; // frames
 
 struct RefinedSettings {
-    double lookahead = 1;  // seconds
-    bool whole = false;    // all frames are measured before the first picture is made
-    double window = 0.875; // of each side, what is shown
-    double strength = 1;   // seconds
+    double lookahead = 1;    // seconds
+    bool whole = false;      // all frames are measured before the first picture is made
+    double window = 0.875;   // of each side, what is shown
+    bool autoWindow = false; // it is chosen when all frames are measured
+    double strength = 1;     // seconds
     bool roll = true;
     bool cubic = true; // else bilinear
+
+    // Before the first picture is made.
+    bool MeasuredFirst() const { return whole || autoWindow; }
 };
 
 // Values of the options that are still text.
@@ -44,4 +48,5 @@ std::string PathFault(const CLI::App &app);
 std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments);
 
 // Throws VideoError when the whole input is to be measured first and cannot be read twice.
-void CheckReadTwice(const std::string &input, const SourceOptions &options);
+void CheckReadTwice(const std::string &input, const SourceOptions &options,
+                    const RefinedSettings &settings);

@@ -10,13 +10,14 @@ _quorvel_stabilize() {
     --mode) words="rotate shift none" ;;
     --format) words="nv21 i420" ;;
     --threads) words="0 1 2 3 4" ;;
+    --window) words="auto 80 87.5 95" ;;
     --codec) words="libx264 libx265 libsvtav1 libvpx-vp9 ffv1 mpeg4" ;;
     --preset) words="ultrafast superfast veryfast faster fast medium slow slower veryslow" ;;
     --input-format) words="v4l2 x11grab mpegts matroska lavfi" ;;
     --output-format) words="mp4 matroska mpegts nut y4m" ;;
     --trace | --plot) mapfile -t COMPREPLY < <(compgen -f -- "$word") && return ;;
-    --start | --duration | --*-option | --size | --fps | --lookahead | --window | --strength | --crop | --out-size | \
-        --scale | --crf | --bitrate)
+    --start | --duration | --*-option | --size | --fps | --lookahead | --strength | --crop | --out-size | --scale | \
+        --crf | --bitrate)
         COMPREPLY=() && return ;;
     *)
         if [[ $word != -* ]]; then

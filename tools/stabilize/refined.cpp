@@ -90,8 +90,23 @@ void RefinedStabilizer::Measure(const Frame &frame) {
     MVS_MotionInfo info = {};
     info.lSize = (int32_t)sizeof(info);
     QEL_MVS_GetMotion(mContext.get(), &info);
-    mBlocks.push_back({info.lBlocksValid, info.lBlocksKept});
+    mMeasured.push_back({{}, info.lBlocksValid, info.lBlocksKept});
     PullRecords();
+}
+
+void RefinedStabilizer::Replay(const std::vector<FrameRecord> &records) {
+    for (const FrameRecord &record : records) {
+        if (!QEL_MVS_PushMotion(mContext.get(), &record.compensation))
+            throw VideoError("not enough memory to stabilize a video of this length");
+        mMeasured.push_back(record);
+        PullRecords();
+    }
+}
+
+std::vector<FrameRecord> RefinedStabilizer::TakeRecords() {
+    std::vector<FrameRecord> records(mSettled.begin(), mSettled.end());
+    mSettled.clear();
+    return records;
 }
 
 void RefinedStabilizer::EndMeasuring() {
@@ -101,12 +116,12 @@ void RefinedStabilizer::EndMeasuring() {
 }
 
 void RefinedStabilizer::PullRecords() {
-    Settled settled;
-    settled.compensation.lSize = (int32_t)sizeof(settled.compensation);
-    while (QEL_MVS_PullCompensation(mContext.get(), &settled.compensation)) {
-        settled.blocks = mBlocks.front();
-        mBlocks.pop_front();
-        mSettled.push_back(settled);
+    MVS_Compensation compensation = {};
+    compensation.lSize = (int32_t)sizeof(compensation);
+    while (QEL_MVS_PullCompensation(mContext.get(), &compensation)) {
+        mSettled.push_back(mMeasured.front());
+        mSettled.back().compensation = compensation;
+        mMeasured.pop_front();
     }
 }
 
@@ -132,8 +147,8 @@ void RefinedStabilizer::Describe(MotionRecord &record) const {
     record.measured = record.reliable = (from.lFlags & QEL_MVS_MEASURED) != 0;
     record.motion = {from.lMotionRow / pixel, from.lMotionCol / pixel, from.lMotionTheta / radian};
     record.compensation = {from.lRow / pixel, from.lCol / pixel, from.lTheta / radian};
-    record.blocksValid = mCurrent.blocks.valid;
-    record.blocksKept = mCurrent.blocks.kept;
+    record.blocksValid = mCurrent.textured;
+    record.blocksKept = mCurrent.matched;
     record.reset = record.frame > 1 && (from.lFlags & QEL_MVS_NEW_SCENE);
 }
 

@@ -11,6 +11,13 @@
 #include "stabilize/path.h"
 #include "video/frame_source.h"
 
+// What is known of a frame.
+struct FrameRecord {
+    MVS_Compensation compensation = {};
+    int textured = 0; // tiles, and those of them that match the frame before
+    int matched = 0;
+};
+
 class RefinedStabilizer {
   public:
     // The output has the input's size.
@@ -23,6 +30,11 @@ class RefinedStabilizer {
     // No more are measured: all can be settled.
     void EndMeasuring();
 
+    // Takes the motions that another one has measured, in place of frames.
+    void Replay(const std::vector<FrameRecord> &records);
+    // All records that are settled, for whoever keeps no frames.
+    std::vector<FrameRecord> TakeRecords();
+
     // The oldest of the frames kept that is settled; null while none is.
     FramePtr Next();
 
@@ -30,6 +42,7 @@ class RefinedStabilizer {
     void Describe(MotionRecord &record) const;
     void Draw(const Frame &input, Frame &output) const;
 
+    double Window() const { return mWindow; }
     // How far the picture can be moved each way, in pixels.
     PictureSize Reach() const;
 
@@ -37,15 +50,6 @@ class RefinedStabilizer {
     struct Destroy {
         void operator()(MVS_Context *context) const { QEL_MVS_DestroyStabilizer(context); }
     };
-    struct Blocks {
-        int valid = 0;
-        int kept = 0;
-    };
-    struct Settled {
-        MVS_Compensation compensation = {};
-        Blocks blocks;
-    };
-
     void Set(const RefinedSettings &settings);
     void PullRecords();
     std::vector<MVS_Plane> Planes(const Frame &frame) const;
@@ -54,9 +58,9 @@ class RefinedStabilizer {
     double mWindow;
     std::unique_ptr<MVS_Context, Destroy> mContext;
     std::deque<FramePtr> mKept;
-    std::deque<Blocks> mBlocks; // of the frames that are measured and not settled
-    std::deque<Settled> mSettled;
-    Settled mCurrent;
+    std::deque<FrameRecord> mMeasured; // and not settled: their tiles
+    std::deque<FrameRecord> mSettled;
+    FrameRecord mCurrent;
     bool mEnded = false;
 };
 

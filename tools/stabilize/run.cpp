@@ -38,7 +38,8 @@ void CheckReport(const Options &options, const std::string &path, const std::str
 void CheckPaths(const Options &options) {
     if (!options.output.empty() && IsSameFile(options.input, options.output))
         throw VideoError("input and output are the same file, give OUTPUT another name");
-    if (options.refined && options.refined->whole) CheckReadTwice(options.input, options.source);
+    if (options.refined && options.refined->MeasuredFirst())
+        CheckReadTwice(options.input, options.source, *options.refined);
     CheckReport(options, options.tracePath, "--trace");
     CheckReport(options, options.plotPath, "--plot");
     if (!options.plotPath.empty() && !options.tracePath.empty() &&
@@ -77,6 +78,21 @@ void TellLookahead(const RefinedSettings &settings, const StreamInfo &info, Cons
     console.Note(text);
 }
 
+void TellWindow(const WindowChoice &choice, Console &console) {
+    char text[200];
+    if (choice.known)
+        snprintf(text, sizeof(text),
+                 "--window auto: %g %% of each side, shake above 1 Hz %.2f pixels and %.2f mrad, left "
+                 "%.2f and %.2f",
+                 100 * choice.window, choice.before.pixels, choice.before.milliradians,
+                 choice.after.pixels, choice.after.milliradians);
+    else
+        snprintf(text, sizeof(text),
+                 "--window auto: %g %% of each side, too short a clip to tell its shake",
+                 100 * choice.window);
+    console.Note(text);
+}
+
 SourceOptions WithNotes(SourceOptions options, Console &console) {
     options.note = [&console](const std::string &text) { console.Note(text); };
     return options;
@@ -112,7 +128,7 @@ class Run {
         mSummary.input = mSource->Name();
         mSummary.inSize = mInfo.size;
         mSummary.outSize = mWorker->OutSize();
-        if (mOptions.refined && mOptions.refined->whole) MeasureWhole();
+        if (mOptions.refined && mOptions.refined->MeasuredFirst()) MeasureFirst();
         Pipeline pipeline(*mSource, mSink.get());
         CopyFrames(pipeline);
         pipeline.Finish();
@@ -176,7 +192,7 @@ class Run {
     }
 
     // What is wrong with the input is told when it is read again.
-    void MeasureWhole() {
+    void MeasureFirst() {
         std::unique_ptr<FrameSource> source = OpenSource(mOptions.input, mOptions.source);
         if (source->Info().size != mInfo.size || source->Info().layout != mInfo.layout)
             throw VideoError(mSource->Name() + " changes while it is read, wait until it is complete");
@@ -187,6 +203,9 @@ class Run {
         }
         pipeline.Finish();
         mWorker->EndMeasuring();
+        if (!mOptions.refined->autoWindow || mMeasured == 0 || Interrupted()) return;
+        const WindowChoice choice = mWorker->FitWindow();
+        if (!Interrupted()) TellWindow(choice, mConsole);
     }
 
     void CloseWindow() {
@@ -212,6 +231,7 @@ class Run {
     void Report(const std::exception_ptr &fault) {
         mSummary.output = mOutput ? mOutput->Name() : "";
         mSummary.encoder = mSink ? mSink->Describe() : "";
+        mSummary.window = mWorker->Window();
         mSummary.seconds = mConsole.Seconds();
         mSummary.notes = mConsole.Notes();
         mSummary.interrupted = Interrupted();

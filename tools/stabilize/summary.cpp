@@ -113,6 +113,7 @@ std::string Summary::Json() const {
            ",\n  \"output\": " + (output.empty() ? "null" : Quoted(output)) +
            ",\n  \"encoder\": " + (encoder.empty() ? "null" : Quoted(encoder)) +
            ",\n  \"input_size\": " + size(inSize) + ",\n  \"output_size\": " + size(outSize) +
+           ",\n  \"window\": " + (window > 0 ? Number(100 * window) : "null") +
            ",\n  \"frames\": " + std::to_string(mFrames) +
            ",\n  \"measured\": " + std::to_string(mMeasured) +
            ",\n  \"in_doubt\": " + std::to_string(mDoubtful) +

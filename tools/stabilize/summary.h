@@ -14,6 +14,7 @@ struct Summary {
     std::string encoder;
     PictureSize inSize;
     PictureSize outSize;
+    double window = 0; // of each side, what is shown; 0 on the standard path
     double seconds = 0;
     bool interrupted = false;
     std::string fault; // empty: none

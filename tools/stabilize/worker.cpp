@@ -45,6 +45,14 @@ void CheckSplit(const Options &options, PictureSize size, int rotation) {
                      std::to_string(kSplitColumns) + " to " + std::to_string(most));
 }
 
+// A clip whose window is chosen later is measured without a plan.
+RefinedSettings FirstSettings(RefinedSettings settings) {
+    if (!settings.autoWindow) return settings;
+    settings.whole = false;
+    settings.lookahead = 0;
+    return settings;
+}
+
 } // namespace
 
 Worker::Worker(const Options &options, const StreamInfo &info)
@@ -59,7 +67,7 @@ Worker::Worker(const Options &options, const StreamInfo &info)
             SizeText(info.size) + "), give a smaller one, and --scale for large pictures");
     CheckSplit(options, mSteadySize, info.rotation);
     if (options.refined)
-        mRefined.emplace(info, *options.refined, options.threads);
+        mRefined.emplace(info, FirstSettings(*options.refined), options.threads);
     else if (options.mode != Mode::None)
         mStabilizer.emplace(info.size, mCropSize, info.layout, (int)options.mode, options.threads);
     if (mSteadySize != mCropSize)
@@ -100,12 +108,23 @@ FramePtr Worker::Composed() {
     return mSteady;
 }
 
+WindowChoice Worker::FitWindow() {
+    const std::vector<FrameRecord> records = mRefined->TakeRecords();
+    const WindowChoice choice = ChooseWindow(mInfo, *mOptions.refined, records);
+    RefinedSettings settings = *mOptions.refined;
+    settings.window = choice.window;
+    mRefined.emplace(mInfo, settings, mOptions.threads);
+    mRefined->Replay(records);
+    mRefined->EndMeasuring();
+    return choice;
+}
+
 void Worker::Push(const FramePtr &input) {
     if (!mRefined) {
         mInput = input;
         return;
     }
-    if (!mOptions.refined->whole) mRefined->Measure(*input);
+    if (!mOptions.refined->MeasuredFirst()) mRefined->Measure(*input);
     mRefined->Keep(input);
 }
 

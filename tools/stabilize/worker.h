@@ -10,6 +10,7 @@
 #include "stabilize/options.h"
 #include "stabilize/refined.h"
 #include "stabilize/stabilizer.h"
+#include "stabilize/window.h"
 #include "video/frame_pool.h"
 #include "video/media.h"
 
@@ -17,19 +18,21 @@ class Worker {
   public:
     Worker(const Options &options, const StreamInfo &info);
 
-    // Of a clip that is measured as a whole: its next frame, before any is pushed.
+    // Of a clip that is measured first: its next frame, before any is pushed.
     void Measure(const Frame &frame) { mRefined->Measure(frame); }
     // No more are measured.
     void EndMeasuring() {
         if (mRefined) mRefined->EndMeasuring();
     }
+    // Of a clip that is measured first: plans it in the window that suits it.
+    WindowChoice FitWindow();
 
     void Push(const FramePtr &input);
     // The next frame to be written, with the input's times and packets. False: it takes more input.
     bool Pull(FramePtr &output);
 
-    // The frame that Pull gave last, stabilized and scaled; with --split, the part left of the line is the
-    // input's.
+    // The frame that Pull gave last, stabilized and scaled; with --split, the part left of the line is
+    // the input's.
     const Frame &Steady() const { return *mSteady; }
     PictureSize SteadySize() const { return mSteadySize; }
     // What it is compared with: the input, or its middle scaled as the output is. Null when no view was
@@ -41,6 +44,8 @@ class Worker {
     PictureSize OutSize() const { return mOutSize; }
     // Of their pixels: what is scaled out of shape is to be shown in its shape.
     Rational SampleAspect() const;
+    // Of each side, what is shown; 0 on the standard path.
+    double Window() const { return mRefined ? mRefined->Window() : 0; }
     // How far the picture can be moved.
     PictureSize Reach() const;
 
