@@ -11,7 +11,7 @@ enum RefinedUse { kUnused, kFrameCalls, kPlaneCalls };
 struct Refined {
     bool bCubic;
     RefinedUse eUse;
-    bool bGoesOn; // the next frame may belong to the scene of the last one
+    bool bGoesOn;   // the next frame may belong to the scene of the last one
     uint8_t *pLuma; // memory of the pyramids
     Scene stScene;
     Compensator stCompensator;

@@ -131,7 +131,7 @@ TEST(Path, EverySampleLiesInTheInput) {
     Random random;
     const Handle handle = Refined(kSizes[0].in, kSizes[0].out, {});
     for (int i = 0; i < 20000; i++) { // records of any words
-        const auto &size = kSizes[i % std::size(kSizes)];
+        const auto &size = kSizes[(size_t)i % std::size(kSizes)];
         MVS_Context ctx = *handle;
         ctx.lInWidth = size.in.width, ctx.lInHeight = size.in.height;
         ctx.lOutWidth = size.out.width, ctx.lOutHeight = size.out.height;

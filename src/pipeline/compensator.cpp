@@ -10,9 +10,10 @@ namespace {
 const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
 const int32_t kWaiting = 16; // pictures that may wait to be pulled
 const int32_t kChunk = 1024; // frames
-// A longer scene is planned in pieces, of which each overlaps the next by so much, or by half a piece.
+// A longer scene is planned in pieces, of which each overlaps the next.
 const int64_t kMostPiece = 4096; // frames
-const double kOverlap = 10;      // seconds
+const int64_t kMostOverlap = kMostPiece / 2;
+const double kOverlap = 10; // seconds, where that is less
 // Hz: slower movements are followed. Soon: a lookahead below half a second.
 const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02;
 
@@ -28,7 +29,7 @@ template <class T> void FreeAndClear(T **ppMem) {
 
 FrameMotion *MotionOf(const Compensator *p, int64_t llFrame) {
     const int64_t llIndex = llFrame % p->llRoom;
-    return p->ppChunks[llIndex / kChunk] + llIndex % kChunk;
+    return p->pChunks[llIndex / kChunk].pMotions + llIndex % kChunk;
 }
 
 // The camera after one more motion, in the axes that stCamera has.
@@ -120,7 +121,7 @@ void PlanPiece(Compensator *p, int64_t llFirst, int64_t llEnd) {
 // The end of a piece does not know what follows, so the next one plans it anew.
 void PlanPieces(Compensator *p) {
     const double dOverlap = kOverlap * p->stSettings.dFramesPerSecond;
-    const int64_t llOverlap = dOverlap < kMostPiece / 2 ? (int64_t)dOverlap : kMostPiece / 2;
+    const int64_t llOverlap = dOverlap < kMostOverlap ? (int64_t)dOverlap : kMostOverlap;
     for (int64_t llFirst = 0, llEnd; llFirst < p->llPushed;) {
         llEnd = llFirst + 1;
         while (llEnd < p->llPushed && !MotionOf(p, llEnd)->bNewScene && llEnd - llFirst < kMostPiece)
@@ -144,18 +145,18 @@ void PlanWholeClip(Compensator *p) {
 
 bool GrowTable(Compensator *p) {
     const int64_t llTable = p->llTable > 0 ? 2 * p->llTable : 1;
-    FrameMotion **ppChunks;
-    if (!Allocate(&ppChunks, llTable)) return false;
-    for (int64_t i = 0; i < p->llChunks; i++) ppChunks[i] = p->ppChunks[i];
-    MMemFree(nullptr, (void *)p->ppChunks);
-    p->ppChunks = ppChunks;
+    MotionChunk *pChunks;
+    if (!Allocate(&pChunks, llTable)) return false;
+    for (int64_t i = 0; i < p->llChunks; i++) pChunks[i] = p->pChunks[i];
+    MMemFree(nullptr, p->pChunks);
+    p->pChunks = pChunks;
     p->llTable = llTable;
     return true;
 }
 
 bool AddRoom(Compensator *p, int32_t lFrames) {
     if (p->llChunks == p->llTable && !GrowTable(p)) return false;
-    if (!Allocate(p->ppChunks + p->llChunks, lFrames)) return false;
+    if (!Allocate(&p->pChunks[p->llChunks].pMotions, lFrames)) return false;
     p->llChunks++;
     p->llRoom += lFrames;
     return true;
@@ -171,9 +172,9 @@ bool PrepareCompensator(Compensator *p) {
 }
 
 void FreeCompensator(Compensator *p) {
-    for (int64_t i = 0; i < p->llChunks; i++) MMemFree(nullptr, p->ppChunks[i]);
+    for (int64_t i = 0; i < p->llChunks; i++) MMemFree(nullptr, p->pChunks[i].pMotions);
     p->llChunks = 0;
-    FreeAndClear(&p->ppChunks);
+    FreeAndClear(&p->pChunks);
     FreeAndClear(&p->pCamera);
     FreeAndClear(&p->pPictures);
     FreeAndClear(&p->pPlanRoom);

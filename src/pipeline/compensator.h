@@ -10,11 +10,15 @@
 const int32_t kWholeClip = -1;
 const int32_t kLeastLookahead = 5; // frames: with fewer the spring is better
 
+struct MotionChunk {
+    FrameMotion *pMotions;
+};
+
 struct Compensator {
     SmoothSettings stSettings;
     int32_t lLookahead; // frames, 0: live, or kWholeClip
 
-    FrameMotion **ppChunks;     // the motion of frame f is the (f % llRoom)-th of all chunks together
+    MotionChunk *pChunks;       // the motion of frame f is the (f % llRoom)-th of all chunks together
     int64_t llChunks, llTable;  // chunks, and room for so many of them
     int64_t llRoom;             // frames
     int64_t llPushed, llPulled; // frames
