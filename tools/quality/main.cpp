@@ -25,6 +25,7 @@ struct Options {
     std::string trace;
     std::string path;
     std::string row;
+    std::string values;
     double framesPerSecond = 0;
     double cutoff = 1;
     bool overwrite = false;
@@ -43,6 +44,10 @@ void AddOptions(CLI::App &app, Options &options) {
     app.add_option("--row", options.row,
                    "Print one row of a Markdown table, begun with this text, and one of the trace")
         ->type_name("TEXT");
+    app.add_option("--values", options.values,
+                   "Print one line of values between semicolons, begun with this text")
+        ->type_name("TEXT")
+        ->excludes("--row");
     app.add_option("--fps", options.framesPerSecond,
                    "Frame rate, in place of what BEFORE says [30 where neither does]")
         ->check(CLI::Range(1.0, 1000.0));
@@ -72,6 +77,20 @@ void PrintStageRow(const Options &options, const Judgement &result, const StageR
          {&stages.measurementError, &stages.smoothed, &stages.planned, &result.after})
         printf(" %.2f, %.2f, %.2f |", rms->row, rms->col, rms->angle * 1000);
     printf(" %.0f %% |\n", stages.atMargin * 100);
+}
+
+void PrintValues(const Options &options, const Judgement &result,
+                 const std::optional<StageReport> &stages) {
+    const auto rms = [](const PathRms &value) {
+        printf(";%.4f;%.4f;%.4f", value.row, value.col, value.angle * 1000);
+    };
+    printf("%s", options.values.c_str());
+    rms(result.before);
+    rms(result.after);
+    printf(";%.4f;%.6f;%zu;", result.visible, result.invented, result.lost);
+    if (result.sharpness) printf("%.4f", *result.sharpness);
+    if (stages) rms(stages->measurementError);
+    printf("\n");
 }
 
 void PrintStages(const StageReport &stages) {
@@ -136,7 +155,9 @@ void Run(const Options &options) {
     if (!options.trace.empty())
         stages =
             JudgeStages(result, *truth, CsvTable(options.trace), before->Info().size, options.cutoff);
-    if (options.row.empty()) {
+    if (!options.values.empty()) {
+        PrintValues(options, result, stages);
+    } else if (options.row.empty()) {
         Print(options, result);
         if (stages) PrintStages(*stages);
     } else {

@@ -1,44 +1,60 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# tools/quality/table.sh            measures all generated clips, writes the tables into docs/quality.md
+# tools/quality/table.sh            measures all clips, writes the tables into docs/quality.md and README.md
 # tools/quality/table.sh CLIP...    prints the table of these clips, whose paths are measured from the frames
 # tools/quality/table.sh --speeds   measures the speeds alone and writes their table
-# Needs cmake, g++, make, libcli11-dev; ffmpeg for the comparison with its filters. Some minutes, 1.5 GB.
+# tools/quality/table.sh --cuts     counts the cuts between two real clips that are taken for motions
+# Needs cmake, g++, make, libcli11-dev and ffmpeg, whose filters are compared. A quarter of an hour, 2 GB.
 set -euo pipefail
 caller=$PWD
 cd "$(dirname "$0")/../.."
-self=$PWD/tools/quality/table.sh
+here=$PWD/tools/quality
 build=$PWD/build/release
 frames=180
-heading='| clip | rows, px | columns, px | roll, mrad | visible | invented | lost |
-|---|---|---|---|---|---|---|'
 
-# name|options of quorvel-clipgen
+# name|options of quorvel-clipgen, or a file. Small sizes only where the size or the rate is what is looked at.
 clips='hand shake, 1 to 8 Hz|
-the same, 640x480|--size 640x480
 the same, 320x240|--size 320x240
+60 frames a second|--size 640x360 --fps 60
+120 frames a second|--size 640x360 --fps 120
+240 frames a second|--size 640x360 --fps 240
 shake of 2 Hz|--motion swing --frequency 2
 shake of 4 Hz|--motion swing --frequency 4
 shake of 8 Hz|--motion swing --frequency 8
+strong shake|--shake 15 --roll 5
+strong roll|--roll 10
 walking|--motion walk --shake 12 --roll 4
 pan, 200 px/s|--pan 200
+stop and go, 200 px/s|--motion stop-and-go --pan 200
 stop and go, 300 px/s|--motion stop-and-go --pan 300
-strong roll|--roll 10
 noise, 8 grey levels|--noise 8
+a fifth of the contrast|--contrast 20
 flicker, 15 %|--flicker 15
-object, 25 % of the picture|--object 25 --pan 0
+a flash every 2 s|--flash 60
 a cut every 2 s|--cut 60
+object, 25 % of the picture|--object 25 --pan 0
+rolling shutter, 60 %|--rolling 60
 tripod|--motion tripod --pan 0
-tripod, noise|--motion tripod --pan 0 --noise 8'
-compared='hand shake, 1 to 8 Hz
-walking
-pan, 200 px/s
-stop and go, 300 px/s
-tripod, noise'
-filters='deshake|deshake
-deshake, range 64|deshake=rx=64:ry=64
-vidstab|vidstab smoothing=10
-vidstab, smoothing 30|vidstab smoothing=30'
+tripod, noise|--motion tripod --pan 0 --noise 8
+car.mp4|examples/clips/car.mp4
+gopro.mp4|examples/clips/gopro.mp4'
+
+# name|options of quorvel-stabilize
+ways='standard|--standard
+live|--live
+live, 85 % visible|--live --window 92.2
+live, bilinear|--live --bilinear
+lookahead of 5 frames|--lookahead FRAMES5 --window 87.5
+lookahead of 15 frames|--lookahead FRAMES15 --window 87.5
+lookahead of 30 frames|--lookahead FRAMES30 --window 87.5
+file, by default|
+whole clip|--whole --window 87.5'
+
+# name|filter of ffmpeg|the way of ours that is compared with it, at the area that the filter shows
+filters='deshake|deshake|
+deshake, range 64|deshake=rx=64:ry=64|
+vidstab|vidstab smoothing=10|lookahead of 30 frames
+vidstab, gauss, smoothing 30|vidstab optalgo=gauss:smoothing=30|whole clip'
 
 filter() { # in, out, filter
     case $3 in
@@ -50,28 +66,62 @@ filter() { # in, out, filter
     esac
 }
 
-# One clip of the list: rows into files whose names sort as the list does.
+rate() { ffprobe -v error -select_streams v -show_entries stream=r_frame_rate -of csv=p=0 "$1"; }
+
+stabilize() { # in, out, options of ours
+    local options=$3 count fps
+    fps=$(rate "$1")
+    while [[ $options =~ FRAMES([0-9]+) ]]; do
+        count=${BASH_REMATCH[1]}
+        options=${options/FRAMES$count/$(awk "BEGIN { print $count / ($fps) }")}
+    done
+    # shellcheck disable=SC2086
+    "$build/quorvel-stabilize" --quiet -y $options "$1" "$2" --trace "$2.csv"
+}
+
+judge() { # in, out, text; the true path and our trace where there are any
+    local known=()
+    [ -e "$dir/truth.csv" ] && known=(--truth "$dir/truth.csv")
+    [ -e "$dir/truth.csv" ] && [ -e "$2.csv" ] && known+=(--trace "$2.csv")
+    "$build/quorvel-quality" "$1" "$2" "${known[@]}" --values "$3"
+}
+
+make_clip() { # clipgen's options, or a file
+    local seconds=$((frames / 30)) fps=30
+    [[ $1 =~ --fps\ ([0-9]+) ]] && fps=${BASH_REMATCH[1]}
+    if [ -e "$1" ]; then
+        ffmpeg -v error -i "$1" "$dir/in.y4m"
+    else
+        # shellcheck disable=SC2086
+        "$build/quorvel-clipgen" --frames $((seconds * fps)) $1 "$dir/in.y4m" --truth "$dir/truth.csv"
+    fi
+}
+
+# Each line: clip;way;values of quorvel-quality. Where a filter is compared, a way is measured at its area too.
 measure_clip() { # number
-    local line name dir="$work/$1" label options
+    local line name label options visible side
+    dir=$work/$1
     line=$(sed -n "$1p" <<<"$clips")
     name=${line%%|*}
     mkdir "$dir"
-    # shellcheck disable=SC2086
-    "$build/quorvel-clipgen" --frames $frames ${line#*|} "$dir/in.y4m" --truth "$dir/truth.csv"
-    "$build/quorvel-stabilize" -y "$dir/in.y4m" "$dir/out.y4m" --trace "$dir/trace.csv" 2>"$dir/log" ||
-        { cat "$dir/log" >&2; return 1; }
-    "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --trace "$dir/trace.csv" \
-        --row "$name" >"$dir/rows"
-    head -n 1 "$dir/rows" >"$work/clip.$1"
-    tail -n 1 "$dir/rows" >"$work/stage.$1"
-    if [ "$(command -v ffmpeg)" ] && grep -qxF "$name" <<<"$compared"; then
-        sed "s#^| [^|]*|#| $name | quorvel |#" "$work/clip.$1" >"$work/other.$1"
+    make_clip "${line#*|}"
+    {
         while IFS='|' read -r label options; do
-            filter "$dir/in.y4m" "$dir/out.y4m" "$options" </dev/null
-            "$build/quorvel-quality" "$dir/in.y4m" "$dir/out.y4m" --truth "$dir/truth.csv" --row "| $label" |
-                sed 's/^| *| /| | /' >>"$work/other.$1"
+            stabilize "$dir/in.y4m" "$dir/out.y4m" "$options"
+            judge "$dir/in.y4m" "$dir/out.y4m" "$name;$label"
+        done <<<"$ways"
+        rm "$dir/out.y4m.csv"
+        while IFS='|' read -r label options like; do
+            filter "$dir/in.y4m" "$dir/other.y4m" "$options" </dev/null
+            judge "$dir/in.y4m" "$dir/other.y4m" "$name;$label" | tee "$dir/line"
+            [ "$like" ] || continue
+            visible=$(cut -d';' -f9 "$dir/line")
+            side=$(awk "BEGIN { s = 100 * sqrt($visible); print (s > 98 ? 98 : s < 60 ? 60 : s) }")
+            options=$(grep "^$like|" <<<"$ways" | cut -d'|' -f2)
+            stabilize "$dir/in.y4m" "$dir/out.y4m" "${options/87.5/$side}"
+            judge "$dir/in.y4m" "$dir/out.y4m" "$name;$like, at the area of $label"
         done <<<"$filters"
-    fi
+    } >"$work/values.$1"
     rm -r "$dir"
     echo "measured: $name" >&2
 }
@@ -93,23 +143,47 @@ speeds() {
     "$build/quorvel-clipgen" --frames $frames "$clip"
     echo '| | frames a second | processor, ms a frame |'
     echo '|---|---|---|'
-    speed_row 'quorvel' "$build/quorvel-stabilize" "$clip" -
+    for options in --standard --live '--live --bilinear' '--lookahead 1' --whole; do
+        # shellcheck disable=SC2086
+        speed_row "quorvel $options" "$build/quorvel-stabilize" $options "$clip" -
+    done
     speed_row 'reading and writing alone (quorvel)' "$build/quorvel-stabilize" --mode none "$clip" -
-    [ "$(command -v ffmpeg)" ] || return 0
-    while IFS='|' read -r label options; do
+    while IFS='|' read -r label options _; do
         speed_row "$label" filter "$clip" - "$options" -f null </dev/null
     done <<<"$filters"
     speed_row 'reading alone (ffmpeg)' ffmpeg -v error -i "$clip" -f null -
 }
 
+# 65 pieces of three frames, of either clip in turn. Frames 4, 7, 10 and so on follow a cut.
+cuts() {
+    local way piece clip
+    for clip in car gopro; do
+        ffmpeg -v error -y -i examples/clips/$clip.mp4 -vf scale=640:480,setsar=1,fps=30 "$work/$clip.y4m"
+    done
+    for piece in $(seq 0 64); do
+        clip=$([ $((piece % 2)) = 0 ] && echo car || echo gopro)
+        ffmpeg -v error -i "$work/$clip.y4m" -vf "trim=start_frame=$piece:end_frame=$((piece + 3))" \
+            -f rawvideo -
+    done >"$work/cuts.i420"
+    for way in --standard --live; do
+        "$build/quorvel-stabilize" --quiet -y --dry-run $way --size 640x480 --format i420 "$work/cuts.i420" \
+            --trace "$work/cuts.csv"
+        awk -F, -v way=$way 'NR == 1 { for (i = 1; i <= NF; i++) column[$i] = i; next }
+            $1 > 1 && $1 % 3 == 1 { cuts++; motions += $column["measured"] }
+            END { printf "%s: %d of %d cuts taken for motions\n", way, motions, cuts }' "$work/cuts.csv"
+    done
+}
+
 # Puts a file between the markers of a name.
-put() { # name, file
-    awk -v begin="<!-- $1 -->" -v end="<!-- end $1 -->" -v file="$2" '
+put() { # page, name, file
+    awk -v begin="<!-- $2 -->" -v end="<!-- end $2 -->" -v file="$3" '
         $0 == begin { print; while ((getline line < file) > 0) print line; inside = 1 }
         $0 == end { inside = 0 }
-        !inside' docs/quality.md >"$work/quality.md"
-    cp "$work/quality.md" docs/quality.md
+        !inside' "$1" >"$work/page"
+    cp "$work/page" "$1"
 }
+
+table() { awk -F';' -v table="$1" -f "$here/tables.awk" "$2"; } # name, values
 
 if [ "${1:-}" = --clip ]; then
     measure_clip "$2"
@@ -121,36 +195,38 @@ work=$(mktemp -d)
 export work
 trap 'rm -rf "$work"' EXIT
 
-if [ "${1:-}" = --speeds ]; then
-    speeds >"$work/speeds"
-    put speeds "$work/speeds"
-    cat "$work/speeds"
-    exit
-fi
+case ${1:-} in
+    --speeds)
+        speeds >"$work/speeds"
+        put docs/quality.md speeds "$work/speeds"
+        cat "$work/speeds"
+        exit
+        ;;
+    --cuts)
+        cuts
+        exit
+        ;;
+esac
 if [ $# -gt 0 ]; then
-    echo "$heading"
     for clip; do
         [[ $clip == /* ]] || clip=$caller/$clip
         "$build/quorvel-stabilize" -y "$clip" "$work/out.y4m" 2>"$work/log" || { cat "$work/log" >&2; exit 1; }
-        "$build/quorvel-quality" "$clip" "$work/out.y4m" --row "${clip##*/}"
-    done
+        "$build/quorvel-quality" "$clip" "$work/out.y4m" --values "${clip##*/};"
+    done >"$work/values"
+    table files "$work/values"
     exit
 fi
 
 begin=$(date +%s)
-seq "$(wc -l <<<"$clips")" | xargs -P "$(nproc)" -I{} "$self" --clip {}
-gather() { seq "$(wc -l <<<"$clips")" | while read -r i; do cat "$work/$1.$i" 2>/dev/null || true; done; }
-{ echo "$heading"; gather clip; } >"$work/clips"
-{
-    echo '| clip | measured minus true motion | left by the smoother | left by both | seen in the pixels | at the margin |'
-    echo '|---|---|---|---|---|---|'
-    gather stage
-} >"$work/stages"
-{
-    echo "| clip | by ${heading#| clip }" | sed '2s/$/---|/'
-    gather other
-} >"$work/others"
+seq "$(wc -l <<<"$clips")" | xargs -P "$(nproc)" -I{} "$here/table.sh" --clip {}
+seq "$(wc -l <<<"$clips")" | while read -r i; do cat "$work/values.$i"; done >"$work/values"
+[ -z "${VALUES:-}" ] || cp "$work/values" "$VALUES"
 speeds >"$work/speeds"
-for name in clips stages others speeds; do put $name "$work/$name"; done
-cat "$work/clips" "$work/stages" "$work/others" "$work/speeds"
-echo "Written to docs/quality.md; $(($(date +%s) - begin)) s"
+put docs/quality.md speeds "$work/speeds"
+for name in summary clips errors rates area; do
+    table $name "$work/values" >"$work/$name"
+    put docs/quality.md $name "$work/$name"
+done
+put README.md summary "$work/summary"
+cat "$work/summary" "$work/clips" "$work/errors" "$work/rates" "$work/area" "$work/speeds"
+echo "Written to docs/quality.md and README.md; $(($(date +%s) - begin)) s"
