@@ -227,6 +227,7 @@ for name in summary clips errors rates area; do
     table $name "$work/values" >"$work/$name"
     put docs/quality.md $name "$work/$name"
 done
-put README.md summary "$work/summary"
+table readme "$work/values" >"$work/readme"
+put README.md quality "$work/readme"
 cat "$work/summary" "$work/clips" "$work/errors" "$work/rates" "$work/area" "$work/speeds"
 echo "Written to docs/quality.md and README.md; $(($(date +%s) - begin)) s"

@@ -68,6 +68,23 @@ END {
                    100 * v_of, 100 * i_of, s_of
         }
     }
+    if (table == "readme") {
+        names["file, by default"] = "a file, by default; a delay of 1 s"
+        names["whole clip"] = "`--whole`; the file is read twice"
+        names["live"] = "`--live`, the default of cameras and pipes; no delay"
+        names["standard"] = "`--standard`, the library's default; no delay"
+        names["deshake"] = "ffmpeg's `deshake`; no delay"
+        names["vidstab"] = "ffmpeg's `vidstab`; two passes"
+        names["vidstab, gauss, smoothing 30"] = "the same, `optalgo=gauss:smoothing=30`"
+        n = split("file, by default;whole clip;live;standard;deshake;vidstab;vidstab, gauss, smoothing 30", shown, ";")
+        print "| | shift left | roll left | visible | invented |"
+        print "|---|---|---|---|---|"
+        for (k = 1; k <= n; k++) {
+            summarize(shown[k])
+            printf "| %s | %.1f %% | %.1f %% | %.0f %% | %.1f %% |\n", names[shown[k]], 100 * t_of, 100 * r_of,
+                   100 * v_of, 100 * i_of
+        }
+    }
     if (table == "clips") {
         n = split("standard;live;lookahead of 15 frames;lookahead of 30 frames;file, by default;whole clip", shown, ";")
         printf "| clip | input |"
