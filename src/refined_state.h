@@ -13,6 +13,6 @@ struct Refined {
     RefinedUse eUse;
     bool bGoesOn;   // the next frame may belong to the scene of the last one
     uint8_t *pLuma; // memory of the pyramids
-    Scene stScene;
+    SceneState stScene;
     Compensator stCompensator;
 };

@@ -7,14 +7,11 @@
 #include <algorithm>
 #include <functional>
 
+#include "api/refined.h"
 #include "clipgen/camera_path.h"
 #include "clipgen/scene.h"
 #include "support/faults.h"
 #include "support/refined_run.h"
-#include "warp/fine_map.h"
-
-// Of api/refined.h, whose Scene is not the one of clipgen.
-FineView ViewOfRecord(const MVS_Context *pCtx, const MVS_Compensation *pRecord);
 
 namespace {
 

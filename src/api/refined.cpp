@@ -9,7 +9,7 @@
 
 namespace {
 
-const int32_t kDefaultWindow = 896;
+const int32_t kDefaultPart = 896;
 const int32_t kMostLookahead = 240;
 const int32_t kMostTurn = 52707179; // Q24: half a turn
 const int32_t kLeastStep = 1 << 10; // Q16: one input pixel becomes 64 pixels of the output
@@ -22,9 +22,9 @@ bool HasKnownFormat(const MVS_Context *pCtx) {
     return pCtx->lInFormat >= QEL_MVS_FORMAT_I420 && pCtx->lInFormat <= QEL_MVS_FORMAT_NV21_SEPARATE;
 }
 
-bool SetWindowOf(const MVS_Context *pCtx, Refined *pRefined, int32_t lPart) {
-    return SetWindow(&pRefined->stCompensator.stSettings, pCtx->lInWidth, pCtx->lInHeight,
-                     pCtx->lOutWidth, pCtx->lOutHeight, lPart);
+bool SetPart(const MVS_Context *pCtx, Refined *pRefined, int32_t lPart) {
+    return SetViewPart(&pRefined->stCompensator.stSettings, pCtx->lInWidth, pCtx->lInHeight,
+                       pCtx->lOutWidth, pCtx->lOutHeight, lPart);
 }
 
 bool AllocMeasurement(const MVS_Context *pCtx, Refined *pRefined) {
@@ -47,7 +47,7 @@ void Free(Refined *pRefined) {
     MMemFree(nullptr, pRefined);
 }
 
-// With the default settings; null where there is no memory, or no window.
+// With the default settings; null where there is no memory, or the view too large.
 Refined *MakeRefined(const MVS_Context *pCtx) {
     Refined *pRefined = (Refined *)AllocFilled((uint32_t)sizeof(Refined), 0);
     if (!pRefined) return nullptr;
@@ -56,7 +56,7 @@ Refined *MakeRefined(const MVS_Context *pCtx) {
     pSettings->dStrength = 1;
     pSettings->bRoll = true;
     SetSceneRate(&pRefined->stScene, pSettings->dFramesPerSecond);
-    if (SetWindowOf(pCtx, pRefined, kDefaultWindow) && AllocMeasurement(pCtx, pRefined) &&
+    if (SetPart(pCtx, pRefined, kDefaultPart) && AllocMeasurement(pCtx, pRefined) &&
         PrepareCompensator(&pRefined->stCompensator))
         return pRefined;
     Free(pRefined);
@@ -99,7 +99,7 @@ int32_t QEL_MVS_SetLookahead(MVS_Context *pCtx, int32_t lFrames) {
 
 int32_t QEL_MVS_SetWindow(MVS_Context *pCtx, int32_t lPart) {
     if (!IsNew(pCtx) || lPart < 615 || lPart > 1003) return 0;
-    return SetWindowOf(pCtx, pCtx->pRefined, lPart);
+    return SetPart(pCtx, pCtx->pRefined, lPart);
 }
 
 int32_t QEL_MVS_SetStrength(MVS_Context *pCtx, int32_t lSeconds) {
@@ -197,10 +197,10 @@ bool PushRecord(MVS_Context *pCtx, const MVS_Compensation *pRecord) {
 bool PullFrame(MVS_Context *pCtx, MVS_Compensation *pRecord) {
     Refined *pRefined = pCtx->pRefined;
     const SmoothSettings *pSettings = &pRefined->stCompensator.stSettings;
-    Picture st;
+    View st;
     FrameMotion stMotion;
-    if (!PullPicture(&pRefined->stCompensator, &st, &stMotion)) return false;
-    st = ClampPicture(pSettings, st);
+    if (!PullView(&pRefined->stCompensator, &st, &stMotion)) return false;
+    st = ClampView(pSettings, st);
     const int32_t lSize = pRecord->lSize;
     *pRecord = {};
     pRecord->lSize = lSize;
@@ -227,8 +227,8 @@ FineView ViewOfRecord(const MVS_Context *pCtx, const MVS_Compensation *pRecord) 
     double dStep = Max32(pRecord->lStep, kLeastStep) / 65536.0;
     if (dStep > dMost) dStep = dMost;
     if (dStep > dMostY) dStep = dMostY;
-    SetRoom(&st, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight, dStep);
-    const Picture stPicture = ClampPicture(
+    SetViewStep(&st, pCtx->lInWidth, pCtx->lInHeight, pCtx->lOutWidth, pCtx->lOutHeight, dStep);
+    const View stView = ClampView(
         &st, {pRecord->lCol / 65536.0, pRecord->lRow / 65536.0, pRecord->lTheta / 16777216.0});
-    return {stPicture.dX, stPicture.dY, stPicture.dRoll, dStep};
+    return {stView.dX, stView.dY, stView.dRoll, dStep};
 }

@@ -8,7 +8,7 @@
 namespace {
 
 const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
-const int32_t kWaiting = 16; // pictures that may wait to be pulled
+const int32_t kWaiting = 16; // views that may wait to be pulled
 const int32_t kChunk = 1024; // frames
 // A longer scene is planned in pieces, of which each overlaps the next.
 const int64_t kMostPiece = 4096; // frames
@@ -33,7 +33,7 @@ FrameMotion *MotionOf(const Compensator *p, int64_t llFrame) {
 }
 
 // The camera after one more motion, in the axes that stCamera has.
-Picture Moved(Picture stCamera, const RigidMotion *pMotion) {
+View Moved(View stCamera, const RigidMotion *pMotion) {
     const double c = Cosine(stCamera.dRoll), s = Sine(stCamera.dRoll);
     return {stCamera.dX + c * pMotion->dCol - s * pMotion->dRow,
             stCamera.dY + s * pMotion->dCol + c * pMotion->dRow, stCamera.dRoll + pMotion->dTheta};
@@ -51,71 +51,68 @@ int64_t KnownAfter(const Compensator *p, bool *pMore) {
     return llFrame - llFirst;
 }
 
-void Remember(Compensator *p, Picture stPicture, bool bFirst) {
-    p->stShown[0] = bFirst ? stPicture : p->stShown[1];
-    p->stShown[1] = stPicture;
-}
-
-Picture PlanOne(Compensator *p, int64_t llKnown) {
+View PlanOne(Compensator *p, int64_t llKnown) {
     const FrameMotion *pMotion = MotionOf(p, p->llPulled);
     const int64_t llFrames = llKnown + 1 + kHold;
-    const bool bFirst = pMotion->bNewScene;
-    Picture st = {0, 0, 0};
+    const View stMiddle = {0, 0, 0};
+    View st = stMiddle, stHistory[2];
     for (int64_t i = 0; i < llFrames; i++) {
         if (i > 0 && i <= llKnown) st = Moved(st, &MotionOf(p, p->llPulled + i)->stMotion);
         p->pCamera[i] = st;
     }
+    // Before its first frame the view of a scene rested in the middle.
     for (int32_t i = 0; i < 2; i++)
-        p->stShown[i] = bFirst ? p->pCamera[0] : Carry(p->stShown[i], &pMotion->stMotion);
+        stHistory[i] = pMotion->bNewScene ? stMiddle : Carry(p->stLast[i], &pMotion->stMotion);
     const bool bSoon = 2 * p->lLookahead < p->stSettings.dFramesPerSecond;
     const PlanTask stTask = {
-        &p->stSettings, p->pCamera, llFrames, p->stShown, bSoon ? kFollowSoon : kFollowLater,
+        &p->stSettings, p->pCamera, llFrames, stHistory, bSoon ? kFollowSoon : kFollowLater,
         p->pPlanRoom};
-    PlanPath(&stTask, p->pPictures);
-    Remember(p, p->pPictures[0], bFirst);
-    return p->pPictures[0];
+    PlanPath(&stTask, p->pViews);
+    p->stLast[1] = p->pViews[0];
+    p->stLast[0] = pMotion->bNewScene ? p->pViews[0] : stHistory[1];
+    return p->pViews[0];
 }
 
-Picture StepLive(Compensator *p) {
+View StepLive(Compensator *p) {
     const FrameMotion *pMotion = MotionOf(p, p->llPulled);
     if (pMotion->bNewScene)
         StartSpring(&p->stSpring);
     else if (!pMotion->bHeld)
         StepSpring(&p->stSettings, &pMotion->stMotion, &p->stSpring);
-    return p->stSpring.stPicture;
+    return p->stSpring.stView;
 }
 
 // From common axes to those of the frame.
-Picture InFrame(Picture st, double dCameraRoll) {
+View InFrame(View st, double dCameraRoll) {
     const double c = Cosine(dCameraRoll), s = Sine(dCameraRoll);
     return {st.dX * c + st.dY * s, st.dY * c - st.dX * s, st.dRoll};
 }
 
-// The two pictures before a frame, in its axes.
-void CarryPictures(const Compensator *p, int64_t llFrame, Picture *pShown) {
+// The two views before a frame, in its axes.
+void CarryViews(const Compensator *p, int64_t llFrame, View *pHistory) {
     for (int64_t i = 0; i < 2; i++) {
-        const int64_t llShown = llFrame - 2 + i;
-        pShown[i] = p->pPictures[llShown];
-        for (int64_t k = llShown + 1; k <= llFrame; k++)
-            pShown[i] = Carry(pShown[i], &MotionOf(p, k)->stMotion);
+        const int64_t llBefore = llFrame - 2 + i;
+        pHistory[i] = p->pViews[llBefore];
+        for (int64_t k = llBefore + 1; k <= llFrame; k++)
+            pHistory[i] = Carry(pHistory[i], &MotionOf(p, k)->stMotion);
     }
 }
 
-// A scene, or a part of it that goes on from the pictures planned so far.
+// A scene, or a part of it that goes on from the views planned so far.
 void PlanPiece(Compensator *p, int64_t llFirst, int64_t llEnd) {
-    Picture *pPictures = p->pPictures + llFirst;
+    View *pViews = p->pViews + llFirst;
     const bool bGoesOn = !MotionOf(p, llFirst)->bNewScene;
-    Picture st = {0, 0, 0}, stShown[2];
+    View st = {0, 0, 0}, stHistory[2];
     for (int64_t i = llFirst; i < llEnd; i++) {
         if (i > llFirst) st = Moved(st, &MotionOf(p, i)->stMotion);
         p->pCamera[i - llFirst] = st;
     }
-    if (bGoesOn) CarryPictures(p, llFirst, stShown);
-    const PlanTask stTask = {&p->stSettings, p->pCamera,  llEnd - llFirst, bGoesOn ? stShown : nullptr,
-                             kFollowWhole,   p->pPlanRoom};
-    PlanPath(&stTask, pPictures);
-    for (int64_t i = 0; i < llEnd - llFirst; i++)
-        pPictures[i] = InFrame(pPictures[i], p->pCamera[i].dRoll);
+    if (bGoesOn) CarryViews(p, llFirst, stHistory);
+    const PlanTask stTask = {&p->stSettings,  p->pCamera,
+                             llEnd - llFirst, bGoesOn ? stHistory : nullptr,
+                             kFollowWhole,    p->pPlanRoom};
+    PlanPath(&stTask, pViews);
+    for (int64_t i = 0; i < llEnd - llFirst; i++) pViews[i] = InFrame(pViews[i], p->pCamera[i].dRoll);
 }
 
 // The end of a piece does not know what follows, so the next one plans it anew.
@@ -132,11 +129,11 @@ void PlanPieces(Compensator *p) {
     }
 }
 
-// Without memory for the plan the pictures are those of the live smoother.
+// Without memory for the plan the views are those of the live smoother.
 void PlanWholeClip(Compensator *p) {
     const int64_t llMost = p->llPushed < kMostPiece ? p->llPushed : kMostPiece;
     if (p->llPushed == 0) return;
-    p->bPlanned = Allocate(&p->pCamera, llMost) && Allocate(&p->pPictures, p->llPushed) &&
+    p->bPlanned = Allocate(&p->pCamera, llMost) && Allocate(&p->pViews, p->llPushed) &&
                   Allocate(&p->pPlanRoom, PlanRoom(llMost));
     if (p->bPlanned) PlanPieces(p);
     FreeAndClear(&p->pCamera);
@@ -167,7 +164,7 @@ bool AddRoom(Compensator *p, int32_t lFrames) {
 bool PrepareCompensator(Compensator *p) {
     const int64_t llPlan = p->lLookahead > 0 ? p->lLookahead + 1 + kHold : 0;
     if (!AddRoom(p, p->lLookahead == kWholeClip ? kChunk : p->lLookahead + kWaiting)) return false;
-    return llPlan == 0 || (Allocate(&p->pCamera, llPlan) && Allocate(&p->pPictures, llPlan) &&
+    return llPlan == 0 || (Allocate(&p->pCamera, llPlan) && Allocate(&p->pViews, llPlan) &&
                            Allocate(&p->pPlanRoom, PlanRoom(llPlan)));
 }
 
@@ -176,7 +173,7 @@ void FreeCompensator(Compensator *p) {
     p->llChunks = 0;
     FreeAndClear(&p->pChunks);
     FreeAndClear(&p->pCamera);
-    FreeAndClear(&p->pPictures);
+    FreeAndClear(&p->pViews);
     FreeAndClear(&p->pPlanRoom);
 }
 
@@ -196,15 +193,15 @@ void EndMotions(Compensator *p) {
     p->bEnded = true;
 }
 
-bool PullPicture(Compensator *p, Picture *pPicture, FrameMotion *pMotion) {
+bool PullView(Compensator *p, View *pView, FrameMotion *pMotion) {
     if (p->llPulled >= p->llPushed || (p->lLookahead == kWholeClip && !p->bEnded)) return false;
     if (p->lLookahead > 0) {
         bool bMore;
         const int64_t llKnown = KnownAfter(p, &bMore);
         if (bMore) return false;
-        *pPicture = PlanOne(p, llKnown);
+        *pView = PlanOne(p, llKnown);
     } else {
-        *pPicture = p->bPlanned ? p->pPictures[p->llPulled] : StepLive(p);
+        *pView = p->bPlanned ? p->pViews[p->llPulled] : StepLive(p);
     }
     *pMotion = *MotionOf(p, p->llPulled);
     p->llPulled++;

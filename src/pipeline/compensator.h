@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// From the motions of the frames to the picture that each of them shows: live, some frames later, or
+// From the motions of the frames to the view of each of them: live, some frames later, or
 // at the end of the clip.
 #pragma once
 
@@ -25,9 +25,9 @@ struct Compensator {
     bool bEnded;
 
     Spring stSpring;
-    Picture stShown[2]; // the last two pictures, in the axes of the last frame
-    Picture *pCamera;   // the path that is planned for, of a long scene a piece of it
-    Picture *pPictures; // the plan; that of a whole clip is kept
+    View stLast[2]; // the last two views, in the axes of the last frame
+    View *pCamera;  // the path that is planned for, of a long scene a piece of it
+    View *pViews;   // the plan; that of a whole clip is kept
     double *pPlanRoom;
     bool bPlanned; // the whole clip
 };
@@ -36,7 +36,7 @@ struct Compensator {
 bool PrepareCompensator(Compensator *pCompensator);
 void FreeCompensator(Compensator *pCompensator);
 
-// Room for one more motion. False when too many pictures wait to be pulled, or when there is no memory.
+// Room for one more motion. False when too many views wait to be pulled, or when there is no memory.
 bool MakeMotionRoom(Compensator *pCompensator);
 
 // After MakeMotionRoom.
@@ -45,5 +45,5 @@ void PushMotion(Compensator *pCompensator, const FrameMotion *pMotion);
 // No motion follows.
 void EndMotions(Compensator *pCompensator);
 
-// The oldest picture that was not pulled yet, and its frame's motion; false while it is not settled.
-bool PullPicture(Compensator *pCompensator, Picture *pPicture, FrameMotion *pMotion);
+// The oldest view that was not pulled yet, and its frame's motion; false while it is not settled.
+bool PullView(Compensator *pCompensator, View *pView, FrameMotion *pMotion);

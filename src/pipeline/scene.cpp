@@ -48,7 +48,7 @@ int32_t MeanLevel(const Pyramid *pPyramid) {
     return lSum / lCount;
 }
 
-bool Jumps(const Scene *pScene) {
+bool Jumps(const SceneState *pScene) {
     const int32_t lReference = MeanLevel(&pScene->stPyramids[pScene->lReference]);
     const int32_t lCurrent = MeanLevel(&pScene->stPyramids[pScene->lReference ^ 1]);
     return WrapAbs32(lCurrent - lReference) >= kFlashLevels;
@@ -56,7 +56,7 @@ bool Jumps(const Scene *pScene) {
 
 // A picture without texture, or of noise alone, tells no motion. Where its brightness jumps it is a
 // flash, or a covered lens.
-Verdict Judge(const Scene *pScene, const Alignment *pAlignment) {
+Verdict Judge(const SceneState *pScene, const Alignment *pAlignment) {
     const RigidFit *p = &pAlignment->stMatch;
     const bool bTextured = p->lTextured >= kLeastTextured;
     if (bTextured && p->lMatched < kMatchedShare * p->lTextured) return kDiffers;
@@ -65,7 +65,7 @@ Verdict Judge(const Scene *pScene, const Alignment *pAlignment) {
     return bAlike && pAlignment->bSolved && pAlignment->stFit.dShiftError < kKnown ? kMatches : kFlat;
 }
 
-void TakeReference(Scene *pScene, const RigidMotion *pMotion) {
+void TakeReference(SceneState *pScene, const RigidMotion *pMotion) {
     pScene->lReference ^= 1;
     pScene->bReference = true;
     pScene->bFlash = false;
@@ -74,7 +74,7 @@ void TakeReference(Scene *pScene, const RigidMotion *pMotion) {
     pScene->stLast = *pMotion;
 }
 
-FrameMotion StartScene(Scene *pScene) {
+FrameMotion StartScene(SceneState *pScene) {
     const RigidMotion stStill = {0, 0, 0};
     TakeReference(pScene, &stStill);
     FrameMotion st = {};
@@ -85,7 +85,7 @@ FrameMotion StartScene(Scene *pScene) {
 bool IsStill(const RigidMotion *p) { return p->dCol == 0 && p->dRow == 0 && p->dTheta == 0; }
 
 // A frame that matches the reference.
-FrameMotion Follow(Scene *pScene, const Alignment *pAlignment) {
+FrameMotion Follow(SceneState *pScene, const Alignment *pAlignment) {
     const LumaLevel *pLevel = &pScene->stPyramids[0].stLevels[0];
     FrameMotion st = {};
     st.bMeasured = true;
@@ -101,12 +101,12 @@ FrameMotion Follow(Scene *pScene, const Alignment *pAlignment) {
 }
 
 // Where the reference is expected from the next frame.
-RigidMotion Prediction(const Scene *pScene) {
+RigidMotion Prediction(const SceneState *pScene) {
     const RigidMotion *p = &pScene->stSince, *pLast = &pScene->stLast;
     return {p->dCol + pLast->dCol, p->dRow + pLast->dRow, p->dTheta + pLast->dTheta};
 }
 
-FrameMotion Differ(Scene *pScene) {
+FrameMotion Differ(SceneState *pScene) {
     if (pScene->bFlash || !Jumps(pScene)) return StartScene(pScene);
     pScene->bFlash = true;
     FrameMotion st = {};
@@ -116,7 +116,7 @@ FrameMotion Differ(Scene *pScene) {
 
 } // namespace
 
-FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSource) {
+FrameMotion MeasureFrame(MVS_Context *pCtx, SceneState *pScene, const LumaSource *pSource) {
     const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
     BuildPyramid(pCtx, pSource, pCurrent);
     if (!pScene->bReference) return StartScene(pScene);
@@ -136,12 +136,12 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSo
     return st;
 }
 
-void SetSceneRate(Scene *pScene, double dFramesPerSecond) {
+void SetSceneRate(SceneState *pScene, double dFramesPerSecond) {
     const int32_t lSpan = (int32_t)(dFramesPerSecond / kSpanRate + 0.5);
     pScene->lSpan = Max32(lSpan, 1);
 }
 
-void ForgetScene(Scene *pScene) {
+void ForgetScene(SceneState *pScene) {
     pScene->bReference = false;
     pScene->bFlash = false;
 }

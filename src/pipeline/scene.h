@@ -4,7 +4,7 @@
 
 #include "pipeline/align.h"
 
-struct Scene {
+struct SceneState {
     Pyramid stPyramids[2]; // the reference, and the frame that is measured
     int32_t lReference;    // which of them is the reference
     bool bReference;       // there is one
@@ -25,10 +25,10 @@ struct FrameMotion {
 };
 
 // The next frame.
-FrameMotion MeasureFrame(MVS_Context *pCtx, Scene *pScene, const LumaSource *pSource);
+FrameMotion MeasureFrame(MVS_Context *pCtx, SceneState *pScene, const LumaSource *pSource);
 
 // Before the first frame.
-void SetSceneRate(Scene *pScene, double dFramesPerSecond);
+void SetSceneRate(SceneState *pScene, double dFramesPerSecond);
 
 // The next frame starts a scene.
-void ForgetScene(Scene *pScene);
+void ForgetScene(SceneState *pScene);

@@ -6,7 +6,7 @@
 namespace {
 
 const double kMostZoomOut = 2;
-const double kRollShare = 7.0 / 16; // of the roll that would take the whole room
+const double kRollShare = 7.0 / 16; // of the roll that would take the whole margin
 
 // 0 for NaN.
 double Limited(double d, double dMost) {
@@ -15,36 +15,36 @@ double Limited(double d, double dMost) {
 
 } // namespace
 
-void SetRoom(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
-             int32_t lOutHeight, double dStep) {
+void SetViewStep(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
+                 int32_t lOutHeight, double dStep) {
     pSettings->dWidth = lInWidth;
     pSettings->dHalfX = dStep * lOutWidth / 2;
     pSettings->dHalfY = dStep * lOutHeight / 2;
-    pSettings->dRoomX = lInWidth / 2.0 - pSettings->dHalfX;
-    pSettings->dRoomY = lInHeight / 2.0 - pSettings->dHalfY;
-    pSettings->dRoomRoll =
-        kRollShare * Less(pSettings->dRoomY / pSettings->dHalfX, pSettings->dRoomX / pSettings->dHalfY);
+    pSettings->dMarginX = lInWidth / 2.0 - pSettings->dHalfX;
+    pSettings->dMarginY = lInHeight / 2.0 - pSettings->dHalfY;
+    pSettings->dMarginRoll = kRollShare * Less(pSettings->dMarginY / pSettings->dHalfX,
+                                               pSettings->dMarginX / pSettings->dHalfY);
 }
 
-bool SetWindow(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
-               int32_t lOutHeight, int32_t lWindow) {
+bool SetViewPart(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
+                 int32_t lOutHeight, int32_t lPart) {
     const double dStep =
-        lWindow / 1024.0 * Less((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
+        lPart / 1024.0 * Less((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
     if (dStep > kMostZoomOut) return false;
-    SetRoom(pSettings, lInWidth, lInHeight, lOutWidth, lOutHeight, dStep);
+    SetViewStep(pSettings, lInWidth, lInHeight, lOutWidth, lOutHeight, dStep);
     return true;
 }
 
-Picture Carry(Picture st, const RigidMotion *pMotion) {
+View Carry(View st, const RigidMotion *pMotion) {
     const double c = Cosine(pMotion->dTheta), s = Sine(pMotion->dTheta);
     const double x = st.dX - pMotion->dCol, y = st.dY - pMotion->dRow;
     return {x * c + y * s, y * c - x * s, st.dRoll - pMotion->dTheta};
 }
 
-Picture ClampPicture(const SmoothSettings *pSettings, Picture st) {
-    st.dRoll = Limited(st.dRoll, pSettings->dRoomRoll);
+View ClampView(const SmoothSettings *pSettings, View st) {
+    st.dRoll = Limited(st.dRoll, pSettings->dMarginRoll);
     const double dRoll = Magnitude(st.dRoll);
-    st.dX = Limited(st.dX, pSettings->dRoomX - pSettings->dHalfY * dRoll);
-    st.dY = Limited(st.dY, pSettings->dRoomY - pSettings->dHalfX * dRoll);
+    st.dX = Limited(st.dX, pSettings->dMarginX - pSettings->dHalfY * dRoll);
+    st.dY = Limited(st.dY, pSettings->dMarginY - pSettings->dHalfX * dRoll);
     return st;
 }

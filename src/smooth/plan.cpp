@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Minimizes 1/2 sum |q(i) - 2 q(i-1) + q(i-2)|^2 + 1/2 lambda sum |u|^2 over the pictures q = p + u,
+// Minimizes 1/2 sum |q(i) - 2 q(i-1) + q(i-2)|^2 + 1/2 lambda sum |u|^2 over the views q = p + u,
 // where p is the camera and all lengths are in widths of the frame, such that the corners of every
-// picture stay inside its frame: eight linear inequalities a frame. A primal-dual interior point
+// view stay inside its frame: eight linear inequalities a frame. A primal-dual interior point
 // method: Newton steps with a barrier that falls from step to step, each by a banded LDL' of the 3
 // unknowns of every frame.
 #include "smooth/plan.h"
@@ -12,8 +12,8 @@ namespace {
 
 const double kTwoPi = 6.28318530717958647692;
 const int32_t kSteps = 12;
-const int32_t kMargins = 8; // inequalities of a frame
-const int32_t kBands = 7;   // of the matrix: the diagonal, and the unknowns of two frames before
+const int32_t kBounds = 8; // inequalities of a frame
+const int32_t kBands = 7;  // of the matrix: the diagonal, and the unknowns of two frames before
 const int32_t kPadding = kBands - 1;
 const double kFirstMultiplier = 1e-5;
 const double kBarrierStep = 0.15;  // the next barrier, as a share of the mean of slack times multiplier
@@ -23,34 +23,34 @@ const double kFixed = 1e9;         // weight that holds an unknown where it is
 
 const double kDifference[3] = {1, -2, 1};
 
-// Parts of the room, for n frames of three unknowns.
+// Parts of the working memory, for n frames of three unknowns.
 struct Plan {
     int64_t n;
     double dLambda, dLastBarrier;
     bool bRoll;
-    double dRoomX, dRoomY, dHalfX, dHalfY; // in widths of the frame
-    const double *pHistory;                // 6, or null
-    double *p, *u;                         // 3 n: camera, and picture minus camera
-    double *r;                             // 3 n: right side, then the Newton step
-    double *pAxes;                         // 2 n: cosine and sine of the camera's roll
-    double *s, *z, *ds, *dz;               // 8 n: slack and multiplier of each margin, and their steps
-    double *b;                             // 21 n: the matrix, each row from its diagonal to the left
+    double dMarginX, dMarginY, dHalfX, dHalfY; // in widths of the frame
+    const double *pHistory;                    // 6, or null
+    double *p, *u;                             // 3 n: camera, and view minus camera
+    double *r;                                 // 3 n: right side, then the Newton step
+    double *pAxes;                             // 2 n: cosine and sine of the camera's roll
+    double *s, *z, *ds, *dz; // 8 n: slack and multiplier of each bound, and their steps
+    double *b;               // 21 n: the matrix, each row from its diagonal to the left
 };
 
-// Unknown k of the picture of frame i; frames -2 and -1 are the history.
+// Unknown k of the view of frame i; frames -2 and -1 are the history.
 double Value(const Plan *pPlan, int64_t i, int32_t k) {
     return i >= 0 ? pPlan->p[3 * i + k] + pPlan->u[3 * i + k] : pPlan->pHistory[3 * (i + 2) + k];
 }
 
-// A frame's margins are four for each of its own axes: plus and minus the shift, plus and minus what
-// the roll adds at the corners. Nothing is shifted yet, so the slack is the whole room.
-void StartMargins(Plan *pPlan) {
+// A frame's bounds are four for each of its own axes: plus and minus the shift, plus and minus what
+// the roll adds at the corners. Nothing is shifted yet, so the slack is the whole margin.
+void StartBounds(Plan *pPlan) {
     for (int64_t i = 0; i < pPlan->n; i++) {
         pPlan->pAxes[2 * i] = Cosine(pPlan->p[3 * i + 2]);
         pPlan->pAxes[2 * i + 1] = Sine(pPlan->p[3 * i + 2]);
-        for (int32_t k = 0; k < kMargins; k++) {
-            pPlan->s[kMargins * i + k] = k < 4 ? pPlan->dRoomX : pPlan->dRoomY;
-            pPlan->z[kMargins * i + k] = kFirstMultiplier;
+        for (int32_t k = 0; k < kBounds; k++) {
+            pPlan->s[kBounds * i + k] = k < 4 ? pPlan->dMarginX : pPlan->dMarginY;
+            pPlan->z[kBounds * i + k] = kFirstMultiplier;
         }
     }
 }
@@ -70,7 +70,7 @@ void AddSecondDifferences(Plan *pPlan) {
         }
 }
 
-// Adds the weight on u, which makes the pictures follow the camera.
+// Adds the weight on u, which makes the views follow the camera.
 void AddFollowing(Plan *pPlan) {
     for (int64_t i = 0; i < 3 * pPlan->n; i++) {
         const bool bHeld = !pPlan->bRoll && i % 3 == 2;
@@ -79,10 +79,10 @@ void AddFollowing(Plan *pPlan) {
     }
 }
 
-// Adds the four margins of one axis, from row k on. With d = c * x + s * y the shift along the axis and
+// Adds the four bounds of one axis, from row k on. With d = c * x + s * y the shift along the axis and
 // e = h * roll, they limit d + e, d - e, e - d and -d - e, as in StepAxis.
 void AddAxis(Plan *pPlan, int64_t i, int32_t k, double c, double s, double h, double dBarrier) {
-    const double *pSlack = pPlan->s + kMargins * i + k, *pMultiplier = pPlan->z + kMargins * i + k;
+    const double *pSlack = pPlan->s + kBounds * i + k, *pMultiplier = pPlan->z + kBounds * i + k;
     double dStiff[4], dPush[4];
     for (int32_t m = 0; m < 4; m++) {
         const double dOne = 1 / pSlack[m];
@@ -105,7 +105,7 @@ void AddAxis(Plan *pPlan, int64_t i, int32_t k, double c, double s, double h, do
     r[2] -= dRoll * h;
 }
 
-void AddMargins(Plan *pPlan, double dBarrier) {
+void AddBounds(Plan *pPlan, double dBarrier) {
     for (int64_t i = 0; i < pPlan->n; i++) {
         const double c = pPlan->pAxes[2 * i], s = pPlan->pAxes[2 * i + 1];
         AddAxis(pPlan, i, 0, c, s, pPlan->dHalfY, dBarrier);
@@ -116,13 +116,13 @@ void AddMargins(Plan *pPlan, double dBarrier) {
 void StepAxis(Plan *pPlan, int64_t i, int32_t k, double dShift, double dRoll, double dBarrier) {
     const double dAll[4] = {dShift + dRoll, dShift - dRoll, dRoll - dShift, -dShift - dRoll};
     for (int32_t m = 0; m < 4; m++) {
-        const int64_t q = kMargins * i + k + m;
+        const int64_t q = kBounds * i + k + m;
         pPlan->ds[q] = -dAll[m];
         pPlan->dz[q] = (dBarrier + pPlan->z[q] * dAll[m]) / pPlan->s[q] - pPlan->z[q];
     }
 }
 
-void StepMargins(Plan *pPlan, double dBarrier) {
+void StepBounds(Plan *pPlan, double dBarrier) {
     for (int64_t i = 0; i < pPlan->n; i++) {
         const double c = pPlan->pAxes[2 * i], s = pPlan->pAxes[2 * i + 1], *d = pPlan->r + 3 * i;
         StepAxis(pPlan, i, 0, c * d[0] + s * d[1], pPlan->dHalfY * d[2], dBarrier);
@@ -167,23 +167,23 @@ void Advance(double *pValue, const double *pStep, int64_t n, double dShare) {
 }
 
 void NewtonStep(Plan *pPlan) {
-    const int64_t n = pPlan->n, lMargins = kMargins * n;
+    const int64_t n = pPlan->n, lBounds = kBounds * n;
     double dMean = 0;
-    for (int64_t i = 0; i < lMargins; i++) dMean += pPlan->s[i] * pPlan->z[i];
-    dMean = kBarrierStep * dMean / (double)lMargins;
+    for (int64_t i = 0; i < lBounds; i++) dMean += pPlan->s[i] * pPlan->z[i];
+    dMean = kBarrierStep * dMean / (double)lBounds;
     const double dBarrier = dMean > pPlan->dLastBarrier ? dMean : pPlan->dLastBarrier;
     for (int64_t i = -kPadding; i < 3 * n; i++) pPlan->r[i] = 0;
     for (int64_t i = 0; i < kBands * 3 * n; i++) pPlan->b[i] = 0;
     AddSecondDifferences(pPlan);
     AddFollowing(pPlan);
-    AddMargins(pPlan, dBarrier);
+    AddBounds(pPlan, dBarrier);
     Factor(pPlan->b, 3 * n);
     Solve(pPlan->b, pPlan->r, 3 * n);
-    StepMargins(pPlan, dBarrier);
-    const double dReach = Reach(pPlan->s, pPlan->ds, lMargins);
+    StepBounds(pPlan, dBarrier);
+    const double dReach = Reach(pPlan->s, pPlan->ds, lBounds);
     Advance(pPlan->u, pPlan->r, 3 * n, dReach);
-    Advance(pPlan->s, pPlan->ds, lMargins, dReach);
-    Advance(pPlan->z, pPlan->dz, lMargins, Reach(pPlan->z, pPlan->dz, lMargins));
+    Advance(pPlan->s, pPlan->ds, lBounds, dReach);
+    Advance(pPlan->z, pPlan->dz, lBounds, Reach(pPlan->z, pPlan->dz, lBounds));
 }
 
 Plan LayOut(const PlanTask *pTask) {
@@ -196,8 +196,8 @@ Plan LayOut(const PlanTask *pTask) {
     st.dLambda = w * w * w * w;
     st.dLastBarrier = kLastBarrier * dRate * dRate * dRate * dRate;
     st.bRoll = pSettings->bRoll;
-    st.dRoomX = pSettings->dRoomX / pSettings->dWidth;
-    st.dRoomY = pSettings->dRoomY / pSettings->dWidth;
+    st.dMarginX = pSettings->dMarginX / pSettings->dWidth;
+    st.dMarginY = pSettings->dMarginY / pSettings->dWidth;
     st.dHalfX = pSettings->dHalfX / pSettings->dWidth;
     st.dHalfY = pSettings->dHalfY / pSettings->dWidth;
     st.p = pTask->pRoom;
@@ -205,15 +205,15 @@ Plan LayOut(const PlanTask *pTask) {
     st.r = st.u + 3 * n + kPadding;
     st.pAxes = st.r + 3 * n;
     st.s = st.pAxes + 2 * n;
-    st.z = st.s + kMargins * n;
-    st.ds = st.z + kMargins * n;
-    st.dz = st.ds + kMargins * n;
-    st.b = st.dz + kMargins * n + kPadding * kBands;
+    st.z = st.s + kBounds * n;
+    st.ds = st.z + kBounds * n;
+    st.dz = st.ds + kBounds * n;
+    st.b = st.dz + kBounds * n + kPadding * kBands;
     for (int32_t i = 1; i <= kPadding * kBands; i++) st.b[-i] = i % kBands == 0; // see Factor
     return st;
 }
 
-void Put(const SmoothSettings *pSettings, Picture st, double *p) {
+void Put(const SmoothSettings *pSettings, View st, double *p) {
     p[0] = st.dX / pSettings->dWidth;
     p[1] = st.dY / pSettings->dWidth;
     p[2] = st.dRoll;
@@ -222,10 +222,10 @@ void Put(const SmoothSettings *pSettings, Picture st, double *p) {
 } // namespace
 
 int64_t PlanRoom(int64_t llFrames) {
-    return llFrames * (3 * 3 + 2 + 4 * kMargins + 3 * kBands) + kPadding * (1 + kBands);
+    return llFrames * (3 * 3 + 2 + 4 * kBounds + 3 * kBands) + kPadding * (1 + kBands);
 }
 
-void PlanPath(const PlanTask *pTask, Picture *pPictures) {
+void PlanPath(const PlanTask *pTask, View *pViews) {
     const double dWidth = pTask->pSettings->dWidth;
     Plan st = LayOut(pTask);
     double dHistory[6];
@@ -238,8 +238,8 @@ void PlanPath(const PlanTask *pTask, Picture *pPictures) {
         Put(pTask->pSettings, pTask->pCamera[i], st.p + 3 * i);
         st.u[3 * i] = st.u[3 * i + 1] = st.u[3 * i + 2] = 0;
     }
-    StartMargins(&st);
+    StartBounds(&st);
     for (int32_t i = 0; i < kSteps; i++) NewtonStep(&st);
     for (int64_t i = 0; i < st.n; i++)
-        pPictures[i] = {st.u[3 * i] * dWidth, st.u[3 * i + 1] * dWidth, st.u[3 * i + 2]};
+        pViews[i] = {st.u[3 * i] * dWidth, st.u[3 * i + 1] * dWidth, st.u[3 * i + 2]};
 }

@@ -10,13 +10,12 @@ int64_t PlanRoom(int64_t llFrames);
 
 struct PlanTask {
     const SmoothSettings *pSettings;
-    const Picture *pCamera; // of each frame, in the axes of one of them
+    const View *pCamera; // of each frame, in the axes of one of them
     int64_t llFrames;
-    const Picture *pHistory; // the two pictures shown before, in the same axes; null: none counts
-    double dFollow;          // Hz: what is slower is followed
+    const View *pHistory; // the two views before, in the same axes; null: none counts
+    double dFollow;       // Hz: what is slower is followed
     double *pRoom;
 };
 
-// Where each frame's picture is, measured from its camera, in the axes of pCamera. pPictures has room
-// for llFrames.
-void PlanPath(const PlanTask *pTask, Picture *pPictures);
+// Each frame's view, measured from its camera, in the axes of pCamera. pViews has room for llFrames.
+void PlanPath(const PlanTask *pTask, View *pViews);

@@ -13,26 +13,26 @@ const double kRebound = 30.0 / 8;
 struct Axis {
     double *pPlace, *pSpeed;
     double dBefore; // place in the frame before
-    double dRoom;   // both ways from 0
+    double dMargin; // both ways from 0
     double dSlow;   // Hz
     bool bRebounds;
 };
 
-// How far from the middle the axis may be in this frame: half of the room that was free in the frame
+// How far from the middle the axis may be in this frame: half of the margin that was free in the frame
 // before may be used up.
 double Stop(const Axis *pAxis) {
     const bool bSameSide = (pAxis->dBefore > 0) == (*pAxis->pPlace > 0);
-    const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dRoom) : 0;
-    return dTaken + (pAxis->dRoom - dTaken) / 2;
+    const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dMargin) : 0;
+    return dTaken + (pAxis->dMargin - dTaken) / 2;
 }
 
 void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
     double *c = pAxis->pPlace, *v = pAxis->pSpeed;
-    if (!(pAxis->dRoom > 0)) {
+    if (!(pAxis->dMargin > 0)) {
         *c = *v = 0;
         return;
     }
-    const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dRoom, 1));
+    const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dMargin, 1));
     const double w =
         kTwoPi / pSettings->dFramesPerSecond * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength;
     *v -= w * w * *c + w * *v;
@@ -49,24 +49,25 @@ void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
 void StartSpring(Spring *pSpring) { *pSpring = {}; }
 
 void StepSpring(const SmoothSettings *pSettings, const RigidMotion *pMotion, Spring *pSpring) {
-    const Picture stBefore = pSpring->stPicture;
+    const View stBefore = pSpring->stView;
     const RigidMotion stTurn = {0, 0, pMotion->dTheta}; // turns the speed to the axes of this frame
     const double dRollSpeed = pSpring->stSpeed.dRoll;
-    Picture *p = &pSpring->stPicture, *v = &pSpring->stSpeed;
+    View *p = &pSpring->stView, *v = &pSpring->stSpeed;
     *p = Carry(stBefore, pMotion);
     *v = Carry(*v, &stTurn);
     v->dRoll = dRollSpeed;
     if (pSettings->bRoll) {
-        const Axis st = {&p->dRoll, &v->dRoll, stBefore.dRoll, pSettings->dRoomRoll, kSlowRoll, false};
+        const Axis st = {&p->dRoll, &v->dRoll, stBefore.dRoll, pSettings->dMarginRoll,
+                         kSlowRoll, false};
         PullAxis(pSettings, &st);
     } else {
         p->dRoll = v->dRoll = 0;
     }
-    // The roll takes room from the other axes, so it comes first.
+    // The roll takes margin from the other axes, so it comes first.
     const double dRoll = Magnitude(p->dRoll);
-    const Axis stX = {&p->dX, &v->dX, stBefore.dX, pSettings->dRoomX - pSettings->dHalfY * dRoll,
+    const Axis stX = {&p->dX, &v->dX, stBefore.dX, pSettings->dMarginX - pSettings->dHalfY * dRoll,
                       kSlow,  true};
-    const Axis stY = {&p->dY, &v->dY, stBefore.dY, pSettings->dRoomY - pSettings->dHalfX * dRoll,
+    const Axis stY = {&p->dY, &v->dY, stBefore.dY, pSettings->dMarginY - pSettings->dHalfX * dRoll,
                       kSlow,  true};
     PullAxis(pSettings, &stX);
     PullAxis(pSettings, &stY);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The live smoother: a damped spring that pulls the picture to the middle of the frame, stiffer the
-// further out the picture is, with a soft stop at the margin.
+// The live smoother: a damped spring that pulls the view to the middle of the frame, stiffer the
+// further out the view is, with a soft stop at the margin.
 #pragma once
 
 #include "smooth/path.h"
 
 struct Spring {
-    Picture stPicture;
-    Picture stSpeed; // change in a frame
+    View stView;
+    View stSpeed; // change in a frame
 };
 
 // A new scene: starts in the middle, at rest.

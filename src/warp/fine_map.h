@@ -11,7 +11,7 @@ struct FineMap {
     int64_t llR0, llRX, llRY;
 };
 
-// The part of the input that the output shows. Its centre lies (dCol, dRow) pixels from the centre of
+// The view as the warp takes it, with its scale: the centre lies (dCol, dRow) pixels from the centre of
 // the input, and it is turned by dTheta radians.
 struct FineView {
     double dCol, dRow;
