@@ -139,18 +139,18 @@ TEST(Path, EverySampleLiesInTheInput) {
     }
 }
 
-// Of the path that is shown, per axis, at each frame from the third on.
-std::vector<double> BendsOf(const CameraPath &path, const Records &records) {
-    std::vector<double> bends;
-    CameraPose before[2];
+// Second differences of the path that is shown, over `step` frames either way, the larger of both axes.
+std::vector<double> BendsOf(const CameraPath &path, const Records &records, size_t step = 1) {
+    std::vector<CameraPose> poses;
     for (size_t i = 0; i < records.size(); i++) {
         const FineView view = ViewOf(records[i]);
-        const CameraPose pose = PoseOfCut(path.Pose((int)i), {view.dRow, view.dCol, view.dTheta}, 1);
-        const double x = pose.x - 2 * before[1].x + before[0].x;
-        const double y = pose.y - 2 * before[1].y + before[0].y;
-        if (i >= 2) bends.push_back(std::max(fabs(x), fabs(y)));
-        before[0] = before[1];
-        before[1] = pose;
+        poses.push_back(PoseOfCut(path.Pose((double)i), {view.dRow, view.dCol, view.dTheta}, 1));
+    }
+    std::vector<double> bends;
+    for (size_t i = 2 * step; i < poses.size(); i++) {
+        const CameraPose &middle = poses[i - step], &before = poses[i - 2 * step];
+        bends.push_back(std::max(fabs(poses[i].x - 2 * middle.x + before.x),
+                                 fabs(poses[i].y - 2 * middle.y + before.y)));
     }
     return bends;
 }
@@ -185,6 +185,50 @@ TEST(Path, LongScenesInBoundedMemory) {
         EXPECT_LE(seam, bends[bends.size() * 99 / 100]);
         for (const MVS_Compensation &record : records)
             EXPECT_LE(Outside(ViewOf(record), size, size), 0) << record.llFrame;
+    }
+}
+
+TEST(Path, MemoryOfAHandle) {
+    for (Size size : {Size{160, 120}, Size{854, 480}, Size{1280, 720}, Size{1920, 1080}}) {
+        SCOPED_TRACE(size.width);
+        const double luma = size.Luma(), pyramids = luma * 8 / 3;
+        const Handle handle = MakeHandle(size);
+        const size_t start = Faults::Bytes();
+        const auto used = [&] { return (double)(Faults::Bytes() - start); };
+        EXPECT_TRUE(QEL_MVS_SetRefined(handle.get(), 1));
+        const double refined = used();
+        EXPECT_LE(refined, pyramids + std::max(31e3, luma / 50));
+        EXPECT_GE(refined, pyramids * 0.9);
+        for (int32_t lookahead : {5, 30, 240}) {
+            EXPECT_TRUE(QEL_MVS_SetLookahead(handle.get(), lookahead));
+            EXPECT_NEAR(used() - refined, 600.0 * lookahead + 91e3, 2e3) << lookahead;
+        }
+        EXPECT_TRUE(QEL_MVS_SetLookahead(handle.get(), 0));
+        Bytes frame = Noise(size.Frame(), 3), out = frame;
+        QEL_MVS_StabilizeFrame(handle.get(), frame.data(), out.data());
+        EXPECT_EQ(used(), refined);
+        QEL_MVS_StabilizeFrame_SameBuffer(handle.get(), frame.data());
+        EXPECT_EQ(used(), refined + luma * 1.5);
+    }
+}
+
+// A lookahead of as many seconds calms a path as much at a high rate.
+TEST(Path, HighRatesAreAsCalm) {
+    const Size size = {640, 360};
+    for (int32_t part : {2, 5}) { // of a second
+        double shake[2] = {};
+        for (int32_t k = 0; k < 2; k++) {
+            const int32_t framesPerSecond = k ? 120 : 30;
+            PathOptions options = Shake(6, 0.004, 60);
+            options.framesPerSecond = framesPerSecond;
+            const CameraPath path(options);
+            const Handle handle = Refined(size, size, {framesPerSecond / part, 896, framesPerSecond});
+            const auto bends =
+                BendsOf(path, Replay(handle.get(), MotionsOf(path, 12 * framesPerSecond)),
+                        (size_t)framesPerSecond / 5);
+            for (double bend : bends) shake[k] += bend * bend / (double)bends.size();
+        }
+        EXPECT_NEAR(sqrt(shake[1] / shake[0]), 1, 0.25) << part;
     }
 }
 

@@ -54,10 +54,10 @@
  * the size, and lBlocksKept those of them that match.
  *
  * Memory, beside that of every handle:
- *   - from QEL_MVS_SetRefined on, two pyramids of 4/3 of a luma plane each, at 8 bits a sample, and
- *     another 30 KB or 2 % of a luma plane;
+ *   - from QEL_MVS_SetRefined on, two pyramids of 4/3 of a luma plane each, at 8 bits a sample, and up
+ *     to 31 KB, or 2 % of a luma plane where that is more;
  *   - 1.5 luma planes when a frame call works in place; otherwise no frame is copied;
- *   - a lookahead: 0.6 KB for each of its frames, and 13 KB;
+ *   - a lookahead: 0.6 KB for each of its frames, and 91 KB;
  *   - a whole clip: 40 bytes a frame, in steps of 1024 frames, and 64 from the end of the stream on.
  *     While that plans, there are another 540 bytes a frame, 2.2 MB at most.
  *
@@ -279,8 +279,8 @@ QEL_API int32_t QEL_MVS_PushMotion(MVS_Context *pCtx, const MVS_Compensation *pR
  * Hands out the compensation of the next frame, in the order of the pushes.
  *
  * Call it after each push, and after QEL_MVS_EndStream, until it returns 0: at a cut the records of all
- * frames that waited come at once. With a lookahead each call plans a path of up to lookahead + 21
- * frames.
+ * frames that waited come at once. With a lookahead each call plans a path: of the frame, the
+ * lookahead, and 2/3 of a second beyond it, but not less than 20 frames and not more than 160.
  *
  * @param pCtx the handle
  * @param pRecord filled in; set its lSize first. Of a larger record the rest is left as it was.

@@ -2,12 +2,16 @@
 #include "pipeline/compensator.h"
 
 #include "platform/buffers.h"
+#include "platform/fixed.h"
 #include "platform/trigonometry.h"
 #include "smooth/plan.h"
 
 namespace {
 
-const int32_t kHold = 20;    // frames of a plan beyond the last known one, in which the camera rests
+// A plan goes on beyond the last known frame, as if the camera rested: for as many seconds at all rates
+// above 30 frames a second, up to a limit.
+const int32_t kHold = 20; // frames at 30 frames a second and below
+const int32_t kMostHold = 160;
 const int32_t kWaiting = 16; // views that may wait to be pulled
 const int32_t kChunk = 1024; // frames
 // A longer scene is planned in pieces, of which each overlaps the next.
@@ -51,9 +55,14 @@ int64_t KnownAfter(const Compensator *p, bool *pMore) {
     return llFrame - llFirst;
 }
 
+int32_t HoldOf(double dFramesPerSecond) {
+    const int32_t lHold = (int32_t)(kHold * dFramesPerSecond / 30 + 0.5);
+    return Clamp32(lHold, kHold, kMostHold);
+}
+
 View PlanOne(Compensator *p, int64_t llKnown) {
     const FrameMotion *pMotion = MotionOf(p, p->llPulled);
-    const int64_t llFrames = llKnown + 1 + kHold;
+    const int64_t llFrames = llKnown + 1 + HoldOf(p->stSettings.dFramesPerSecond);
     const View stMiddle = {0, 0, 0};
     View st = stMiddle, stHistory[2];
     for (int64_t i = 0; i < llFrames; i++) {
@@ -162,7 +171,7 @@ bool AddRoom(Compensator *p, int32_t lFrames) {
 } // namespace
 
 bool PrepareCompensator(Compensator *p) {
-    const int64_t llPlan = p->lLookahead > 0 ? p->lLookahead + 1 + kHold : 0;
+    const int64_t llPlan = p->lLookahead > 0 ? p->lLookahead + 1 + kMostHold : 0; // at any rate
     if (!AddRoom(p, p->lLookahead == kWholeClip ? kChunk : p->lLookahead + kWaiting)) return false;
     return llPlan == 0 || (Allocate(&p->pCamera, llPlan) && Allocate(&p->pViews, llPlan) &&
                            Allocate(&p->pPlanRoom, PlanRoom(llPlan)));
