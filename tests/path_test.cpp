@@ -155,6 +155,12 @@ std::vector<double> BendsOf(const CameraPath &path, const Records &records, size
     return bends;
 }
 
+double Rms(const std::vector<double> &values) {
+    double sum = 0;
+    for (double value : values) sum += value * value;
+    return sqrt(sum / (double)values.size());
+}
+
 // A long scene is planned in pieces: nobody sees where one ends, and memory stays within bounds.
 TEST(Path, LongScenesInBoundedMemory) {
     const Size size = {640, 360};
@@ -216,19 +222,17 @@ TEST(Path, MemoryOfAHandle) {
 TEST(Path, HighRatesAreAsCalm) {
     const Size size = {640, 360};
     for (int32_t part : {2, 5}) { // of a second
-        double shake[2] = {};
+        double shake[2];
         for (int32_t k = 0; k < 2; k++) {
             const int32_t framesPerSecond = k ? 120 : 30;
             PathOptions options = Shake(6, 0.004, 60);
             options.framesPerSecond = framesPerSecond;
             const CameraPath path(options);
             const Handle handle = Refined(size, size, {framesPerSecond / part, 896, framesPerSecond});
-            const auto bends =
-                BendsOf(path, Replay(handle.get(), MotionsOf(path, 12 * framesPerSecond)),
-                        (size_t)framesPerSecond / 5);
-            for (double bend : bends) shake[k] += bend * bend / (double)bends.size();
+            const Records records = Replay(handle.get(), MotionsOf(path, 12 * framesPerSecond));
+            shake[k] = Rms(BendsOf(path, records, (size_t)framesPerSecond / 5));
         }
-        EXPECT_NEAR(sqrt(shake[1] / shake[0]), 1, 0.25) << part;
+        EXPECT_NEAR(shake[1] / shake[0], 1, 0.25) << part;
     }
 }
 
@@ -299,6 +303,25 @@ TEST(Path, HostileMotions) {
             EXPECT_LE(Outside(ViewOf(record), size, size), 0) << round << ' ' << record.llFrame;
         EXPECT_TRUE(size.width == 2 || records[181].lCol != records[179].lCol) << round;
     }
+}
+
+// At a frame a second a step of the spring is long: it must still calm the path.
+TEST(Path, LowRatesAreCalm) {
+    const Size size = {640, 360};
+    for (int32_t framesPerSecond : {1, 2, 3, 8})
+        for (int32_t strength : {256, 1024}) {
+            SCOPED_TRACE(testing::Message() << framesPerSecond << ' ' << strength);
+            PathOptions options = Shake(strength == 256 ? 12 : 30, 0.005, 0);
+            options.framesPerSecond = framesPerSecond;
+            const CameraPath path(options);
+            const Handle handle = Refined(size, size, {0, 896, framesPerSecond});
+            EXPECT_TRUE(QEL_MVS_SetStrength(handle.get(), strength));
+            const Records records = Replay(handle.get(), MotionsOf(path, 300));
+            for (const MVS_Compensation &record : records)
+                EXPECT_LE(Outside(ViewOf(record), size, size), 0) << record.llFrame;
+            const double shaken = Rms(BendsOf(path, Records(records.size(), Empty())));
+            EXPECT_LE(Rms(BendsOf(path, records)), shaken * 0.75);
+        }
 }
 
 TEST(Path, MotionsAndLumaMayAlternate) {

@@ -9,6 +9,8 @@ const double kSlowRoll = 0.024; // Hz: the same for the roll, so that the horizo
 const double kStiffer = 0.27;   // Hz: added at the margin
 // A second: at 30 frames an eighth of what Stop cuts off is taken from the speed.
 const double kRebound = 30.0 / 8;
+// Radians a frame, for low rates: a step is stable up to 1.236, but from 1 on it calms nothing.
+const double kStiffest = 0.5;
 
 struct Axis {
     double *pPlace, *pSpeed;
@@ -33,15 +35,16 @@ void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
         return;
     }
     const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dMargin, 1));
+    const double dRate = pSettings->dFramesPerSecond;
     const double w =
-        kTwoPi / pSettings->dFramesPerSecond * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength;
+        Less(kTwoPi / dRate * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength, kStiffest);
     *v -= w * w * *c + w * *v;
     *c += *v;
     const double dStop = Stop(pAxis);
     if (Magnitude(*c) <= dStop) return;
     const double dBack = (*c > 0 ? dStop : -dStop) - *c;
     *c += dBack;
-    if (pAxis->bRebounds) *v += dBack * kRebound / pSettings->dFramesPerSecond;
+    if (pAxis->bRebounds) *v += dRate > kRebound ? dBack * kRebound / dRate : dBack; // at most all
 }
 
 } // namespace
