@@ -118,6 +118,9 @@ TEST(Refined, MeasuresFractionsOfPixels) {
                  frame[(size_t)i] = (uint8_t)(frame[(size_t)i] * (n % 2 ? 85 : 100) / 100);
          },
          0.1, 0.25},
+        {"half of it flat",
+         [](Bytes &frame, int) { std::fill_n(frame.begin(), kSize.Luma() / 2, (uint8_t)235); }, 0.03,
+         0.1},
         {"object",
          [](Bytes &frame, int n) { // two fifths of the picture show something else, which moves
              for (int y = 0; y < kSize.height; y++)

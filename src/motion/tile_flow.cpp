@@ -21,6 +21,11 @@ const double kLeastNoise = 0.5;  // variance of a difference by rounding alone
 const double kModelError = 0.15; // pixels: what parallax and the lens add to a tile's motion
 const double kNoiseShare = 8;    // variance that noise gives to a difference, over that of a gradient
 const double kMostNoise = 0.7;   // share of the weaker eigenvalue that may be taken for noise
+// The variance of least squares is that of the differences over the squared gradients. That is right if
+// noise is small; else the noise in the gradients themselves adds about as much again. With noise of 4
+// to 32 grey levels the errors are 0.7 to 1.5 times what comes out with this factor.
+const double kNoiseFactor = 2;
+const double kLeastGradient = 1e-6; // added to their squared sums: a tile without any knows nothing
 
 // Tiles of a level: every lSparse-th of lColumns x lRows, lStep apart. The first is at (lX0, lY0).
 struct TileGrid {
@@ -101,10 +106,10 @@ void TakeNoiseOut(TileFlow *pFlow, double dRemaining) {
 
 // From squared gradients to the inverse of the covariance of the shift.
 void WeighFlow(TileFlow *pFlow) {
-    const double dDet = pFlow->dXX * pFlow->dYY - pFlow->dXY * pFlow->dXY + 1e-9;
-    const double dScale = 2 * pFlow->dNoise / dDet;
-    const double dXX = pFlow->dYY * dScale + kModelError * kModelError;
-    const double dYY = pFlow->dXX * dScale + kModelError * kModelError;
+    const double dGradX = pFlow->dXX + kLeastGradient, dGradY = pFlow->dYY + kLeastGradient;
+    const double dScale = kNoiseFactor * pFlow->dNoise / (dGradX * dGradY - pFlow->dXY * pFlow->dXY);
+    const double dXX = dGradY * dScale + kModelError * kModelError;
+    const double dYY = dGradX * dScale + kModelError * kModelError;
     const double dXY = -pFlow->dXY * dScale;
     const double dOne = 1 / (dXX * dYY - dXY * dXY);
     pFlow->dXX = dYY * dOne;
