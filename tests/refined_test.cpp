@@ -6,6 +6,7 @@
 #include <math.h>
 #include <string.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "clipgen/camera_path.h"
@@ -322,6 +323,40 @@ TEST(Refined, TakesPlanesOfAnyLayout) {
             EXPECT_EQ(fourOut[(size_t)(4 * i + 1)], out[(size_t)i]);
             EXPECT_EQ(fourOut[(size_t)(4 * i + 3)], 7);
             if (HasFailure()) return;
+        }
+    }
+}
+
+// Bits outside of a sample's own do no harm: they are not measured, and the output has none.
+TEST(Refined, TakesWordsWithOtherBits) {
+    const uint16_t kOwn = 0x1FFE;
+    const Handle clean = Refined(kSize, kSize), dirty = Refined(kSize, kSize);
+    for (const Bytes &frame : ShakyClip(kSize, 3)) {
+        const size_t n = (size_t)kSize.Luma();
+        const Bytes noise = Noise(2 * (int32_t)n, 3);
+        std::vector<uint16_t> words(n), more(n), out(n);
+        memcpy(more.data(), noise.data(), noise.size());
+        for (size_t i = 0; i < n; i++) {
+            words[i] = (uint16_t)(frame[i] << 5);
+            more[i] = (uint16_t)((more[i] & ~kOwn) | words[i]);
+        }
+        const auto plane = [](std::vector<uint16_t> &pixels) {
+            MVS_Plane p = PlaneOf((uint8_t *)pixels.data(), kSize.width, kSize.height);
+            p.lSampleBytes = 2;
+            p.lBits = 12;
+            p.lLowestBit = 1;
+            p.llPitch *= 2;
+            return p;
+        };
+        const MVS_Plane from = plane(words), fromMore = plane(more), into = plane(out);
+        MVS_Compensation record, recordMore;
+        ASSERT_TRUE(QEL_MVS_PushLuma(clean.get(), &from) && Pull(clean.get(), &record));
+        ASSERT_TRUE(QEL_MVS_PushLuma(dirty.get(), &fromMore) && Pull(dirty.get(), &recordMore));
+        EXPECT_EQ(memcmp(&record, &recordMore, sizeof(record)), 0);
+        for (int32_t cubic : {0, 1}) {
+            QEL_MVS_SetCubic(dirty.get(), cubic);
+            ASSERT_TRUE(QEL_MVS_CompensateFrame(dirty.get(), &record, &fromMore, &into, 1));
+            EXPECT_EQ(std::count_if(out.begin(), out.end(), [](int w) { return w & ~kOwn; }), 0);
         }
     }
 }

@@ -30,8 +30,11 @@ void TakeLumaRow(const LumaSource *pSource, int32_t lRow, uint8_t *pTo, int32_t 
     } else if (pSource->lSampleBytes == 1) {
         for (int32_t x = 0; x < lWidth; x++, p += pSource->lStep) pTo[x] = *p;
     } else {
-        for (int32_t x = 0; x < lWidth; x++, p += pSource->lStep)
-            pTo[x] = (uint8_t)(*(const uint16_t *)p >> pSource->lShift);
+        for (int32_t x = 0; x < lWidth; x++, p += pSource->lStep) {
+            uint16_t lSample;
+            __builtin_memcpy(&lSample, p, sizeof(lSample));
+            pTo[x] = (uint8_t)(lSample >> pSource->lShift); // the bits above fall away
+        }
     }
 }
 
