@@ -187,7 +187,8 @@ QEL_API int32_t QEL_MVS_SetWindow(MVS_Context *pCtx, int32_t lPart);
  *
  * Slow movements are followed; faster ones are taken out, as far as the margin allows. The limit is
  * about 0.06 Hz (roll: 0.024 Hz) without a lookahead, 0.2 Hz with one below half a second, 0.1 Hz with
- * a longer one, and 0.02 Hz for a whole clip, each divided by the strength.
+ * a longer one, and 0.02 Hz for a whole clip, each divided by the strength. Without a lookahead it is
+ * at most a twelfth of the frame rate.
  *
  * @param pCtx the handle
  * @param lSeconds Q10, 256 to 4096
