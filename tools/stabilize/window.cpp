@@ -4,6 +4,7 @@
 #include <math.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "quality/jitter.h"
 #include "video/interrupt.h"
@@ -17,6 +18,7 @@ const double kCutoff = 1;        // Hz
 const double kLeft = 0.1;        // of the input's shake, the most that may be left
 const double kUnseen = 1e-4;     // of the width: a smaller shake does not matter
 const double kUnseenRoll = 0.05; // mrad
+const double kNearCalmest = 1.1; // where no window leaves so little: times the least that one leaves
 
 PoseMotion MotionOf(const MVS_Compensation &from) {
     const double pixel = 65536, radian = 16777216;
@@ -45,6 +47,12 @@ bool MeasureShake(const std::vector<FrameRecord> &records, bool shown, double fr
     return used > 0;
 }
 
+struct Trial {
+    int percent = 0;
+    FastShake left;
+    double excess = 0; // the worse of both, over the most that may be left
+};
+
 FastShake ShakeLeft(const StreamInfo &info, RefinedSettings settings, int percent,
                     const std::vector<FrameRecord> &records) {
     settings.window = percent / 100.0;
@@ -54,6 +62,32 @@ FastShake ShakeLeft(const StreamInfo &info, RefinedSettings settings, int percen
     FastShake shake;
     MeasureShake(trial.TakeRecords(), true, RateOf(info).Value(), shake);
     return shake;
+}
+
+// The largest window that leaves little enough. Steps down until one does, then looks for it between
+// the last two.
+Trial Search(const std::function<Trial(int percent)> &attempt) {
+    std::vector<Trial> trials;
+    double calmest = INFINITY;
+    for (int percent = kMostPercent; calmest > 1;
+         percent = std::max(percent - kStride, kLeastPercent)) {
+        trials.push_back(attempt(percent));
+        calmest = std::min(calmest, trials.back().excess);
+        if (percent == kLeastPercent || Interrupted()) break;
+    }
+    const double enough = calmest > 1 ? kNearCalmest * calmest : 1;
+    size_t first = 0;
+    while (trials[first].excess > enough) first++;
+    Trial taken = trials[first];
+    int high = first > 0 ? trials[first - 1].percent : taken.percent + 1;
+    while (high - taken.percent > 1 && !Interrupted()) {
+        const Trial middle = attempt((taken.percent + high) / 2);
+        if (middle.excess <= enough)
+            taken = middle;
+        else
+            high = middle.percent;
+    }
+    return taken;
 }
 
 } // namespace
@@ -67,21 +101,12 @@ WindowChoice ChooseWindow(const StreamInfo &info, const RefinedSettings &setting
     FastShake most = {std::max(kLeft * choice.before.pixels, kUnseen * info.size.width),
                       std::max(kLeft * choice.before.milliradians, kUnseenRoll)};
     if (!settings.roll) most.milliradians = INFINITY;
-    int low = kMostPercent, high = low + 1;
-    const auto calm = [&](int percent) {
+    const Trial taken = Search([&](int percent) {
         const FastShake left = ShakeLeft(info, settings, percent, records);
-        const bool yes = left.pixels <= most.pixels && left.milliradians <= most.milliradians;
-        if (yes || percent == kLeastPercent) choice.after = left;
-        return yes;
-    };
-    while (!calm(low) && low > kLeastPercent && !Interrupted()) {
-        high = low;
-        low = std::max(low - kStride, kLeastPercent);
-    }
-    while (high - low > 1 && !Interrupted()) {
-        const int middle = (low + high) / 2;
-        (calm(middle) ? low : high) = middle;
-    }
-    choice.window = low / 100.0;
+        return Trial{percent, left,
+                     std::max(left.pixels / most.pixels, left.milliradians / most.milliradians)};
+    });
+    choice.after = taken.left;
+    choice.window = taken.percent / 100.0;
     return choice;
 }

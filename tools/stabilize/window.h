@@ -19,6 +19,7 @@ struct WindowChoice {
 };
 
 // The largest window of whole percents whose pictures shake a tenth as much as the input, or so little
-// that nobody sees it; the smallest where none does. `settings` say how the path is planned.
+// that nobody sees it; where none does, the largest that is nearly as calm as any. `settings` say how
+// the path is planned.
 WindowChoice ChooseWindow(const StreamInfo &info, const RefinedSettings &settings,
                           const std::vector<FrameRecord> &records);
