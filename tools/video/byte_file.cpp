@@ -145,6 +145,11 @@ void ByteOutput::Write(const void *data, size_t size) {
     if (fwrite(data, 1, size, mFile) != size) Fail();
 }
 
+void ByteOutput::Flush() {
+    errno = 0;
+    if (fflush(mFile) != 0) Fail();
+}
+
 void ByteOutput::Close() {
     FILE *file = mFile;
     mFile = nullptr;

@@ -69,7 +69,10 @@ class ByteOutput {
     void Write(const void *data, size_t size);
     void Write(const std::string &text) { Write(text.data(), text.size()); }
 
-    // Writes what is buffered and checks that all of it arrived.
+    // Writes what is buffered: whoever reads a pipe may wait for it.
+    void Flush();
+
+    // Likewise, and checks that all of it arrived.
     void Close();
 
   private:

@@ -22,7 +22,10 @@ class RawSource : public FrameSource {
 class RawSink : public FrameSink {
   public:
     RawSink(const std::string &path, const std::string &name) : mOutput(path, name) {}
-    void Write(const Frame &frame) override { mOutput.Write(frame.pixels.Data(), frame.pixels.Size()); }
+    void Write(const Frame &frame) override {
+        mOutput.Write(frame.pixels.Data(), frame.pixels.Size());
+        mOutput.Flush();
+    }
     void Close() override { mOutput.Close(); }
 
   private:

@@ -125,7 +125,7 @@ Y4mSink::Y4mSink(const std::string &path, const std::string &name, const StreamI
     mOutput.Write(Y4mHeaderLine(header));
 }
 
-void Y4mSink::Write(const Frame &frame) {
+void Y4mSink::WritePicture(const Frame &frame) {
     mOutput.Write("FRAME" + frame.parameters + "\n");
     if (mChroma.Size() == 0) {
         mOutput.Write(frame.pixels.Data(), frame.pixels.Size());

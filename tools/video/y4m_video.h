@@ -29,10 +29,15 @@ class Y4mSource : public FrameSource {
 class Y4mSink : public FrameSink {
   public:
     Y4mSink(const std::string &path, const std::string &name, const StreamInfo &info);
-    void Write(const Frame &frame) override;
+    void Write(const Frame &frame) override {
+        WritePicture(frame);
+        mOutput.Flush();
+    }
     void Close() override { mOutput.Close(); }
 
   private:
+    void WritePicture(const Frame &frame);
+
     ByteOutput mOutput;
     PictureSize mSize;
     ByteBuffer mChroma; // the planes of a frame whose samples are paired
