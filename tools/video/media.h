@@ -34,7 +34,7 @@ std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamIn
                                          const SinkOptions &options);
 
 // What a Y4M header says of the pictures of a coded input: fields, layout, chroma positions, range.
-std::vector<std::string> MediaY4mTags(const MediaInput &input, const PixelLayout &layout);
+std::vector<std::string> MediaY4mTags(const StreamInfo &info);
 
 // Enlarges or reduces frames, and changes their layout.
 class FrameScaler {

@@ -29,7 +29,7 @@ std::unique_ptr<FrameSink> OpenMediaSink(const std::string &path, const StreamIn
     Refuse("writing " + path);
 }
 
-std::vector<std::string> MediaY4mTags(const MediaInput &, const PixelLayout &) { return {}; }
+std::vector<std::string> MediaY4mTags(const StreamInfo &) { return {}; }
 
 std::unique_ptr<FrameScaler> MakeFrameScaler(PictureSize, PictureSize, const PixelLayout &,
                                              const PixelLayout &) {

@@ -33,9 +33,9 @@ bool IsDamaged(const AVFrame &picture) {
     return picture.decode_error_flags || (picture.flags & AV_FRAME_FLAG_CORRUPT);
 }
 
-// As in MPEG-2 when the stream does not say, of JPEG pictures in the middle of the pixels.
-ChromaSite ChromaSiteOf(AVChromaLocation location, bool jpeg) {
-    if (location == AVCHROMA_LOC_UNSPECIFIED) return {jpeg ? 2 : 0, 2};
+// `usual`: when the stream does not say.
+ChromaSite ChromaSiteOf(AVChromaLocation location, ChromaSite usual) {
+    if (location == AVCHROMA_LOC_UNSPECIFIED) return usual;
     bool left = location == AVCHROMA_LOC_LEFT || location == AVCHROMA_LOC_TOPLEFT ||
                 location == AVCHROMA_LOC_BOTTOMLEFT;
     bool top = location == AVCHROMA_LOC_TOP || location == AVCHROMA_LOC_TOPLEFT;
@@ -232,7 +232,9 @@ void MediaSource::DescribePicture() {
     colours.transfer = mPicture->color_trc;
     colours.matrix = rgb ? MatrixForRgb(mInfo.size) : mPicture->colorspace;
     colours.chroma = mPicture->chroma_location;
-    mInfo.chromaSite = ChromaSiteOf(colours.chroma, IsFullRangeForm(format));
+    // As in MPEG-2, but for JPEG pictures; those that are not kept as they are count as JPEG's too.
+    bool middle = !mKeepPixels || IsFullRangeForm(format);
+    mInfo.chromaSite = ChromaSiteOf(colours.chroma, {middle ? 2 : 0, 2});
     mInfo.fullRange = colours.range == AVCOL_RANGE_JPEG;
 }
 

@@ -132,16 +132,18 @@ AVChromaLocation ChromaLocation(const StreamInfo &info) {
     return HasTag(info, "C420paldv") ? AVCHROMA_LOC_TOPLEFT : AVCHROMA_LOC_UNSPECIFIED;
 }
 
-std::vector<std::string> MediaY4mTags(const MediaInput &input, const PixelLayout &layout) {
-    const MediaInput::Colours &colours = input.colours;
-    bool top = input.fieldOrder == AV_FIELD_TT, bottom = input.fieldOrder == AV_FIELD_BB;
+std::vector<std::string> MediaY4mTags(const StreamInfo &info) {
+    const AVColorRange range = info.media->colours.range;
+    const AVFieldOrder order = info.media->fieldOrder;
+    const ChromaSite &site = info.chromaSite;
+    bool top = order == AV_FIELD_TT, bottom = order == AV_FIELD_BB;
     std::vector<std::string> tags = {top ? "It" : bottom ? "Ib" : "Ip"};
-    bool left = colours.chroma == AVCHROMA_LOC_LEFT, corner = colours.chroma == AVCHROMA_LOC_TOPLEFT;
-    std::string pixels = Y4mPixels(layout);
+    bool left = site.x == 0 && site.y == 2, corner = site.x == 0 && site.y == 0;
+    std::string pixels = Y4mPixels(info.layout);
     if (pixels == "420") pixels += left ? "mpeg2" : corner ? "paldv" : "jpeg";
     tags.push_back("C" + pixels);
-    if (colours.range == AVCOL_RANGE_JPEG) tags.push_back("XCOLORRANGE=FULL");
-    if (colours.range == AVCOL_RANGE_MPEG) tags.push_back("XCOLORRANGE=LIMITED");
+    if (range == AVCOL_RANGE_JPEG) tags.push_back("XCOLORRANGE=FULL");
+    if (range == AVCOL_RANGE_MPEG) tags.push_back("XCOLORRANGE=LIMITED");
     return tags;
 }
 

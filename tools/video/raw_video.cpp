@@ -12,6 +12,7 @@ RawSource::RawSource(std::unique_ptr<ByteInput> input, const RawShape &shape, Ra
                          ": this is a Y4M stream, which knows its size; leave out --size and --format");
     mInfo.container = Container::Raw;
     mInfo.layout = shape.layout;
+    mInfo.chromaSite = {2, 2}; // as in a Y4M header that does not say
     mInfo.size = mInfo.codedSize = shape.size;
     mInfo.framesPerSecond = framesPerSecond;
     mInfo.timeBase = {framesPerSecond.den, framesPerSecond.num};

@@ -2,6 +2,7 @@
 #include "video/y4m_header.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include <algorithm>
 #include <iterator>
@@ -39,24 +40,20 @@ bool IsEightBit420(const std::string &colour) {
     return std::find(std::begin(kKnown), std::end(kKnown), colour) != std::end(kKnown);
 }
 
-// Some writers leave out C and put the layout, in capitals, into an extension tag.
-bool IsOtherExtension(const std::string &tag) {
-    const std::string prefix = "XYSCSS=";
-    if (tag.compare(0, prefix.size(), prefix) != 0) return false;
-    std::string colour = tag.substr(prefix.size());
-    for (char &c : colour)
-        if (c >= 'A' && c <= 'Z') c = (char)(c - 'A' + 'a');
-    return !IsEightBit420(colour);
+const char kExtension[] = "XYSCSS=";
+
+// The tag that tells the layout: C, or the extension that some writers have instead. Empty: none.
+std::string LayoutTag(const std::vector<std::string> &tags) {
+    std::string found;
+    for (const std::string &tag : tags) {
+        if (tag[0] == 'C') return tag;
+        if (tag.compare(0, strlen(kExtension), kExtension) == 0) found = tag;
+    }
+    return found;
 }
 
 std::string OtherPixels(const std::vector<std::string> &tags) {
-    bool named = false;
-    for (const std::string &tag : tags) {
-        if (tag[0] == 'C' && !IsEightBit420(tag.substr(1))) return tag;
-        named = named || tag[0] == 'C';
-    }
-    auto extension = std::find_if(tags.begin(), tags.end(), IsOtherExtension);
-    return named || extension == tags.end() ? "" : *extension;
+    return IsEightBit420(Y4mColour(tags)) ? "" : LayoutTag(tags);
 }
 
 std::vector<std::string> Words(const std::string &line) {
@@ -90,6 +87,16 @@ void TakeTag(Y4mHeader &header, const std::string &tag, const std::string &name)
 }
 
 } // namespace
+
+std::string Y4mColour(const std::vector<std::string> &tags) {
+    std::string tag = LayoutTag(tags);
+    if (tag.empty()) return "420";
+    if (tag[0] == 'C') return tag.substr(1);
+    std::string colour = tag.substr(strlen(kExtension)); // in capitals
+    for (char &c : colour)
+        if (c >= 'A' && c <= 'Z') c = (char)(c - 'A' + 'a');
+    return colour;
+}
 
 Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name) {
     std::vector<std::string> words = Words(line);

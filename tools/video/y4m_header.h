@@ -32,6 +32,9 @@ Y4mHeader ParseY4mHeader(const std::string &line, const std::string &name);
 // What the stream's first line calls its pixels, when they are not 8-bit 4:2:0; empty when they are.
 std::string OtherY4mPixels(const std::string &line);
 
+// What a header with these tags calls its pixels: "420mpeg2", "422p10". "420" where it does not say.
+std::string Y4mColour(const std::vector<std::string> &tags);
+
 // What the header calls the layout, without where its chroma samples lie: "420", "422p10", "mono".
 std::string Y4mPixels(const PixelLayout &layout);
 

@@ -11,11 +11,9 @@ namespace {
 PictureSize ChromaSize(PictureSize size) { return {(size.width + 1) / 2, (size.height + 1) / 2}; }
 
 ChromaSite ChromaSiteOf(const std::vector<std::string> &tags) {
-    for (const std::string &tag : tags) {
-        if (tag == "C420mpeg2") return {0, 2};
-        if (tag == "C420paldv") return {0, 0};
-    }
-    return {2, 2};
+    const std::string colour = Y4mColour(tags);
+    if (colour == "420mpeg2") return {0, 2};
+    return colour == "420paldv" ? ChromaSite{0, 0} : ChromaSite{2, 2};
 }
 
 } // namespace
@@ -107,7 +105,7 @@ std::vector<std::string> MakeTags(const StreamInfo &info) {
     if (info.framesPerSecond.num > 0) tags.push_back(RatioTag('F', info.framesPerSecond));
     if (info.sampleAspect.num > 0) tags.push_back(RatioTag('A', info.sampleAspect));
     std::vector<std::string> pictures = {"Ip", "C420jpeg"};
-    if (info.media) pictures = MediaY4mTags(*info.media, info.layout);
+    if (info.media) pictures = MediaY4mTags(info);
     tags.insert(tags.end(), pictures.begin(), pictures.end());
     return tags;
 }
