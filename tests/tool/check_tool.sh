@@ -45,17 +45,29 @@ n=$((160 * 120 * 3 / 2))
 "$clipgen" --size 160x120 --frames 6 --format nv21 clip.nv21 || exit 1
 tail -n +2 clip.y4m >frames
 
-# Files, pipes and raw layouts give the same pictures.
+# A file has a lookahead, what cannot wait has none; pipes and raw layouts give the same pictures.
 run 0 0 clip.y4m out.y4m
+run 0 0 --live clip.y4m live.y4m
+run 0 0 --standard clip.y4m standard.y4m
 [ "$(head -n 1 out.y4m)" = "$(head -n 1 clip.y4m)" ] || fail "the header's tags are not kept"
 [ "$(wc -c <out.y4m)" = "$(wc -c <clip.y4m)" ] || fail "frames are missing"
 cmp -s out.y4m clip.y4m && fail "nothing was stabilized"
+run 0 0 --lookahead 1 --window 90 clip.y4m got.y4m
+same out.y4m got.y4m "the default of a file is not --lookahead 1 --window 90"
+run 0 0 --live --window 87.5 clip.y4m got.y4m
+same live.y4m got.y4m "the default window of --live is not 87.5"
+cmp -s out.y4m live.y4m && fail "--live changes nothing"
 run 0 0 - - <clip.y4m >piped.y4m
-same out.y4m piped.y4m "a pipe gives other bytes"
+same live.y4m piped.y4m "the default of a pipe is not --live"
 (head -c 1000 clip.y4m; sleep 0.2; tail -c +1001 clip.y4m) | run 0 0 - slow.y4m
-same out.y4m slow.y4m "a pipe that comes in pieces gives other bytes"
+same live.y4m slow.y4m "a pipe that comes in pieces gives other bytes"
+run 0 0 --mode rotate clip.y4m got.y4m
+same standard.y4m got.y4m "--mode rotate is not --standard"
+run 0 0 --standard - - <clip.y4m >piped.y4m
+same standard.y4m piped.y4m "a pipe gives other bytes on the standard path"
 run 0 0 --size 160x120 --format i420 clip.i420 out.i420
 frames_of $n out.y4m >out.frames
+frames_of $n standard.y4m >standard.frames
 same out.frames out.i420 "raw I420 gives other bytes"
 run 0 0 --size 160x120 clip.nv21 out.nv21
 for i in 0 1 2 3 4 5; do
@@ -67,10 +79,18 @@ done
 # Every spelling of 8-bit 4:2:0, tags in any order, frame parameters.
 for tags in '' ' C420' ' C420jpeg' ' C420mpeg2' ' C420paldv' ' XYSCSS=420JPEG' ' F30000:1001 Ip A1:1 C420jpeg XFREE=1'; do
     (echo "YUV4MPEG2 H120 W160$tags"; cat frames) >in.y4m
-    run 0 0 in.y4m got.y4m
+    run 0 0 --standard in.y4m got.y4m
     frames_of $n got.y4m >got.frames
-    same out.frames got.frames "other frames for '$tags'"
+    same standard.frames got.frames "other frames for '$tags'"
 done
+# Where the chroma samples lie counts unless the path is the standard one, in either spelling.
+for tags in C420mpeg2 XYSCSS=420MPEG2; do
+    (echo "YUV4MPEG2 H120 W160 F30:1 $tags"; cat frames) >in.y4m
+    run 0 0 in.y4m got.y4m
+    frames_of $n got.y4m >"$tags"
+done
+same C420mpeg2 XYSCSS=420MPEG2 "other frames where an extension tells the chroma's place"
+cmp -s out.frames C420mpeg2 && fail "the chroma's place changes nothing"
 (head -n 1 clip.y4m; echo 'FRAME Ip'; head -c $((n + 6)) frames | tail -c $n) >in.y4m
 run 0 0 in.y4m got.y4m
 [ "$(wc -c <got.y4m)" -ge $n ] || fail "a frame with parameters is lost"
@@ -117,12 +137,13 @@ run 1 1 missing.y4m none.y4m
 # A cut-off stream: every whole frame arrives, none of the last one.
 head -c $((5 * (n + 6) + 6 + 100)) frames >cut
 (head -n 1 clip.y4m; cat cut) >in.y4m
-run 1 1 in.y4m got.y4m
-head -c $(($(wc -c <out.y4m) - n - 6)) out.y4m >whole.y4m
+run 1 1 --live in.y4m got.y4m
+head -c $(($(wc -c <live.y4m) - n - 6)) live.y4m >whole.y4m
 same got.y4m whole.y4m "a truncated stream does not give its whole frames"
 head -c $((5 * n + 7)) clip.nv21 >in.nv21
-head -c $((5 * n)) out.nv21 >whole.nv21
-run 1 1 --size 160x120 in.nv21 got.nv21
+run 0 0 --live --size 160x120 clip.nv21 live.nv21
+head -c $((5 * n)) live.nv21 >whole.nv21
+run 1 1 --live --size 160x120 in.nv21 got.nv21
 same got.nv21 whole.nv21 "a truncated raw stream does not give its whole frames"
 
 # Odd pictures: their even part, and one line that says so.
@@ -164,29 +185,34 @@ run 1 1 - got.y4m <&-
 # Any number of threads gives the same pictures, of frames that are large enough for more than one.
 "$clipgen" --size 1280x768 --frames 3 --format nv21 wide.nv21
 run 0 0 --size 1280x768 wide.nv21 got.nv21
-for threads in 0 1 2 4 64; do
-    run 0 0 --threads $threads --size 1280x768 wide.nv21 threads.nv21
-    same got.nv21 threads.nv21 "--threads $threads gives other bytes"
+for path in --standard --live; do
+    run 0 0 $path --size 1280x768 wide.nv21 got.nv21
+    for threads in 0 1 2 4 64; do
+        run 0 0 $path --threads $threads --size 1280x768 wide.nv21 threads.nv21
+        same got.nv21 threads.nv21 "$path: --threads $threads gives other bytes"
+    done
 done
 
 # The refined path: whatever comes later, every frame arrives, the same from any number of threads.
 for path in --live --lookahead=0.2 --whole --window=80 --bilinear --window=auto; do
     run 0 0 --quiet $path clip.y4m got.y4m
     [ "$(wc -c <got.y4m)" = "$(wc -c <clip.y4m)" ] || fail "$path: frames are missing"
-    cmp -s got.y4m out.y4m && fail "$path gives the standard path's bytes"
+    cmp -s got.y4m standard.y4m && fail "$path gives the standard path's bytes"
     run 0 0 --quiet $path --size 1280x768 --threads 1 wide.nv21 got.nv21
     run 0 0 --quiet $path --size 1280x768 --threads 4 wide.nv21 threads.nv21
     same got.nv21 threads.nv21 "$path: --threads gives other bytes"
 done
 run 0 0 --bilinear clip.y4m got.y4m
-run 0 0 --lookahead 1 clip.y4m cubic.y4m
-cmp -s got.y4m cubic.y4m && fail "--bilinear gives the bytes of the default interpolation"
+cmp -s got.y4m out.y4m && fail "--bilinear gives the bytes of the default interpolation"
 run 0 0 --lookahead 0.2 - - <clip.y4m >piped.y4m
 run 0 0 --lookahead 0.2 clip.y4m got.y4m
 same got.y4m piped.y4m "a pipe gives other bytes from the refined path"
 run 1 1 --whole - none.y4m <clip.y4m
-run 0 0 --standard clip.y4m got.y4m
-same got.y4m out.y4m "--standard is not what is done without options"
+# Frames that wait by default take 1 GiB at most.
+head -c $((2048 * 1536 * 3 / 2)) /dev/zero >in.nv21
+run 0 1 --size 2048x1536 --fps 240 in.nv21 got.nv21
+grep -q '227 frames, 0.95 seconds, which take 1 GiB' err || fail "a lookahead of large frames is not shortened"
+run 0 0 --lookahead 1 --size 2048x1536 --fps 240 in.nv21 got.nv21
 
 # Modes, sizes, trace, usage.
 run 0 0 --mode 1 --out-size 144x108 --trace trace.csv clip.y4m got.y4m
@@ -202,6 +228,7 @@ run 1 1 --split 158 clip.y4m got.y4m
 run 0 0 --split 156 clip.y4m got.y4m
 "$clipgen" --size 92x32 --frames 3 --format y4m tiny.y4m
 run 0 1 tiny.y4m got.y4m
+run 0 1 --standard tiny.y4m got.y4m
 for usage in '--mode 4 a b' '--size 161x120 a b' '--size 160 a b' '--out-size 0x8 a b' '--format i420 a b' 'a' '--what a b' 'a b c' '--threads -1 a b' '--threads 65 a b' '--threads two a b' \
     '--threads 0x1 a b' '--fps 0x10 --size 8x8 a b' '--fps 29.97/2 --size 8x8 a b' '--start 0.1.9 a b' '--start -1 a b' \
     '--duration 0 a b' '--bitrate 1e6 a b' '--crop 0x10 a b' '--crf 17.5 a b' '--split -4 a b' '--split 0 a b' \

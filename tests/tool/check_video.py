@@ -12,6 +12,7 @@ import pathlib
 import pty
 import random
 import re
+import select
 import shlex
 import shutil
 import signal
@@ -67,9 +68,14 @@ def pixels(file, *filters):
     return ffmpeg("-noautorotate", "-i", file, *filters, "-f", "rawvideo", "-pix_fmt", "yuv420p", "-fps_mode", "passthrough", "-")
 
 
-def steady(file):
-    """What the tool makes of the same pictures when they come as raw frames, not through FFmpeg."""
-    return run("--size", f"{W}x{H}", "--format", "i420", "-", "-", binary=True, stdin=stdin_of(pixels(file)))
+def steady(file, *options):
+    """What the tool makes of the same pictures when they come as a Y4M stream of the same rate, not through FFmpeg."""
+    rate = probe(file, "-show_streams", "-select_streams", "v")["streams"][0]["avg_frame_rate"].replace("/", ":")
+    data = ffmpeg("-noautorotate", "-i", file, "-fps_mode", "passthrough", "-pix_fmt", "yuv420p", "-f", "yuv4mpegpipe", "-")
+    head = data.index(b"\n")
+    pathlib.Path("same.y4m").write_bytes(re.sub(rb" F\S+", f" F{rate}".encode(), data[:head]) + data[head:])
+    run("-y", *options, "same.y4m", "same.i420.y4m")
+    return pixels("same.i420.y4m")
 
 
 def stdin_of(data):
@@ -130,7 +136,7 @@ def same_but_steady():
 
 def roads():
     """Pipes, FIFO, standard output, parts, and containers of no ending give the same pictures."""
-    want = steady("b.mkv")
+    want = steady("b.mkv", "--live")
     with open("b.mkv", "rb") as file:
         out = run("-", "-", stdin=file, binary=True, say="pictures only")
     pathlib.Path("piped.y4m").write_bytes(out)
@@ -155,6 +161,33 @@ def roads():
     check(len(pixels("part.y4m")) == 15 * W * H * 3 // 2, "a part of a Y4M stream")
     run("--size", f"{W}x{H}", "--fps", "30000/1001", "--codec", "ffv1", "clip.nv21", "raw.mkv")
     check(packets("raw.mkv", "v")[0][-1] == round(39 * 1001 / 30000, 3), "frame rate of raw frames")
+
+
+def delays():
+    """Through a pipe, a picture comes out before the next one goes in, unless a lookahead is asked for."""
+    data = pathlib.Path("clip.y4m").read_bytes()
+    head, size = data.index(b"\n") + 1, len(b"FRAME\n") + W * H * 3 // 2
+    ends = range(head + size, len(data) + 1, size)
+    for args, late in [([], 0), (["--window", "80", "--strength", "2"], 0), (["--standard"], 0), (["--lookahead", "0.2"], 6)]:
+        with subprocess.Popen([TOOL, "--quiet", *args, "-", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0) as tool:
+            given, got = 0, 0
+            for number, end in enumerate(ends):
+                while given < end:
+                    given += tool.stdin.write(data[given:end])
+                wanted = ends[number - late] if number >= late else 0
+                while got < wanted and select.select([tool.stdout], [], [], 30)[0]:
+                    part = tool.stdout.read(wanted - got)
+                    got += len(part)
+                    if not part:
+                        break
+                if got < wanted:
+                    check(False, f"{args}: frame {number + 1 - late} waits for a later one than frame {number + 1}")
+                    tool.kill()
+                    break
+            else:
+                tool.stdin.close()
+                got += len(tool.stdout.read())
+                check(got == len(data), f"{args}: {got} bytes come out of {len(data)}")
 
 
 def views():
@@ -187,7 +220,7 @@ def pixel_formats():
     for name, codec in [("yuv420p10le", "ffv1"), ("yuv422p", "ffv1"), ("yuv444p", "ffv1"), ("bgr0", "ffv1"),
                         ("gray", "ffv1"), ("yuvj420p", "mjpeg")]:
         ffmpeg("-i", "clip.y4m", "-c:v", codec, "-pix_fmt", name, "in.mkv")
-        run("-y", "in.mkv", "out.mkv", say="" if codec == "mjpeg" else f"{name}.*converted to 8-bit 4:2:0")
+        run("-y", "--standard", "in.mkv", "out.mkv", say="" if codec == "mjpeg" else f"{name}.*converted to 8-bit 4:2:0")
         stream = probe("out.mkv", "-show_streams")["streams"][0]
         check(stream["pix_fmt"] in ("yuv420p", "yuvj420p"), f"{name}: {stream['pix_fmt']}")
         data = pixels("out.mkv")
@@ -290,9 +323,9 @@ INPUTS = [
          facts={"format.start_time": "0.000000", "v.nb_frames": str(FRAMES), "a.count": 1}),
     Case("$ff -i a.mp4 -map 0:v -map 0:a -c copy -output_ts_offset 100 in.mkv", "in.mkv out.mkv", facts={"format.start_time": "0.000000"}),
     Case("$ff -i clip.y4m -itsoffset 1 -f lavfi -i sine=d=2 -c:v mpeg4 -c:a mp2 in.avi", "in.avi out.mkv", facts={"a.count": 1}),
-    Case("$ff -i clip.y4m -pix_fmt yuv422p10le -strict -1 in.y4m", "in.y4m out.y4m", say="yuv422p10le.*converted to 8-bit 4:2:0"),
-    Case("$ff -i clip.y4m -pix_fmt gray in.y4m", "in.y4m out.mkv", say="gray.*converted to 8-bit 4:2:0"),
-    Case("$ff -i clip.y4m img%03d.png", "--input-option framerate=30 img%03d.png out.mkv", say="rgb24.*converted", facts={"v.r_frame_rate": "30/1"}),
+    Case("$ff -i clip.y4m -pix_fmt yuv422p10le -strict -1 in.y4m", "--standard in.y4m out.y4m", say="yuv422p10le.*converted to 8-bit 4:2:0"),
+    Case("$ff -i clip.y4m -pix_fmt gray in.y4m", "--standard in.y4m out.mkv", say="gray.*converted to 8-bit 4:2:0"),
+    Case("$ff -i clip.y4m img%03d.png", "--input-option framerate=30 img%03d.png out.mkv", say="rgb24.*converted to yuv444p", facts={"v.r_frame_rate": "30/1"}),
     Case("", "--input-format lavfi --duration 1 testsrc2=size=320x240:rate=25 out.mkv", frames=25),
     Case("mkfifo in.mp4; cat a.mp4 >in.mp4 2>/dev/null &", "in.mp4 out.mkv", say="index.*faststart", status=1),
     Case("$ff -i clip.y4m -c:v libtheora -q:v 8 in.ogv; printf 'wrong here' | dd of=in.ogv bs=1 seek=100000 conv=notrunc 2>/dev/null",
@@ -333,7 +366,7 @@ OUTPUTS = [
     Case("", "clip.y4m out.gif", status=1, say="encoder gif takes no .* such files cannot be written; give OUTPUT the ending .mp4"),
     Case("", "clip.y4m out%03d.png", status=1, say="encoder png takes no .* give OUTPUT the ending .jpg"),
     Case("", "a.mp4 out.jpg", status=1, say="one picture cannot hold a video.*such as out%03d.jpg\n$"),
-    Case(HDR, "in.mp4 out.mkv", say="8-bit(.|\n)*stay HDR but keep 8 of their 10 bits",
+    Case(HDR, "--standard in.mp4 out.mkv", say="8-bit(.|\n)*stay HDR but keep 8 of their 10 bits",
          facts={"v.codec_name": "hevc", "v.color_transfer": "smpte2084", "v.side_data_list.0.max_content": 1000,
                 "v.side_data_list.1.max_luminance": "1000/1"}),
     Case(HDR, "in.mp4 out.avi", say="mastering data is left out"),
@@ -404,9 +437,14 @@ REFINED = [
     Case(made("bgr0"), "--live in.mkv out.mkv", say=r"\(bgr0\) are converted to yuv444p", facts={"v.pix_fmt": "yuv444p"}),
     Case("", "--live --codec ffv1 --input-format lavfi --duration 1 testsrc2=size=320x240:rate=25,format=p010le out.mkv", frames=25,
          facts={"v.pix_fmt": "yuv420p10le"}),
-    Case(HDR, "--lookahead 0.2 in.mp4 out.mkv",
-         facts={"v.codec_name": "hevc", "v.pix_fmt": "yuv420p10le", "v.color_transfer": "smpte2084", "v.side_data_list.0.max_content": 1000}),
-    Case("$ff -r 60 -i clip.y4m -c:v ffv1 in.mkv", "--lookahead 8 in.mkv out.mkv", say="240 frames are the most, 4.0 seconds here"),
+    Case(HDR, "in.mp4 out.mkv",
+         facts={"v.codec_name": "hevc", "v.pix_fmt": "yuv420p10le", "v.color_transfer": "smpte2084",
+                "v.side_data_list.0.max_content": 1000, "v.side_data_list.1.max_luminance": "1000/1"}),
+    Case(made("yuv420p10le"), "in.mkv out.mkv", facts={"v.codec_name": "h264", "v.pix_fmt": "yuv420p10le"}),
+    Case(made("yuv422p10le"), "in.mkv out.y4m", say="pictures only", facts={"v.pix_fmt": "yuv422p10le"}),
+    Case("$ff -f lavfi -i testsrc2=size=320x240:duration=0.4,format=yuv420p -c:v ffv1 in.mkv", "in.mkv out.y4m", say="pictures only",
+         frames=10, facts={"v.chroma_location": "left"}),
+    Case("$ff -r 60 -i clip.y4m -c:v ffv1 in.mkv", "--lookahead 8 in.mkv out.mkv", say="shortened to 240 frames, 4.00 seconds, the most"),
     Case("$ff -i a.mp4 -map 0:v -c copy in.h264; $ff -i clip.y4m -vf scale=240:180 -c:v libx264 more.h264; cat more.h264 >>in.h264",
          "--live in.h264 out.mkv", say="320x240; the stabilizer starts anew", frames=2 * FRAMES),
     Case("$ff -i clip.y4m -c:v ffv1 a.mkv; head -c $(($(stat -c %s a.mkv) / 2)) a.mkv >in.mkv", "--whole in.mkv out.mkv", status=1,
@@ -414,7 +452,7 @@ REFINED = [
     Case("", "--whole - out.y4m", status=1, say="--whole reads the input twice.*--lookahead"),
     Case("mkfifo in.y4m", "--whole in.y4m out.y4m", status=1, say="--whole reads the input twice"),
     Case("", "--window auto --no-roll a.mp4 out.mp4", say="--window auto: [0-9]+ % of each side, shake above 1 Hz", facts={"a.count": 1}),
-    Case("", "--window auto --whole --strength 2 --start 0.2 --duration 0.5 a.mp4 out.mp4", frames=15, say="87.5 % of each side, too short a clip"),
+    Case("", "--window auto --whole --strength 2 --start 0.2 --duration 0.5 a.mp4 out.mp4", frames=15, say=" 90 % of each side, too short a clip"),
     Case("", "--window auto - out.y4m", status=1, say="--window auto reads the input twice.*a window in percent"),
     Case("", "--whole absent.mp4 out.mp4", status=1, say="No such file"),
     Case("", "--mode shift --live a.mp4 out.mp4", status=2, say="--mode chooses the standard path, which has no --live"),
@@ -565,7 +603,9 @@ def reports():
     trace = json.load(open("t.json"))
     check(out["frames"] == FRAMES == len(trace) and out["measured"] == FRAMES - 1, f"summary {out}")
     check(out["motion_left_rms"]["pixels"] < out["motion_rms"]["pixels"] * 0.7, f"shake {out}")
-    check(out["window"] is None, f"the standard path's window is {out['window']}")
+    check(out["window"] == 90, f"the default window is {out['window']}")
+    check(json.loads(run("--dry-run", "--json", "-", stdin=open("clip.y4m", "rb")))["window"] == 87.5, "the window of standard input")
+    check(json.loads(run("--dry-run", "--json", "--standard", "a.mp4"))["window"] is None, "the standard path has a window")
     check(trace[3]["measured"] == 1 and abs(trace[3]["time_s"] - 0.1) < 1e-3, "the trace")
     os.link("a.mp4", b"name \xff\xe4")
     out = json.loads(run("--dry-run", "--json", b"name \xff\xe4"))
@@ -620,6 +660,9 @@ def camera_paths():
         run("-y", option, f"--window={window}", "shaking.y4m", "calm.y4m")
         check(60 <= window < 95, f"{option}: the window is {window}")
         check(likeness("fit.y4m", "calm.y4m") > 60, f"{option}: other pictures when the window is chosen first")
+    subprocess.run([CLIPGEN, "--size", f"{W}x{H}", "--frames", "90", "--shake", "5", "--pan", "60", "panning.y4m"], check=True)
+    window = json.loads(run("-y", "--dry-run", "--json", "--quiet", "--live", "--window=auto", "panning.y4m"))["window"]
+    check(66 <= window <= 80, f"a pan that no window follows evenly is shown in one of {window}")
     ffmpeg("-i", "clip.y4m", "-frames:v", "1", "-vf", "noise=alls=4:all_seed=1", "still.y4m")
     ffmpeg("-stream_loop", "39", "-i", "still.y4m", "-c:v", "ffv1", "still.mkv")
     for option in ("--live", "--lookahead=0.5", "--whole"):
@@ -634,7 +677,7 @@ def main():
         steps = [same_but_steady, option_names, paths, reports, other_programs, camera_paths]
         if not FAST:
             ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
-            steps += [ready, roads, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]
+            steps += [ready, roads, delays, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]
         for step in steps:
             step()
         os.chdir("/")

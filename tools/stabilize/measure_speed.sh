@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # What stabilizing adds to decoding and encoding the same video with the same program.
-#   measure_speed.sh <build folder> [width x height] [frames] [rounds]
+#   measure_speed.sh <build folder> [width x height] [frames] [rounds] [options of the stabilizer...]
 # Three runs a preset:
 #   pass    the shaky video, frames passed as they are (--mode none)
 #   steady  the shaky video, stabilized
@@ -13,6 +13,7 @@ build=$(cd "$1" && pwd)
 size=${2:-1920x1080}
 frames=${3:-200}
 rounds=${4:-3}
+options=("${@:5}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -20,18 +21,18 @@ tool=$build/quorvel-stabilize
 
 "$build/quorvel-clipgen" --size "$size" --frames "$frames" --format y4m - |
     "$tool" --quiet --mode none --preset fast - shaky.mp4
-"$tool" --quiet --preset fast shaky.mp4 stable.mp4
+"$tool" --quiet "${options[@]}" --preset fast shaky.mp4 stable.mp4
 
 # Wall and CPU seconds of a run.
 seconds_of() {
     local TIMEFORMAT='%R %U %S'
     { time "$tool" -y --quiet "$@" 2>/dev/null; } 2>&1 | awk '{ print $1, $2 + $3 }'
 }
-echo "$size, $frames frames, $(nproc) processors, $rounds rounds"
+echo "${options[*]:-default}, $size, $frames frames, $(nproc) processors, $rounds rounds"
 for preset in fast ultrafast; do
     for ((round = 0; round < rounds; round++)); do
         echo "$(seconds_of --mode none --preset "$preset" shaky.mp4 out.mp4)" \
-            "$(seconds_of --preset "$preset" shaky.mp4 out.mp4)" \
+            "$(seconds_of "${options[@]}" --preset "$preset" shaky.mp4 out.mp4)" \
             "$(seconds_of --mode none --preset "$preset" stable.mp4 out.mp4)"
     done >rounds
     awk -v preset="$preset" '

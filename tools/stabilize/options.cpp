@@ -25,7 +25,7 @@ const char kDescription[] =
 const char kExamples[] =
     "Examples:\n"
     "  quorvel-stabilize shaky.mp4 steady.mp4\n"
-    "  quorvel-stabilize --lookahead 1 --window 80 shaky.mp4 steady.mp4\n"
+    "  quorvel-stabilize --whole --window 80 shaky.mp4 steady.mp4\n"
     "  quorvel-stabilize --crop 15 --codec libx265 --crf 22 shaky.mov steady.mkv\n"
     "  quorvel-stabilize --side-by-side --start 0:10 --duration 5 shaky.mp4 compare.mp4\n"
     "  quorvel-stabilize --dry-run --trace motion.csv --plot motion.png shaky.mp4\n"
@@ -158,7 +158,8 @@ void AddInput(CLI::App &app, Options &options, RawArguments &raw) {
 void AddPicture(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Picture";
     app.add_option("--mode", raw.mode,
-                   "rotate (default): shift, turn and zoom by 8/7. shift: whole pixels only, never "
+                   "rotate (default of the standard path): shift, turn and zoom by 8/7. shift: whole "
+                   "pixels only, never "
                    "resampled, crops 10 % unless --crop says otherwise. none: frames pass as they are. "
                    "1, 2, 3: the library's modes, for --out-size")
         ->option_text("NAME")
@@ -284,7 +285,7 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     options.source.rawFramesPerSecond = *ParseRate(raw.rate);
     options.outSize = SizeOf(raw.outSize);
     options.scale = SizeOf(raw.scale);
-    options.refined = SettingsOf(app, raw.path);
+    options.refined = SettingsOf(app, raw.path, CanReadTwice(options.input, options.source));
     options.source.keepPixels = options.refined.has_value();
     options.mode = kModes.at(raw.mode);
     options.crop = *ParseDecimal(raw.crop) / 100;

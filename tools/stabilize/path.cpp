@@ -17,6 +17,7 @@ const std::vector<std::string> kOfRefined = {"--live",     "--lookahead", "--who
                                              "--strength", "--no-roll",   "--bilinear"};
 
 const char kAuto[] = "auto";
+const double kLiveWindow = 0.875;
 
 std::string WindowFault(const std::string &text) {
     if (text == kAuto) return "";
@@ -36,10 +37,12 @@ std::string Given(const CLI::App &app, const std::vector<std::string> &names) {
 void AddPathOptions(CLI::App &app, PathArguments &arguments) {
     const char *group = "Camera path";
     auto *live =
-        app.add_flag("--live", "Make every picture at once, from the frames before it")->group(group);
+        app.add_flag("--live", "Make every picture at once, from the frames before it (default for "
+                               "standard input, devices and addresses)")
+            ->group(group);
     auto *ahead = app.add_option("--lookahead", arguments.lookahead,
                                  "Make pictures this much later, 0 to 8, at most 240 frames: calmer "
-                                 "(default: 1, with the other options of this group)")
+                                 "(default for files: 1, less where that takes over 1 GiB)")
                       ->option_text("SECONDS")
                       ->check(DecimalFault(0, 8))
                       ->excludes(live)
@@ -49,9 +52,10 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
         ->excludes(live)
         ->excludes(ahead)
         ->group(group);
-    app.add_option("--window", arguments.window,
-                   "Part of each side that is shown, enlarged to full size, 60 to 98 (default: 87.5); "
-                   "auto: the largest that leaves a tenth of the shake, a file is read twice")
+    app.add_option(
+           "--window", arguments.window,
+           "Part of each side that is shown, enlarged to full size, 60 to 98 (default: 90, with "
+           "--live 87.5); auto: the largest that leaves a tenth of the shake, a file is read twice")
         ->option_text("PERCENT")
         ->check(WindowFault)
         ->group(group);
@@ -65,13 +69,9 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
                  "Interpolate between two pixels each way instead of four: softer, faster")
         ->group(group);
     app.add_flag("--standard",
-                 "The library's default path, 8-bit 4:2:0 without delay; --mode, --crop, --zoom and "
+                 "The standard path instead, 8-bit 4:2:0 without delay; --mode, --crop, --zoom and "
                  "--out-size choose it too")
         ->group(group);
-}
-
-Path ChoosePath(const CLI::App &app) {
-    return Given(app, kOfRefined).empty() ? Path::Standard : Path::Refined;
 }
 
 std::string PathFault(const CLI::App &app) {
@@ -80,12 +80,17 @@ std::string PathFault(const CLI::App &app) {
     return standard + " chooses the standard path, which has no " + refined + ": leave out one of them";
 }
 
-std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments) {
-    if (ChoosePath(app) == Path::Standard) return std::nullopt;
+std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments,
+                                          bool file) {
+    if (!Given(app, kOfStandard).empty()) return std::nullopt;
     RefinedSettings settings;
-    if (!arguments.lookahead.empty()) settings.lookahead = *ParseDecimal(arguments.lookahead);
-    if (app.count("--live") > 0) settings.lookahead = 0;
     settings.whole = app.count("--whole") > 0;
+    settings.givenLookahead = !arguments.lookahead.empty();
+    if (settings.givenLookahead)
+        settings.lookahead = *ParseDecimal(arguments.lookahead);
+    else if (app.count("--live") > 0 || !file)
+        settings.lookahead = 0;
+    if (settings.lookahead <= 0 && !settings.whole) settings.window = kLiveWindow;
     settings.autoWindow = arguments.window == kAuto;
     if (!arguments.window.empty() && !settings.autoWindow)
         settings.window = *ParseDecimal(arguments.window) / 100;

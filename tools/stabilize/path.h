@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Which of the library's two paths pictures take: the standard one, or the refined one, which measures
-// finer, keeps pixels as they are, and may look ahead.
+// Which of the library's two paths pictures take: the refined one, which measures finer, keeps pixels
+// as they are, and may look ahead, or the standard one.
 #pragma once
 
 #include <optional>
@@ -12,16 +12,13 @@ namespace CLI {
 class App;
 }
 
-enum class Path { Standard, Refined };
-
-const int kMostLookahead = 240; // frames
-
 struct RefinedSettings {
-    double lookahead = 1;    // seconds
-    bool whole = false;      // all frames are measured before the first picture is made
-    double window = 0.875;   // of each side, what is shown
-    bool autoWindow = false; // it is chosen when all frames are measured
-    double strength = 1;     // seconds
+    double lookahead = 1;        // seconds
+    bool givenLookahead = false; // else it is shortened where frames are large
+    bool whole = false;          // all frames are measured before the first picture is made
+    double window = 0.9;         // of each side, what is shown
+    bool autoWindow = false;     // it is chosen when all frames are measured
+    double strength = 1;         // seconds
     bool roll = true;
     bool cubic = true; // else bilinear
 
@@ -38,14 +35,13 @@ struct PathArguments {
 
 void AddPathOptions(CLI::App &app, PathArguments &arguments);
 
-// After the command line was read: the path that its options ask for.
-Path ChoosePath(const CLI::App &app);
-
 // What is wrong with options of both paths at once; empty: nothing.
 std::string PathFault(const CLI::App &app);
 
-// Null for the standard path.
-std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments);
+// After the command line was read; null for the standard path. `file`: the input may wait for later
+// frames, as a camera or a pipe should not unless it is asked for.
+std::optional<RefinedSettings> SettingsOf(const CLI::App &app, const PathArguments &arguments,
+                                          bool file);
 
 // Throws VideoError when the whole input is to be measured first and cannot be read twice.
 void CheckReadTwice(const std::string &input, const SourceOptions &options,

@@ -9,7 +9,7 @@
 namespace {
 
 // Grey: the measured path and the room for movements around it. Blue: the path of the output. A red
-// line from top to bottom: a frame whose motion could not be measured; orange below: measured in doubt.
+// line from top to bottom: the path starts anew; orange below: measured in doubt.
 const char kLook[] = R"(
 set encoding utf8
 set multiplot layout 3,1 title title noenhanced
@@ -25,7 +25,7 @@ set ylabel 'x, pixels'
 plot $path using 1:($2 - columns):($2 + columns) with filledcurves lc rgb '#eeeeee' title 'reach', \
   '' using 1:2 with lines lc rgb '#777777' title 'measured', \
   '' using 1:3 with lines lw 2 lc rgb '#2060c0' title 'smoothed', \
-  '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020' title 'no motion', \
+  '' using 1:($8 == 1 ? 1 : NaN) axes x1y2 with impulses lc rgb '#d02020' title 'new start', \
   '' using 1:(doubt($9)) axes x1y2 with points pt 7 ps 0.4 lc rgb '#e08000' title 'in doubt'
 set ylabel 'y, pixels'
 unset key

@@ -10,7 +10,7 @@ _quorvel_stabilize() {
     --mode) words="rotate shift none" ;;
     --format) words="nv21 i420" ;;
     --threads) words="0 1 2 3 4" ;;
-    --window) words="auto 80 87.5 95" ;;
+    --window) words="auto 80 87.5 90 95" ;;
     --codec) words="libx264 libx265 libsvtav1 libvpx-vp9 ffv1 mpeg4" ;;
     --preset) words="ultrafast superfast veryfast faster fast medium slow slower veryslow" ;;
     --input-format) words="v4l2 x11grab mpegts matroska lavfi" ;;

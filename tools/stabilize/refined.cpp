@@ -11,6 +11,8 @@ namespace {
 const int kMostThreads = 4; // of QEL_MVS_SetThreads
 const int kWholeClip = -1;  // of QEL_MVS_SetLookahead
 
+const size_t kUsualBytes = (size_t)1 << 30;
+
 // Of streams that do not tell their rate.
 const Rational kUsualRate = {30, 1};
 
@@ -27,6 +29,11 @@ Rational RateOf(const StreamInfo &info) {
     if (rate.num <= 0) return kUsualRate;
     if (rate.Value() < 1) return {1, 1};
     return rate.Value() > most ? Rational{most, 1} : rate;
+}
+
+int MostLookahead(const RefinedSettings &settings, const StreamInfo &info) {
+    if (settings.givenLookahead || settings.MeasuredFirst()) return kMostLookahead;
+    return std::min((int)(kUsualBytes / FrameBytes(info.size, info.layout)), kMostLookahead);
 }
 
 int LookaheadFrames(const RefinedSettings &settings, const StreamInfo &info) {
@@ -57,9 +64,10 @@ void RefinedStabilizer::Set(const RefinedSettings &settings) {
                QEL_MVS_SetWindow(context, Parts(settings.window, 615, 1003)) &&
                QEL_MVS_SetStrength(context, Parts(settings.strength, 256, 4096)) &&
                QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, settings.cubic);
-    int frames = std::min(LookaheadFrames(settings, mInfo), kMostLookahead);
-    if (!set || !QEL_MVS_SetLookahead(context, frames))
-        throw VideoError("not enough memory for this --lookahead, give a shorter one");
+    if (!set) throw VideoError("the library does not take these settings of the camera path");
+    int frames = std::min(LookaheadFrames(settings, mInfo), MostLookahead(settings, mInfo));
+    if (!QEL_MVS_SetLookahead(context, frames))
+        throw VideoError("not enough memory for this lookahead, give a shorter --lookahead, or --live");
 }
 
 std::vector<MVS_Plane> RefinedStabilizer::Planes(const Frame &frame) const {

@@ -67,5 +67,10 @@ class RefinedStabilizer {
 // Frames a second, within the library's limits; the mean of a rate that varies.
 Rational RateOf(const StreamInfo &info);
 
-// May be more than the library's most.
+const int kMostLookahead = 240; // frames, of the library
+
+// What a lookahead is shortened to: the library's most, or 1 GiB of waiting frames when none was given.
+int MostLookahead(const RefinedSettings &settings, const StreamInfo &info);
+
+// As asked for, which may be more than that.
 int LookaheadFrames(const RefinedSettings &settings, const StreamInfo &info);

@@ -21,10 +21,10 @@
 
 namespace {
 
-// Of even sides, the least in which something can be measured: on the standard path, and on the refined
-// one.
+// Of even sides, the least in which something can be measured on the standard path, and the least in
+// which something always can be on the refined one.
 const PictureSize kLeast = {94, 34};
-const PictureSize kLeastRefined = {28, 28};
+const PictureSize kLeastRefined = {72, 72};
 
 void CheckReport(const Options &options, const std::string &path, const std::string &option) {
     if (path.empty()) return;
@@ -71,11 +71,14 @@ void CheckStream(const FrameSource &source, bool refined, bool force, Console &c
 }
 
 void TellLookahead(const RefinedSettings &settings, const StreamInfo &info, Console &console) {
-    if (LookaheadFrames(settings, info) <= kMostLookahead) return;
+    int most = MostLookahead(settings, info);
+    if (LookaheadFrames(settings, info) <= most) return;
     char text[80];
-    snprintf(text, sizeof(text), "--lookahead %g: %d frames are the most, %.1f seconds here",
-             settings.lookahead, kMostLookahead, kMostLookahead / RateOf(info).Value());
-    console.Note(text);
+    snprintf(text, sizeof(text), "the lookahead is shortened to %d frames, %.2f seconds, ", most,
+             most / RateOf(info).Value());
+    bool large = most < kMostLookahead;
+    console.Note(
+        text + std::string(large ? "which take 1 GiB; --lookahead 1 takes more" : "the most there is"));
 }
 
 void TellWindow(const WindowChoice &choice, Console &console) {
