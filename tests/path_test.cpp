@@ -229,7 +229,7 @@ TEST(Path, HighRatesAreAsCalm) {
             options.framesPerSecond = framesPerSecond;
             const CameraPath path(options);
             const Handle handle = Refined(size, size, {framesPerSecond / part, 896, framesPerSecond});
-            const Records records = Replay(handle.get(), MotionsOf(path, 12 * framesPerSecond));
+            const Records records = Replay(handle.get(), MotionsOf(path, 6 * framesPerSecond));
             shake[k] = Rms(BendsOf(path, records, (size_t)framesPerSecond / 5));
         }
         EXPECT_NEAR(shake[1] / shake[0], 1, 0.25) << part;

@@ -56,7 +56,7 @@ int64_t KnownAfter(const Compensator *p, bool *pMore) {
 }
 
 int32_t HoldOf(double dFramesPerSecond) {
-    const int32_t lHold = (int32_t)(kHold * dFramesPerSecond / 30 + 0.5);
+    const int32_t lHold = (int32_t)(kHold * dFramesPerSecond / 30);
     return Clamp32(lHold, kHold, kMostHold);
 }
 

@@ -137,7 +137,7 @@ FrameMotion MeasureFrame(MVS_Context *pCtx, SceneState *pScene, const LumaSource
 }
 
 void SetSceneRate(SceneState *pScene, double dFramesPerSecond) {
-    const int32_t lSpan = (int32_t)(dFramesPerSecond / kSpanRate + 0.5);
+    const int32_t lSpan = (int32_t)((dFramesPerSecond + kSpanRate / 2) / kSpanRate);
     pScene->lSpan = Max32(lSpan, 1);
 }
 
