@@ -36,7 +36,7 @@ gnuplot -e "path='$work/path.csv'; out='$work/plot.png'" - <<PLOT
 set terminal pngcairo size 960,240 font 'sans-serif,11' background '#ffffff'
 set output out
 $plot_style
-set key top right horizontal samplen 2
+set key bottom right horizontal samplen 2
 set ylabel 'row, pixels' offset 1
 plot path skip 1 using 2:3 with lines lw 1.4 lc rgb '#8a8a8a' title 'camera', \
      '' skip 1 using 2:6 with lines lw 2.4 lc rgb '#1f5fbf' title 'output'
