@@ -38,8 +38,9 @@
  *     movement counts as a whole once it stands out. After 32 such frames the next motion counts in any
  *     case, noise or not.
  *   - Cuts. When fewer than two fifths of the textured tiles match, the frame starts a scene, with
- *     QEL_MVS_NEW_SCENE and the view in the middle. If its mean brightness differs by 10 grey levels or
- *     more as well, it may be a flash, and the next frame decides: such a cut is found one frame late.
+ *     QEL_MVS_NEW_SCENE; without a lookahead the view begins in the middle. If the frame's mean
+ *     brightness differs by 10 grey levels or more as well, it may be a flash, and the next frame
+ *     decides: such a cut is found one frame late.
  *   - Flashes. A flash of one frame has no motion (no QEL_MVS_MEASURED). Without a lookahead it has the
  *     view of the frame before. The frame after it is compared with the one before it.
  *   - Darkness, and pictures without texture or of noise alone. They have no motion (no
@@ -188,7 +189,7 @@ QEL_API int32_t QEL_MVS_SetWindow(MVS_Context *pCtx, int32_t lPart);
  * Slow movements are followed; faster ones are taken out, as far as the margin allows. The limit is
  * about 0.06 Hz (roll: 0.024 Hz) without a lookahead, 0.2 Hz with one below half a second, 0.1 Hz with
  * a longer one, and 0.02 Hz for a whole clip, each divided by the strength. Without a lookahead it is
- * at most a twelfth of the frame rate.
+ * at most about a twelfth of the frame rate.
  *
  * @param pCtx the handle
  * @param lSeconds Q10, 256 to 4096
@@ -281,7 +282,7 @@ QEL_API int32_t QEL_MVS_PushMotion(MVS_Context *pCtx, const MVS_Compensation *pR
  *
  * Call it after each push, and after QEL_MVS_EndStream, until it returns 0: at a cut the records of all
  * frames that waited come at once. With a lookahead each call plans a path: of the frame, the
- * lookahead, and 2/3 of a second beyond it, but not less than 20 frames and not more than 160.
+ * lookahead, and the 2/3 of a second after it, which count as 20 frames at least and 160 at most.
  *
  * @param pCtx the handle
  * @param pRecord filled in; set its lSize first. Of a larger record the rest is left as it was.

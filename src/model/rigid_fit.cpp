@@ -50,7 +50,7 @@ double SelectSorted(double *p, int32_t lCount, int32_t lPlace) {
     return p[lPlace];
 }
 
-// The deviation of the tiles in the middle, in standard deviations.
+// The median of the tiles' deviations, in standard deviations.
 double UsualDeviation(const TileFlow *pFlows, int32_t lCount, const RigidMotion *pMotion) {
     double dSample[kSample] = {};
     int32_t lSample = 0;

@@ -8,9 +8,9 @@
 
 namespace {
 
-// A plan goes on beyond the last known frame, as if the camera rested: for as many seconds at all rates
-// above 30 frames a second, up to a limit.
-const int32_t kHold = 20; // frames at 30 frames a second and below
+// A plan goes on beyond the last known frame, as if the camera rested: for 2/3 of a second, within
+// these limits.
+const int32_t kLeastHold = 20; // frames, 2/3 of a second at 30 frames a second
 const int32_t kMostHold = 160;
 const int32_t kWaiting = 16; // views that may wait to be pulled
 const int32_t kChunk = 1024; // frames
@@ -18,7 +18,8 @@ const int32_t kChunk = 1024; // frames
 const int64_t kMostPiece = 4096; // frames
 const int64_t kMostOverlap = kMostPiece / 2;
 const double kOverlap = 10; // seconds, where that is less
-// Hz: slower movements are followed. Soon: a lookahead below half a second.
+// Hz: slower movements are followed. With a lookahead below half a second, with a longer one, and in a
+// whole clip.
 const double kFollowSoon = 0.2, kFollowLater = 0.1, kFollowWhole = 0.02;
 
 template <class T> bool Allocate(T **ppMem, int64_t llCount) {
@@ -56,8 +57,8 @@ int64_t KnownAfter(const Compensator *p, bool *pMore) {
 }
 
 int32_t HoldOf(double dFramesPerSecond) {
-    const int32_t lHold = (int32_t)(kHold * dFramesPerSecond / 30);
-    return Clamp32(lHold, kHold, kMostHold);
+    const int32_t lHold = (int32_t)(kLeastHold * dFramesPerSecond / 30);
+    return Clamp32(lHold, kLeastHold, kMostHold);
 }
 
 View PlanOne(Compensator *p, int64_t llKnown) {
@@ -107,7 +108,7 @@ void CarryViews(const Compensator *p, int64_t llFrame, View *pHistory) {
     }
 }
 
-// A scene, or a part of it that goes on from the views planned so far.
+// A scene, or a part of it that continues the views planned so far.
 void PlanPiece(Compensator *p, int64_t llFirst, int64_t llEnd) {
     View *pViews = p->pViews + llFirst;
     const bool bGoesOn = !MotionOf(p, llFirst)->bNewScene;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// From the motions of the frames to the view of each of them: live, some frames later, or
-// at the end of the clip.
+// From the motions of the frames to the view of each of them: live, some frames later, or at the end of
+// the clip.
 #pragma once
 
 #include "pipeline/scene.h"

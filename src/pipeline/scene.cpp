@@ -27,7 +27,7 @@ double Extent(const RigidMotion *pMotion, const LumaLevel *pLevel) {
            Magnitude(pMotion->dTheta) * (pLevel->lWidth + pLevel->lHeight) / 2;
 }
 
-// The motion that leads from the end of another one to the end of pWhole.
+// What is left of pWhole after pDone, the first part of it.
 RigidMotion Remaining(const RigidMotion *pWhole, const RigidMotion *pDone) {
     const double dCol = pWhole->dCol - pDone->dCol, dRow = pWhole->dRow - pDone->dRow;
     return {dCol + pDone->dTheta * dRow, dRow - pDone->dTheta * dCol, pWhole->dTheta - pDone->dTheta};

@@ -31,8 +31,8 @@ struct SmoothSettings {
 void SetViewStep(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
                  int32_t lOutHeight, double dStep);
 
-// lPart, Q10: the view's part of each side. False when that is more than two input pixels for
-// one of the output.
+// lPart, Q10: the view's part of each side. False when that is more than two input pixels for one of
+// the output.
 bool SetViewPart(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
                  int32_t lOutHeight, int32_t lPart);
 

@@ -17,7 +17,7 @@ const int32_t kBands = 7;  // of the matrix: the diagonal, and the unknowns of t
 const int32_t kPadding = kBands - 1;
 const double kFirstMultiplier = 1e-5;
 const double kBarrierStep = 0.15;  // the next barrier, as a share of the mean of slack times multiplier
-const double kLastBarrier = 1e-12; // at 30 frames a second
+const double kLastBarrier = 1e-12; // at 30 frames a second; LayOut scales it as the cost scales
 const double kMostOfReach = 0.99;  // share of the way to the nearest bound that a step may go
 const double kFixed = 1e9;         // weight that holds an unknown where it is
 

@@ -7,7 +7,7 @@ const double kTwoPi = 6.28318530717958647692;
 const double kSlow = 0.06;      // Hz: what is slower is followed
 const double kSlowRoll = 0.024; // Hz: the same for the roll, so that the horizon stays level longer
 const double kStiffer = 0.27;   // Hz: added at the margin
-// A second: at 30 frames an eighth of what Stop cuts off is taken from the speed.
+// Of what the stop cuts off, the speed loses kRebound / rate: an eighth at 30 frames a second.
 const double kRebound = 30.0 / 8;
 // Radians a frame, for low rates: a step is stable up to 1.236, but from 1 on it calms nothing.
 const double kStiffest = 0.5;
