@@ -93,9 +93,8 @@ TEST(Quality, PathsAreWhatTheyAreCalled) {
             x.push_back(swing.Pose(i).x);
             y.push_back(swing.Pose(i).y);
         }
-        size_t margin = 0;
         for (const std::vector<double> &values : {x, y})
-            EXPECT_NEAR(Rms(HighPass(values, 30, 1, margin)), frequency < 2 ? 3.5 : 7, 0.15);
+            EXPECT_NEAR(Rms(HighPass(values, 30, 1)), frequency < 2 ? 3.5 : 7, 0.15);
     }
 }
 

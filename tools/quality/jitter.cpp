@@ -40,17 +40,9 @@ PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace) {
     return {Rms(row), Rms(col), Rms(angle)};
 }
 
-size_t HighPassMargin(double framesPerSecond, double cutoff) {
-    return (size_t)ceil(kReach * Deviation(framesPerSecond, cutoff));
-}
-
-std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
-                             size_t &margin) {
+std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff) {
     const double deviation = Deviation(framesPerSecond, cutoff);
-    margin = HighPassMargin(framesPerSecond, cutoff);
-    if (values.size() <= 2 * margin)
-        throw VideoError("the clip is too short: more than " + std::to_string(2 * margin) +
-                         " frames are needed for this cutoff");
+    const size_t margin = (size_t)ceil(kReach * deviation);
     std::vector<double> weights;
     double sum = 0;
     for (size_t i = 0; i <= 2 * margin; i++) {
@@ -77,12 +69,8 @@ PathRms Jitter(const std::vector<CameraPose> &poses, const std::vector<bool> &st
             path[1].push_back(poses[end].x);
             path[2].push_back(poses[end].angle);
         }
-        if (end - begin <= 2 * HighPassMargin(framesPerSecond, cutoff)) continue;
-        for (int i = 0; i < 3; i++) {
-            size_t margin = 0;
-            for (double value : HighPass(path[i], framesPerSecond, cutoff, margin))
-                kept[i].push_back(value);
-        }
+        for (int i = 0; i < 3; i++)
+            for (double value : HighPass(path[i], framesPerSecond, cutoff)) kept[i].push_back(value);
     }
     used = kept[0].size();
     return {Rms(kept[0]), Rms(kept[1]), Rms(kept[2])};

@@ -21,13 +21,10 @@ PathRms MeasurementError(const CsvTable &truth, const CsvTable &trace);
 
 double Rms(const std::vector<double> &values);
 
-size_t HighPassMargin(double framesPerSecond, double cutoff);
-
 // What is left of the values when a Gaussian mean, which has no delay, is taken off. A swing of
-// `cutoff` passes by half, faster ones more. The first and last `margin` frames, whose mean lacks one
-// side, are left out.
-std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff,
-                             size_t &margin);
+// `cutoff` passes by half, faster ones more. Frames near an end, whose mean lacks one side, are left
+// out: few values give none.
+std::vector<double> HighPass(const std::vector<double> &values, double framesPerSecond, double cutoff);
 
 // RMS of a path above the cutoff, over its stretches: each begins where `starts` says, is filtered by
 // itself, and counts where it is long enough. `used`: frames that counted.
