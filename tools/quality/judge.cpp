@@ -10,7 +10,7 @@
 
 namespace {
 
-// Frames from one whose sharpness is compared to the next: it takes longer than all the rest.
+// One frame in so many is compared for sharpness, which takes longer than all the rest.
 const size_t kSharpnessStep = 6;
 
 PoseMotion MotionOf(const Placement &place) { return {place.row, place.col, place.Angle()}; }
@@ -83,7 +83,8 @@ PathRms Jitter(const Judgement &judgement, CameraPose JudgedFrame::*pose, double
     return Jitter(judgement, poses, cutoff, used);
 }
 
-// With equal sizes the window has a sixteenth each way, for the shift and the sweep of its corners.
+// The standard path's margin: with equal sizes a sixteenth each way, for the shift and the sweep of the
+// corners.
 bool AtMargin(const PoseMotion &cut, PictureSize size) {
     const double kNearly = 0.97;
     const int columns = size.width / 16, rows = size.height / 16;

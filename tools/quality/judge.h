@@ -26,7 +26,7 @@ struct StageReport {
     PathRms measurementError; // of the motion from frame to frame
     PathRms smoothed;         // shake of the smoothed path, had the measurements been true
     PathRms planned;          // shake of the true path as compensated, had the warp been exact
-    double atMargin = 0;      // share of the frames that were held back by the margin
+    double atMargin = 0;      // share of the frames at the margin that the standard path has
 };
 
 struct Judgement {

@@ -24,7 +24,6 @@ struct Options {
     std::string truth;
     std::string trace;
     std::string path;
-    std::string row;
     std::string values;
     double framesPerSecond = 0;
     double cutoff = 1;
@@ -41,13 +40,9 @@ void AddOptions(CLI::App &app, Options &options) {
         ->needs("--truth");
     app.add_option("--path", options.path, "Write both paths to this CSV file")->type_name("FILE");
     app.add_flag("-y,--overwrite", options.overwrite, "Overwrite the file of --path if it exists");
-    app.add_option("--row", options.row,
-                   "Print one row of a Markdown table, begun with this text, and one of the trace")
-        ->type_name("TEXT");
     app.add_option("--values", options.values,
                    "Print one line of values between semicolons, begun with this text")
-        ->type_name("TEXT")
-        ->excludes("--row");
+        ->type_name("TEXT");
     app.add_option("--fps", options.framesPerSecond,
                    "Frame rate, in place of what BEFORE says [30 where neither does]")
         ->check(CLI::Range(1.0, 1000.0));
@@ -55,28 +50,6 @@ void AddOptions(CLI::App &app, Options &options) {
         ->check(CLI::Range(0.05, 10.0))
         ->capture_default_str();
     app.footer(kExamples);
-}
-
-std::string SharpnessText(const Judgement &result) {
-    if (!result.sharpness) return "–";
-    char text[32];
-    snprintf(text, sizeof(text), "%.2f", *result.sharpness);
-    return text;
-}
-
-void PrintRow(const Options &options, const Judgement &result) {
-    printf("| %s | %.2f → %.2f | %.2f → %.2f | %.2f → %.2f | %.1f %% | %.2f %% | %zu | %s |\n",
-           options.row.c_str(), result.before.row, result.after.row, result.before.col,
-           result.after.col, result.before.angle * 1000, result.after.angle * 1000,
-           result.visible * 100, result.invented * 100, result.lost, SharpnessText(result).c_str());
-}
-
-void PrintStageRow(const Options &options, const Judgement &result, const StageReport &stages) {
-    printf("| %s |", options.row.c_str());
-    for (const PathRms *rms :
-         {&stages.measurementError, &stages.smoothed, &stages.planned, &result.after})
-        printf(" %.2f, %.2f, %.2f |", rms->row, rms->col, rms->angle * 1000);
-    printf(" %.0f %% |\n", stages.atMargin * 100);
 }
 
 void PrintValues(const Options &options, const Judgement &result,
@@ -101,7 +74,7 @@ void PrintStages(const StageReport &stages) {
     line("measured minus true motion", stages.measurementError);
     line("left by the smoother alone", stages.smoothed);
     line("left by measurement and smoother", stages.planned);
-    printf("Frames held back by the margin: %.0f %%\n", stages.atMargin * 100);
+    printf("Frames held back by the margin of the standard path: %.0f %%\n", stages.atMargin * 100);
 }
 
 void Print(const Options &options, const Judgement &result) {
@@ -116,7 +89,7 @@ void Print(const Options &options, const Judgement &result) {
            "recognised.\n",
            result.visible * 100, result.invented * 100, result.lost);
     if (result.sharpness)
-        printf("Sharpness: %s of a Lanczos-3 warp\n", SharpnessText(result).c_str());
+        printf("Sharpness: %.2f of a Lanczos-3 warp\n", *result.sharpness);
     else
         printf("Sharpness: not enough detail to compare.\n");
 }
@@ -157,12 +130,9 @@ void Run(const Options &options) {
             JudgeStages(result, *truth, CsvTable(options.trace), before->Info().size, options.cutoff);
     if (!options.values.empty()) {
         PrintValues(options, result, stages);
-    } else if (options.row.empty()) {
+    } else {
         Print(options, result);
         if (stages) PrintStages(*stages);
-    } else {
-        PrintRow(options, result);
-        if (stages) PrintStageRow(options, result, *stages);
     }
     if (fflush(stdout) != 0 || ferror(stdout)) throw VideoError("cannot write standard output");
 }
