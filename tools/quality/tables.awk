@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# Tables of docs/quality.md from lines of: clip;way;before row, col, roll;after row, col, roll;visible;invented;
-# lost;sharpness;error row, col, roll (of ours, with a known path). -v table=NAME chooses one.
+# Tables of docs/quality.md and README.md from lines of: clip;way;before row, col, roll;after row, col, roll;visible;
+# invented;lost;sharpness;error row, col, roll (of ours, with a known path). -v table=NAME chooses one.
 
 function root(x, y) { return sqrt(x * x + y * y) }
 
@@ -17,7 +17,7 @@ function median(values, n,    i, k, t) {
     return n % 2 ? values[(n + 1) / 2] : (values[n / 2] + values[n / 2 + 1]) / 2
 }
 
-# Medians of a way over the clips that shake; made clips alone for what real ones cannot tell.
+# Over the clips that shake: a way's medians, and the worst of what it invented. Sharpness of the real clips alone.
 function summarize(way,    i, key, n, k, a, b, c, d, e) {
     for (i = 1; i <= clips; i++) {
         key = clip[i] SUBSEP way
