@@ -25,7 +25,7 @@ const double kMostNoise = 0.7;   // share of the weaker eigenvalue that may be t
 // noise is small; else the noise in the gradients themselves adds about as much again. With noise of 4
 // to 32 grey levels the errors are 0.7 to 1.5 times what comes out with this factor.
 const double kNoiseFactor = 2;
-const double kLeastGradient = 1e-6; // added to their squared sums: a tile without any knows nothing
+const double kLeastGradient = 1e-6; // added to the sums of squares: a tile without any weighs nothing
 
 // Tiles of a level: every lSparse-th of lColumns x lRows, lStep apart. The first is at (lX0, lY0).
 struct TileGrid {
