@@ -8,7 +8,7 @@
 #include <stdint.h>
 
 static inline double Magnitude(double d) { return d < 0 ? -d : d; }
-static inline double Less(double a, double b) { return a < b ? a : b; }
+static inline double Smaller(double a, double b) { return a < b ? a : b; }
 
 // The pixel at (x, y) from the centre was at (x + dCol - dTheta * y, y + dRow + dTheta * x) in the
 // frame before. Pixels of the full-size luma, and radians.

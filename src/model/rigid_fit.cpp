@@ -129,8 +129,7 @@ bool FitRigid(const TileFlow *pFlows, int32_t lCount, int32_t lLevel, RigidFit *
         dLeast = dLeast * kScaleStep > 1 ? dLeast * kScaleStep : 1;
     }
     pFit->stMotion = {st.dCol * dLevel, st.dRow * dLevel, st.dTheta};
-    const double dLess = dPivots[0] < dPivots[1] ? dPivots[0] : dPivots[1];
-    pFit->dShiftError = dLevel / __builtin_sqrt(dLess);
+    pFit->dShiftError = dLevel / __builtin_sqrt(Smaller(dPivots[0], dPivots[1]));
     pFit->dThetaError = 1 / __builtin_sqrt(dPivots[2]);
     return true;
 }

@@ -22,14 +22,14 @@ void SetViewStep(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight,
     pSettings->dHalfY = dStep * lOutHeight / 2;
     pSettings->dMarginX = lInWidth / 2.0 - pSettings->dHalfX;
     pSettings->dMarginY = lInHeight / 2.0 - pSettings->dHalfY;
-    pSettings->dMarginRoll = kRollShare * Less(pSettings->dMarginY / pSettings->dHalfX,
-                                               pSettings->dMarginX / pSettings->dHalfY);
+    pSettings->dMarginRoll = kRollShare * Smaller(pSettings->dMarginY / pSettings->dHalfX,
+                                                  pSettings->dMarginX / pSettings->dHalfY);
 }
 
 bool SetViewPart(SmoothSettings *pSettings, int32_t lInWidth, int32_t lInHeight, int32_t lOutWidth,
                  int32_t lOutHeight, int32_t lPart) {
     const double dStep =
-        lPart / 1024.0 * Less((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
+        lPart / 1024.0 * Smaller((double)lInWidth / lOutWidth, (double)lInHeight / lOutHeight);
     if (dStep > kMostZoomOut) return false;
     SetViewStep(pSettings, lInWidth, lInHeight, lOutWidth, lOutHeight, dStep);
     return true;

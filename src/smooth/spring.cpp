@@ -24,7 +24,7 @@ struct Axis {
 // before may be used up.
 double Stop(const Axis *pAxis) {
     const bool bSameSide = (pAxis->dBefore > 0) == (*pAxis->pPlace > 0);
-    const double dTaken = bSameSide ? Less(Magnitude(pAxis->dBefore), pAxis->dMargin) : 0;
+    const double dTaken = bSameSide ? Smaller(Magnitude(pAxis->dBefore), pAxis->dMargin) : 0;
     return dTaken + (pAxis->dMargin - dTaken) / 2;
 }
 
@@ -34,10 +34,10 @@ void PullAxis(const SmoothSettings *pSettings, const Axis *pAxis) {
         *c = *v = 0;
         return;
     }
-    const double dOut = __builtin_sqrt(Less(Magnitude(*c) / pAxis->dMargin, 1));
+    const double dOut = __builtin_sqrt(Smaller(Magnitude(*c) / pAxis->dMargin, 1));
     const double dRate = pSettings->dFramesPerSecond;
     const double w =
-        Less(kTwoPi / dRate * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength, kStiffest);
+        Smaller(kTwoPi / dRate * (pAxis->dSlow + kStiffer * dOut) / pSettings->dStrength, kStiffest);
     *v -= w * w * *c + w * *v;
     *c += *v;
     const double dStop = Stop(pAxis);
