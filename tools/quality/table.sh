@@ -53,7 +53,6 @@ whole clip|--whole --window 87.5'
 
 # name|filter of ffmpeg|the way of ours that is compared with it, at the area that the filter shows
 filters='deshake|deshake|
-deshake, range 64|deshake=rx=64:ry=64|
 vidstab|vidstab smoothing=10|lookahead of 30 frames
 vidstab, gauss, smoothing 30|vidstab optalgo=gauss:smoothing=30|whole clip'
 
