@@ -184,7 +184,6 @@ run 1 1 - got.y4m <&-
 
 # Any number of threads gives the same pictures, of frames that are large enough for more than one.
 "$clipgen" --size 1280x768 --frames 3 --format nv21 wide.nv21
-run 0 0 --size 1280x768 wide.nv21 got.nv21
 for path in --standard --live; do
     run 0 0 $path --size 1280x768 wide.nv21 got.nv21
     for threads in 0 1 2 4 64; do

@@ -38,7 +38,7 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
     const char *group = "Camera path";
     auto *live =
         app.add_flag("--live", "Make every picture at once, from the frames before it (default for "
-                               "standard input, devices and addresses)")
+                               "standard input, pipes, devices and addresses)")
             ->group(group);
     auto *ahead = app.add_option("--lookahead", arguments.lookahead,
                                  "Make pictures this much later, 0 to 8, at most 240 frames: calmer "
@@ -55,7 +55,8 @@ void AddPathOptions(CLI::App &app, PathArguments &arguments) {
     app.add_option(
            "--window", arguments.window,
            "Part of each side that is shown, enlarged to full size, 60 to 98 (default: 90, with "
-           "--live 87.5); auto: the largest that leaves a tenth of the shake, a file is read twice")
+           "--live 87.5); auto: the largest that leaves at most a tenth of the shake, a file is read "
+           "twice")
         ->option_text("PERCENT")
         ->check(WindowFault)
         ->group(group);
