@@ -27,6 +27,7 @@ if(QUORVEL_TESTS)
       tests/pitch_test.cpp
       tests/platform_test.cpp
       tests/property_test.cpp
+      tests/refined_matrix_test.cpp
       tests/refined_test.cpp
       tests/smooth_test.cpp
       tests/soak_test.cpp
@@ -36,6 +37,7 @@ if(QUORVEL_TESTS)
       tests/support/refined_run.cpp
       tests/support/run.cpp
       tests/support/scene.cpp
+      tests/support/sweep.cpp
       tests/threads_test.cpp
       tests/warp_test.cpp)
     target_include_directories(quorvel_tests PRIVATE tests src)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # sweep.sh TESTS [wide|full] [LOG]: every entry point over all sizes, in two processes. TESTS is the test
-# program. The full sweep takes about half an hour; sizes that LOG lists as passed are not run again.
+# program. The full sweep takes about half an hour; tests that LOG lists as passed are not run again.
 set -euo pipefail
 tests=$(realpath "${1:?usage: sweep.sh build/release/quorvel_tests [wide|full] [LOG]}")
 export QUORVEL_SWEEP=${2:-full}
@@ -23,5 +23,5 @@ done
 for pid in "${pids[@]}"; do wait "$pid" || status=1; done
 passed=$(sed -n 's/^\[ *OK \] \([^ ]*\) .*/\1/p' "$log".? | sort -u | wc -l)
 [ "$status" = 0 ] || grep -hA12 'Failure' "$log".? | head -60
-echo "sweep $QUORVEL_SWEEP: $passed of $total sizes passed in $SECONDS s"
+echo "sweep $QUORVEL_SWEEP: $passed of $total tests passed in $SECONDS s"
 [ "$status" = 0 ] && [ "$passed" = "$total" ]
