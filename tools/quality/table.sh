@@ -16,6 +16,7 @@ frames=180
 # name|options of quorvel-clipgen, or a file. Small sizes only where the size or the rate is what is looked at.
 clips='hand shake, 1 to 8 Hz|
 the same, 320x240|--size 320x240
+the same, 640x360|--size 640x360
 60 frames a second|--size 640x360 --fps 60
 120 frames a second|--size 640x360 --fps 120
 240 frames a second|--size 640x360 --fps 240

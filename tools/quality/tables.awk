@@ -114,8 +114,8 @@ END {
         for (k = 1; k <= n; k++) printf "---|"
         printf "\n"
         for (i = 1; i <= clips; i++) {
-            if (clip[i] !~ /frames a second|^hand shake/) continue
-            printf "| %s |", clip[i] ~ /^hand/ ? 30 : clip[i] + 0
+            if (clip[i] !~ /frames a second|640x360/) continue
+            printf "| %s |", clip[i] ~ /640x360/ ? 30 : clip[i] + 0
             for (k = 1; k <= n; k++) {
                 key = clip[i] SUBSEP shown[k]
                 printf " %.1f %%, %.1f %% |", 100 * translation(key), 100 * turning(key)
