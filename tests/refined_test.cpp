@@ -146,6 +146,41 @@ TEST(Refined, MeasuresFractionsOfPixels) {
     }
 }
 
+// Gravel or a lawn: nothing of it is left in the small pictures that the search begins with.
+TEST(Refined, FollowsTextureThatIsFineOnly) {
+    const int side = 560, margin = 100, blur = 2;
+    Random random;
+    std::vector<int> field((size_t)(side * side)), sums(field.size());
+    for (int &sample : field) sample = random.In(-4000, 4000);
+    for (int pass = 0; pass < 4; pass++) { // along rows and columns in turn
+        for (size_t i = 0; i < field.size(); i++) {
+            sums[i] = 0;
+            for (int k = -blur; k <= blur; k++) {
+                const size_t step = pass % 2 ? side : 1;
+                sums[i] += field[(i + field.size() + (size_t)k * step) % field.size()];
+            }
+        }
+        for (size_t i = 0; i < field.size(); i++) field[i] = sums[i] / (2 * blur + 1);
+    }
+    const int rows[] = {0, 5, -2, -8, -1, 4, 4, 10, 3}, cols[] = {0, -6, -1, 4, 9, 3, -4, 0, 6};
+    const Handle handle = Refined(kSize, kSize);
+    const std::vector<MVS_Compensation> records = RecordsOf(handle.get(), kSize, 9, [&](int i) {
+        Bytes frame((size_t)(kSize.Luma() * 3 / 2), 128);
+        for (int y = 0; y < kSize.height; y++)
+            for (int x = 0; x < kSize.width; x++) {
+                const size_t from = (size_t)((y + margin + rows[i]) * side + x + margin + cols[i]);
+                frame[(size_t)(y * kSize.width + x)] =
+                    (uint8_t)std::clamp(128 + field[from] / 8, 0, 255);
+            }
+        return frame;
+    });
+    for (size_t i = 1; i < records.size(); i++) {
+        EXPECT_EQ(records[i].lFlags, QEL_MVS_MEASURED);
+        EXPECT_NEAR(records[i].lMotionRow / 65536.0, rows[i] - rows[i - 1], 0.2);
+        EXPECT_NEAR(records[i].lMotionCol / 65536.0, cols[i] - cols[i - 1], 0.2);
+    }
+}
+
 TEST(Refined, KnowsRestFlashesAndCuts) {
     const Scene scene(3);
     const CameraPath path = Hand();

@@ -80,15 +80,14 @@ void BuildPyramid(MVS_Context *pCtx, const LumaSource *pSource, const Pyramid *p
 }
 
 Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
-                      const RigidMotion *pPrediction, TileFlow *pFlows) {
-    const int32_t lCoarsest = pCurrent->lLevels - 1;
+                      const RigidMotion *pPrediction, int32_t lFirst, TileFlow *pFlows) {
     Alignment st = {};
-    st.stFit.stMotion = WideShift(pCtx->pKernels, pCurrent, pPrevious, *pPrediction);
-    for (int32_t lLevel = lCoarsest; lLevel >= 0; lLevel--) {
+    st.stFit.stMotion = WideShift(pCtx->pKernels, pCurrent, pPrevious, *pPrediction, lFirst);
+    for (int32_t lLevel = lFirst; lLevel >= 0; lLevel--) {
         const int32_t lCount =
             MeasureTiles(pCtx, pCurrent, pPrevious, lLevel, st.stFit.stMotion, pFlows);
         st.bSolved = FitRigid(pFlows, lCount, lLevel, &st.stFit);
-        if (lLevel == Min32(kMatchLevel, lCoarsest)) st.stMatch = st.stFit;
+        if (lLevel == Min32(kMatchLevel, lFirst)) st.stMatch = st.stFit;
     }
     return st;
 }

@@ -24,6 +24,6 @@ struct Alignment {
     bool bSolved;
 };
 
-// The motion from pPrevious to pCurrent. pFlows has room for MostTiles.
+// The motion from pPrevious to pCurrent, from the level lFirst on. pFlows has room for MostTiles.
 Alignment AlignFrames(MVS_Context *pCtx, const Pyramid *pCurrent, const Pyramid *pPrevious,
-                      const RigidMotion *pPrediction, TileFlow *pFlows);
+                      const RigidMotion *pPrediction, int32_t lFirst, TileFlow *pFlows);

@@ -114,16 +114,33 @@ FrameMotion Differ(SceneState *pScene) {
     return st;
 }
 
+// Where the picture seems to be another one, its texture may be too fine for the coarse levels: the
+// search begins anew at finer ones.
+Alignment AlignWithReference(MVS_Context *pCtx, SceneState *pScene, Verdict *pVerdict) {
+    const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
+    const Pyramid *pReference = &pScene->stPyramids[pScene->lReference];
+    const RigidMotion stPrediction = Prediction(pScene);
+    int32_t lFirst = pCurrent->lLevels - 1;
+    Alignment st = AlignFrames(pCtx, pCurrent, pReference, &stPrediction, lFirst, pScene->pFlows);
+    *pVerdict = Judge(pScene, &st);
+    while (*pVerdict == kDiffers && --lFirst >= 0) {
+        const Alignment stFiner =
+            AlignFrames(pCtx, pCurrent, pReference, &stPrediction, lFirst, pScene->pFlows);
+        if (Judge(pScene, &stFiner) != kMatches) continue;
+        *pVerdict = kMatches;
+        st = stFiner;
+    }
+    return st;
+}
+
 } // namespace
 
 FrameMotion MeasureFrame(MVS_Context *pCtx, SceneState *pScene, const LumaSource *pSource) {
     const Pyramid *pCurrent = &pScene->stPyramids[pScene->lReference ^ 1];
     BuildPyramid(pCtx, pSource, pCurrent);
     if (!pScene->bReference) return StartScene(pScene);
-    const RigidMotion stPrediction = Prediction(pScene);
-    const Alignment stAlignment = AlignFrames(pCtx, pCurrent, &pScene->stPyramids[pScene->lReference],
-                                              &stPrediction, pScene->pFlows);
-    const Verdict eVerdict = Judge(pScene, &stAlignment);
+    Verdict eVerdict;
+    const Alignment stAlignment = AlignWithReference(pCtx, pScene, &eVerdict);
     FrameMotion st = {};
     if (eVerdict == kMatches)
         st = Follow(pScene, &stAlignment);
