@@ -5,7 +5,7 @@
 # tools/quality/table.sh --speeds   measures the speeds alone and writes their table
 # tools/quality/table.sh --cuts     counts the cuts between two real clips that are taken for motions
 # VALUES=FILE keeps what the first form measures, a line of values for each clip and way.
-# Needs cmake, g++, make, libcli11-dev and ffmpeg, whose filters are compared. A quarter of an hour, 2 GB.
+# Needs cmake, g++, make, libcli11-dev and ffmpeg, whose filters are compared. Half an hour, 2 GB.
 set -euo pipefail
 caller=$PWD
 cd "$(dirname "$0")/../.."

@@ -92,9 +92,11 @@ void MediaSink::OpenContainer(const std::string &path, const SinkOptions &option
                          " is to be; end it in .mp4, .mkv or the like, or give --output-format");
     if (!strcmp(container->name, "image2") && !av_filename_number_test(mName.c_str())) {
         size_t dot = mName.rfind('.');
+        std::string ending = dot == std::string::npos ? "" : mName.substr(dot);
+        if (EndsWith(mName, ".png")) ending = ".jpg"; // PNG has no YUV pictures
         throw VideoError(
             "one picture cannot hold a video, give a name with a number for OUTPUT, such as " +
-            mName.substr(0, dot) + "%03d" + (dot == std::string::npos ? "" : mName.substr(dot)));
+            mName.substr(0, dot) + "%03d" + ending);
     }
     if (avformat_alloc_output_context2(&mFormat, container, nullptr, url.c_str()) < 0)
         throw std::bad_alloc();
