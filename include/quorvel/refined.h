@@ -45,8 +45,8 @@
  *     view of the frame before. The frame after it is compared with the one before it.
  *   - Darkness, and pictures without texture or of weak noise alone. They have no motion (no
  *     QEL_MVS_MEASURED), and the path goes on as if the camera rested. A jump of 10 grey levels to or
- *     from a picture without texture is treated as a flash or a cut. Noise that is as strong as texture,
- *     and nothing else, starts a scene with every frame.
+ *     from a picture without texture is treated as a flash or a cut. Noise as strong as texture, and
+ *     nothing else, starts a scene with every frame.
  *   - Size. Below 72 pixels of height or width there may be too little to measure: such frames are
  *     cropped in the middle.
  *
