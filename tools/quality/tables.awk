@@ -37,6 +37,15 @@ function summarize(way,    i, key, n, k, a, b, c, d, e) {
     i_of = e
 }
 
+# Of a table with a column for each way that is shown.
+function heading(text, line,    k) {
+    for (k = 1; k <= n; k++) {
+        text = text " " shown[k] " |"
+        line = line "---|"
+    }
+    print text "\n" line
+}
+
 function cell(key) { return sprintf(" %.2f, %.2f, %.2f |", row[key], col[key], roll[key]) }
 
 {
@@ -87,11 +96,7 @@ END {
     }
     if (table == "clips") {
         n = split("standard;live;lookahead of 15 frames;lookahead of 30 frames;file, by default;whole clip", shown, ";")
-        printf "| clip | input |"
-        for (k = 1; k <= n; k++) printf " %s |", shown[k]
-        printf "\n|---|---|"
-        for (k = 1; k <= n; k++) printf "---|"
-        printf "\n"
+        heading("| clip | input |", "|---|---|")
         for (i = 1; i <= clips; i++) {
             key = clip[i] SUBSEP shown[1]
             printf "| %s | %.2f, %.2f, %.2f |", clip[i], row0[key], col0[key], roll0[key]
@@ -108,11 +113,7 @@ END {
     }
     if (table == "rates") {
         n = split("standard;live;lookahead of 30 frames;file, by default;whole clip", shown, ";")
-        printf "| frames a second |"
-        for (k = 1; k <= n; k++) printf " %s |", shown[k]
-        printf "\n|---|"
-        for (k = 1; k <= n; k++) printf "---|"
-        printf "\n"
+        heading("| frames a second |", "|---|")
         for (i = 1; i <= clips; i++) {
             if (clip[i] !~ /frames a second|640x360/) continue
             printf "| %s |", clip[i] ~ /640x360/ ? 30 : clip[i] + 0
