@@ -155,7 +155,7 @@ struct OwnPlane {
 
     bool Holds(const MVS_Plane &p) const {
         const double row = (double)p.lWidth * p.lChannels * p.lSampleBytes;
-        const double last = (double)p.llPitch * (p.lHeight - 1);
+        const double last = (double)p.llPitch * ((double)p.lHeight - 1);
         const double top = (double)(p.pPixels - memory->Data());
         return row >= 0 && p.lHeight > 0 && top >= 0 && top + last >= 0 &&
                std::max(top, top + last) + row <= (double)memory->Size();
