@@ -12,7 +12,7 @@ tool() { command -v "$1-14" || command -v "$1"; }
 format() {
     local files other=() file
     "$(tool clang-format)" --version | grep -q 'version 14\.' || { echo "FAILED: clang-format is not version 14"; return 1; }
-    mapfile -t files < <(find src include tests tools bench fuzz examples -name '*.cpp' -o -name '*.h' -o -name '*.c')
+    mapfile -t files < <(find src include tests tools plugins bench fuzz examples -name '*.cpp' -o -name '*.h' -o -name '*.c')
     for file in "${files[@]}"; do
         "$(tool clang-format)" --dry-run --Werror "$file" 2>/dev/null || other+=("$file")
     done

@@ -1,0 +1,25 @@
+# SPDX-License-Identifier: BSD-2-Clause
+# Plugins for other programs. Each is one file without unusual dependencies: the library is linked into it, and
+# its names are hidden, so that a host that loads the shared library too is not disturbed.
+quorvel_choice(QUORVEL_GSTREAMER ${where_found} "Build the GStreamer element")
+quorvel_choice(QUORVEL_OBS ${where_found} "Build the filter for OBS Studio")
+
+add_library(quorvel_stream OBJECT EXCLUDE_FROM_ALL plugins/common/stream.cpp)
+set_target_properties(quorvel_stream PROPERTIES POSITION_INDEPENDENT_CODE ON)
+target_include_directories(quorvel_stream PUBLIC plugins)
+target_link_libraries(quorvel_stream PUBLIC quorvel_static PRIVATE quorvel_flags)
+
+# The plugin lib<name>.so or <name>.so in the build folder's plugins/<host>.
+function(quorvel_plugin target)
+  add_library(${target} MODULE ${ARGN})
+  target_link_libraries(${target} PRIVATE quorvel_stream quorvel_flags)
+  target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,noexecstack)
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/plugins)
+endfunction()
+
+if(QUORVEL_GSTREAMER OR QUORVEL_OBS)
+  find_package(PkgConfig QUIET)
+endif()
+include(cmake/gstreamer.cmake)
+include(cmake/obs.cmake)
