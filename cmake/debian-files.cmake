@@ -18,17 +18,23 @@ Copyright: 2026 ${CPACK_PACKAGE_VENDOR}
 License: BSD-2-clause
  ${licence}
 ")
+set(obs_copyright "Comment:
+ The plugin uses OBS Studio's library, which is licensed under the GNU General
+ Public License, version 2 or later (/usr/share/common-licenses/GPL-2). As a
+ part of OBS Studio, and as distributed in this package, it falls under that
+ license. Its sources stay under the license above.
+")
 
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   set(tree ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_INSTALL_PREFIX})
   set(documents ${tree}/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-  file(WRITE ${documents}/copyright "${copyright}")
+  file(WRITE ${documents}/copyright "${copyright}${${component}_copyright}")
   configure_file(${CMAKE_CURRENT_LIST_DIR}/debian-changelog ${documents}/changelog COPYONLY)
   file(GLOB pages ${tree}/share/man/man*/*.[1-9])
   execute_process(COMMAND gzip -9nf ${documents}/changelog ${pages} COMMAND_ERROR_IS_FATAL ANY)
 
-  file(GLOB_RECURSE programs ${tree}/bin/* ${tree}/*.so.*.*)
+  file(GLOB_RECURSE programs ${tree}/bin/* ${tree}/*.so.*.* ${tree}/*/gstreamer-1.0/*.so ${tree}/*/obs-plugins/*.so)
   foreach(program IN LISTS programs)
     execute_process(COMMAND ${CPACK_QUORVEL_STRIP} --remove-section=.comment --remove-section=.note ${program})
   endforeach()

@@ -63,3 +63,17 @@ tool_packages=(cmake g++ make libcli11-dev pkg-config libavformat-dev libavcodec
 # With it what the tests with files need.
 # shellcheck disable=SC2034
 video_packages=("${tool_packages[@]}" ffmpeg)
+# What the plugins are built from.
+# shellcheck disable=SC2034
+plugin_packages=(pkg-config libgstreamer-plugins-base1.0-dev libobs-dev)
+# The programs that tests/hosts.sh tests the library in.
+# shellcheck disable=SC2034
+gstreamer_packages=("${plugin_packages[@]}" gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good)
+# shellcheck disable=SC2034
+obs_packages=("${plugin_packages[@]}" obs-studio obs-plugins xvfb xauth xdotool imagemagick)
+# shellcheck disable=SC2034
+web_packages=(emscripten nodejs chromium)
+# shellcheck disable=SC2034
+report_packages=("${video_packages[@]}" python3 chromium)
+# shellcheck disable=SC2034
+python_packages=(python3-numpy python3-build python3-venv python3-setuptools python3-wheel ffmpeg)

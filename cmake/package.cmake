@@ -18,7 +18,7 @@ if(NOT QUORVEL_INSTALL)
   return()
 endif()
 
-# ---- the installed tree: components library, dev and tool; the licence belongs to all ----
+# ---- the installed tree: components library, dev, tool and the plugins; the licence belongs to all ----
 set(QUORVEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QuorvelStabilizer)
 foreach(target IN LISTS QUORVEL_LIBRARIES) # each can be there without the other
   get_target_property(kind ${target} EXPORT_NAME)
@@ -111,10 +111,21 @@ if(TARGET quorvel_tool)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 endif()
 
+if(TARGET quorvel_gstreamer)
+  install(TARGETS quorvel_gstreamer LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0 COMPONENT gstreamer)
+endif()
+if(TARGET quorvel_obs)
+  install(TARGETS quorvel_obs LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/obs-plugins COMPONENT obs)
+  install(DIRECTORY plugins/obs/data/ DESTINATION ${CMAKE_INSTALL_DATADIR}/obs/obs-plugins/quorvel-stabilize
+    COMPONENT obs)
+endif()
+
 # ---- Debian packages ----
 set(library_package libquorvelstabilizer1)
 set(dev_package libquorvelstabilizer-dev)
 set(tool_package quorvel-stabilizer)
+set(gstreamer_package gstreamer1.0-quorvel)
+set(obs_package obs-plugin-quorvel)
 set(about "It measures how each frame moved against the one before, smooths the path of
 the camera and moves and turns the frame to it: one frame in, one steady
 frame out, with no delay.
@@ -127,6 +138,13 @@ with, CMake and pkg-config files, documents and examples.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "${about}
 This package has the command line tool, which stabilizes video files,
 cameras and streams.")
+set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "${about}
+This package has the GStreamer element quorvelstabilize.")
+set(CPACK_COMPONENT_OBS_DESCRIPTION "${about}
+This package has a filter for cameras and media sources in OBS Studio.")
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_OBS_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_OBS_PACKAGE_ENHANCES obs-studio)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION video)
@@ -145,14 +163,18 @@ if(TARGET quorvel_tool)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
   endif()
 endif()
+foreach(plugin gstreamer obs)
+  if(TARGET quorvel_${plugin})
+    list(APPEND CPACK_COMPONENTS_ALL ${plugin})
+  endif()
+endforeach()
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${${component}_package})
+  if(NOT CMAKE_CROSSCOMPILING AND NOT component STREQUAL "dev")
+    set(CPACK_DEBIAN_${upper}_PACKAGE_SHLIBDEPS ON)
+  endif()
 endforeach()
-if(NOT CMAKE_CROSSCOMPILING)
-  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-endif()
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 # What a program needs by the names that it uses. All are in 1.0.0; one that is added later needs its version here.

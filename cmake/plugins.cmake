@@ -9,12 +9,12 @@ set_target_properties(quorvel_stream PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_include_directories(quorvel_stream PUBLIC plugins)
 target_link_libraries(quorvel_stream PUBLIC quorvel_static PRIVATE quorvel_flags)
 
-# The plugin lib<name>.so or <name>.so in the build folder's plugins/<host>.
+# A plugin in the build folder's plugins/.
 function(quorvel_plugin target)
   add_library(${target} MODULE ${ARGN})
   target_link_libraries(${target} PRIVATE quorvel_stream quorvel_flags)
   target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,noexecstack)
-  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden NO_SONAME ON
     LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/plugins)
 endfunction()
 
