@@ -22,28 +22,35 @@ def plane_shapes(name, width, height):
     return [(height, width)] + ([chroma, chroma] if Y4M[name][1] else [])
 
 
+def shake(frames):
+    """Where the camera is in each frame: pixels down and right, radians clockwise."""
+    return np.random.default_rng(8).uniform((0, 0, -0.02), (12, 12, 0.02), (frames, 3))
+
+
 def clip(name, width=320, height=240, frames=24):
     """A shaky camera above a plane of random patches, as tuples of planes; another picture from frame 16 on."""
     random = np.random.default_rng(7)
     dtype = Y4M[name][2]
     scenes = random.integers(0, 256 if dtype == np.uint8 else 1024, (2, 48, 64), dtype)
     scenes = scenes.repeat(12, 1).repeat(12, 2)
-    shake = random.integers(0, 12, (frames, 2))
+    y, x = np.mgrid[0:height, 0:width] - np.array([height - 1, width - 1]).reshape(2, 1, 1) / 2
     result = []
-    for number, (top, left) in enumerate(shake):
-        picture = scenes[number // 16][16 + top:, 32 + left:][:height, :width]
+    for number, (down, right, angle) in enumerate(shake(frames)):
+        rows = y * np.cos(angle) + x * np.sin(angle) + down + height / 2 + 16
+        cols = x * np.cos(angle) - y * np.sin(angle) + right + width / 2 + 32
+        picture = scenes[number // 16][rows.astype(int), cols.astype(int)]
         planes = [picture]
-        for rows, cols in plane_shapes(name, width, height)[1:]:
-            chroma = picture[::2 if rows < height else 1, ::2 if cols < width else 1]
-            planes.append(planes[-1] // 2 + chroma // 4 if planes[-1].shape == chroma.shape else chroma // 2)
+        for plane_rows, plane_cols in plane_shapes(name, width, height)[1:]:  # chroma moves the other way
+            mirrored = picture[::-2 if plane_rows < height else -1, ::-2 if plane_cols < width else -1]
+            planes.append(mirrored // len(planes))
         result.append(tuple(np.ascontiguousarray(plane) for plane in planes))
     return result
 
 
-def write_y4m(path, name, frames):
+def write_y4m(path, colour, frames):
     height, width = frames[0][0].shape
     with open(path, "wb") as file:
-        file.write(f"YUV4MPEG2 W{width} H{height} F{RATE}:1 Ip A1:1 C{Y4M[name][0]}\n".encode())
+        file.write(f"YUV4MPEG2 W{width} H{height} F{RATE}:1 Ip A1:1 C{colour}\n".encode())
         for planes in frames:
             file.write(b"FRAME\n" + b"".join(plane.tobytes() for plane in planes))
 
@@ -61,10 +68,10 @@ def read_y4m(data, name, width, height):
     return frames
 
 
-def by_tool(folder, name, frames, *options):
+def by_tool(folder, name, frames, *options, colour=None):
     height, width = frames[0][0].shape
     source = pathlib.Path(folder) / "in.y4m"
-    write_y4m(source, name, frames)
+    write_y4m(source, colour or Y4M[name][0], frames)
     done = subprocess.run([TOOL, "--quiet", *options, source, "-"], capture_output=True, stdin=subprocess.DEVNULL)
     if done.returncode != 0:
         raise AssertionError(done.stderr.decode())

@@ -6,11 +6,13 @@ import tempfile
 import threading
 import unittest
 import weakref
+from unittest import mock
 
 import numpy as np
 
 from quorvel_stabilizer import MEASURED, NEW_SCENE, Stabilizer
-from support import TOOL, by_tool, clip, equal
+from quorvel_stabilizer._handle import Handle
+from support import TOOL, by_tool, clip, equal, shake
 
 W, H = 320, 240
 
@@ -18,6 +20,18 @@ W, H = 320, 240
 def steady(frames, format="GRAY", **settings):
     with Stabilizer(W, H, format, **settings) as stabilizer:
         return list(stabilizer.stabilize(frames))
+
+
+def memory_for(count):
+    """Lets that many outputs be made, and no more."""
+    make, left = Handle.compensate, iter(range(count))
+
+    def compensate(*arguments):
+        if next(left, None) is None:
+            raise MemoryError
+        make(*arguments)
+
+    return mock.patch.object(Handle, "compensate", compensate)
 
 
 def grey(**options):
@@ -28,10 +42,10 @@ def grey(**options):
 class Tool(unittest.TestCase):
     """The same bytes as quorvel-stabilize."""
 
-    def compare(self, format, options, **settings):
+    def compare(self, format, options, colour=None, **settings):
         frames = clip(format, W, H)
         with tempfile.TemporaryDirectory() as folder:
-            expected = by_tool(folder, format, frames, *options)
+            expected = by_tool(folder, format, frames, *options, colour=colour)
         result = steady([planes[0] for planes in frames] if format[0] == "G" else frames, format, **settings)
         result = [planes if isinstance(planes, tuple) else (planes,) for planes in result]
         self.assertTrue(equal(result, expected), (format, options))
@@ -46,6 +60,7 @@ class Tool(unittest.TestCase):
     def test_formats(self):
         for format in ("I422", "I444", "GRAY", "GRAY10", "I420P10", "I422P10", "I444P10"):
             self.compare(format, ["--lookahead", "0.3"], cubic=True, lookahead=9, window=0.9)
+        self.compare("I420", ["--live"], cubic=True, colour="420jpeg", chroma_site="center")
 
 
 class Formats(unittest.TestCase):
@@ -115,6 +130,11 @@ class Memory(unittest.TestCase):
         for view in (lambda f: np.asfortranarray(f), lambda f: np.ascontiguousarray(f[:, ::-1])[:, ::-1],
                      lambda f: f.repeat(2, 1)[:, ::2]):
             self.assertTrue(equal(steady(map(view, frames)), steady(frames)))
+        deep = [frame.astype(np.uint16) << 8 for frame in frames]
+        odd = [np.frombuffer(bytes(1) + frame.tobytes(), np.uint16, -1, 1).reshape(H, W) for frame in deep]
+        self.assertTrue(equal(steady(odd, "GRAY16"), steady(deep, "GRAY16")))
+        with self.assertRaisesRegex(ValueError, "samples of uint16, not of >u2"):
+            steady([frame.astype(">u2") for frame in deep], "GRAY16")
         still = np.broadcast_to(frames[0][:1], (H, W))
         self.assertTrue(equal(steady([still]), steady([np.ascontiguousarray(still)])))
 
@@ -137,6 +157,12 @@ class Memory(unittest.TestCase):
                 result = [f.copy() for frame in grey() for f in stabilizer.push(frame, out=frame)]
                 result += stabilizer.flush()
             self.assertTrue(equal(result, expected))
+
+        taller = np.zeros((2 * H, W), np.uint8)
+        frame, out = taller[H // 2:H // 2 + H][::-1], taller[:H]
+        frame[:] = grey()[0]
+        with Stabilizer(W, H, "GRAY") as stabilizer:
+            self.assertTrue(equal(stabilizer.push(frame, out=out)[0], steady(grey()[:1])[0]))
 
     def test_one_buffer_for_all_frames(self):
         frames, buffer, result = grey(), np.empty((H, W), np.uint8), []
@@ -183,8 +209,8 @@ class BadInput(unittest.TestCase):
         read_only = y.copy()
         read_only.flags.writeable = False
         bad = [((y, u), {}), ((y, u, u[1:]), {}), (y, {}), ((y.astype(np.uint16), u, v), {}),
-               ((y.astype(float), u, v), {}), (b"frame", {}), ((y, u, None), {}), (None, {}),
-               ((y.astype(">u2"), u, v), {}), (np.empty(0, np.uint8), {}),
+               ((y.view(np.int8), u, v), {}), (b"frame", {}), ((y, u, None), {}), (None, {}),
+               ((y.astype(">u2"), u, v), {}), (np.empty(H * W * 2, np.uint8), {}),
                (good, {"out": (read_only, u.copy(), v.copy())}), (good, {"out": (y.copy().T, u.copy(), v.copy())}),
                (good, {"out": (np.asfortranarray(y), u.copy(), v.copy())}), (good, {"out": y.copy()}),
                (good, {"out": (y.copy(), shared[:, :W // 2], shared[:, W // 2:])}),
@@ -241,6 +267,21 @@ class Streams(unittest.TestCase):
             self.assertTrue(equal(list(stabilizer.stabilize(grey())), first))
         self.assertEqual(len(first), len(grey()))
 
+    def test_a_frame_waits_until_there_is_memory_for_its_output(self):
+        frames = grey(frames=12)
+        expected = steady(frames, lookahead=9)
+        for full in (0, 1, 3):
+            with Stabilizer(W, H, "GRAY", lookahead=9) as stabilizer:
+                result = [f for frame in frames for f in stabilizer.push(frame)]
+                with memory_for(full):
+                    if full == 0:
+                        self.assertRaises(MemoryError, stabilizer.flush)
+                    else:
+                        result += stabilizer.flush()
+                self.assertEqual(stabilizer.waiting, 9 - full)
+                result += stabilizer.flush()
+            self.assertTrue(equal(result, expected))
+
     def test_reset_starts_a_scene(self):
         with Stabilizer(W, H, "GRAY", lookahead=5) as stabilizer:
             flags = []
@@ -252,6 +293,12 @@ class Streams(unittest.TestCase):
             stabilizer.flush()
             flags += list(stabilizer.motion["flags"])
         self.assertEqual(flags, [NEW_SCENE] + [MEASURED] * 5 + [NEW_SCENE] + [MEASURED] * 5)
+
+    def test_motion(self):
+        path = Stabilizer(W, H, "GRAY").measure(grey(frames=16))
+        self.assertEqual(list(path["flags"]), [NEW_SCENE] + [MEASURED] * 15)
+        for field, truth, error in zip(("row", "col", "theta"), shake(16).T, (0.6, 0.6, 0.005)):
+            self.assertLess(np.abs(path[field][1:] - np.diff(truth)).max(), error, field)
 
     def test_motion_again(self):
         frames = grey()

@@ -89,7 +89,8 @@ def main() -> None:
         with Stabilizer(width, height, "GRAY", lookahead=options.lookahead, whole=options.whole,
                         window=options.window, frame_rate=rate) as stabilizer:
             path = stabilizer.measure(read_luma(stream, width, height))
-    way = "whole clip" if options.whole else f"lookahead of {options.lookahead} frames"
+    ahead = f"lookahead of {options.lookahead} frames" if options.lookahead else "no lookahead"
+    way = "whole clip" if options.whole else ahead
     draw(path, rate, f"The camera's path, {way}", options.picture)
     print(f"{len(path)} frames, {np.count_nonzero(path['flags'] & NEW_SCENE)} scenes")
 
