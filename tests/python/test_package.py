@@ -65,7 +65,7 @@ class Package(unittest.TestCase):
         self.run_it(sys.executable, "-m", "build", "--no-isolation", "--wheel", "--outdir", self.folder, sources)
         self.run_it(sys.executable, "-m", "venv", "--system-site-packages", venv)
         wheel, = self.folder.glob("*-py3-none-any.whl")
-        self.run_it(venv / "bin" / "pip", "install", "--no-index", "--no-deps", wheel)
+        self.run_it(venv / "bin" / "pip", "install", "--no-index", "--no-deps", wheel, PYTHONPATH=None)
         text = self.run_it(venv / "bin" / "python", "-c", TRY, PYTHONPATH=None)
         self.assertRegex(text, rf"^\(48, 64\) {venv}/.*/quorvel_stabilizer/__init__.py$")
         self.assertEqual(len(list(venv.glob("lib/*/site-packages/quorvel_stabilizer/py.typed"))), 1)
