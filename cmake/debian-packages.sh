@@ -76,4 +76,5 @@ web_packages=(emscripten nodejs chromium)
 # shellcheck disable=SC2034
 report_packages=("${video_packages[@]}" python3 chromium)
 # shellcheck disable=SC2034
-python_packages=(python3-numpy python3-build python3-venv python3-setuptools python3-wheel ffmpeg)
+python_packages=("${tool_packages[@]}" python3-numpy python3-matplotlib python3-build python3-venv
+    python3-setuptools python3-wheel mypy ffmpeg)
