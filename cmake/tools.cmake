@@ -101,6 +101,7 @@ if(QUORVEL_HAS_TOOL)
     tools/quality/jitter.cpp
     tools/stabilize/compose.cpp
     tools/stabilize/console.cpp
+    tools/stabilize/doubts.cpp
     tools/stabilize/main.cpp
     tools/stabilize/options.cpp
     tools/stabilize/parse.cpp
@@ -110,9 +111,16 @@ if(QUORVEL_HAS_TOOL)
     tools/stabilize/preview_feed.cpp
     ${preview_source}
     tools/stabilize/refined.cpp
+    tools/stabilize/report.cpp
+    tools/stabilize/report_charts.cpp
+    tools/stabilize/report_page.cpp
+    tools/stabilize/report_path.cpp
+    tools/stabilize/report_script.cpp
+    tools/stabilize/report_style.cpp
     tools/stabilize/run.cpp
     tools/stabilize/stabilizer.cpp
     tools/stabilize/summary.cpp
+    tools/stabilize/thumbnail.cpp
     tools/stabilize/trace.cpp
     tools/stabilize/window.cpp
     tools/stabilize/worker.cpp)

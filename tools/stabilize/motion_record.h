@@ -15,6 +15,7 @@ struct MotionRecord {
     double seconds = 0;    // the frame's time
     bool measured = false; // against the frame before
     bool reset = false;    // the path starts anew
+    bool held = false;     // it may be a flash, the window stays
     Movement motion;       // of the camera since the frame before; 0 when not measured
     Movement compensation; // where the output's window is, from the middle
     bool reliable = true;

@@ -12,6 +12,7 @@
 #include "stabilize/compose.h"
 #include "stabilize/parse.h"
 #include "stabilize/preview.h"
+#include "video/byte_file.h"
 #include "video/media.h"
 
 namespace {
@@ -29,6 +30,7 @@ const char kExamples[] =
     "  quorvel-stabilize --crop 15 --codec libx265 --crf 22 shaky.mov steady.mkv\n"
     "  quorvel-stabilize --side-by-side --start 0:10 --duration 5 shaky.mp4 compare.mp4\n"
     "  quorvel-stabilize --dry-run --trace motion.csv --plot motion.png shaky.mp4\n"
+    "  quorvel-stabilize --report report.html shaky.mp4 steady.mp4\n"
     "  quorvel-stabilize --preview --input-format v4l2 /dev/video0\n"
     "  quorvel-stabilize --size 1280x720 shaky.nv21 steady.nv21\n"
     "  decoder | quorvel-stabilize - - | player -\n"
@@ -261,6 +263,11 @@ void AddReports(CLI::App &app, Options &options, RawArguments &raw) {
                    "Draw the camera's path, measured and smoothed: .png or .svg (needs gnuplot)")
         ->option_text("FILE")
         ->group(group);
+    app.add_option(
+           "--report", options.reportPath,
+           "Write a page about the run: numbers, the camera's path, the shake's spectrum, cuts: .html")
+        ->option_text("FILE")
+        ->group(group);
     app.add_flag("--dry-run", options.dryRun, "Measure only, write no video")->group(group);
     app.add_flag("--json", options.json, "Print a summary in JSON on standard output")->group(group);
     app.add_flag("--quiet", options.quiet, "Print errors only")->group(group);
@@ -300,6 +307,20 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (raw.verbose) ShowMediaMessages();
 }
 
+std::string ReportContradiction(const Options &options) {
+    const std::string &report = options.reportPath;
+    if (report.empty()) return "";
+    if (options.json && report == "-") return "--json and the report cannot both go to standard output";
+    if (IsSameFile(options.input, report)) return "--report names the input file, give it another name";
+    const std::pair<const char *, const std::string &> others[] = {{"the output file", options.output},
+                                                                   {"the --trace", options.tracePath},
+                                                                   {"the --plot", options.plotPath}};
+    for (const auto &[what, path] : others)
+        if (!path.empty() && IsSameOutput(path, report))
+            return std::string("--report names ") + what + ", give it another name";
+    return "";
+}
+
 // What the parser's own rules cannot say; empty when all is well.
 std::string Contradiction(const Options &options) {
     if (options.dryRun && !options.output.empty()) return "--dry-run writes no video, leave out OUTPUT";
@@ -313,14 +334,15 @@ std::string Contradiction(const Options &options) {
         return "--zoom needs --crop, --mode shift or --out-size: nothing is cropped otherwise";
     if (options.mode == Mode::None && (options.crop > 0 || options.outSize))
         return "--mode none passes frames as they are, leave out --crop and --out-size";
-    if (options.mode == Mode::None && (!options.tracePath.empty() || !options.plotPath.empty()))
-        return "--mode none measures nothing, leave out --trace and --plot";
+    if (options.mode == Mode::None &&
+        !(options.tracePath + options.plotPath + options.reportPath).empty())
+        return "--mode none measures nothing, leave out --trace, --plot and --report";
     if (!options.plotPath.empty() && !EndsWith(options.plotPath, ".png") &&
         !EndsWith(options.plotPath, ".svg"))
         return "--plot " + options.plotPath + ": the name has to end in .png or .svg";
     if (options.plotPath.find_first_of("\n\r") != std::string::npos)
         return "--plot: gnuplot takes no line break in a name";
-    return "";
+    return ReportContradiction(options);
 }
 
 } // namespace

@@ -31,8 +31,9 @@ struct Options {
     int threads = 0;    // of the decoder, the stabilizer and the encoder, each; 0: their own choice
     bool quiet = false;
     bool json = false;
-    std::string tracePath; // empty: no trace
-    std::string plotPath;  // empty: no plot
+    std::string tracePath;  // empty: no trace
+    std::string plotPath;   // empty: no plot
+    std::string reportPath; // empty: no report
 };
 
 // Fills the options. False when the program is to end at once, with exitCode: help or version was asked

@@ -5,7 +5,7 @@ _quorvel_stabilize() {
     local options="--start --duration --input-format --input-option --size --format --fps --force --live
         --lookahead --whole --window --strength --no-roll --bilinear --standard --mode --crop --out-size --scale
         --zoom --split --side-by-side --preview --codec --crf --preset --bitrate --codec-option --output-format
-        --no-audio --threads --overwrite --trace --plot --dry-run --json --quiet --verbose --help --version"
+        --no-audio --threads --overwrite --trace --plot --report --dry-run --json --quiet --verbose --help --version"
     case $before in
     --mode) words="rotate shift none" ;;
     --format) words="nv21 i420" ;;
@@ -15,7 +15,7 @@ _quorvel_stabilize() {
     --preset) words="ultrafast superfast veryfast faster fast medium slow slower veryslow" ;;
     --input-format) words="v4l2 x11grab mpegts matroska lavfi" ;;
     --output-format) words="mp4 matroska mpegts nut y4m" ;;
-    --trace | --plot) mapfile -t COMPREPLY < <(compgen -f -- "$word") && return ;;
+    --trace | --plot | --report) mapfile -t COMPREPLY < <(compgen -f -- "$word") && return ;;
     --start | --duration | --*-option | --size | --fps | --lookahead | --strength | --crop | --out-size | --scale | \
         --crf | --bitrate)
         COMPREPLY=() && return ;;

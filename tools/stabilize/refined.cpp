@@ -152,6 +152,7 @@ FramePtr RefinedStabilizer::Next() {
 void RefinedStabilizer::Describe(MotionRecord &record) const {
     const MVS_Compensation &from = mCurrent.compensation;
     const double pixel = 65536, radian = 16777216;
+    record.held = (from.lFlags & QEL_MVS_HELD) != 0;
     record.measured = record.reliable = (from.lFlags & QEL_MVS_MEASURED) != 0;
     record.motion = {from.lMotionRow / pixel, from.lMotionCol / pixel, from.lMotionTheta / radian};
     record.compensation = {from.lRow / pixel, from.lCol / pixel, from.lTheta / radian};

@@ -11,6 +11,7 @@
 #include "stabilize/pipeline.h"
 #include "stabilize/plot.h"
 #include "stabilize/preview_feed.h"
+#include "stabilize/report.h"
 #include "stabilize/summary.h"
 #include "stabilize/trace.h"
 #include "stabilize/worker.h"
@@ -42,6 +43,7 @@ void CheckPaths(const Options &options) {
         CheckReadTwice(options.input, options.source, *options.refined);
     CheckReport(options, options.tracePath, "--trace");
     CheckReport(options, options.plotPath, "--plot");
+    RefuseToOverwrite(options.reportPath, options.overwrite, "--report");
     if (!options.plotPath.empty() && !options.tracePath.empty() &&
         IsSameOutput(options.plotPath, options.tracePath))
         throw VideoError("--trace and --plot name the same file, give one of them another name");
@@ -124,6 +126,8 @@ class Run {
         if (!options.tracePath.empty())
             mTrace = std::make_unique<Trace>(options.tracePath, options.overwrite);
         if (!options.plotPath.empty()) mPlot.emplace(options.plotPath, options.overwrite);
+        if (!options.reportPath.empty())
+            mReport = std::make_unique<Report>(options.reportPath, options.overwrite);
         if (options.preview) mPreview.emplace("quorvel-stabilize: " + mSource->Name(), PreviewShape());
     }
 
@@ -136,7 +140,9 @@ class Run {
         CopyFrames(pipeline);
         pipeline.Finish();
         Close();
-        Report(pipeline.ReadFault());
+        Summarize(pipeline.ReadFault());
+        if (mReport && mWorker->Count() > 0) mReport->Write(mOptions, mInfo, *mWorker, mSummary);
+        TellSummary();
     }
 
   private:
@@ -220,6 +226,9 @@ class Run {
         mSummary.Add(record);
         if (mTrace) mTrace->Add(record);
         if (mPlot) mRecords.push_back(record);
+        if (!mReport || !mReport->Add(record)) return;
+        mWorker->NeedSteady();
+        mReport->Show(*mWorker, mInfo);
     }
 
     void Close() {
@@ -231,7 +240,7 @@ class Run {
         DrawPlot(*mPlot, mSource->Name(), mRecords, mWorker->Reach());
     }
 
-    void Report(const std::exception_ptr &fault) {
+    void Summarize(const std::exception_ptr &fault) {
         mSummary.output = mOutput ? mOutput->Name() : "";
         mSummary.encoder = mSink ? mSink->Describe() : "";
         mSummary.window = mWorker->Window();
@@ -245,6 +254,9 @@ class Run {
         } catch (const VideoError &error) {
             mSummary.fault = error.what();
         }
+    }
+
+    void TellSummary() {
         mConsole.Done(mSummary.Text());
         if (mOptions.json) PrintSummary();
         if (!mSummary.fault.empty()) throw VideoError(mSummary.fault);
@@ -265,6 +277,7 @@ class Run {
     std::unique_ptr<FrameSink> mSink;
     std::unique_ptr<Trace> mTrace;
     std::optional<OutputFile> mPlot;
+    std::unique_ptr<Report> mReport;
     std::optional<PreviewFeed> mPreview;
     std::vector<MotionRecord> mRecords;
     int64_t mMeasured = 0; // frames, before the first picture was made

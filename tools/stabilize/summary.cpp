@@ -22,16 +22,6 @@ size_t CharacterBytes(const std::string &text, size_t at) {
     return size;
 }
 
-// Names of files may be any bytes, JSON is UTF-8: what is none becomes U+FFFD.
-std::string ValidText(const std::string &text) {
-    std::string result;
-    for (size_t at = 0, size; at<text.size(); at += size> 0 ? size : 1) {
-        size = CharacterBytes(text, at);
-        result += size > 0 ? text.substr(at, size) : "\xef\xbf\xbd";
-    }
-    return result;
-}
-
 std::string Quoted(const std::string &text) {
     std::string result = "\"";
     for (char c : ValidText(text)) {
@@ -55,6 +45,15 @@ std::string Number(double value) {
 double Square(double a, double b) { return a * a + b * b; }
 
 } // namespace
+
+std::string ValidText(const std::string &text) {
+    std::string result;
+    for (size_t at = 0, size; at<text.size(); at += size> 0 ? size : 1) {
+        size = CharacterBytes(text, at);
+        result += size > 0 ? text.substr(at, size) : "\xef\xbf\xbd";
+    }
+    return result;
+}
 
 void Summary::Add(const MotionRecord &record) {
     const Movement &motion = record.motion, &now = record.compensation;

@@ -8,6 +8,9 @@
 #include "stabilize/motion_record.h"
 #include "video/picture.h"
 
+// Names of files may be any bytes: what is no UTF-8 becomes U+FFFD.
+std::string ValidText(const std::string &text);
+
 struct Summary {
     std::string input;
     std::string output; // empty: none
@@ -26,7 +29,10 @@ struct Summary {
     std::string Text() const;
     std::string Json() const;
 
-  private:
+    int64_t Frames() const { return mFrames; }
+    int64_t FramesMeasured() const { return mMeasured; }
+    int64_t Resets() const { return mResets; }
+
     // Root mean square of the motion from frame to frame, measured and left in the output.
     struct Shake {
         double pixels = 0;
@@ -35,6 +41,7 @@ struct Summary {
     Shake Measured() const;
     Shake Left() const;
 
+  private:
     int64_t mFrames = 0;
     int64_t mMeasured = 0;
     int64_t mResets = 0;

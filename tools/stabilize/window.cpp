@@ -14,7 +14,6 @@ namespace {
 const int kLeastPercent = 60;
 const int kMostPercent = 98;
 const int kStride = 4;           // of the first search: a smaller window is not always the calmer one
-const double kCutoff = 1;        // Hz
 const double kLeft = 0.1;        // of the input's shake, the most that may be left
 const double kUnseen = 1e-4;     // of the width: a smaller shake does not matter
 const double kUnseenRoll = 0.05; // mrad
@@ -31,8 +30,8 @@ PoseMotion CutOf(const MVS_Compensation &from) {
 }
 
 // Of the camera as it was measured, or of what the output shows. False when no scene is long enough.
-bool MeasureShake(const std::vector<FrameRecord> &records, bool shown, double framesPerSecond,
-                  FastShake &shake) {
+bool ShakeOf(const std::vector<FrameRecord> &records, bool shown, double framesPerSecond,
+             FastShake &shake) {
     std::vector<CameraPose> poses;
     std::vector<bool> starts;
     CameraPose camera;
@@ -41,10 +40,7 @@ bool MeasureShake(const std::vector<FrameRecord> &records, bool shown, double fr
         poses.push_back(shown ? PoseOfCut(camera, CutOf(record.compensation), 1) : camera);
         starts.push_back(record.compensation.lFlags & QEL_MVS_NEW_SCENE);
     }
-    size_t used = 0;
-    const PathRms rms = Jitter(poses, starts, framesPerSecond, kCutoff, used);
-    shake = {hypot(rms.row, rms.col), 1000 * rms.angle};
-    return used > 0;
+    return MeasureShake(poses, starts, framesPerSecond, shake);
 }
 
 struct Trial {
@@ -60,7 +56,7 @@ FastShake ShakeLeft(const StreamInfo &info, RefinedSettings settings, int percen
     trial.Replay(records);
     trial.EndMeasuring();
     FastShake shake;
-    MeasureShake(trial.TakeRecords(), true, RateOf(info).Value(), shake);
+    ShakeOf(trial.TakeRecords(), true, RateOf(info).Value(), shake);
     return shake;
 }
 
@@ -92,11 +88,19 @@ Trial Search(const std::function<Trial(int percent)> &attempt) {
 
 } // namespace
 
+bool MeasureShake(const std::vector<CameraPose> &poses, const std::vector<bool> &starts,
+                  double framesPerSecond, FastShake &shake) {
+    size_t used = 0;
+    const PathRms rms = Jitter(poses, starts, framesPerSecond, kShakeCutoff, used);
+    shake = {hypot(rms.row, rms.col), 1000 * rms.angle};
+    return used > 0;
+}
+
 WindowChoice ChooseWindow(const StreamInfo &info, const RefinedSettings &settings,
                           const std::vector<FrameRecord> &records) {
     WindowChoice choice;
     choice.window = settings.window;
-    choice.known = MeasureShake(records, false, RateOf(info).Value(), choice.before);
+    choice.known = ShakeOf(records, false, RateOf(info).Value(), choice.before);
     if (!choice.known) return choice;
     FastShake most = {std::max(kLeft * choice.before.pixels, kUnseen * info.size.width),
                       std::max(kLeft * choice.before.milliradians, kUnseenRoll)};

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "clipgen/camera_path.h"
 #include "stabilize/refined.h"
 
 // RMS of what is faster than 1 Hz.
@@ -11,6 +12,12 @@ struct FastShake {
     double pixels = 0;
     double milliradians = 0;
 };
+
+const double kShakeCutoff = 1; // Hz
+
+// Of a path whose stretches begin where `starts` says. False when none is long enough.
+bool MeasureShake(const std::vector<CameraPose> &poses, const std::vector<bool> &starts,
+                  double framesPerSecond, FastShake &shake);
 
 struct WindowChoice {
     double window = 0;  // of each side, what is shown

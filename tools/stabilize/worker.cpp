@@ -134,6 +134,8 @@ bool Worker::Pull(FramePtr &output) {
     if (!input) return false;
     mCount++;
     mTime = input->time;
+    mShownInput = input;
+    mSteady.reset();
     output = Made(input);
     return true;
 }
@@ -154,12 +156,17 @@ FramePtr Worker::Steadied(const FramePtr &input) {
 FramePtr Worker::Made(const FramePtr &input) {
     bool shown = !mOptions.output.empty() || mOptions.preview;
     if (mRefined && !shown) return input; // its motion is known
-    mSteady = Steadied(input);
-    if (mScaler) mSteady = Scaled(*mSteady);
+    NeedSteady();
     if (mCompared) MakeBefore(input);
     FramePtr output = Composed();
     if (output != input) TakeFrameNotes(*input, *output);
     return output;
+}
+
+void Worker::NeedSteady() {
+    if (mSteady) return;
+    mSteady = Steadied(mShownInput);
+    if (mScaler) mSteady = Scaled(*mSteady);
 }
 
 PictureSize Worker::Reach() const {

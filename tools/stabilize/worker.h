@@ -31,9 +31,12 @@ class Worker {
     // The next frame to be written, with the input's times and packets. False: it takes more input.
     bool Pull(FramePtr &output);
 
-    // The frame that Pull gave last, stabilized and scaled; with --split, the part left of the line is
-    // the input's.
+    // Of the frame that Pull gave last: the input, and the same stabilized and scaled; with --split,
+    // the part left of the line is the input's.
+    const Frame &Input() const { return *mShownInput; }
     const Frame &Steady() const { return *mSteady; }
+    // Makes the stabilized frame where no output and no preview needs it.
+    void NeedSteady();
     PictureSize SteadySize() const { return mSteadySize; }
     // What it is compared with: the input, or its middle scaled as the output is. Null when no view was
     // asked for.
@@ -76,6 +79,7 @@ class Worker {
     FramePool mOutPool;
     FramePtr mSteady;
     FramePtr mBefore;
+    FramePtr mShownInput;
     int64_t mCount = 0;
     int64_t mTime = 0;
 };
