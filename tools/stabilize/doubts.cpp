@@ -14,9 +14,12 @@ Doubt DoubtOf(const MotionRecord &record) {
 
 bool Doubts::Add(const MotionRecord &record) {
     const Doubt kind = DoubtOf(record);
-    const bool going = kind != Doubt::None && kind == mOpen.kind;
-    if (going) {
+    // A flash that lasts was a cut.
+    const bool settled = kind == Doubt::NewScene && mOpen.kind == Doubt::Held;
+    if (settled || (kind != Doubt::None && kind == mOpen.kind)) {
+        mOpen.kind = kind;
         mOpen.last = record.frame;
+        if (mOpenKept) mKept.back().kind = kind;
         if (mOpenKept) mKept.back().last = record.frame;
         return false;
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "stabilize/report.h"
 
-#include <stdio.h>
+#include <math.h>
 
 #include <algorithm>
 
@@ -20,7 +20,9 @@ std::string PixelText(const PixelLayout &layout) {
 std::string RateText(const StreamInfo &info) {
     const Rational rate = info.meanRate.num > 0 ? info.meanRate : info.framesPerSecond;
     if (rate.num <= 0) return "not told, taken for 30 frames a second";
-    const char *const mean = info.meanRate.num > 0 ? " on average" : "";
+    const bool varies =
+        info.framesPerSecond.num <= 0 || fabs(rate.Value() / info.framesPerSecond.Value() - 1) > 0.001;
+    const char *const mean = varies ? " on average" : "";
     return NumberText(rate.Value(), 3) + " frames a second" + mean;
 }
 

@@ -11,6 +11,8 @@ namespace {
 // Of more frames than twice this, a line has the least and the most of each column alone.
 const size_t kColumns = 4000;
 
+const double kLeastShake = 0.001;
+
 // What a chart shows, in the SVG's coordinates.
 struct Area {
     double left, top, width, height;
@@ -131,7 +133,8 @@ Area AreaOf(const TimeChart &chart, const TimeAxis &axis) {
     return area;
 }
 
-double Logarithm(double value) { return log10(std::max(value, 1e-4)); }
+// Of pixels; less than a thousandth of one is nothing.
+double Logarithm(double value) { return log10(std::max(value, kLeastShake)); }
 
 } // namespace
 
@@ -220,6 +223,8 @@ std::string DrawSpectrum(const std::vector<ShakeBand> &bands, const std::string 
                                 "<path class=\"before\" d=" + Quoted(before) +
                                 "/><path class=\"after\" d=" + Quoted(after) + "/>";
     return "<figure class=\"chart\"><figcaption>Shake in each third of an octave, <span "
-           "class=\"unit\">pixels, root mean square</span></figcaption>\n<div class=\"plot\">" +
-           ticks + SvgOf(area, ImageRole("spectrum"), content) + "</div></figure>\n";
+           "class=\"unit\">pixels, root mean square" +
+           std::string(least > Logarithm(0) ? "" : "; 0.001 stands for less, too") +
+           "</span></figcaption>\n<div class=\"plot\">" + ticks +
+           SvgOf(area, ImageRole("spectrum"), content) + "</div></figure>\n";
 }

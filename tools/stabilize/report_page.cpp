@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include <math.h>
+#include <stdio.h>
 
 #include <algorithm>
 
@@ -29,13 +30,17 @@ std::string Escaped(const std::string &text) {
 }
 
 std::string PercentText(double percent) {
-    return NumberText(percent, percent < 10 && percent > 0 ? 1 : 0) + " %";
+    return NumberText(percent, percent < 10 && percent > 0 ? 1 : 0) + "\xc2\xa0%";
 }
 
 std::string Paragraph(const std::string &text) { return "<p>" + text + "</p>\n"; }
 
+std::string Small(const std::string &unit) { return "<small>" + unit + "</small>"; }
+
 std::string FromTo(double before, double after, const std::string &unit) {
-    return NumberText(before, 2) + " \xe2\x86\x92 <b>" + NumberText(after, 2) + "</b> " + unit;
+    char text[120];
+    snprintf(text, sizeof(text), "%.2f \xe2\x86\x92 <b>%.2f</b> ", before, after);
+    return text + Small(unit);
 }
 
 std::string Number(const char *name, const std::string &value, const std::string &sentence) {
@@ -88,14 +93,20 @@ std::string Header(const Page &page) {
     return text + "</header>\n";
 }
 
+double ShareAtLimit(const std::vector<double> &margin) {
+    const auto count =
+        std::count_if(margin.begin(), margin.end(), [](double used) { return used >= kAtLimit; });
+    return 100 * (double)count / (double)margin.size();
+}
+
 std::string ShakeNumbers(const Page &page) {
     const ReportPath &path = page.path;
     const std::string unknown = "Not known: every scene is shorter than 1.2 seconds.";
     const FastShake &before = path.shakeBefore, &after = path.shakeAfter;
     std::string text;
     text += Number("Shake above 1 Hz",
-                   path.known ? FromTo(before.pixels, after.pixels, "pixels") : "\xe2\x80\x93",
-                   path.known ? "Root mean square, rows and columns together. " +
+                   path.known ? FromTo(before.pixels, after.pixels, "px") : "\xe2\x80\x93",
+                   path.known ? "Pixels, root mean square, rows and columns together. " +
                                     TakenOut(before.pixels, after.pixels)
                               : unknown);
     text +=
@@ -119,8 +130,8 @@ std::string Numbers(const Page &page) {
                        "<dl class=\"numbers\">\n" +
                        ShakeNumbers(page);
     text += Number(
-        "From frame to frame", FromTo(summary.Measured().pixels, summary.Left().pixels, "pixels"),
-        "Root mean square of the motion since the frame before: shake and wanted movements.");
+        "From frame to frame", FromTo(summary.Measured().pixels, summary.Left().pixels, "px"),
+        "Pixels, root mean square of the motion since the frame before: shake and wanted movements.");
     text += Number("Visible part", NumberText(100 * shown / width, 1) + " %",
                    "Of each side of the input. The rest is the margin in which the view moves.");
     text +=
@@ -135,10 +146,12 @@ std::string Numbers(const Page &page) {
     return text + "</dl></section>\n";
 }
 
-const char kKeys[] = R"html(<ul class="keys">
+const char kLineKeys[] = R"html(<ul class="keys">
 <li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="before" d="M1 8L9 5L16 10L24 4L31 8"/></svg>before, thin</li>
 <li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="after" d="M1 7H31"/></svg>after, thick</li>
-<li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="scene" d="M16 0V14"/></svg>a scene starts</li>
+)html";
+const char kMarkKeys[] =
+    R"html(<li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="scene" d="M16 0V14"/></svg>a scene starts</li>
 <li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="doubt" d="M12 9V14M16 9V14M20 9V14"/></svg>not measured, or in doubt</li>
 </ul>
 <p class="help soft" hidden>Drag over a part to zoom in. With a chart clicked or focused, the wheel and + and &minus; zoom,
@@ -164,11 +177,11 @@ std::string PathCharts(const Page &page, const TimeAxis &axis) {
            Paragraph(
                "Where the camera pointed, as measured and as the output shows it, in pixels of the "
                "input. Wanted movements stay, shake goes.") +
-           kKeys +
-           chart("column", "Columns, to the right is up", "pixels",
+           kLineKeys + kMarkKeys +
+           chart("column", "Sideways (columns), right is up", "pixels",
                  "The sideways path of the camera before and after, over the time", &PathValues::column,
                  false) +
-           chart("row", "Rows, down is down", "pixels",
+           chart("row", "Vertical (rows), down is down", "pixels",
                  "The path of the camera up and down, before and after, over the time",
                  &PathValues::row, true) +
            "</section>\n<section aria-labelledby=\"roll\"><h2 id=\"roll\">Roll</h2>\n" +
@@ -182,11 +195,11 @@ std::string MarginCharts(const Page &page, const TimeAxis &axis) {
     const std::vector<double> &used = page.path.margin;
     const double each = 100.0 / (double)used.size();
     std::vector<double> shares(10);
-    double mean = 0, limit = 0;
+    double mean = 0;
+    const double limit = ShareAtLimit(used);
     for (double value : used) {
         shares[std::min((size_t)(value / 10), shares.size() - 1)] += each;
         mean += value / (double)used.size();
-        limit += value >= kAtLimit ? each : 0;
     }
     std::string listed;
     for (size_t i = 0; i < shares.size(); i++)
@@ -197,10 +210,8 @@ std::string MarginCharts(const Page &page, const TimeAxis &axis) {
     const std::string advice = limit > 5 ? " A smaller --window leaves more room." : "";
     return "<section aria-labelledby=\"room\"><h2 id=\"room\">Room in the margin</h2>\n" +
            Paragraph("The view uses " + PercentText(mean) +
-                     " of its margin on average. It is at the limit (" + NumberText(kAtLimit, 0) +
-                     " % or more) in " + PercentText(limit) +
-                     " of the frames, where shake may be left." +
-                     (page.facts.standardPath ? "" : advice)) +
+                     " of its margin on average, and is at the limit in " + PercentText(limit) +
+                     " of the frames." + (page.facts.standardPath ? "" : advice)) +
            DrawTimeChart(chart, axis) + DrawHistogram(shares, "Shares of the frames. " + listed) +
            "</section>\n";
 }
@@ -217,7 +228,8 @@ std::string Spectrum(const Page &page) {
                                  NumberText(strongest->hertz, strongest->hertz < 10 ? 1 : 0) +
                                  " Hz: " + NumberText(strongest->before, 2) + " pixels before, " +
                                  NumberText(strongest->after, 2) + " after.";
-    return text + Paragraph(sentence) + DrawSpectrum(bands, sentence) + "</section>\n";
+    return text + Paragraph(sentence) + kLineKeys + "</ul>\n" + DrawSpectrum(bands, sentence) +
+           "</section>\n";
 }
 
 std::string DoubtText(Doubt kind, bool standard) {

@@ -33,6 +33,7 @@ i.before { background: var(--before); } i.after { background: var(--after); }
 .numbers dt { color: var(--soft); font-size: .9rem; }
 .numbers dd { margin: 0; font-size: .88rem; color: var(--soft); }
 .numbers dd.value { font-size: 1.35rem; font-weight: 600; color: var(--text); }
+.numbers small { font-size: .8rem; font-weight: 400; }
 .numbers dd b { color: var(--after); }
 .keys { display: flex; flex-wrap: wrap; gap: .3rem 1.4rem; font-size: .9rem; margin: .6rem 0; padding: 0;
   list-style: none; }
@@ -73,7 +74,8 @@ rect { fill: var(--after); }
 .frames span { flex: 0 1 160px; font-size: .8rem; color: var(--soft); }
 .frames img { display: block; max-width: 100%; height: auto; }
 .frames p { font-size: .9rem; margin: .4rem 0 0; }
-.tables { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(20rem, 100%), 1fr)); gap: 0 2.5rem; }
+.tables { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(20rem, 100%), 1fr)); gap: 0 2.5rem;
+  align-items: start; }
 table { border-collapse: collapse; width: 100%; font-size: .92rem; margin: .8rem 0; }
 caption { text-align: left; font-weight: 600; padding: .3rem 0; }
 th, td { text-align: left; vertical-align: top; padding: .3rem .6rem .3rem 0; border-top: 1px solid var(--line);
@@ -85,12 +87,12 @@ footer { font-size: .85rem; padding-top: 1.5rem; padding-bottom: 2rem; }
   @page { margin: 14mm; }
   body { font-size: 10.5pt; }
   header, main, footer { max-width: none; padding: 0; }
-  .tools, figcaption output { display: none; }
+  .tools, .help, figcaption output { display: none; }
   .plot { height: 42mm; }
   .numbers { grid-template-columns: repeat(3, 1fr); }
   .frames { grid-template-columns: repeat(2, 1fr); }
   .numbers > div, tr { break-inside: avoid; }
-  h2 { break-after: avoid; }
+  h2, section > p, .keys { break-after: avoid; }
   * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
 }
 )css";
