@@ -173,7 +173,18 @@ for name in ./r.svg "$PWD/r.svg" folder/../r.svg; do
     run 1 1 --plot "$name" clip.y4m r.svg
     run 1 1 --trace "$name" --plot r.svg --dry-run clip.y4m
 done
+run 2 1 --report ./clip.y4m --dry-run clip.y4m
+run 2 1 --report folder/../r.svg clip.y4m r.svg
+run 2 1 --report r.svg --trace ./r.svg --dry-run clip.y4m
+run 2 1 --report r.svg --plot ./r.svg --dry-run clip.y4m
+run 2 1 --report - --json --dry-run clip.y4m
+run 2 1 --report r.html --mode none clip.y4m got.y4m
 [ -e r.svg ] && fail "an output was made beside a report of its name"
+run 0 0 --dry-run --report r.html clip.y4m
+tail -n 1 r.html | grep -q '^</html>$' || fail "the report has no end"
+run 0 0 --dry-run --report - - <clip.y4m >r.html
+head -n 1 r.html | grep -q '^<!DOCTYPE html>$' || fail "no report on standard output"
+[ -c /dev/full ] && run 1 1 --dry-run --report /dev/full clip.y4m
 [ -c /dev/full ] && run 1 1 --dry-run --json clip.y4m >/dev/full
 run 1 1 --dry-run --json clip.y4m >&-
 run 1 1 - got.y4m <&-

@@ -4,8 +4,10 @@
 
     check_video.py TOOL CLIPGEN SOURCE_FOLDER [fast]
 """
+import base64
 import concurrent.futures
 import hashlib
+import html.parser
 import json
 import os
 import pathlib
@@ -253,7 +255,8 @@ def damage():
         data = pathlib.Path(source).read_bytes()
         cut = "cut" + source[-4:]
         pathlib.Path(cut).write_bytes(data[:len(data) // 2])
-        run("-y", cut, "out.mkv", status=1, say="cut short or damaged.*missing")
+        run("-y", "--report", "cut.html", cut, "out.mkv", status=1, say="cut short or damaged.*missing")
+        check("error: " + cut in ReportPage("cut.html").page, f"{cut}: the report does not tell the fault")
         decodable = len(pixels(cut)) // (W * H * 3 // 2)
         check(5 < len(packets("out.mkv", "v")[0]) == decodable < FRAMES, f"{cut}: {decodable} can be decoded")
     data = bytearray(pathlib.Path("a.mp4").read_bytes())
@@ -278,9 +281,10 @@ def full_disk():
         print("SKIPPED: full disk (no tmpfs may be mounted here)")
         return
     try:
-        for args in (["--trace", "small/t.csv"], ["--plot", "small/p.svg"], ["--plot", "small/p.png"]):
+        for args in (["--trace", "small/t.csv"], ["--plot", "small/p.svg"], ["--plot", "small/p.png"],
+                     ["--report", "small/r.html"]):
             pathlib.Path("small/rest").write_bytes(bytes(99 << 10))
-            if shutil.which("gnuplot") or args[0] == "--trace":
+            if shutil.which("gnuplot") or args[0] != "--plot":
                 run("--dry-run", *args, "a.mp4", status=1, say="No space|is there room")
         os.remove("small/rest")
         for name, codec in (("full.mkv", "ffv1"), ("full.y4m", "ffv1"), ("full.mp4", "mjpeg")):
@@ -546,7 +550,7 @@ def interruptions():
     for command, wait, *path in [(feed, random.uniform(1.5, 2.5)), (feed, random.uniform(1.5, 2.5), "--lookahead=1"),
                                  ("cat clip.y4m; sleep 60", 1.5)]:
         with subprocess.Popen(command, shell=True, stdout=subprocess.PIPE, start_new_session=True) as feeder:
-            with subprocess.Popen([TOOL, "-y", *path, "-", "stopped.mp4"], stdin=feeder.stdout,
+            with subprocess.Popen([TOOL, "-y", *path, "--report", "stopped.html", "-", "stopped.mp4"], stdin=feeder.stdout,
                                   stderr=subprocess.PIPE) as tool:
                 time.sleep(wait)
                 tool.send_signal(signal.SIGINT)
@@ -555,6 +559,7 @@ def interruptions():
             os.killpg(feeder.pid, signal.SIGKILL)
         check(tool.returncode == 130 and time.monotonic() - begin < 10, f"{tool.returncode} after Ctrl-C\n{text}")
         check(os.path.exists("stopped.mp4") and len(pixels("stopped.mp4")) > 0, f"plays after {wait:.2f} s\n{text}")
+        check("was interrupted" in ReportPage("stopped.html").page, "the report of an interrupted run")
         check(not list(pathlib.Path().glob("*.part")), "a temporary file is left")
 
 
@@ -616,6 +621,88 @@ def reports():
     run("--dry-run", "--plot", "q.svg", "a.mp4", status=1, say="gnuplot-nox", env={"PATH": "/nowhere"})
 
 
+class ReportPage(html.parser.HTMLParser):
+    """Of a report: its elements, whether they are nested well, its numbers, the found frames, and their pictures."""
+
+    def __init__(self, file):
+        super().__init__()
+        self.open, self.ids, self.wanted, self.links, self.images, self.texts, self.faults = [], [], [], [], [], [], []
+        self.page = pathlib.Path(file).read_text()
+        self.feed(self.page)
+        self.close()
+        texts = dict((name, value) for name, value in re.findall(r"<dt>(.*?)</dt><dd class=\"value\">(.*?)</dd>", self.page))
+        self.numbers = {name: [float(n) for n in re.findall(r"\d+(?:\.\d+)?", value)] for name, value in texts.items()}
+        self.found = re.findall(r"frames? (\d+)(?: to (\d+))?: ([^;<]*)", self.page)
+        check(not self.open and not self.faults, f"{file}: {self.open} {self.faults}")
+        check(len(set(self.ids)) == len(self.ids) and set(self.wanted) <= set(self.ids), f"{file}: names of elements")
+        check(not self.links and not re.search(r"https?:|@import|url\(", self.page), f"{file}: {self.links} from outside")
+        check("nan" not in self.page and ">inf" not in self.page, f"{file}: a value that is no number")
+
+    def handle_starttag(self, tag, attributes):
+        attributes = dict(attributes)
+        if tag not in ("meta", "img", "path", "rect"):
+            self.open.append(tag)
+        self.ids += [attributes["id"]] if "id" in attributes else []
+        self.wanted += attributes.get("aria-labelledby", "").split()
+        self.links += [value for name, value in attributes.items() if name in ("src", "href") and not value.startswith("data:")]
+        if tag == "img":
+            self.images.append(base64.b64decode(attributes["src"].removeprefix("data:image/bmp;base64,"), validate=True))
+            self.faults += [] if attributes.get("alt") else ["a picture without a text"]
+
+    def handle_startendtag(self, tag, attributes):
+        pass
+
+    def handle_endtag(self, tag):
+        if not self.open or self.open.pop() != tag:
+            self.faults.append(f"</{tag}> at {self.getpos()}")
+
+
+def report_pages():
+    """One page whatever the path is; its numbers are those of --json, its pictures those of the frames."""
+    ffmpeg("-i", "clip.y4m", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=30:duration=1.5", "-lavfi",
+           "[0]format=yuv444p[a];[1]format=yuv444p[b];[a][b]concat", "-c:v", "ffv1", "cut.mkv")
+    for options in ("", "--live", "--whole", "--window=auto", "--standard", "--standard --crop=20 --zoom", "--no-roll --scale=160x100",
+                    "--side-by-side", "--split")[:2 if FAST else None]:
+        run("-y", "--quiet", "--dry-run", *options.split(), "--trace", "t.json", "--report", "r.html", "cut.mkv")
+        out = json.loads(run("-y", "--quiet", "--json", *options.split(), "--report", "r.html", "cut.mkv", "out.y4m"))
+        page, trace = ReportPage("r.html"), json.load(open("t.json"))
+        told = page.numbers
+        shake = [out["motion_rms"]["pixels"], out["motion_left_rms"]["pixels"]]
+        check(told["From frame to frame"] == [round(value + 1e-9, 2) for value in shake], f"{options}: {told}, not {shake}")
+        check(told["Scenes"] == [out["resets"] + 1], f"{options}: {told['Scenes']} scenes")
+        check(told["Frames not measured"] == [out["frames"] - out["measured"] - out["resets"] - 1], f"{options}: {told} of {out}")
+        check(out["window"] in (None, told["Visible part"][0]), f"{options}: {told['Visible part']} is visible")
+        check(0 < told["Shake above 1 Hz"][1] < told["Shake above 1 Hz"][0], f"{options}: {told['Shake above 1 Hz']}")
+        cuts = [line["frame"] for line in trace if line["reset"]]
+        listed = [range(int(first), int(last or first) + 1) for first, last, _ in page.found]
+        check(cuts and all(any(cut in frames for frames in listed) for cut in cuts), f"{options}: {page.found}, not {cuts}")
+        check(len(page.images) == 2 * len(page.found), f"{options}: {len(page.images)} pictures")
+    raw = ["--size", f"{W}x{H}"]
+    for pixel, codec, file, *args in [
+            ("yuv420p", "ffv1", "in.mkv"), ("yuv422p10le", "ffv1", "in.mkv"), ("yuv444p16le", "ffv1", "in.mkv"), ("gray", "ffv1", "in.mkv"),
+            ("bgr0", "ffv1", "in.mkv"), ("yuvj420p", "mjpeg", "in.mkv"), ("yuv420p", "mpeg4", "in.mov"),
+            ("nv21", "rawvideo", "in.raw", *raw)][:2 if FAST else None]:
+        turned = {"in.mov": ["-metadata:s:v", "rotate=90"], "in.raw": ["-f", "rawvideo"]}.get(file, [])
+        ffmpeg("-i", "cut.mkv", "-c:v", codec, "-q:v", "2", "-pix_fmt", pixel, *turned, file)
+        run("-y", "--live", "--dry-run", "--report", "r.html", *args, file, say=None)
+        source = "cut.mkv" if args else file
+        page = ReportPage("r.html")
+        pathlib.Path("thumbnail.bmp").write_bytes(page.images[0])
+        number = int(page.found[0][0]) - 1
+        ffmpeg("-i", source, "-vf", f"select=eq(n\\,{number}),scale='min(160,iw*120/ih)':'min(120,ih*160/iw)':flags=area", "-frames:v",
+               "1", "want.png")
+        alike = likeness("thumbnail.bmp", "want.png")
+        check(alike > 24, f"a thumbnail of {pixel} in {file} is like its frame by {alike:.1f} dB only")
+    run("-y", "--quiet", "--dry-run", "--report", "r.html", "--input-format", "lavfi", "--duration", "20",
+        "nullsrc=size=96x72:rate=30,geq='random(1)*255*gt(mod(N\\,7)\\,2)'")
+    page = ReportPage("r.html")
+    check(len(page.found) == 20 and re.search(r"20 of \d+ are shown", page.page), f"{len(page.found)} frames in doubt are shown")
+    check(len(page.page) < 5e6 and int(page.found[-1][0]) > 500 > 100 > int(page.found[0][0]), f"not evenly chosen: {page.found}")
+    os.link("a.mp4", b"<b>&\"'\xff.mp4")
+    run("-y", "--dry-run", "--report", "r.html", b"<b>&\"'\xff.mp4")
+    check("<h1>&lt;b&gt;&amp;&quot;'\ufffd.mp4</h1>" in ReportPage("r.html").page, "a name in the page")
+
+
 def option_names():
     """The help, the manual page and the completion know the same options."""
     dashed = r"(?<![\w-])(--[a-z][a-z-]+)"
@@ -674,7 +761,7 @@ def camera_paths():
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        steps = [same_but_steady, option_names, paths, reports, other_programs, camera_paths]
+        steps = [same_but_steady, option_names, paths, reports, report_pages, other_programs, camera_paths]
         if not FAST:
             ready = lambda: ffmpeg("-i", "clip.y4m", "-f", "rawvideo", "-pix_fmt", "nv21", "clip.nv21")
             steps += [ready, roads, delays, views, pixel_formats, sizes_that_change, cases, damage, full_disk, interruptions]

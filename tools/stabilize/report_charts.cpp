@@ -11,6 +11,9 @@ namespace {
 // Of more frames than twice this, a line has the least and the most of each column alone.
 const size_t kColumns = 4000;
 
+// More would hide what is drawn.
+const ptrdiff_t kMostSceneLines = 50;
+
 const double kLeastShake = 0.001;
 
 // What a chart shows, in the SVG's coordinates.
@@ -167,8 +170,9 @@ std::string DrawTimeChart(const TimeChart &chart, const TimeAxis &axis) {
     for (const TimeLine &line : chart.lines)
         content += "<path class=" + Quoted(line.look) +
                    " d=" + Quoted(LinePath(axis, *line.values, chart.downwards)) + "/>";
+    const bool many = std::count(axis.scenes.begin(), axis.scenes.end(), true) > kMostSceneLines;
     const std::string marks =
-        "<path class=\"scene\" d=" + Quoted(MarkPath(axis, axis.scenes, "0V1")) +
+        "<path class=\"scene\" d=" + Quoted(MarkPath(axis, axis.scenes, many ? "0V.07" : "0V1")) +
         "/><path class=\"doubt\" d=" + Quoted(MarkPath(axis, axis.doubts, ".93V1")) + "/>";
     const Area span = {area.left, 0, area.width, 1};
     return "<figure class=\"chart time\" data-sign=\"" + std::string(chart.downwards ? "1" : "-1") +

@@ -30,7 +30,8 @@ std::string Escaped(const std::string &text) {
 }
 
 std::string PercentText(double percent) {
-    return NumberText(percent, percent < 10 && percent > 0 ? 1 : 0) + "\xc2\xa0%";
+    const bool fine = (percent > 0 && percent < 10) || (percent > 99 && percent < 100);
+    return NumberText(percent, fine ? 1 : 0) + "\xc2\xa0%";
 }
 
 std::string Paragraph(const std::string &text) { return "<p>" + text + "</p>\n"; }
@@ -134,6 +135,8 @@ std::string Numbers(const Page &page) {
         "Pixels, root mean square of the motion since the frame before: shake and wanted movements.");
     text += Number("Visible part", NumberText(100 * shown / width, 1) + " %",
                    "Of each side of the input. The rest is the margin in which the view moves.");
+    text += Number("At the limit", PercentText(ShareAtLimit(page.path.margin)),
+                   "Of the frames use 95 % of their margin or more: there, shake may be left.");
     text +=
         Number("Scenes", std::to_string(scenes),
                scenes == 1 ? "No cut was found." : "Each starts the path anew; the charts mark where.");
@@ -151,7 +154,7 @@ const char kLineKeys[] = R"html(<ul class="keys">
 <li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="after" d="M1 7H31"/></svg>after, thick</li>
 )html";
 const char kMarkKeys[] =
-    R"html(<li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="scene" d="M16 0V14"/></svg>a scene starts</li>
+    R"html(<li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="scene" d="M16 0V14"/></svg>a scene starts (a tick at the top where there are many)</li>
 <li><svg viewBox="0 0 32 14" aria-hidden="true"><path class="doubt" d="M12 9V14M16 9V14M20 9V14"/></svg>not measured, or in doubt</li>
 </ul>
 <p class="help soft" hidden>Drag over a part to zoom in. With a chart clicked or focused, the wheel and + and &minus; zoom,
