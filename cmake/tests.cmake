@@ -88,7 +88,12 @@ if(QUORVEL_TESTS)
       find_package(Python3 QUIET COMPONENTS Interpreter)
       if(NOT Python3_FOUND)
         quorvel_say("Tests of the tool with files: off (Python not found; Debian: python3)")
-      elseif(TARGET PkgConfig::QUORVEL_AV)
+      else()
+        quorvel_test(report "report" ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_report.py
+          $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen>)
+        set_tests_properties(report PROPERTIES SKIP_RETURN_CODE 77)
+      endif()
+      if(Python3_FOUND AND TARGET PkgConfig::QUORVEL_AV)
         set(check_video ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/tests/tool/check_video.py
           $<TARGET_FILE:quorvel_tool> $<TARGET_FILE:quorvel_clipgen> ${CMAKE_CURRENT_SOURCE_DIR})
         quorvel_test(video_files "video" ${check_video})
