@@ -29,6 +29,13 @@ std::string Escaped(const std::string &text) {
     return result;
 }
 
+// Without its folders.
+std::string FileName(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    const bool within = slash != path.npos && slash + 1 < path.size();
+    return Escaped(within ? path.substr(slash + 1) : path);
+}
+
 std::string PercentText(double percent) {
     const bool fine = (percent > 0 && percent < 10) || (percent > 99 && percent < 100);
     return NumberText(percent, fine ? 1 : 0) + "\xc2\xa0%";
@@ -86,7 +93,7 @@ std::string Verdict(const Page &page) {
 std::string Header(const Page &page) {
     const Summary &summary = page.summary;
     std::string text = "<header>\n<p class=\"soft\">Stabilization report</p>\n<h1>" +
-                       Escaped(summary.input) + "</h1>\n" + Verdict(page);
+                       FileName(summary.input) + "</h1>\n" + Verdict(page);
     if (!summary.fault.empty())
         text += "<p class=\"alert\">The run ended with an error: " + Escaped(summary.fault) + "</p>\n";
     if (summary.interrupted)
@@ -303,7 +310,7 @@ std::string MakeReportPage(const ReportFacts &facts, const Summary &summary,
     const TimeAxis axis = {page.path.seconds, page.path.starts, page.doubtful};
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">\n"
            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
-           Escaped(summary.input) + ": stabilization report</title>\n<style>" + kReportStyle +
+           FileName(summary.input) + ": stabilization report</title>\n<style>" + kReportStyle +
            "</style>\n</head>\n<body>\n" + Header(page) + "<main>\n" + Numbers(page) +
            PathCharts(page, axis) + MarginCharts(page, axis) + Spectrum(page) + Frames(page) +
            Tables(page) +

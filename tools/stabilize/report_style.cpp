@@ -27,7 +27,7 @@ p { margin: .4rem 0; max-width: 46rem; }
 .bars i { display: block; height: .95rem; min-width: 3px; border-radius: 2px; }
 .bars span { display: flex; align-items: center; gap: .6rem; white-space: nowrap; }
 i.before { background: var(--before); } i.after { background: var(--after); }
-.numbers { display: grid; grid-template-columns: repeat(auto-fill, minmax(15rem, 1fr)); gap: var(--gap);
+.numbers { display: grid; grid-template-columns: repeat(auto-fill, minmax(14rem, 1fr)); gap: var(--gap);
   margin: 1rem 0; padding: 0; }
 .numbers > div { background: var(--panel); border-radius: 8px; padding: .8rem 1rem; }
 .numbers dt { color: var(--soft); font-size: .9rem; }
@@ -80,7 +80,7 @@ table { border-collapse: collapse; width: 100%; font-size: .92rem; margin: .8rem
 caption { text-align: left; font-weight: 600; padding: .3rem 0; }
 th, td { text-align: left; vertical-align: top; padding: .3rem .6rem .3rem 0; border-top: 1px solid var(--line);
   overflow-wrap: anywhere; }
-th { font-weight: 400; color: var(--soft); width: 9.5rem; }
+th { font-weight: 400; color: var(--soft); width: 7.5rem; }
 footer { font-size: .85rem; padding-top: 1.5rem; padding-bottom: 2rem; }
 @media (max-width: 30rem) { .frames { grid-template-columns: 1fr; } .plot { margin-left: 2.8rem; } }
 @media print {
