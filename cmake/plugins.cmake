@@ -5,7 +5,7 @@ quorvel_choice(QUORVEL_GSTREAMER ${where_found} "Build the GStreamer element")
 quorvel_choice(QUORVEL_OBS ${where_found} "Build the filter for OBS Studio")
 
 add_library(quorvel_stream OBJECT EXCLUDE_FROM_ALL plugins/common/stream.cpp)
-set_target_properties(quorvel_stream PROPERTIES POSITION_INDEPENDENT_CODE ON)
+set_target_properties(quorvel_stream PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
 target_include_directories(quorvel_stream PUBLIC plugins)
 target_link_libraries(quorvel_stream PUBLIC quorvel_static PRIVATE quorvel_flags)
 
