@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The planes of the host's frames.
+#pragma once
+
+#include <stdint.h>
+
+#include <obs-module.h>
+
+#include "quorvel/refined.h"
+
+const int kMostPlanes = 4;
+
+struct FramePlanes {
+    int32_t count;
+    MVS_Plane plane[kMostPlanes]; // the first holds the luma
+};
+
+// False for a format without planes of its own kind, and for a frame that is damaged: no size, no data,
+// or rows that are shorter than the picture.
+bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes);
+
+// The bytes of all planes, with the gaps between rows.
+uint64_t FrameBytes(const FramePlanes &planes);
+
+// The left half of the picture, for a comparison. Both have the same size and format.
+void CopyLeftHalf(const FramePlanes &from, const FramePlanes &to);
