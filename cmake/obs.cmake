@@ -14,3 +14,16 @@ if(QUORVEL_HAS_OBS)
   set_target_properties(quorvel_obs PROPERTIES PREFIX "" OUTPUT_NAME quorvel-stabilize)
   target_link_libraries(quorvel_obs PRIVATE PkgConfig::QUORVEL_LIBOBS)
 endif()
+
+# Its tests. Those with the host need a display, which xvfb-run makes.
+if(QUORVEL_HAS_OBS AND QUORVEL_TESTS)
+  find_package(GTest QUIET)
+endif()
+if(QUORVEL_HAS_OBS AND GTest_FOUND)
+  add_executable(quorvel_obs_tests ${sources} tests/obs/filter_test.cpp tests/obs/frames.cpp tests/support/scene.cpp)
+  target_include_directories(quorvel_obs_tests PRIVATE tests plugins/obs)
+  target_link_libraries(quorvel_obs_tests PRIVATE
+    quorvel_stream quorvel_scene quorvel_flags PkgConfig::QUORVEL_LIBOBS GTest::gtest)
+  add_test(NAME obs_filter COMMAND quorvel_obs_tests)
+  set_tests_properties(obs_filter PROPERTIES LABELS "obs;sanitize" TIMEOUT 300)
+endif()
