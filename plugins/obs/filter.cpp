@@ -18,9 +18,9 @@ const int32_t kFirstRateWindow = 4, kRateWindow = 32;
 
 const int32_t kMostLines = 16; // in the log: a source may change its format with every frame
 
-void Say(Filter &filter, const char *what) {
+void Say(Filter &filter, int level, const char *what) {
     if (filter.lines++ >= kMostLines) return;
-    blog(LOG_WARNING, "[quorvel-stabilize] '%s': %s frames of %ux%u %s",
+    blog(level, "[quorvel-stabilize] '%s': %s frames of %ux%u %s",
          filter.source ? obs_source_get_name(filter.source) : "", get_video_format_name(filter.format),
          filter.width, filter.height, what);
 }
@@ -120,6 +120,7 @@ void FollowSource(Filter &filter, const obs_source_frame &frame) {
         frame.format == filter.format && frame.width == filter.width && frame.height == filter.height;
     const bool jump = frame.timestamp - filter.newest > kJump; // back in time too
     if (!same || (jump && filter.handle)) Stop(filter, ParentOf(filter));
+    filter.isNew = filter.isNew || !same;
     filter.format = frame.format;
     filter.width = frame.width;
     filter.height = frame.height;
@@ -210,7 +211,7 @@ obs_source_frame *Leave(Filter &filter) {
 
 // The frame passes, with a line in the log for the first of its kind.
 obs_source_frame *Refuse(Filter &filter, obs_source_frame *frame, const char *why) {
-    if (filter.refused != why || filter.refusedFormat != filter.format) Say(filter, why);
+    if (filter.refused != why || filter.refusedFormat != filter.format) Say(filter, LOG_WARNING, why);
     filter.refused = why;
     filter.refusedFormat = filter.format;
     Stop(filter, ParentOf(filter));
@@ -235,6 +236,8 @@ obs_source_frame *Stabilize(Filter &filter, obs_source_frame *frame) {
                       "cannot be stabilized, for their size or for want of memory, and pass");
     if (filter.wanted.cubic != filter.used.cubic) QEL_MVS_SetCubic(filter.handle, filter.wanted.cubic);
     filter.used.cubic = filter.wanted.cubic;
+    if (filter.isNew) Say(filter, LOG_INFO, "are stabilized");
+    filter.isNew = false;
     if (!QEL_MVS_PushLuma(filter.handle, &planes.plane[0]))
         return Refuse(filter, frame, "cannot be measured, and pass");
     HeldAt(filter, filter.count++).frame = frame;

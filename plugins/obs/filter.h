@@ -33,6 +33,7 @@ struct Filter {
     MVS_Context *handle = nullptr;
     video_format format = VIDEO_FORMAT_NONE; // of the newest frame
     uint32_t width = 0, height = 0;
+    bool isNew = false;            // the log does not have it yet
     const char *refused = nullptr; // why a frame passed untouched, as the log has it
     video_format refusedFormat = VIDEO_FORMAT_NONE;
     int32_t lines = 0; // in the log
