@@ -34,5 +34,7 @@ if(QUORVEL_HAS_OBS AND GTest_FOUND)
     add_test(NAME obs_host COMMAND ${QUORVEL_XVFB_RUN} -a -s -noreset
       $<TARGET_FILE:quorvel_obs_host_test> $<TARGET_FILE:quorvel_obs> ${CMAKE_CURRENT_SOURCE_DIR}/plugins/obs/data)
     set_tests_properties(obs_host PROPERTIES LABELS obs TIMEOUT 120)
+    add_test(NAME obs_smoke COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tests/obs/smoke.sh $<TARGET_FILE:quorvel_obs>)
+    set_tests_properties(obs_smoke PROPERTIES LABELS obs TIMEOUT 120 SKIP_RETURN_CODE 77)
   endif()
 endif()

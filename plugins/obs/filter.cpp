@@ -10,8 +10,6 @@
 
 namespace {
 
-const uint64_t kSecond = 1000000000;
-const uint64_t kJump = kSecond;                    // between two frames: not the same scene any more
 const uint64_t kSoundSlack = 40000000;             // earlier or later than that is seen
 const uint64_t kMostHeldBytes = (uint64_t)1 << 30; // of the frames that wait
 const int32_t kFirstRateWindow = 4, kRateWindow = 32;
@@ -118,7 +116,7 @@ bool NeedsStream(const Filter &filter) {
 void FollowSource(Filter &filter, const obs_source_frame &frame) {
     const bool same =
         frame.format == filter.format && frame.width == filter.width && frame.height == filter.height;
-    const bool jump = frame.timestamp - filter.newest > kJump; // back in time too
+    const bool jump = IsJump(filter.newest, frame.timestamp);
     if (!same || (jump && filter.handle)) Stop(filter, ParentOf(filter));
     filter.isNew = filter.isNew || !same;
     filter.format = frame.format;

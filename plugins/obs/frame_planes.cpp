@@ -47,6 +47,8 @@ const Layout *FindLayout(video_format format) {
     return nullptr;
 }
 
+bool IsSide(uint32_t pixels) { return pixels > 0 && pixels <= kMostSide; }
+
 int64_t RowBytes(const MVS_Plane &plane) {
     return (int64_t)plane.lWidth * plane.lChannels * plane.lSampleBytes;
 }
@@ -55,7 +57,7 @@ int64_t RowBytes(const MVS_Plane &plane) {
 
 bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes) {
     const Layout *layout = FindLayout(frame.format);
-    if (!layout || frame.width - 1 >= kMostSide || frame.height - 1 >= kMostSide) return false;
+    if (!layout || !IsSide(frame.width) || !IsSide(frame.height)) return false;
     planes.count = 0;
     for (const PlaneKind &kind : layout->plane) {
         if (kind.channels == 0) break;

@@ -15,7 +15,6 @@ struct SoundPacket {
 
 namespace {
 
-const uint64_t kJump = 1000000000; // of timestamps, in nanoseconds: not the same sound any more
 const uint64_t kMostSamples = (uint64_t)1 << 23; // of each channel: whatever the timestamps say
 
 float *SamplesOf(SoundPacket *packet) { return (float *)(packet + 1); }
@@ -121,7 +120,7 @@ obs_audio_data *TakeDue(SoundLine &line, uint64_t delay) {
 
 obs_audio_data *DelaySound(SoundLine &line, const obs_audio_data &packet, uint64_t delay) {
     if (packet.frames == 0 || ChannelsOf(packet) == 0) return nullptr;
-    if (line.last && packet.timestamp - line.last->timestamp > kJump) DropAll(line); // back in time too
+    if (line.last && IsJump(line.last->timestamp, packet.timestamp)) DropAll(line);
     if (!Append(line, packet)) return nullptr;
     return TakeDue(line, delay);
 }

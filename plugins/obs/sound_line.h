@@ -6,6 +6,11 @@
 
 #include <obs-module.h>
 
+const uint64_t kSecond = 1000000000; // all times are in nanoseconds
+
+// Two times that do not belong to one scene, or one sound: the source was stopped, or went elsewhere.
+inline bool IsJump(uint64_t before, uint64_t now) { return now < before || now - before > kSecond; }
+
 struct SoundPacket; // samples that wait
 
 struct SoundLine {

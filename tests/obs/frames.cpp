@@ -169,6 +169,7 @@ Running::~Running() {
 
 int PrintSpeed() {
     const int frames = 60;
+    base_set_log_handler([](int, const char *, va_list, void *) {}, nullptr);
     for (int i = 0; i < 2; i++) {
         Running filter;
         std::vector<double> cpu, wall;

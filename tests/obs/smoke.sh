@@ -3,7 +3,7 @@
 # smoke.sh MODULE [PICTURE]: OBS Studio itself, with a profile of its own, plays a clip with the filter on it. Its
 # log must have the module and the filter's line, and nothing that went wrong. With PICTURE, the filter's dialogue
 # is opened and the screen stored there.
-# Needs obs, Xvfb and ffprobe's family; 77 where one is missing.
+# Needs obs and Xvfb, and xdotool and ImageMagick for the picture; 77 where obs or Xvfb is missing.
 set -euo pipefail
 module=$(realpath "$1")
 picture=${2:-}
@@ -88,7 +88,10 @@ grep -q "\[quorvel-stabilize\] loaded" "$work/log" || fail "the module is not lo
 grep -q "\[quorvel-stabilize\] 'Stabilize (Quorvel)': .* are stabilized" "$work/log" || fail "no frame was stabilized"
 ! grep -q "\[quorvel-stabilize\].*pass" "$work/log" || fail "frames pass as they are"
 kill -0 $obs || fail "obs has ended"
-[[ -z $picture ]] || import -window root "$picture"
+if [[ -n $picture ]]; then
+    xdotool mousemove 270 532 click 1 sleep 1 mousemove 371 451 click 1 sleep 3
+    import -window root "$picture"
+fi
 kill -INT $obs
 for ((i = 0; i < 40; i++)); do
     kill -0 $obs 2>/dev/null || break
