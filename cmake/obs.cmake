@@ -8,6 +8,7 @@ if(QUORVEL_HAS_OBS)
   set(sources
     plugins/obs/filter.cpp
     plugins/obs/frame_planes.cpp
+    plugins/obs/packed_frames.cpp
     plugins/obs/plugin.cpp
     plugins/obs/sound_line.cpp)
   quorvel_plugin(quorvel_obs ${sources})

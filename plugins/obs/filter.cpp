@@ -75,6 +75,7 @@ void Stop(Filter &filter, obs_source_t *parent) {
     CloseStream(filter);
     Release(nullptr, filter.output);
     filter.output = nullptr;
+    FreePacked(filter.packed);
     filter.rateFrames = filter.rateWindow = 0;
 }
 
@@ -184,8 +185,11 @@ obs_source_frame *MakeOutput(Filter &filter, const HeldFrame &held) {
     FramePlanes in, out;
     obs_source_frame *output = OutputFor(filter, *held.frame);
     if (!output || !DescribeFrame(*held.frame, in) || !DescribeFrame(*output, out)) return nullptr;
-    if (!QEL_MVS_CompensateFrame(filter.handle, &held.record, in.plane, out.plane, in.count))
-        return nullptr;
+    const bool made =
+        in.packed
+            ? CompensatePacked(filter.handle, held.record, in.plane[0], out.plane[0], filter.packed)
+            : QEL_MVS_CompensateFrame(filter.handle, &held.record, in.plane, out.plane, in.count) != 0;
+    if (!made) return nullptr;
     if (filter.wanted.split) CopyLeftHalf(in, out);
     os_atomic_inc_long(&output->refs);
     return output;

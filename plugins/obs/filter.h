@@ -9,6 +9,7 @@
 
 #include "common/stream.h"
 #include "frame_planes.h"
+#include "packed_frames.h"
 #include "sound_line.h"
 
 struct FilterSettings {
@@ -43,6 +44,7 @@ struct Filter {
     int32_t lookahead = 0;                     // frames that wait before one leaves
     bool filled = false;                       // as many wait
     obs_source_frame *output = nullptr;        // what the last frame was made into
+    PackedMemory packed;
 
     uint64_t newest = 0; // time of the newest frame, all times in nanoseconds
     uint64_t rateStart = 0;

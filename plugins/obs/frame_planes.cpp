@@ -34,6 +34,9 @@ const Layout kLayouts[] = {
     {VIDEO_FORMAT_I210, 10, 0, 0, {{1, 0, 0}, {1, 1, 0}, {1, 1, 0}}},
     {VIDEO_FORMAT_I412, 12, 0, 0, {{1, 0, 0}, {1, 0, 0}, {1, 0, 0}}},
     {VIDEO_FORMAT_YA2L, 12, 0, 0, {{1, 0, 0}, {1, 0, 0}, {1, 0, 0}, {1, 0, 0}}},
+    {VIDEO_FORMAT_YUY2, 8, 0, 0, {{2, 0, 0}}},
+    {VIDEO_FORMAT_YVYU, 8, 0, 0, {{2, 0, 0}}},
+    {VIDEO_FORMAT_UYVY, 8, 0, 1, {{2, 0, 0}}},
     {VIDEO_FORMAT_BGRA, 8, 0, 1, {{4, 0, 0}}},
     {VIDEO_FORMAT_BGRX, 8, 0, 1, {{4, 0, 0}}},
     {VIDEO_FORMAT_RGBA, 8, 0, 1, {{4, 0, 0}}},
@@ -59,12 +62,15 @@ bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes) {
     const Layout *layout = FindLayout(frame.format);
     if (!layout || !IsSide(frame.width) || !IsSide(frame.height)) return false;
     planes.count = 0;
+    planes.packed = layout->plane[0].channels == 2;
+    // Two pixels share their chroma: a last column that stands alone has another one behind it.
+    const int32_t width = planes.packed ? (int32_t)(frame.width + 1) & ~1 : (int32_t)frame.width;
     for (const PlaneKind &kind : layout->plane) {
         if (kind.channels == 0) break;
         const int index = planes.count++;
         MVS_Plane &plane = planes.plane[index];
-        plane = MakePlane((int32_t)frame.width, (int32_t)frame.height, kind.channels, kind.log2X,
-                          kind.log2Y, frame.data[index], frame.linesize[index]);
+        plane = MakePlane(width, (int32_t)frame.height, kind.channels, kind.log2X, kind.log2Y,
+                          frame.data[index], frame.linesize[index]);
         plane.lLuma = index == 0 ? layout->luma : 0;
         plane.lSampleBytes = layout->bits > 8 ? 2 : 1;
         plane.lBits = layout->bits;

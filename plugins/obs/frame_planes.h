@@ -12,6 +12,7 @@ const int kMostPlanes = 4;
 
 struct FramePlanes {
     int32_t count;
+    bool packed;                  // 4:2:2 in one plane, see packed_frames.h
     MVS_Plane plane[kMostPlanes]; // the first holds the luma
 };
 

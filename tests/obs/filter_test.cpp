@@ -60,6 +60,48 @@ TEST_F(ObsFilter, EveryFormatComesOutAsTheLibraryMakesIt) {
     EXPECT_TRUE(gLog.empty());
 }
 
+// Of an I422 frame. `at` has the places of Y, U and V among the four bytes of two pixels.
+obs_source_frame *Pack(const obs_source_frame &planar, video_format format, const int *at) {
+    obs_source_frame *packed = obs_source_frame_create(format, planar.width, planar.height);
+    packed->refs = 1;
+    packed->timestamp = planar.timestamp;
+    for (uint32_t row = 0; row < planar.height; row++) {
+        uint8_t *to = packed->data[0] + row * packed->linesize[0];
+        for (uint32_t i = 0; i < planar.width; i++)
+            to[2 * i + (uint32_t)at[0]] = planar.data[0][row * planar.linesize[0] + i];
+        for (uint32_t i = 0; i < planar.width; i++)
+            to[i / 2 * 4 + (uint32_t)at[1 + i % 2]] =
+                planar.data[1 + i % 2][row * planar.linesize[1] + i / 2];
+    }
+    return packed;
+}
+
+TEST_F(ObsFilter, PackedFramesComeOutAsPlanarOnes) {
+    const FormatCase &planar = kFormats[3];
+    ASSERT_EQ(planar.format, VIDEO_FORMAT_I422);
+    const struct {
+        video_format format;
+        int at[3];
+    } kinds[] = {
+        {VIDEO_FORMAT_YUY2, {0, 1, 3}}, {VIDEO_FORMAT_YVYU, {0, 3, 1}}, {VIDEO_FORMAT_UYVY, {1, 0, 2}}};
+    for (const auto &kind : kinds) {
+        Running filter, other;
+        for (int number = 0; number < 5; number++) {
+            obs_source_frame *in = MakeFrame(planar, 160, kHeight, number);
+            obs_source_frame *packed = filter.Frame(Pack(*in, kind.format, kind.at));
+            in = other.Frame(in);
+            obs_source_frame *expected = Pack(*in, kind.format, kind.at);
+            for (uint32_t row = 0; row < kHeight; row++)
+                ASSERT_EQ(memcmp(packed->data[0] + row * packed->linesize[0],
+                                 expected->data[0] + row * expected->linesize[0], 320),
+                          0)
+                    << get_video_format_name(kind.format) << " " << number << " " << row;
+            for (obs_source_frame *frame : {in, packed, expected}) GiveBack(frame);
+        }
+    }
+    EXPECT_TRUE(gLog.empty());
+}
+
 TEST_F(ObsFilter, AFrameThatIsStillInUseIsNotWrittenAgain) {
     Running filter;
     obs_source_frame *first = filter.Frame(MakeFrame(kNv12, kWidth, kHeight, 0));
@@ -203,7 +245,7 @@ TEST_F(ObsFilter, FramesThatCannotBeStabilizedPassWithOneLine) {
         const char *what;
         void (*spoil)(obs_source_frame &);
     } faults[] = {
-        {"a format without planes", [](obs_source_frame &frame) { frame.format = VIDEO_FORMAT_YUY2; }},
+        {"a format without planes", [](obs_source_frame &frame) { frame.format = VIDEO_FORMAT_AYUV; }},
         {"no format", [](obs_source_frame &frame) { frame.format = (video_format)31; }},
         {"no data", [](obs_source_frame &frame) { frame.data[1] = nullptr; }},
         {"no rows", [](obs_source_frame &frame) { frame.linesize[0] = 0; }},
@@ -264,6 +306,7 @@ TEST_F(ObsFilter, AnotherSizeOrTimeStartsAnew) {
 // Whatever comes in whatever order: nothing is lost, and no byte outside a frame is touched, which the
 // sanitizers see.
 TEST_F(ObsFilter, AnySequenceOfFramesSoundAndSettings) {
+    const FormatCase packed = {VIDEO_FORMAT_UYVY, 8, 0, 1, {{2, 0, 0}}};
     Random random;
     Running filter;
     Speaker speaker;
@@ -271,7 +314,7 @@ TEST_F(ObsFilter, AnySequenceOfFramesSoundAndSettings) {
     int width = 64, height = 48, format = 0;
     for (int number = 0; number < 4000; number++) {
         const int32_t event = random.In(0, 99);
-        if (event == 0) format = random.In(0, kFormatCount - 1);
+        if (event == 0) format = random.In(0, kFormatCount);
         if (event == 1) width = random.In(1, 90), height = random.In(1, 70);
         if (event == 2) late += random.In(-2000, 2000) * (int64_t)1000000;
         if (event == 3) filter.Hide();
@@ -285,12 +328,12 @@ TEST_F(ObsFilter, AnySequenceOfFramesSoundAndSettings) {
         sound.timestamp += (uint64_t)late;
         if (event == 9) sound.data[0] = nullptr;
         filter.Sound(&sound);
-        obs_source_frame *frame =
-            MakeFrame(kFormats[format], width, height, number, (uint32_t)random.In(0, 9));
+        obs_source_frame *frame = MakeFrame(format < kFormatCount ? kFormats[format] : packed, width,
+                                            height, number, (uint32_t)random.In(0, 9));
         frame->timestamp += (uint64_t)late;
         if (event == 10) frame->width = (uint32_t)random.In(0, 0x7ffffffe);
         if (event == 11) frame->linesize[0] = (uint32_t)random.In(0, width - 1);
-        if (event == 12) frame->format = VIDEO_FORMAT_UYVY;
+        if (event == 12) frame->format = VIDEO_FORMAT_AYUV;
         obs_source_frame *out = filter.Frame(frame);
         waiting += out ? 0 : 1;
         GiveBack(out);
