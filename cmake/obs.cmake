@@ -26,13 +26,13 @@ if(QUORVEL_HAS_OBS AND GTest_FOUND)
   target_link_libraries(quorvel_obs_tests PRIVATE
     quorvel_stream quorvel_scene quorvel_flags PkgConfig::QUORVEL_LIBOBS GTest::gtest)
   add_test(NAME obs_filter COMMAND quorvel_obs_tests)
-  set_tests_properties(obs_filter PROPERTIES LABELS "obs;sanitize" TIMEOUT 300)
+  set_tests_properties(obs_filter PROPERTIES LABELS obs TIMEOUT 300)
 
-  find_program(QUORVEL_XVFB_RUN xvfb-run)
-  if(QUORVEL_XVFB_RUN AND NOT QUORVEL_SANITIZE)
+  find_program(xvfb_run xvfb-run)
+  if(xvfb_run AND NOT QUORVEL_SANITIZE)
     add_executable(quorvel_obs_host_test tests/obs/host_test.cpp)
     target_link_libraries(quorvel_obs_host_test PRIVATE quorvel_flags PkgConfig::QUORVEL_LIBOBS GTest::gtest)
-    add_test(NAME obs_host COMMAND ${QUORVEL_XVFB_RUN} -a -s -noreset
+    add_test(NAME obs_host COMMAND ${xvfb_run} -a -s -noreset
       $<TARGET_FILE:quorvel_obs_host_test> $<TARGET_FILE:quorvel_obs> ${CMAKE_CURRENT_SOURCE_DIR}/plugins/obs/data)
     set_tests_properties(obs_host PROPERTIES LABELS obs TIMEOUT 120)
     add_test(NAME obs_smoke COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/tests/obs/smoke.sh $<TARGET_FILE:quorvel_obs>)

@@ -4,10 +4,10 @@
 quorvel_check_version(bindings/python/pyproject.toml "version = \"${PROJECT_VERSION}\"\n")
 quorvel_check_version(bindings/python/quorvel_stabilizer/__init__.py "__version__ = \"${PROJECT_VERSION}\"\n")
 if(QUORVEL_HAS_TESTS AND NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
-  find_program(QUORVEL_PYTHON python3 HINTS /usr/bin DOC "Python with numpy, for the tests of the Python package")
+  find_program(python_with_numpy python3 HINTS /usr/bin DOC "Python with numpy, for the tests of the Python package")
   set(python_status 1)
-  if(QUORVEL_PYTHON)
-    execute_process(COMMAND ${QUORVEL_PYTHON} -c "import numpy" RESULT_VARIABLE python_status OUTPUT_QUIET ERROR_QUIET)
+  if(python_with_numpy)
+    execute_process(COMMAND ${python_with_numpy} -c "import numpy" RESULT_VARIABLE python_status OUTPUT_QUIET ERROR_QUIET)
   endif()
   if(NOT python_status EQUAL 0)
     quorvel_say("Tests of the Python package: off (numpy not found; Debian: python3-numpy)")
@@ -22,7 +22,7 @@ if(QUORVEL_HAS_TESTS AND NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORV
     endif()
     foreach(name stabilizer package)
       add_test(NAME python_${name}
-        COMMAND ${QUORVEL_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/tests/python/test_${name}.py)
+        COMMAND ${python_with_numpy} ${CMAKE_CURRENT_SOURCE_DIR}/tests/python/test_${name}.py)
       set_tests_properties(python_${name} PROPERTIES
         LABELS python TIMEOUT 300 ENVIRONMENT "${python_environment}")
     endforeach()
