@@ -197,6 +197,24 @@ TEST_F(ObsFilter, ALookaheadDelaysFramesAndSoundAlike) {
         << "no frame waits, no sound waits";
 }
 
+TEST_F(ObsFilter, TheSoundFollowsAnotherFrameRateAndAnotherLookahead) {
+    Running filter;
+    filter.Set("lookahead", 6);
+    const uint64_t expected[] = {6, 12, 16}; // times of a frame at first
+    uint64_t delay = 0, moments[120];
+    for (int number = 0, time = 0; number < 120; number++, time += number < 40 ? 1 : 2) {
+        if (number == 80) filter.Set("lookahead", 8);
+        GiveBack(filter.Show(time));
+        moments[number] = kStart + (uint64_t)time * kFrameTime;
+        float sample = (float)number;
+        obs_audio_data sound = {{(uint8_t *)&sample}, 1, moments[number]};
+        const obs_audio_data *out = filter.info.filter_audio(filter.filter, &sound);
+        if (out) delay = out->timestamp - moments[(int)*(float *)out->data[0]];
+        if (number % 40 != 39) continue;
+        EXPECT_EQ(delay, expected[number / 40] * kFrameTime) << number;
+    }
+}
+
 TEST_F(ObsFilter, SettingsChangeWithoutALostFrame) {
     Running filter;
     filter.Set("lookahead", 8);
@@ -205,12 +223,17 @@ TEST_F(ObsFilter, SettingsChangeWithoutALostFrame) {
         filter.Switch("roll", number % 5 == 0);
         obs_source_frame *out = filter.Show(number);
         ASSERT_EQ(out == nullptr, number < 8);
-        EXPECT_TRUE(!out || out->color_matrix[0] == (float)(number - 8));
+        if (!out) continue;
+        EXPECT_EQ(out->color_matrix[0], (float)(number - 8));
+        obs_source_frame *before = MakeFrame(kNv12, kWidth, kHeight, number - 8);
+        EXPECT_NE(Picture(kNv12, *out), Picture(kNv12, *before)) << "a frame came out as it was";
+        GiveBack(before);
         GiveBack(out);
     }
     filter.Set("lookahead", 4); // too short: none
     obs_source_frame *out = filter.Show(40);
-    EXPECT_NE(out, nullptr);
+    ASSERT_NE(out, nullptr);
+    EXPECT_EQ(out->color_matrix[0], 40);
     GiveBack(out);
 }
 
