@@ -21,7 +21,7 @@ struct Noted {
     uint64_t
         number; // of the frame, which is in its colour matrix, or of the sample, which is its value
     uint64_t timestamp;
-    uint64_t now; // by the host's clock
+    uint64_t now; // the host's time of showing or playing it
 };
 
 struct Notes {
@@ -36,7 +36,8 @@ uint64_t FirstSample(const uint8_t *plane) { return (uint64_t)(*(const float *)p
 obs_source_frame *NoteFrame(void *data, obs_source_frame *frame) {
     std::lock_guard<std::mutex> lock(gMutex);
     ((Notes *)data)
-        ->frames.push_back({(uint64_t)frame->color_matrix[0], frame->timestamp, os_gettime_ns()});
+        ->frames.push_back(
+            {(uint64_t)frame->color_matrix[0], frame->timestamp, obs_get_video_frame_time()});
     return frame;
 }
 
@@ -201,7 +202,7 @@ class ObsHost : public testing::Test {
         }
         ASSERT_GE(apart.size(), 10u);
         std::sort(apart.begin(), apart.end());
-        EXPECT_NEAR(apart[apart.size() / 2] / 1e6, 0, 60) << "milliseconds";
+        EXPECT_NEAR(apart[apart.size() / 2] / 1e6, 0, 80) << "milliseconds; the host allows 70";
     }
 
     void ExpectOut(size_t frames, uint64_t last) {
