@@ -9,8 +9,9 @@ cd "$(dirname "$0")/.."
 logs=build/hosts
 mkdir -p $logs
 
-build() { # FOLDER, CMake arguments
-    cmake -S . -B "$1" -DQUORVEL_TESTS=ON -DQUORVEL_WERROR=ON "${@:2}" && cmake --build "$1" --parallel "$(nproc)"
+build() { # FOLDER TARGET, CMake arguments
+    cmake -S . -B "$1" -DQUORVEL_TESTS=ON -DQUORVEL_WERROR=ON "${@:3}" &&
+        cmake --build "$1" --target "$2" --parallel "$(nproc)"
 }
 # All tests of a label; what was installed for them is there, so that none is skipped.
 run() { # FOLDER LABEL
@@ -18,11 +19,11 @@ run() { # FOLDER LABEL
     ! grep -q 'Skipped' $logs/tests
 }
 tests() { # LABEL, CMake arguments
-    build build/release -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON "${@:2}" && run build/release "$1"
+    build build/release all -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON "${@:2}" && run build/release "$1"
 }
 # A plugin's tests again, with every address checked.
 addresses() { # LABEL, CMake arguments
-    build build/hosts-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEL_SANITIZE=address,undefined \
+    build build/hosts-asan "quorvel_$1_tests" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEL_SANITIZE=address,undefined \
         -DQUORVEL_TOOL=OFF "${@:2}" && run build/hosts-asan "$1"
 }
 
