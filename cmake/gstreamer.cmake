@@ -4,3 +4,11 @@ if(QUORVEL_GSTREAMER AND PKG_CONFIG_FOUND)
 endif()
 quorvel_part(GSTREAMER "GStreamer element" "${QUORVEL_GST_FOUND}" "gstreamer-video-1.0"
   "pkg-config libgstreamer-plugins-base1.0-dev")
+if(QUORVEL_HAS_GSTREAMER)
+  quorvel_plugin(gstquorvel
+    plugins/gstreamer/element.cpp
+    plugins/gstreamer/flow.cpp
+    plugins/gstreamer/picture.cpp
+    plugins/gstreamer/plugin.cpp)
+  target_link_libraries(gstquorvel PRIVATE PkgConfig::QUORVEL_GST)
+endif()
