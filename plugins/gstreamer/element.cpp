@@ -26,7 +26,7 @@ enum {
     "RGBx, BGRx, xRGB, xBGR, RGB, BGR, AYUV, " TEN_BITS("P010") ", " TEN_BITS("I420") ", " TEN_BITS(   \
         "I422") ", " TEN_BITS("Y444") " }"
 
-static const char caps_text[] = GST_VIDEO_CAPS_MAKE(FORMATS);
+static const char caps_text[] = GST_VIDEO_CAPS_MAKE(FORMATS) ", interlace-mode=(string)progressive";
 
 static GstStaticPadTemplate sink_template =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(caps_text));
@@ -173,11 +173,6 @@ static gboolean quorvel_stabilize_set_caps(GstBaseTransform *trans, GstCaps *in,
     QuorvelStabilize *self = QUORVEL_STABILIZE(trans);
     GstVideoInfo info;
     if (!gst_video_info_from_caps(&info, in)) return FALSE;
-    if (GST_VIDEO_INFO_IS_INTERLACED(&info)) {
-        GST_ELEMENT_ERROR(self, STREAM, FORMAT, ("Interlaced video cannot be stabilized."),
-                          ("Put the element deinterlace in front."));
-        return FALSE;
-    }
     quorvel_stabilize_deliver_all(self);
     self->info = info;
     self->warned = FALSE;

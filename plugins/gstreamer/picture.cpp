@@ -27,7 +27,9 @@ static void set_chroma_site(MVS_Plane *plane, GstVideoChromaSite site) {
     plane->lSiteY = top ? 0 : 2 * ((1 << plane->lLog2Y) - 1);
 }
 
-static MVS_Plane make_plane(const Picture *picture, guint index) {
+// Of the mapped frame's own record only the layout counts: it does not have the chroma site of the
+// caps.
+static MVS_Plane make_plane(const Picture *picture, guint index, GstVideoChromaSite site) {
     const GstVideoInfo *info = &picture->frame.info;
     const GstVideoFormatInfo *format = info->finfo;
     const gint component = first_component_of(format, index), bytes = sample_bytes(format, component);
@@ -39,7 +41,7 @@ static MVS_Plane make_plane(const Picture *picture, guint index) {
     plane.lLowestBit = (gint)format->shift[component];
     const gint luma = GST_VIDEO_FORMAT_INFO_IS_RGB(format) ? GST_VIDEO_COMP_G : GST_VIDEO_COMP_Y;
     if (format->plane[luma] == index) plane.lLuma = (gint)format->poffset[luma] / bytes;
-    set_chroma_site(&plane, info->chroma_site);
+    set_chroma_site(&plane, site);
     return plane;
 }
 
@@ -60,7 +62,7 @@ static gboolean describe(Picture *picture, const GstVideoInfo *info) {
     if (found->finfo != info->finfo || found->width != info->width || found->height != info->height)
         return FALSE;
     for (gint i = 0; i < picture->count; i++) {
-        picture->planes[i] = make_plane(picture, (guint)i);
+        picture->planes[i] = make_plane(picture, (guint)i, info->chroma_site);
         // Without a GstVideoMeta the whole buffer is mapped once.
         if (!lies_within(&picture->planes[i], &picture->frame.map[picture->frame.meta ? i : 0]))
             return FALSE;

@@ -1,0 +1,24 @@
+# SPDX-License-Identifier: BSD-2-Clause
+# The element in a harness, and in pipelines beside the tool.
+pkg_check_modules(QUORVEL_GST_CHECK QUIET IMPORTED_TARGET gstreamer-check-1.0)
+if(NOT QUORVEL_GST_CHECK_FOUND)
+  quorvel_say("Tests of the GStreamer element: off (gstreamer-check-1.0 not found; Debian: libgstreamer1.0-dev)")
+  return()
+endif()
+add_executable(quorvel_gstreamer_tests
+  tests/gstreamer/element_test.cpp
+  tests/gstreamer/harness.cpp
+  tests/support/scene.cpp)
+target_include_directories(quorvel_gstreamer_tests PRIVATE tests tests/gstreamer)
+target_link_libraries(quorvel_gstreamer_tests PRIVATE
+  quorvel_stream quorvel_scene quorvel_flags PkgConfig::QUORVEL_GST PkgConfig::QUORVEL_GST_CHECK GTest::gtest)
+add_dependencies(quorvel_gstreamer_tests gstquorvel)
+
+# Plugins are looked for by the program itself: the scanner that it would start knows no sanitizers.
+set(gstreamer_env
+  GST_PLUGIN_PATH=${PROJECT_BINARY_DIR}/plugins
+  GST_REGISTRY_FORK=no)
+quorvel_test(gstreamer_element "fast;gstreamer" quorvel_gstreamer_tests)
+set_tests_properties(gstreamer_element PROPERTIES ENVIRONMENT
+  "${gstreamer_env};GST_PLUGIN_SYSTEM_PATH=;GST_REGISTRY=${PROJECT_BINARY_DIR}/plugins/element.registry;\
+G_SLICE=always-malloc;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tests/gstreamer/leaks.txt")
