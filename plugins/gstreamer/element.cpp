@@ -173,6 +173,10 @@ static gboolean quorvel_stabilize_set_caps(GstBaseTransform *trans, GstCaps *in,
     QuorvelStabilize *self = QUORVEL_STABILIZE(trans);
     GstVideoInfo info;
     if (!gst_video_info_from_caps(&info, in)) return FALSE;
+    // Of caps without a colorimetry the record has the site that is usual for the size, whatever they
+    // say.
+    const gchar *site = gst_structure_get_string(gst_caps_get_structure(in, 0), "chroma-site");
+    if (site) info.chroma_site = gst_video_chroma_site_from_string(site);
     quorvel_stabilize_deliver_all(self);
     self->info = info;
     self->warned = FALSE;

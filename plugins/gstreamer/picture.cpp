@@ -27,21 +27,18 @@ static void set_chroma_site(MVS_Plane *plane, GstVideoChromaSite site) {
     plane->lSiteY = top ? 0 : 2 * ((1 << plane->lLog2Y) - 1);
 }
 
-// Of the mapped frame's own record only the layout counts: it does not have the chroma site of the
-// caps.
-static MVS_Plane make_plane(const Picture *picture, guint index, GstVideoChromaSite site) {
-    const GstVideoInfo *info = &picture->frame.info;
+static MVS_Plane make_plane(const GstVideoInfo *info, const GstVideoFrame *frame, guint index) {
     const GstVideoFormatInfo *format = info->finfo;
     const gint component = first_component_of(format, index), bytes = sample_bytes(format, component);
     MVS_Plane plane = MakePlane(info->width, info->height, format->pixel_stride[component] / bytes,
                                 (gint)format->w_sub[component], (gint)format->h_sub[component],
-                                (const uint8_t *)picture->frame.data[index], info->stride[index]);
+                                (const uint8_t *)frame->data[index], frame->info.stride[index]);
     plane.lSampleBytes = bytes;
     plane.lBits = (gint)format->depth[component];
     plane.lLowestBit = (gint)format->shift[component];
     const gint luma = GST_VIDEO_FORMAT_INFO_IS_RGB(format) ? GST_VIDEO_COMP_G : GST_VIDEO_COMP_Y;
     if (format->plane[luma] == index) plane.lLuma = (gint)format->poffset[luma] / bytes;
-    set_chroma_site(&plane, site);
+    set_chroma_site(&plane, info->chroma_site);
     return plane;
 }
 
@@ -62,7 +59,7 @@ static gboolean describe(Picture *picture, const GstVideoInfo *info) {
     if (found->finfo != info->finfo || found->width != info->width || found->height != info->height)
         return FALSE;
     for (gint i = 0; i < picture->count; i++) {
-        picture->planes[i] = make_plane(picture, (guint)i, info->chroma_site);
+        picture->planes[i] = make_plane(info, &picture->frame, (guint)i);
         // Without a GstVideoMeta the whole buffer is mapped once.
         if (!lies_within(&picture->planes[i], &picture->frame.map[picture->frame.meta ? i : 0]))
             return FALSE;
