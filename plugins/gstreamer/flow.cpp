@@ -286,15 +286,17 @@ static gboolean may_wait(const GstEvent *event) {
 }
 
 gboolean quorvel_stabilize_keep_event(QuorvelStabilize *self, GstEvent *event) {
-    if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP) {
+    const GstEventType type = GST_EVENT_TYPE(event);
+    if (type == GST_EVENT_FLUSH_STOP) {
         quorvel_stabilize_drop_all(self);
-    } else if (GST_EVENT_IS_SERIALIZED(event) && may_wait(event)) {
+        return FALSE;
+    }
+    if (!(gst_event_type_get_flags(type) & GST_EVENT_TYPE_SERIALIZED)) return FALSE;
+    if (may_wait(event)) {
         if (gst_queue_array_is_empty(self->waiting)) return FALSE;
         enqueue(self, GST_MINI_OBJECT_CAST(event), FALSE);
         return TRUE;
-    } else if (GST_EVENT_IS_SERIALIZED(event)) {
-        if (GST_EVENT_TYPE(event) != GST_EVENT_CAPS || changes_caps(self, event))
-            quorvel_stabilize_deliver_all(self);
     }
+    if (type != GST_EVENT_CAPS || changes_caps(self, event)) quorvel_stabilize_deliver_all(self);
     return FALSE;
 }

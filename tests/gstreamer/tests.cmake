@@ -19,8 +19,7 @@ set(plugins ${PROJECT_BINARY_DIR}/plugins)
 quorvel_test(gstreamer_element "fast;gstreamer" quorvel_gstreamer_tests)
 set_tests_properties(gstreamer_element PROPERTIES ENVIRONMENT
   "GST_PLUGIN_PATH=${plugins};GST_PLUGIN_SYSTEM_PATH=;GST_REGISTRY_FORK=no;\
-GST_REGISTRY=${plugins}/element.registry;G_SLICE=always-malloc;\
-LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/tests/gstreamer/leaks.txt")
+GST_REGISTRY=${plugins}/element.registry;G_SLICE=always-malloc")
 
 find_program(gst_launch gst-launch-1.0)
 if(NOT gst_launch)
