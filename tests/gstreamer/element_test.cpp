@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
+#include "harness.h"
+
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -8,11 +10,10 @@
 #include <thread>
 
 #include "common/stream.h"
-#include "harness.h"
 
 namespace {
 
-using Numbers = std::vector<guint64>;
+const GstClockTime kFrame = GST_SECOND / kRate;
 
 Numbers Range(guint64 first, guint64 end) {
     Numbers numbers;
@@ -20,103 +21,66 @@ Numbers Range(guint64 first, guint64 end) {
     return numbers;
 }
 
-// The types of the events that came out.
-std::string Trace(Element &e) {
-    std::string trace;
-    while (GstEvent *event = gst_harness_try_pull_event(e.harness)) {
-        trace += std::string(GST_EVENT_TYPE_NAME(event)) + " ";
-        gst_event_unref(event);
-    }
-    return trace;
-}
-
-void Flush(Element &e) {
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    e.Send(gst_event_new_flush_start());
-    e.Send(gst_event_new_flush_stop(TRUE));
-    e.Send(gst_event_new_segment(&segment));
-}
-
-// ---- Pictures ----
-
 struct Expected { // of the first plane, and of those behind it
     const char *format;
-    int planes, luma;
-    int channels[2], bytes, bits, lowest, log2X, log2Y;
-    const char *caps = ",chroma-site=mpeg2";
-    int siteX = 0, siteY = 2; // of planes of less width, of less height
+    int planes, luma, channels[2], bytes, bits, lowest, log2X, log2Y, siteX, siteY;
 };
 
+// clang-format off
 const Expected kFormats[] = {
-    {"I420", 3, 0, {1, 1}, 1, 8, 0, 1, 1},
-    {"YV12", 3, 0, {1, 1}, 1, 8, 0, 1, 1},
-    {"NV12", 2, 0, {1, 2}, 1, 8, 0, 1, 1},
-    {"NV21", 2, 0, {1, 2}, 1, 8, 0, 1, 1},
-    {"Y42B", 3, 0, {1, 1}, 1, 8, 0, 1, 0},
-    {"Y444", 3, 0, {1, 1}, 1, 8, 0, 0, 0},
-    {"NV16", 2, 0, {1, 2}, 1, 8, 0, 1, 0},
-    {"Y41B", 3, 0, {1, 1}, 1, 8, 0, 2, 0},
-    {"GRAY8", 1, 0, {1, 1}, 1, 8, 0, 0, 0},
-    {"RGBA", 1, 1, {4, 4}, 1, 8, 0, 0, 0},
-    {"BGRA", 1, 1, {4, 4}, 1, 8, 0, 0, 0},
-    {"xRGB", 1, 2, {4, 4}, 1, 8, 0, 0, 0},
-    {"RGB", 1, 1, {3, 3}, 1, 8, 0, 0, 0},
-    {"AYUV", 1, 1, {4, 4}, 1, 8, 0, 0, 0},
-    {"I420", 3, 0, {1, 1}, 1, 8, 0, 1, 1, ",chroma-site=jpeg", 2, 2},
-    {"NV12", 2, 0, {1, 2}, 1, 8, 0, 1, 1, ",chroma-site=(string)v-cosited", 2, 0},
-    {"NV12", 2, 0, {1, 2}, 1, 8, 0, 1, 1, ",chroma-site=(string)cosited", 0, 0},
-    {"P010_10LE", 2, 0, {1, 2}, 2, 10, 6, 1, 1},
-    {"I420_10LE", 3, 0, {1, 1}, 2, 10, 0, 1, 1},
+    {"I420,chroma-site=mpeg2", 3, 0, {1, 1}, 1, 8, 0, 1, 1, 0, 2}, {"I420", 3, 0, {1, 1}, 1, 8, 0, 1, 1, 2, 2},
+    {"YV12,chroma-site=jpeg", 3, 0, {1, 1}, 1, 8, 0, 1, 1, 2, 2}, {"NV12", 2, 0, {1, 2}, 1, 8, 0, 1, 1, 2, 2},
+    {"NV21,chroma-site=cosited", 2, 0, {1, 2}, 1, 8, 0, 1, 1, 0, 0}, {"RGB", 1, 1, {3, 3}, 1, 8, 0, 0, 0, 0, 0},
+    {"Y42B,chroma-site=mpeg2", 3, 0, {1, 1}, 1, 8, 0, 1, 0, 0, 0}, {"Y444", 3, 0, {1, 1}, 1, 8, 0, 0, 0, 0, 0},
+    {"NV16,chroma-site=mpeg2", 2, 0, {1, 2}, 1, 8, 0, 1, 0, 0, 0}, {"GRAY8", 1, 0, {1, 1}, 1, 8, 0, 0, 0, 0, 0},
+    {"Y41B,chroma-site=mpeg2", 3, 0, {1, 1}, 1, 8, 0, 2, 0, 0, 0}, {"BGRA", 1, 1, {4, 4}, 1, 8, 0, 0, 0, 0, 0},
+    {"P010_10LE,chroma-site=mpeg2", 2, 0, {1, 2}, 2, 10, 6, 1, 1, 0, 2}, {"xRGB", 1, 2, {4, 4}, 1, 8, 0, 0, 0, 0, 0},
+    {"I420_10LE,chroma-site=dv", 3, 0, {1, 1}, 2, 10, 0, 1, 1, 0, 0}, {"AYUV", 1, 1, {4, 4}, 1, 8, 0, 0, 0, 0, 0},
 };
+// clang-format on
 
-std::vector<MVS_Plane> PlanesOf(const Expected &format, const GstVideoInfo &info, const guint8 *data) {
+std::vector<MVS_Plane> PlanesOf(const Expected &format, const GstVideoInfo &info, const Bytes &data) {
     std::vector<MVS_Plane> planes;
     for (int p = 0; p < format.planes; p++) {
-        const int log2X = p ? format.log2X : 0, log2Y = p ? format.log2Y : 0;
-        MVS_Plane plane = MakePlane(info.width, info.height, format.channels[p ? 1 : 0], log2X, log2Y,
-                                    data + info.offset[p], info.stride[p]);
-        plane.lSampleBytes = format.bytes;
-        plane.lBits = format.bits;
-        plane.lLowestBit = format.lowest;
-        plane.lLuma = format.luma;
-        plane.lSiteX = log2X ? format.siteX : 0;
-        plane.lSiteY = log2Y ? format.siteY : 0;
-        planes.push_back(plane);
+        planes.push_back(MakePlane(info.width, info.height, format.channels[p ? 1 : 0],
+                                   p ? format.log2X : 0, p ? format.log2Y : 0,
+                                   data.data() + info.offset[p], info.stride[p]));
+        planes[(size_t)p].lSampleBytes = format.bytes;
+        planes[(size_t)p].lBits = format.bits;
+        planes[(size_t)p].lLowestBit = format.lowest;
+        planes[(size_t)p].lLuma = format.luma;
+        planes[(size_t)p].lSiteX = p ? format.siteX : 0;
+        planes[(size_t)p].lSiteY = p ? format.siteY : 0;
     }
     return planes;
 }
 
 // What the library makes of the clip's first frames.
-std::vector<std::vector<guint8>> Reference(const Expected &format, Element &e, int frames,
-                                           int lookahead) {
+std::vector<Bytes> Reference(const Expected &format, Element &e, int frames, int lookahead) {
     StreamSettings settings;
     settings.lookahead = lookahead;
     settings.rateNumerator = kRate;
     MVS_Context *handle = OpenStream(e.info.width, e.info.height, settings);
-    std::vector<std::vector<guint8>> kept, pictures;
-    for (int i = 0; i < frames; i++) {
+    std::vector<Bytes> kept, pictures;
+    while ((int)kept.size() < frames) {
         GstBuffer *frame = e.Frame();
         kept.emplace_back(e.info.size);
         gst_buffer_extract(frame, 0, kept.back().data(), e.info.size);
         gst_buffer_unref(frame);
-        QEL_MVS_PushLuma(handle, PlanesOf(format, e.info, kept.back().data()).data());
+        QEL_MVS_PushLuma(handle, PlanesOf(format, e.info, kept.back()).data());
     }
     QEL_MVS_EndStream(handle);
     MVS_Compensation record = {};
     record.lSize = (int32_t)sizeof(record);
-    for (int i = 0; QEL_MVS_PullCompensation(handle, &record); i++) {
-        GstBuffer *output = gst_buffer_new_allocate(NULL, e.info.size, NULL);
-        GstMapInfo map;
-        gst_buffer_map(output, &map, GST_MAP_WRITE);
-        EXPECT_EQ(QEL_MVS_CompensateFrame(handle, &record,
-                                          PlanesOf(format, e.info, kept[(size_t)i].data()).data(),
-                                          PlanesOf(format, e.info, map.data).data(), format.planes),
-                  1);
-        gst_buffer_unmap(output, &map);
-        pictures.push_back(VisibleBytes(e.info, output));
-        gst_buffer_unref(output);
+    GstBuffer *output = gst_buffer_new_allocate(NULL, e.info.size, NULL);
+    Bytes drawn(e.info.size);
+    for (size_t i = 0; QEL_MVS_PullCompensation(handle, &record); i++) {
+        QEL_MVS_CompensateFrame(handle, &record, PlanesOf(format, e.info, kept[i]).data(),
+                                PlanesOf(format, e.info, drawn).data(), format.planes);
+        gst_buffer_fill(output, 0, drawn.data(), drawn.size());
+        pictures.push_back(Visible(e.info, output));
     }
+    gst_buffer_unref(output);
     QEL_MVS_DestroyStabilizer(handle);
     e.next = 0;
     return pictures;
@@ -124,55 +88,48 @@ std::vector<std::vector<guint8>> Reference(const Expected &format, Element &e, i
 
 // All formats, odd sizes, and any way for the planes to lie in the buffer.
 TEST(GstPictures, AreThoseOfTheLibrary) {
-    const Layout layouts[] = {{}, {0, 0, true}, {64, 32, true}, {6, 10, true, true}};
     for (const Expected &format : kFormats) {
-        for (const Layout &layout : layouts) {
+        for (const Layout &layout : {Layout{}, Layout{true, 64, 32}, Layout{true, 6, 10, true}}) {
             Element e("lookahead=5");
-            e.SetCaps(format.format, 161, 99, format.caps);
-            const auto expected = Reference(format, e, 8, 5);
-            ASSERT_EQ(expected.size(), 8u);
-            for (int i = 0; i < 8; i++) ASSERT_EQ(e.Push(e.Frame(layout)), GST_FLOW_OK);
+            e.SetCaps(format.format, 161, 99);
+            const std::vector<Bytes> expected = Reference(format, e, 8, 5);
+            for (int i = 0; i < 8; i++) e.Push(e.Frame(layout));
             e.Send(gst_event_new_eos());
-            for (int i = 0; i < 8; i++) {
-                GstBuffer *output = gst_harness_try_pull(e.harness);
+            for (size_t i = 0; i < 8; i++) {
+                GstBuffer *output = e.Pull();
                 ASSERT_TRUE(output);
-                EXPECT_TRUE(VisibleBytes(e.info, output) == expected[(size_t)i])
-                    << format.format << format.caps << ", frame " << i;
+                EXPECT_TRUE(Visible(e.info, output) == expected[i]) << format.format << ", frame " << i;
                 gst_buffer_unref(output);
             }
-            EXPECT_EQ(e.CountMessages(GST_MESSAGE_WARNING), 0) << format.format;
+            EXPECT_EQ(e.Messages(GST_MESSAGE_WARNING), 0) << format.format;
         }
     }
-    EXPECT_EQ(gLiveFrames, 0);
 }
 
 TEST(GstPictures, TheSplitKeepsTheLeftHalf) {
-    Element plain, split("split=true");
-    for (Element *e : {&plain, &split}) e->SetCaps("GRAY8", 160, 96);
-    for (int i = 0; i < 6; i++) {
+    Element whole, split("split=true");
+    whole.SetCaps("GRAY8", 160, 96);
+    split.SetCaps("GRAY8", 160, 96);
+    for (int i = 0; i < 4; i++) {
         GstBuffer *frame = split.Frame();
-        const std::vector<guint8> in = VisibleBytes(split.info, frame);
+        const Bytes in = Visible(split.info, frame);
         split.Push(frame);
-        plain.Push(1);
-        GstBuffer *outputs[] = {gst_harness_try_pull(split.harness),
-                                gst_harness_try_pull(plain.harness)};
-        const std::vector<guint8> out = VisibleBytes(split.info, outputs[0]),
-                                  whole = VisibleBytes(plain.info, outputs[1]);
-        ASSERT_NE(out, whole);
-        for (size_t x = 0; x < out.size(); x++) ASSERT_EQ(out[x], x % 160 < 80 ? in[x] : whole[x]);
-        for (GstBuffer *output : outputs) gst_buffer_unref(output);
+        whole.Push(1);
+        GstBuffer *halves = split.Pull(), *stabilized = whole.Pull();
+        const Bytes out = Visible(split.info, halves), right = Visible(split.info, stabilized);
+        for (size_t x = 0; x < out.size(); x++) ASSERT_EQ(out[x], x % 160 < 80 ? in[x] : right[x]);
+        gst_buffer_unref(halves);
+        gst_buffer_unref(stabilized);
     }
 }
-
-// ---- The order and the time of frames ----
 
 TEST(GstFlow, FramesWaitForTheLookahead) {
     for (int lookahead : {0, 4, 5, 12}) {
         Element e("lookahead=" + std::to_string(lookahead));
         e.SetCaps("NV12", 160, 96);
         const guint64 held = lookahead < 5 ? 0 : (guint64)lookahead;
-        EXPECT_EQ(e.Latency(), held * GST_SECOND / kRate);
-        EXPECT_EQ(e.CountMessages(GST_MESSAGE_LATENCY), held ? 1 : 0);
+        EXPECT_EQ(gst_harness_query_latency(e.harness), held * kFrame);
+        EXPECT_EQ(e.Messages(GST_MESSAGE_LATENCY), held ? 1 : 0);
         e.Push(20);
         EXPECT_EQ(e.Take(), Range(0, 20 - held));
         e.Send(gst_event_new_eos());
@@ -185,21 +142,19 @@ TEST(GstFlow, AFrameKeepsItsTimesFlagsAndMetas) {
     for (const char *settings : {"lookahead=6", "lookahead=6 enabled=false"}) {
         Element e(settings);
         e.SetCaps("I420", 160, 96);
-        for (int i = 0; i < 16; i++) {
+        for (guint i = 0; i < 16; i++) {
             GstBuffer *frame = e.Frame();
             if (i == 9) GST_BUFFER_FLAG_SET(frame, GST_BUFFER_FLAG_DISCONT);
-            if (i % 2) GST_BUFFER_FLAG_SET(frame, GST_BUFFER_FLAG_MARKER);
-            gst_buffer_add_video_region_of_interest_meta(frame, "face", (guint)i, 2, 3, 4);
+            gst_buffer_add_video_region_of_interest_meta(frame, "face", i, 2, 3, 4);
             e.Push(frame);
         }
         e.Send(gst_event_new_eos());
         for (guint i = 0; i < 16; i++) {
-            GstBuffer *output = gst_harness_try_pull(e.harness);
+            GstBuffer *output = e.Pull();
             ASSERT_TRUE(output);
-            EXPECT_EQ(GST_BUFFER_PTS(output), i * GST_SECOND / kRate);
-            EXPECT_EQ(GST_BUFFER_DURATION(output), GST_SECOND / kRate);
+            EXPECT_EQ(GST_BUFFER_PTS(output), i * kFrame);
+            EXPECT_EQ(GST_BUFFER_DURATION(output), kFrame);
             EXPECT_EQ(GST_BUFFER_FLAG_IS_SET(output, GST_BUFFER_FLAG_DISCONT), i == 9) << i;
-            EXPECT_EQ(GST_BUFFER_FLAG_IS_SET(output, GST_BUFFER_FLAG_MARKER), i % 2 != 0);
             const auto *meta = gst_buffer_get_video_region_of_interest_meta_id(output, 0);
             EXPECT_TRUE(meta && meta->x == i);
             gst_buffer_unref(output);
@@ -212,35 +167,32 @@ TEST(GstFlow, EventsDoNotOvertakeFrames) {
     Element e("lookahead=6");
     e.SetCaps("I420", 160, 96);
     e.Push(8);
-    e.Take();
-    Trace(e);
+    e.Events();
     e.Send(gst_event_new_tag(gst_tag_list_new_empty())); // behind frame 7
     e.Push(5);
-    EXPECT_EQ(Trace(e), "");
+    EXPECT_EQ(e.Events(), "");
     e.Push(1); // lets frame 7 out
-    EXPECT_EQ(Trace(e), "tag ");
-    EXPECT_EQ(e.Take(), Range(2, 8));
-    e.Push(1);
-    e.Send(gst_event_new_gap(e.next * GST_SECOND / kRate, GST_SECOND / kRate));
-    EXPECT_EQ(e.Take(), Range(8, 15));
-    EXPECT_EQ(Trace(e), "gap ");
+    EXPECT_EQ(e.Events(), "tag ");
+    EXPECT_EQ(e.Take(), Range(0, 8));
+    e.Send(gst_event_new_gap(e.next * kFrame, kFrame));
+    EXPECT_EQ(e.Take(), Range(8, 14));
+    EXPECT_EQ(e.Events(), "gap ");
     e.Push(7);
     GstCaps *same = gst_pad_get_current_caps(e.harness->srcpad);
     e.Send(gst_event_new_caps(same));
     gst_caps_unref(same);
-    EXPECT_EQ(e.Take(), Range(15, 16));
+    EXPECT_EQ(e.Take(), Range(14, 15));
     e.SetCaps("NV12", 176, 128);
-    EXPECT_EQ(e.Take(), Range(16, 22));
-    EXPECT_EQ(Trace(e), "caps segment "); // the harness sends both
+    EXPECT_EQ(e.Take(), Range(15, 21));
     e.Push(3);
-    Flush(e);
+    e.Flush();
     EXPECT_EQ(gLiveFrames, 0);
     e.Push(8);
-    EXPECT_EQ(e.Take(), Range(25, 27));
+    EXPECT_EQ(e.Take(), Range(24, 26));
     GstQuery *drain = gst_query_new_drain();
     gst_pad_peer_query(e.harness->srcpad, drain);
     gst_query_unref(drain);
-    EXPECT_EQ(e.Take(), Range(27, 33));
+    EXPECT_EQ(e.Take(), Range(26, 32));
 }
 
 TEST(GstFlow, ScenesStartWhereTimeJumps) {
@@ -251,112 +203,80 @@ TEST(GstFlow, ScenesStartWhereTimeJumps) {
         GstBuffer *frame = e.Frame();
         if (i == 4) GST_BUFFER_FLAG_SET(frame, GST_BUFFER_FLAG_DISCONT);
         if (i == 7) GST_BUFFER_FLAG_SET(frame, GST_BUFFER_FLAG_RESYNC);
-        if (i >= 9) GST_BUFFER_PTS(frame) -= 5 * GST_SECOND / kRate;
-        if (i == 12) e.Send(gst_event_new_gap(GST_BUFFER_PTS(frame), GST_SECOND / kRate));
+        if (i >= 9) GST_BUFFER_PTS(frame) -= 5 * kFrame;
+        if (i == 12) e.Send(gst_event_new_gap(GST_BUFFER_PTS(frame), kFrame));
         const GstClockTime pts = GST_BUFFER_PTS(frame);
         e.Push(frame);
-        GstStructure *motion = e.Motion();
-        ASSERT_TRUE(motion && gst_structure_has_name(motion, "quorvel-motion"));
+        GstMessage *message = gst_bus_pop_filtered(e.bus, GST_MESSAGE_ELEMENT);
+        ASSERT_TRUE(message && gst_message_has_name(message, "quorvel-motion"));
         guint64 timestamp = 0;
         gdouble dx = 0, dy = 0;
         gboolean scene = FALSE, measured = FALSE;
-        EXPECT_TRUE(gst_structure_get(motion, "timestamp", G_TYPE_UINT64, &timestamp, "dx",
-                                      G_TYPE_DOUBLE, &dx, "dy", G_TYPE_DOUBLE, &dy, "new-scene",
-                                      G_TYPE_BOOLEAN, &scene, "measured", G_TYPE_BOOLEAN, &measured,
-                                      NULL));
+        gst_structure_get(gst_message_get_structure(message), "timestamp", G_TYPE_UINT64, &timestamp,
+                          "dx", G_TYPE_DOUBLE, &dx, "dy", G_TYPE_DOUBLE, &dy, "new-scene",
+                          G_TYPE_BOOLEAN, &scene, "measured", G_TYPE_BOOLEAN, &measured, NULL);
         EXPECT_EQ(timestamp, pts);
-        EXPECT_NE(scene, measured);
         EXPECT_EQ(measured, dx != 0 || dy != 0);
+        EXPECT_NE(scene, measured);
         scenes += scene ? "S" : ".";
-        gst_structure_free(motion);
+        gst_message_unref(message);
     }
     EXPECT_EQ(scenes, "S...S..S.S..S..");
 }
 
-// ---- Settings ----
-
 TEST(GstSettings, ChangeWhilePlaying) {
     Element e("lookahead=10");
     e.SetCaps("I420", 160, 96);
-    e.CountMessages(GST_MESSAGE_LATENCY);
     e.Push(12);
+    EXPECT_EQ(e.Messages(GST_MESSAGE_LATENCY), 1);
     EXPECT_EQ(e.Take(), Range(0, 2));
     g_object_set(e.element, "cubic", TRUE, "split", TRUE, "threads", 1, "lookahead", 10, NULL);
     e.Push(1);
     EXPECT_EQ(e.Take(), Range(2, 3)) << "these need no new scene";
-    g_object_set(e.element, "window", 0.7, "strength", 2.0, "roll", FALSE, NULL);
+    g_object_set(e.element, "window", 0.7, NULL);
     e.Push(1);
     EXPECT_EQ(e.Take(), Range(3, 13));
-    EXPECT_EQ(e.CountMessages(GST_MESSAGE_LATENCY), 0);
+    EXPECT_EQ(e.Messages(GST_MESSAGE_LATENCY), 0);
     g_object_set(e.element, "lookahead", 6, NULL);
     e.Push(1);
     EXPECT_EQ(e.Take(), Range(13, 14));
-    EXPECT_EQ(e.CountMessages(GST_MESSAGE_LATENCY), 1);
-    EXPECT_EQ(e.Latency(), 6 * GST_SECOND / kRate);
+    EXPECT_EQ(e.Messages(GST_MESSAGE_LATENCY), 1);
+    EXPECT_EQ(gst_harness_query_latency(e.harness), 6 * kFrame);
     g_object_set(e.element, "lookahead", 0, NULL);
     e.Push(2);
     EXPECT_EQ(e.Take(), Range(14, 17));
 }
 
-TEST(GstSettings, ADisabledElementPassesTheVeryBuffers) {
-    Element e("lookahead=5");
-    e.SetCaps("I420", 160, 96);
-    std::vector<GstBuffer *> in;
-    for (int i = 0; i < 20; i++) {
-        g_object_set(e.element, "enabled", i / 5 % 2 == 0, NULL);
-        in.push_back(e.Frame({32, 0, true}));
-        e.Push(gst_buffer_ref(in.back()));
-        GstBuffer *output = gst_harness_try_pull(e.harness);
-        ASSERT_EQ(output != NULL, i >= 5);
-        if (!output) continue;
-        EXPECT_EQ(output == in[(size_t)i - 5], i / 5 % 2 != 0) << i;
-        gst_buffer_unref(output);
-    }
-    for (GstBuffer *frame : in) gst_buffer_unref(frame);
-}
-
-// ---- Memory and failures ----
-
-// The library cannot write where there is no memory.
-struct NoMemory {
-    GstAllocator parent;
-};
-struct NoMemoryClass {
-    GstAllocatorClass parent_class;
-};
-GType no_memory_get_type();
-G_DEFINE_TYPE(NoMemory, no_memory, GST_TYPE_ALLOCATOR)
-GstMemory *Refuse(GstAllocator *, gsize, GstAllocationParams *) { return NULL; }
-void no_memory_class_init(NoMemoryClass *klass) { klass->parent_class.alloc = Refuse; }
-void no_memory_init(NoMemory *) {}
-
-TEST(GstBuffers, ThatTheNextElementCannotReadAreCopied) {
-    for (bool takesMeta : {false, true}) {
-        Element e("enabled=false", takesMeta);
+// Disabled, it passes the very buffers with the same delay, but copies those that the next element
+// could not read.
+TEST(GstSettings, SwitchOnAndOff) {
+    for (bool takesMeta : {true, false}) {
+        Element e("lookahead=5", takesMeta);
         e.SetCaps("I420", 160, 96);
-        for (const Layout &layout : {Layout{}, Layout{0, 0, true}, Layout{32, 16, true}}) {
-            GstBuffer *frame = e.Frame(layout);
-            const std::vector<guint8> visible = VisibleBytes(e.info, frame);
-            e.Push(gst_buffer_ref(frame));
-            GstBuffer *output = gst_harness_try_pull(e.harness);
-            EXPECT_EQ(output == frame, takesMeta || layout.padding == 0);
-            gst_buffer_unref(frame);
-            EXPECT_EQ(gst_buffer_get_video_meta(output) != NULL,
-                      layout.hasMeta && (takesMeta || !layout.padding));
-            EXPECT_EQ(VisibleBytes(e.info, output), visible);
+        std::vector<GstBuffer *> in;
+        for (size_t i = 0; i < 20; i++) {
+            g_object_set(e.element, "enabled", i / 5 % 2 == 0, NULL);
+            in.push_back(e.Frame({i % 2 == 0, 32, 16}));
+            e.Push(gst_buffer_ref(in.back()));
+            GstBuffer *output = e.Pull();
+            ASSERT_EQ(output != NULL, i >= 5);
+            if (!output) continue;
+            const bool enabled = i / 5 % 2 == 0, readable = takesMeta || i % 2 == 0;
+            EXPECT_EQ(output == in[i - 5], !enabled && readable) << i;
+            EXPECT_EQ(Visible(e.info, output) == Visible(e.info, in[i - 5]), !enabled) << i;
             gst_buffer_unref(output);
         }
+        for (GstBuffer *frame : in) gst_buffer_unref(frame);
     }
 }
 
 // Whatever a frame lacks, it comes out in its place, as it is, and there is one warning.
 TEST(GstBuffers, ThatAreWrongPassUntouched) {
-    const Layout plain{0, 0, true};
     for (int fault = 0; fault < 6; fault++) {
         Element e("lookahead=5");
         e.SetCaps(fault == 5 ? "P010_10LE" : "I420", 160, 96);
         for (int i = 0; i < 20; i++) {
-            GstBuffer *frame = e.Frame(i % 4 == 3 || fault == 0 ? plain : Layout{});
+            GstBuffer *frame = e.Frame({fault > 0});
             GstVideoMeta *meta = gst_buffer_get_video_meta(frame);
             if (i % 4 == 3) {
                 if (fault == 0) gst_buffer_set_size(frame, 160 * 96 + 7);
@@ -370,35 +290,41 @@ TEST(GstBuffers, ThatAreWrongPassUntouched) {
         }
         e.Send(gst_event_new_eos());
         EXPECT_EQ(e.Take(), Range(0, 20)) << fault;
-        EXPECT_EQ(e.CountMessages(GST_MESSAGE_WARNING), 1) << fault;
+        EXPECT_EQ(e.Messages(GST_MESSAGE_WARNING), 1) << fault;
     }
-    EXPECT_EQ(gLiveFrames, 0);
 }
 
-TEST(GstBuffers, PassUntouchedWithoutMemoryForTheOutput) {
-    Element e("lookahead=5");
-    GstAllocator *none = GST_ALLOCATOR(gst_object_ref_sink(g_object_new(no_memory_get_type(), NULL)));
+struct NoMemory {
+    GstAllocator parent;
+};
+struct NoMemoryClass {
+    GstAllocatorClass parent_class;
+};
+GType no_memory_get_type();
+G_DEFINE_TYPE(NoMemory, no_memory, GST_TYPE_ALLOCATOR)
+GstMemory *Refuse(GstAllocator *, gsize, GstAllocationParams *) { return NULL; }
+void no_memory_class_init(NoMemoryClass *klass) { klass->parent_class.alloc = Refuse; }
+void no_memory_init(NoMemory *) {}
+
+TEST(GstBuffers, PassUntouchedWithoutMemoryOrInAWrongSize) {
+    Element none("lookahead=5");
     GstAllocationParams params;
     gst_allocation_params_init(&params);
-    gst_harness_set_propose_allocator(e.harness, none, &params);
-    e.SetCaps("I420", 160, 96);
-    e.Push(12);
-    EXPECT_EQ(e.Take(), Range(0, 7));
-    EXPECT_EQ(e.CountMessages(GST_MESSAGE_WARNING), 1);
-}
-
-TEST(GstBuffers, OfAnySizeAreTaken) {
-    for (int size : {1, 2, 3, 15, 16, 17, 71}) {
+    gst_harness_set_propose_allocator(
+        none.harness, GST_ALLOCATOR(gst_object_ref_sink(g_object_new(no_memory_get_type(), NULL))),
+        &params);
+    none.SetCaps("I420", 160, 96);
+    none.Push(12);
+    EXPECT_EQ(none.Take(), Range(0, 7));
+    EXPECT_EQ(none.Messages(GST_MESSAGE_WARNING), 1);
+    for (int size : {1, 2, 15, 16, 71}) {
         Element e("lookahead=5");
         e.SetCaps("I420", size, size);
         e.Push(9);
         e.Send(gst_event_new_eos());
         EXPECT_EQ(e.Take(), Range(0, 9)) << size;
-        EXPECT_EQ(e.CountMessages(GST_MESSAGE_WARNING), size == 1 ? 1 : 0) << size;
+        EXPECT_EQ(e.Messages(GST_MESSAGE_WARNING), size == 1 ? 1 : 0) << size;
     }
-    Element e;
-    e.SetCaps("I420", 160, 96, ",interlace-mode=interleaved");
-    EXPECT_EQ(e.Push(e.Frame()), GST_FLOW_NOT_NEGOTIATED);
 }
 
 // Whoever fills a small pool goes on while frames wait; without a pool the element asks for enough
@@ -424,7 +350,6 @@ TEST(GstBuffers, OfASmallPoolAreGivenBack) {
         params.flags = GST_BUFFER_POOL_ACQUIRE_FLAG_DONTWAIT;
         GstBuffer *frame = NULL;
         ASSERT_EQ(gst_buffer_pool_acquire_buffer(pool, &frame, &params), GST_FLOW_OK);
-        gst_buffer_memset(frame, 0, (guint8)i, e.info.size);
         e.Push(frame);
         e.Take();
     }
@@ -453,16 +378,15 @@ TEST(GstLife, StartsAndStopsWithoutGrowth) {
         if (i == 20) before = ResidentBytes();
         e.SetCaps("I420", i % 2 ? 320 : 160, 240);
         e.Push(8);
-        if (i % 3 == 0) {
-            e.Send(gst_event_new_eos());
-            Flush(e);
-        }
+        if (i % 3 == 0) e.Send(gst_event_new_eos());
+        if (i % 3 == 0) e.Flush();
         gst_element_set_state(e.element, GST_STATE_NULL);
         e.Take();
         EXPECT_EQ(gLiveFrames, 0) << i;
-        gst_element_set_state(e.element, GST_STATE_PLAYING);
         gst_harness_play(e.harness);
-        Trace(e);
+        gst_element_set_state(e.element, GST_STATE_PLAYING);
+        e.Events();
+        e.Messages(GST_MESSAGE_ANY);
     }
     EXPECT_LT(ResidentBytes(), before + kMostGrowth);
 }
@@ -475,12 +399,11 @@ TEST(GstLife, IsAskedAndSetByOtherThreads) {
     std::thread other([&] {
         for (int i = 0; !done; i++) {
             gint lookahead = -1;
-            gdouble window = 0;
             g_object_set(e.element, "lookahead", i % 7, "window", 0.6 + i % 30 / 100.0, NULL);
             g_object_set(e.element, "enabled", i % 2, "split", i % 3, "cubic", i % 5, NULL);
-            g_object_get(e.element, "lookahead", &lookahead, "window", &window, NULL);
+            g_object_get(e.element, "lookahead", &lookahead, NULL);
             EXPECT_EQ(lookahead, i % 7);
-            EXPECT_LE(e.Latency(), 6 * GST_SECOND / kRate);
+            EXPECT_LE(gst_harness_query_latency(e.harness), 6 * kFrame);
         }
     });
     e.Push(400);
@@ -488,7 +411,6 @@ TEST(GstLife, IsAskedAndSetByOtherThreads) {
     other.join();
     e.Send(gst_event_new_eos());
     EXPECT_EQ(e.Take(), Range(0, 400));
-    EXPECT_EQ(gLiveFrames, 0);
 }
 
 // Any order of anything: every frame comes out once and in order, but for those that a flush drops.
@@ -505,11 +427,11 @@ TEST(GstLife, TakesAnything) {
         if (what == 2) g_object_set(e.element, "window", 0.6 + any(38) / 100.0, "roll", any(1), NULL);
         if (what == 3)
             g_object_set(e.element, "enabled", any(1), "split", any(1), "cubic", any(1), NULL);
-        if (what == 4) e.Send(gst_event_new_gap(e.next * GST_SECOND / kRate, 1));
+        if (what == 4) e.Send(gst_event_new_gap(e.next * kFrame, 1));
         if (what == 5) e.Send(gst_event_new_tag(gst_tag_list_new_empty()));
-        if (what == 6) Flush(e);
-        const Layout layout = {2 * any(40), 2 * any(40), any(3) > 0, any(3) == 0};
-        GstBuffer *frame = e.Frame(layout.hasMeta ? layout : Layout{});
+        if (what == 6) e.Flush();
+        if (what == 6) expected = e.next;
+        GstBuffer *frame = e.Frame({any(3) > 0, 2 * any(40), 2 * any(40), any(3) == 0});
         if (any(20) == 0) gst_buffer_set_size(frame, any((int)gst_buffer_get_size(frame)));
         if (any(20) == 0) GST_BUFFER_FLAG_SET(frame, GST_BUFFER_FLAG_DISCONT);
         if (any(20) == 0) GST_BUFFER_PTS(frame) = any(1) ? GST_CLOCK_TIME_NONE : 0;
@@ -517,13 +439,9 @@ TEST(GstLife, TakesAnything) {
         if (meta && any(20) == 0) meta->stride[any(3)] = any(400) - 200;
         if (meta && any(20) == 0) meta->offset[any(3)] = (gsize)any(40000);
         ASSERT_EQ(e.Push(frame), GST_FLOW_OK);
-        for (guint64 number : e.Take()) {
-            if (what == 6) expected = number;
-            ASSERT_EQ(number, expected++) << "step " << step;
-        }
-        if (what == 6) expected = e.next - (guint64)gLiveFrames;
-        e.CountMessages(GST_MESSAGE_ANY);
-        Trace(e);
+        for (guint64 number : e.Take()) ASSERT_EQ(number, expected++) << "step " << step;
+        e.Messages(GST_MESSAGE_ANY);
+        e.Events();
     }
     e.Send(gst_event_new_eos());
     EXPECT_EQ(e.Take(), Range(expected, e.next));

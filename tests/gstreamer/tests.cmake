@@ -7,7 +7,6 @@ if(NOT QUORVEL_GST_CHECK_FOUND)
 endif()
 add_executable(quorvel_gstreamer_tests
   tests/gstreamer/element_test.cpp
-  tests/gstreamer/harness.cpp
   tests/support/scene.cpp)
 target_include_directories(quorvel_gstreamer_tests PRIVATE tests tests/gstreamer)
 target_link_libraries(quorvel_gstreamer_tests PRIVATE
