@@ -180,10 +180,7 @@ static gboolean quorvel_stabilize_set_caps(GstBaseTransform *trans, GstCaps *in,
     quorvel_stabilize_deliver_all(self);
     self->info = info;
     self->warned = FALSE;
-    GST_OBJECT_LOCK(self);
-    const gint lookahead = self->settings.lookahead;
-    GST_OBJECT_UNLOCK(self);
-    quorvel_stabilize_update_latency(self, lookahead);
+    quorvel_stabilize_apply_settings(self);
     return TRUE;
 }
 

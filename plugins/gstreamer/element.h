@@ -43,6 +43,8 @@ void quorvel_stabilize_update_latency(QuorvelStabilize *self, gint lookahead);
 // flow.cpp
 void quorvel_stabilize_init_flow(QuorvelStabilize *self);
 void quorvel_stabilize_finalize_flow(QuorvelStabilize *self);
+// Opens a handle, if there is none or it has other settings.
+void quorvel_stabilize_apply_settings(QuorvelStabilize *self);
 void quorvel_stabilize_take_frame(QuorvelStabilize *self, GstBuffer *frame);
 GstFlowReturn quorvel_stabilize_generate_output(GstBaseTransform *trans, GstBuffer **output);
 GstFlowReturn quorvel_stabilize_transform(GstBaseTransform *trans, GstBuffer *frame, GstBuffer *output);

@@ -53,8 +53,8 @@ static gboolean same_path(const StreamSettings *a, const StreamSettings *b) {
            a->strength == b->strength && a->roll == b->roll;
 }
 
-// A change of the path needs another handle.
-static void apply_settings(QuorvelStabilize *self) {
+// A change of the path needs another handle. Without one nothing waits.
+void quorvel_stabilize_apply_settings(QuorvelStabilize *self) {
     GST_OBJECT_LOCK(self);
     StreamSettings settings = self->settings;
     GST_OBJECT_UNLOCK(self);
@@ -62,8 +62,8 @@ static void apply_settings(QuorvelStabilize *self) {
     settings.rateDenominator = GST_VIDEO_INFO_FPS_D(&self->info);
     if (self->handle && !same_path(&settings, &self->in_use)) quorvel_stabilize_deliver_all(self);
     if (!self->handle) {
-        quorvel_stabilize_update_latency(self, settings.lookahead);
         self->handle = OpenStream(self->info.width, self->info.height, settings);
+        quorvel_stabilize_update_latency(self, self->handle ? settings.lookahead : 0);
     }
     if (self->handle && settings.threads != self->in_use.threads)
         QEL_MVS_SetThreads(self->handle, settings.threads);
@@ -115,7 +115,7 @@ void quorvel_stabilize_take_frame(QuorvelStabilize *self, GstBuffer *frame) {
     // Not left to QEL_MVS_Reset: the base class would mark the first frame that comes out as the one
     // behind the discontinuity.
     if (starts_scene(self, frame)) quorvel_stabilize_deliver_all(self);
-    apply_settings(self);
+    quorvel_stabilize_apply_settings(self);
     self->last_pts = GST_BUFFER_PTS(frame);
     const gboolean measured = measure(self, frame);
     enqueue(self, GST_MINI_OBJECT_CAST(keepable(self, frame)), measured);
