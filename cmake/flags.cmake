@@ -18,8 +18,8 @@ add_library(quorvel_library_flags INTERFACE)
 target_link_libraries(quorvel_library_flags INTERFACE quorvel_flags)
 # -fno-math-errno: a square root is an instruction, without a call that needs the mathematics library.
 target_compile_options(quorvel_library_flags INTERFACE
-  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-semantic-interposition
-  -fno-math-errno)
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fno-math-errno
+  $<$<NOT:$<PLATFORM_ID:Emscripten>>:-fno-semantic-interposition>)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|i[3-6]86|AMD64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
   # Each operation on a float or a double must round to that type.
   target_compile_options(quorvel_library_flags INTERFACE -msse2 -mfpmath=sse)
@@ -29,7 +29,7 @@ endif()
 # sanitizers, which see the same and more. Whoever builds with flags of a kind keeps them as they are: a
 # distribution has its own.
 option(QUORVEL_HARDEN "Stack guards and signed return addresses in the library; checked copies" ON)
-if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE)
+if(QUORVEL_HARDEN AND NOT QUORVEL_SANITIZE AND NOT EMSCRIPTEN)
   include(CheckCXXCompilerFlag)
   string(TOUPPER "CMAKE_CXX_FLAGS_${CMAKE_BUILD_TYPE}" of_build_type)
   set(given "${CMAKE_CXX_FLAGS} ${${of_build_type}}")

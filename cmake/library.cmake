@@ -108,6 +108,10 @@ set(QUORVEL_SOURCES
   src/platform/workers.cpp
   src/kernels.cpp)
 
+if(EMSCRIPTEN) # makes its own objects of these sources: web.cmake
+  return()
+endif()
+
 if(log_of_camera STREQUAL "stderr")
   list(APPEND QUORVEL_SOURCES src/api/camera_log_stderr.cpp)
 endif()

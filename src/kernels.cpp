@@ -32,6 +32,7 @@ constexpr Kernels WithSsse3(Kernels st) {
     return st;
 }
 
+#ifdef QEL_AVX2
 constexpr Kernels WithAvx2(Kernels st) {
     st.pGridSad = GridSadAvx2;
     st.pRowError = RowErrorAvx2;
@@ -46,10 +47,13 @@ constexpr Kernels WithAvx2(Kernels st) {
     st.pFineCubicWords = FineCubicWordsAvx2;
     return st;
 }
+#endif
 
 constexpr Kernels kSse2 = WithSse2(kPortable);
 constexpr Kernels kSsse3 = WithSsse3(kSse2);
+#ifdef QEL_AVX2
 constexpr Kernels kAvx2 = WithAvx2(kSsse3);
+#endif
 #elif defined(QEL_NEON)
 constexpr Kernels kNeon = {GatherGridNeon,   GridSadNeon,   BlockSad32Neon,      Texture32Neon,
                            RowErrorNeon,     StripNeon,     LumaPixelsNeon,      NearestPixelsNeon,
@@ -66,8 +70,10 @@ const Kernels *KernelsOf(CpuLevel eLevel) {
         return &kSse2;
     case kCpuSsse3:
         return &kSsse3;
+#ifdef QEL_AVX2
     case kCpuAvx2:
         return &kAvx2;
+#endif
 #elif defined(QEL_NEON)
     case kCpuNeon:
         return &kNeon;

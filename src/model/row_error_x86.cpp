@@ -3,7 +3,7 @@
 #include "context.h"
 #include "kernels.h"
 
-#ifdef QEL_X86
+#ifdef QEL_AVX2
 #include <immintrin.h>
 
 namespace {

@@ -35,6 +35,7 @@ QEL_SSE2 inline __m128i LastGroup128(const uint8_t *p) {
     return _mm_packus_epi16(_mm_packs_epi32(v0, v1), _mm_packs_epi32(v2, v3));
 }
 
+#ifdef QEL_AVX2
 // Two groups: 32 samples, in order.
 QEL_AVX2 inline __m256i TwoGroups256(const uint8_t *p) {
     const __m256i vMask = _mm256_set1_epi32(0xFF);
@@ -46,6 +47,7 @@ QEL_AVX2 inline __m256i TwoGroups256(const uint8_t *p) {
     const __m256i v = _mm256_packus_epi16(_mm256_packs_epi32(v0, v1), _mm256_packs_epi32(v2, v3));
     return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
 }
+#endif
 
 } // namespace
 
@@ -82,6 +84,7 @@ QEL_SSE2 uint32_t GridSadSse2(const uint8_t *pSamples, const uint8_t *pArea, con
     return lSum;
 }
 
+#ifdef QEL_AVX2
 QEL_AVX2 uint32_t GridSadAvx2(const uint8_t *pSamples, const uint8_t *pArea, const Grid *pGrid,
                               uint32_t lBound) {
     const int32_t lGroups = pGrid->lGroups, lRows = pGrid->lRows;
@@ -109,5 +112,6 @@ QEL_AVX2 uint32_t GridSadAvx2(const uint8_t *pSamples, const uint8_t *pArea, con
     }
     return lSum;
 }
+#endif
 
 #endif

@@ -61,6 +61,7 @@ QEL_SSE2 void AddColumns128(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t
     p->lC += WordTotal128(c);
 }
 
+#ifdef QEL_AVX2
 // ---- AVX2: all columns ----
 
 QEL_AVX2 inline __m256i Words256(const uint8_t *p) {
@@ -79,6 +80,7 @@ QEL_AVX2 inline __m256i Gradient256(const uint8_t *c, const uint8_t *p, ptrdiff_
 QEL_AVX2 inline void AddProduct256(__m256i *pSum, __m256i a, __m256i b) {
     *pSum = _mm256_add_epi32(*pSum, _mm256_madd_epi16(a, b));
 }
+#endif
 
 } // namespace
 
@@ -115,6 +117,7 @@ QEL_SSE2 int32_t PatchErrorSse2(const uint8_t *pCur, const uint8_t *pPrev, ptrdi
     return Total128(vSquares) - lSum * lSum / (kPatch * kPatch);
 }
 
+#ifdef QEL_AVX2
 QEL_AVX2 void TileSumsAvx2(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t lStride,
                            TileSums *pSums) {
     __m256i xx = _mm256_setzero_si256(), xy = xx, yy = xx, xe = xx, ye = xx, ee = xx, cc = xx;
@@ -138,5 +141,6 @@ QEL_AVX2 void TileSumsAvx2(const uint8_t *pCur, const uint8_t *pPrev, ptrdiff_t 
               Total256(ye),    Total256(ee),    Total256(cc),   WordTotal256(x),
               WordTotal256(y), WordTotal256(e), WordTotal256(c)};
 }
+#endif
 
 #endif

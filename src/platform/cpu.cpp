@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "platform/cpu.h"
 
-#ifdef QEL_X86
+#ifdef QEL_AVX2
 #include <cpuid.h>
 #endif
 
@@ -9,7 +9,7 @@ namespace {
 
 int32_t lHighest = kCpuLevels;
 
-#ifdef QEL_X86
+#ifdef QEL_AVX2
 // True when the operating system saves the 256-bit registers.
 bool SavesYmm() {
     uint32_t lLow, lHigh;
@@ -25,6 +25,8 @@ CpuLevel Detect() {
     if (!__get_cpuid_count(7, 0, &a, &b, &c, &d) || !(b & bit_AVX2)) return kCpuSsse3;
     return kCpuAvx2;
 }
+#elif defined(QEL_X86)
+CpuLevel Detect() { return kCpuSsse3; }
 #elif defined(QEL_NEON)
 CpuLevel Detect() { return kCpuNeon; }
 #else

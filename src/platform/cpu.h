@@ -14,6 +14,11 @@ enum CpuLevel : int32_t { kCpuPortable, kCpuSse2, kCpuSsse3, kCpuAvx2, kCpuNeon,
 #define QEL_SSE2 QEL_TARGET("sse2")
 #define QEL_SSSE3 QEL_TARGET("ssse3")
 #define QEL_AVX2 QEL_TARGET("avx2")
+#elif defined(__wasm_simd128__) && defined(__SSSE3__)
+// Emscripten's headers translate the intrinsics up to SSSE3. There is one set for the whole module.
+#define QEL_X86 1
+#define QEL_SSE2
+#define QEL_SSSE3
 #elif defined(__aarch64__)
 #define QEL_NEON 1
 #endif
@@ -26,7 +31,7 @@ void LimitCpuLevel(CpuLevel eHighest);
 
 // Gives way to the other hardware thread of the core while this one spins.
 static inline void PauseCore() {
-#ifdef QEL_X86
+#if defined(QEL_X86) && !defined(__wasm__)
     __builtin_ia32_pause();
 #elif defined(QEL_NEON)
     __asm__ volatile("isb"); // on most cores the yield instruction does nothing

@@ -12,7 +12,9 @@ const int32_t kLongestPause = 1024;
 
 int32_t Cores(const ThreadPolicy *pPolicy) {
     if (pPolicy->lCores > 0) return pPolicy->lCores;
-#ifdef __linux__
+#if defined(__EMSCRIPTEN__) && !defined(__EMSCRIPTEN_PTHREADS__)
+    return 1; // there are no threads
+#elif defined(__linux__)
     cpu_set_t stCores;
     if (!sched_getaffinity(0, sizeof(stCores), &stCores)) return CPU_COUNT(&stCores);
 #endif

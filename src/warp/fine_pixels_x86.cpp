@@ -9,6 +9,7 @@
 
 namespace {
 
+#ifdef QEL_AVX2
 // ---- AVX2 ----
 
 QEL_AVX2 inline __m256i Words256(int32_t l) { return _mm256_set1_epi16((int16_t)l); }
@@ -208,6 +209,7 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
         llRow += kFineRun * llRowStep;
     }
 }
+#endif
 
 // ---- SSSE3 ----
 
@@ -388,6 +390,7 @@ QEL_SSSE3 void Cubic128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int3
 
 } // namespace
 
+#ifdef QEL_AVX2
 void FineLinearAvx2(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t lChannels = pRow->pIn->lChannels;
     const FineKernel pWide = lChannels == 1   ? Linear256<1>
@@ -402,6 +405,7 @@ void FineCubicAvx2(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t l
     const FineKernel pKernel = FitsTwoLanes(pRow) ? pWide : FineCubicSsse3;
     pKernel(pRow, pOut, lFirst, lEnd);
 }
+#endif
 
 void FineLinearSsse3(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32_t lEnd) {
     const int32_t lChannels = pRow->pIn->lChannels;

@@ -4,7 +4,7 @@
 // them and, times the sum of all weights, added again at the end.
 #include "warp/fine_pixels.h"
 
-#ifdef QEL_X86
+#ifdef QEL_AVX2
 #include <immintrin.h>
 
 namespace {

@@ -11,6 +11,7 @@ namespace {
 
 int32_t At(int32_t lStart, int32_t lStep, int32_t x) { return WrapAdd32(lStart, WrapMul32(lStep, x)); }
 
+#ifdef QEL_AVX2
 // ---- AVX2 ----
 
 QEL_AVX2 inline __m256i Words256(int32_t l) { return _mm256_set1_epi16((int16_t)l); }
@@ -152,6 +153,7 @@ QEL_AVX2 void Nearest256(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, in
         x = Min32(x, lEnd - 2 * lLane);
     }
 }
+#endif
 
 // ---- SSSE3 ----
 
@@ -282,6 +284,7 @@ QEL_SSSE3 void Nearest128(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, i
 // Without a zoom all columns have the same phase, and the bytes of a window need no shuffle. Spans
 // that are shorter than a step go to the narrower kernel.
 
+#ifdef QEL_AVX2
 void LumaPixelsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                     int32_t lS, int32_t lFirst, int32_t lEnd) {
     const PixelKernel pWide = lZ == 1024 ? Luma256<false> : Luma256<true>;
@@ -298,6 +301,7 @@ void NearestPairsAvx2(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32
     const PixelKernel pKernel = lEnd - lFirst < 16 ? NearestPairsSsse3 : Nearest256<2>;
     pKernel(pPlane, pOut, lR, lC, lZ, lS, lFirst, lEnd);
 }
+#endif
 
 void LumaPixelsSsse3(const PixelPlane *pPlane, uint8_t *pOut, int32_t lR, int32_t lC, int32_t lZ,
                      int32_t lS, int32_t lFirst, int32_t lEnd) {

@@ -15,6 +15,7 @@ inline void PrefetchBelow(const uint8_t *pSrc, ptrdiff_t lStride) {
         __builtin_prefetch((const void *)((uintptr_t)pSrc + (uintptr_t)(i * lStride)));
 }
 
+#ifdef QEL_AVX2
 // ---- AVX2: the 16 output bytes of a row as 16 words ----
 
 struct Taps256 {
@@ -62,6 +63,7 @@ QEL_AVX2 void Strip256(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, co
         Store256(pDst + 2 * lStride, lStride, OutRow256<A, 2>(vRows), OutRow256<A, 3>(vRows));
     }
 }
+#endif
 
 // ---- SSSE3: in two halves of 8 words ----
 
@@ -117,6 +119,7 @@ QEL_SSSE3 void Strip128(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, c
 
 } // namespace
 
+#ifdef QEL_AVX2
 QEL_AVX2 void StripAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
                         int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {
     const StripTaps *pTaps = &kStripTaps[lSampleBytes - 1][lColPhase];
@@ -135,6 +138,7 @@ QEL_AVX2 void StripAvx2(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, i
         break;
     }
 }
+#endif
 
 QEL_SSSE3 void StripSsse3(const uint8_t *pSrc, uint8_t *pDst, ptrdiff_t lStride, int32_t lRowPhase,
                           int32_t lColPhase, int32_t lSampleBytes, int32_t lSteps) {

@@ -1,0 +1,36 @@
+# SPDX-License-Identifier: BSD-2-Clause
+# The module for browsers and node, by Emscripten: web/build.sh configures and builds it. One build has two
+# files: with vector instructions, and without them for engines that have none. Both give the same bytes.
+set(web_version)
+file(READ web/package.json package_json)
+string(JSON web_version GET "${package_json}" version)
+if(NOT web_version VERSION_EQUAL PROJECT_VERSION)
+  message(FATAL_ERROR "web/package.json has version ${web_version}, the project ${PROJECT_VERSION}")
+endif()
+
+set(exports)
+foreach(call Settings Create Input Push Pull Output Record End Reset)
+  list(APPEND exports _Web${call})
+endforeach()
+list(JOIN exports "," exports)
+
+# The package, ready for `npm pack`.
+set(QUORVEL_WEB_PACKAGE ${CMAKE_CURRENT_BINARY_DIR}/package)
+foreach(file package.json README.md quorvel-stabilizer.js quorvel-stabilizer.d.ts formats.js wasm.js)
+  configure_file(web/${file} ${QUORVEL_WEB_PACKAGE}/${file} COPYONLY)
+endforeach()
+configure_file(LICENSE ${QUORVEL_WEB_PACKAGE}/LICENSE COPYONLY)
+
+function(quorvel_web_module name)
+  add_executable(quorvel_web_${name} web/module.cpp ${QUORVEL_SOURCES})
+  target_include_directories(quorvel_web_${name} PRIVATE include src)
+  target_link_libraries(quorvel_web_${name} PRIVATE quorvel_library_flags)
+  target_compile_options(quorvel_web_${name} PRIVATE ${ARGN})
+  # No threads: pages need no special headers. Memory grows as needed, and an allocation that fails gives null.
+  target_link_options(quorvel_web_${name} PRIVATE ${ARGN} --no-entry -sSTANDALONE_WASM
+    -sEXPORTED_FUNCTIONS=${exports} -sALLOW_MEMORY_GROWTH -sINITIAL_MEMORY=1048576 -sTOTAL_STACK=262144)
+  set_target_properties(quorvel_web_${name} PROPERTIES
+    OUTPUT_NAME quorvel-${name} SUFFIX .wasm RUNTIME_OUTPUT_DIRECTORY ${QUORVEL_WEB_PACKAGE})
+endfunction()
+quorvel_web_module(simd -msimd128 -mssse3)
+quorvel_web_module(portable)
