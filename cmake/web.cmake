@@ -1,7 +1,28 @@
 # SPDX-License-Identifier: BSD-2-Clause
-# The module for browsers and node, by Emscripten: web/build.sh configures and builds it. One build has two
-# files: with vector instructions, and without them for engines that have none. Both give the same bytes.
-set(web_version)
+# The module for browsers and node. A native build with QUORVEL_WEB has its tests (ctest -L web): they run
+# web/build.sh, which configures the project once more, by Emscripten.
+if(NOT EMSCRIPTEN)
+  option(QUORVEL_WEB "Tests of the module for browsers and node (Emscripten, node)" OFF)
+  find_program(QUORVEL_NODE node)
+  if(QUORVEL_WEB AND NOT (TARGET quorvel_clipgen AND QUORVEL_NODE))
+    message(FATAL_ERROR "QUORVEL_WEB=ON: node or the program that makes clips (QUORVEL_TOOL) is missing")
+  elseif(QUORVEL_WEB)
+    add_executable(quorvel_web_native tests/web/native_frames.cpp)
+    target_link_libraries(quorvel_web_native PRIVATE quorvel_static quorvel_flags)
+    set_target_properties(quorvel_web_native PROPERTIES OUTPUT_NAME native_frames)
+    enable_testing()
+    add_test(NAME web_build COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/web/build.sh)
+    add_test(NAME web_module COMMAND ${QUORVEL_NODE} --expose-gc --test ${CMAKE_CURRENT_SOURCE_DIR}/tests/web)
+    set_tests_properties(web_build PROPERTIES FIXTURES_SETUP web_package)
+    set_tests_properties(web_module PROPERTIES FIXTURES_REQUIRED web_package
+      ENVIRONMENT "QUORVEL_NATIVE=$<TARGET_FILE:quorvel_web_native>;QUORVEL_CLIPGEN=$<TARGET_FILE:quorvel_clipgen>")
+    set_tests_properties(web_build web_module PROPERTIES LABELS web TIMEOUT 900)
+  endif()
+  return()
+endif()
+
+# One build has two files: with vector instructions, and without them for engines that have none. Both give the
+# same bytes.
 file(READ web/package.json package_json)
 string(JSON web_version GET "${package_json}" version)
 if(NOT web_version VERSION_EQUAL PROJECT_VERSION)
