@@ -37,7 +37,7 @@ list(JOIN exports "," exports)
 
 # The package, ready for `npm pack`.
 set(QUORVEL_WEB_PACKAGE ${CMAKE_CURRENT_BINARY_DIR}/package)
-foreach(file package.json README.md quorvel-stabilizer.js quorvel-stabilizer.d.ts formats.js wasm.js)
+foreach(file package.json README.md quorvel-stabilizer.js quorvel-stabilizer.d.ts formats.js settings.js wasm.js)
   configure_file(web/${file} ${QUORVEL_WEB_PACKAGE}/${file} COPYONLY)
 endforeach()
 configure_file(LICENSE ${QUORVEL_WEB_PACKAGE}/LICENSE COPYONLY)

@@ -1,57 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Quorvel stabilizer for browsers and node. quorvel-stabilizer.d.ts documents what is exported.
-import { Instance } from './wasm.js';
 import { checkLayout, copyPlanes, formatOf, formats, packedLayout } from './formats.js';
+import { settingsOf } from './settings.js';
+import { Instance } from './wasm.js';
 
 const newScene = 1, measured = 2, held = 4; // flags of a record
-
-const chromaSites = { left: [0, 2], center: [2, 2], topleft: [0, 0] };
-
-function inRange(name, value, least, most) {
-  if (typeof value !== 'number' || !(value >= least && value <= most))
-    throw new RangeError(`${name} is ${value}: it must be a number from ${least} to ${most}`);
-  return value;
-}
-
-function whole(name, value, least, most) {
-  if (!Number.isInteger(value)) throw new RangeError(`${name} is ${value}: it must be a whole number`);
-  return inRange(name, value, least, most);
-}
-
-// Whole numbers that are the rate, or close to it: the library takes 1 to 1000 frames a second.
-function rateOf(rate) {
-  if (Array.isArray(rate) && rate.length === 2) {
-    const [frames, seconds] = rate.map((part) => whole('a part of frameRate', part, 1, 0x7fffffff));
-    inRange('frameRate', frames / seconds, 1, 1000);
-    return [frames, seconds];
-  }
-  inRange('frameRate', rate, 1, 1000);
-  return Number.isInteger(rate) ? [rate, 1] : [Math.round(rate * 1000), 1000];
-}
-
-// The words of Settings in module.cpp.
-function settingsOf(options, format) {
-  const { width, height, standard = false, lookahead = 0, window = 7 / 8, strength = 1 } = options;
-  const { roll = true, cubic = false, frameRate = 30, chromaSite = 'left' } = options;
-  whole('width', width, 2, 16384);
-  whole('height', height, 2, 16384);
-  if (!Object.hasOwn(chromaSites, chromaSite))
-    throw new TypeError(`chromaSite is ${chromaSite}: it must be one of ${Object.keys(chromaSites).join(', ')}`);
-  if (standard) {
-    if (!format.standard) throw new TypeError(`the standard path takes I420, NV12 and NV21, not ${options.format}`);
-    if (width % 2 || height % 2) throw new RangeError('the standard path takes even widths and heights');
-    if (lookahead !== 0) throw new RangeError('the standard path has no lookahead');
-  }
-  const shapes = [0, 1, 2, 3].flatMap((i) => format.planes[i] ?? [0, 0, 0]);
-  return [
-    width, height, format.sampleBytes, format.bits, format.luma, format.planes.length, ...shapes,
-    ...chromaSites[chromaSite], standard ? 1 : 0, format.planes.length === 2 ? 1 : 0,
-    whole('lookahead', lookahead, 0, 240),
-    inRange('window', Math.round(window * 1024), 615, 1003),
-    inRange('strength', Math.round(strength * 1024), 256, 4096),
-    roll ? 1 : 0, cubic ? 1 : 0, ...rateOf(frameRate),
-  ];
-}
 
 const isVideoFrame = (frame) => typeof VideoFrame === 'function' && frame instanceof VideoFrame;
 const isImageData = (frame) => typeof ImageData === 'function' && frame instanceof ImageData;
@@ -77,8 +30,7 @@ export class Stabilizer {
     const format = formatOf(options.format);
     const settings = settingsOf(options, format);
     const instance = await Instance.start(options.wasm);
-    instance.words(instance.calls.WebSettings(), settings.length).set(settings);
-    if (!instance.calls.WebCreate())
+    if (!instance.create(settings))
       throw new Error(`not enough memory for a stabilizer of ${options.width}x${options.height} pixels`);
     return new Stabilizer(instance, options, format);
   }

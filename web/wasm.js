@@ -62,6 +62,12 @@ export class Instance {
     exports._initialize();
   }
 
+  /** Makes the stream; false: not enough memory. */
+  create(settings) {
+    this.words(this.calls.WebSettings(), settings.length).set(settings);
+    return this.calls.WebCreate() === 1;
+  }
+
   bytes(address, length) {
     return new Uint8Array(this.calls.memory.buffer, address >>> 0, length);
   }
