@@ -16,7 +16,7 @@ export interface StabilizerOptions {
    * the picture is steadier. 1 to 4 count as 0, since so short a lookahead is no gain.
    */
   lookahead?: number;
-  /** The part of each side that is shown, 0.6007 to 0.9795. The rest is the margin for the shake. Default 0.875. */
+  /** The part of each side that is shown, 0.6 to 0.98. The rest is the margin for the shake. Default 0.875. */
   window?: number;
   /** How calm the picture is, in seconds, 0.25 to 4. Default 1. */
   strength?: number;

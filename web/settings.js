@@ -14,6 +14,12 @@ function whole(name, value, least, most) {
   return inRange(name, value, least, most);
 }
 
+// In 1024ths that lie in the range.
+function parts(name, value, least, most) {
+  const number = Math.round(inRange(name, value, least, most) * 1024);
+  return Math.min(Math.max(number, Math.ceil(least * 1024)), Math.floor(most * 1024));
+}
+
 // Whole numbers that are the rate, or close to it: the library takes 1 to 1000 frames a second.
 function rateOf(rate) {
   if (Array.isArray(rate) && rate.length === 2) {
@@ -43,8 +49,8 @@ export function settingsOf(options, format) {
     width, height, format.sampleBytes, format.bits, format.luma, format.planes.length, ...shapes,
     ...chromaSites[chromaSite], standard ? 1 : 0, format.planes.length === 2 ? 1 : 0,
     whole('lookahead', lookahead, 0, 240),
-    inRange('window', Math.round(window * 1024), 615, 1003),
-    inRange('strength', Math.round(strength * 1024), 256, 4096),
+    parts('window', window, 0.6, 0.98),
+    parts('strength', strength, 0.25, 4),
     roll ? 1 : 0, cubic ? 1 : 0, ...rateOf(frameRate),
   ];
 }
