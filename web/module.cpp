@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What the JavaScript module calls. One instance of the module serves one stream, in a memory of its own,
-// which goes with the instance: nothing is released here that is not used again.
+// What the JavaScript module calls. One instance of the module serves one stream, in a memory of its
+// own, which goes with the instance: nothing is released here that is not used again.
 //
-// Frames lie plane after plane, without gaps. The caller fills the frame of WebInput and calls WebPush, then
-// WebPull until it returns 0: each time there is an output frame and its record.
+// Frames lie plane after plane, without gaps. The caller fills the frame of WebInput and calls WebPush,
+// then WebPull until it returns 0: each time there is an output frame and its record.
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -99,8 +99,8 @@ bool SetUp() {
     return QEL_MVS_SetRefined(context, 1) &&
            QEL_MVS_SetFrameRate(context, settings.rateNumerator, settings.rateDenominator) &&
            QEL_MVS_SetWindow(context, settings.window) &&
-           QEL_MVS_SetStrength(context, settings.strength) &&
-           QEL_MVS_SetRoll(context, settings.roll) && QEL_MVS_SetCubic(context, settings.cubic) &&
+           QEL_MVS_SetStrength(context, settings.strength) && QEL_MVS_SetRoll(context, settings.roll) &&
+           QEL_MVS_SetCubic(context, settings.cubic) &&
            QEL_MVS_SetLookahead(context, settings.lookahead);
 }
 
@@ -108,8 +108,8 @@ bool SetUp() {
 bool Renew() {
     const int32_t format =
         settings.standard && settings.paired ? QEL_MVS_FORMAT_NV21 : QEL_MVS_FORMAT_I420;
-    const MVS_InitParam param = {3, settings.width, settings.height, settings.width, settings.height,
-                                 format, 0};
+    const MVS_InitParam param = {
+        3, settings.width, settings.height, settings.width, settings.height, format, 0};
     QEL_MVS_DestroyStabilizer(context);
     context = QEL_MVS_CreateStabilizer(&param);
     used = ended = false;
@@ -128,14 +128,8 @@ bool PushStandard() {
     QEL_MVS_GetMotion(context, &info);
     if (info.lFrameNumber == before) return false;
     const int32_t flags = (info.bMeasured ? QEL_MVS_MEASURED : 0) | (before ? 0 : QEL_MVS_NEW_SCENE);
-    record = {flags,
-              info.lCompRow * 64,
-              info.lCompCol * 64,
-              info.lCompTheta * 256,
-              65536 / 16 * 14,
-              info.lMotionRow * 64,
-              info.lMotionCol * 64,
-              info.lMotionTheta * 256};
+    record = {flags,           info.lCompRow * 64,   info.lCompCol * 64,   info.lCompTheta * 256,
+              65536 / 16 * 14, info.lMotionRow * 64, info.lMotionCol * 64, info.lMotionTheta * 256};
     hasOutput = true;
     return true; // the input frame is free for the next one
 }
@@ -205,8 +199,8 @@ WEB_CALL int WebPull() {
     oldest = done->next;
     if (!oldest) newest = nullptr;
     GiveBack(done);
-    record = {compensation.lFlags,     compensation.lRow,       compensation.lCol,
-              compensation.lTheta,     compensation.lStep,      compensation.lMotionRow,
+    record = {compensation.lFlags,     compensation.lRow,        compensation.lCol,
+              compensation.lTheta,     compensation.lStep,       compensation.lMotionRow,
               compensation.lMotionCol, compensation.lMotionTheta};
     return 1;
 }

@@ -32,14 +32,15 @@ export class Stabilizer {
     const instance = await Instance.start(options.wasm);
     if (!instance.create(settings))
       throw new Error(`not enough memory for a stabilizer of ${options.width}x${options.height} pixels`);
-    return new Stabilizer(instance, options, format);
+    const { wasm: _, ...kept } = options;
+    return new Stabilizer(instance, kept, format);
   }
 
   constructor(instance, options, format) {
     if (!(instance instanceof Instance)) throw new TypeError('use Stabilizer.create');
     this.#instance = instance;
     this.#format = format;
-    this.#options = Object.freeze({ ...options });
+    this.#options = options;
     const { layout, size } = packedLayout(format, options.width, options.height);
     this.#layout = layout;
     this.#size = size;

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// native_frames FORMAT WIDTH HEIGHT LOOKAHEAD [WINDOW STRENGTH ROLL CUBIC RATE] < packed frames > packed frames
+// native_frames FORMAT WIDTH HEIGHT LOOKAHEAD [WINDOW STRENGTH ROLL CUBIC RATE] < packed frames >
+// packed frames
 //
-// What the native library makes of a clip, for comparison with the module's. A lookahead of -1 is the ordinary
-// path. WINDOW and STRENGTH are in 1024ths. With --time ROUNDS in front it plays the clip so often, and prints
-// the CPU time of a frame in microseconds, on one thread, in place of frames.
+// What the native library makes of a clip, for comparison with the module's. A lookahead of -1 is the
+// ordinary path. WINDOW and STRENGTH are in 1024ths. With --time ROUNDS in front it plays the clip so
+// often, and prints the CPU time of a frame in microseconds, on one thread, in place of frames.
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -65,19 +66,23 @@ MVS_Context *Create(const Clip &clip, const int *settings) {
     QEL_MVS_SetThreads(context, 1);
     if (settings[0] < 0) return QEL_MVS_SetFullChroma(context, 1) ? context : nullptr;
     const bool set = QEL_MVS_SetRefined(context, 1) && QEL_MVS_SetLookahead(context, settings[0]) &&
-                     QEL_MVS_SetWindow(context, settings[1]) && QEL_MVS_SetStrength(context, settings[2]) &&
+                     QEL_MVS_SetWindow(context, settings[1]) &&
+                     QEL_MVS_SetStrength(context, settings[2]) &&
                      QEL_MVS_SetRoll(context, settings[3]) && QEL_MVS_SetCubic(context, settings[4]) &&
                      QEL_MVS_SetFrameRate(context, settings[5], 1);
     return set ? context : nullptr;
 }
 
-void MakeReady(MVS_Context *context, Clip &clip, size_t &pulled, std::vector<uint8_t> &output, FILE *to) {
+void MakeReady(MVS_Context *context, Clip &clip, size_t &pulled, std::vector<uint8_t> &output,
+               FILE *to) {
     MVS_Compensation record = {};
     record.lSize = (int32_t)sizeof(record);
     while (QEL_MVS_PullCompensation(context, &record)) {
-        const std::vector<MVS_Plane> in = PlanesOf(clip, &clip.bytes[pulled++ % clip.Frames() * clip.frameBytes]);
+        const std::vector<MVS_Plane> in =
+            PlanesOf(clip, &clip.bytes[pulled++ % clip.Frames() * clip.frameBytes]);
         const std::vector<MVS_Plane> out = PlanesOf(clip, output.data());
-        if (!QEL_MVS_CompensateFrame(context, &record, in.data(), out.data(), (int32_t)in.size())) abort();
+        if (!QEL_MVS_CompensateFrame(context, &record, in.data(), out.data(), (int32_t)in.size()))
+            abort();
         if (to) fwrite(output.data(), 1, output.size(), to);
     }
 }

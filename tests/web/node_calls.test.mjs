@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // What the module takes, refuses and hands through; memory.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
+import { execFileSync } from 'node:child_process';
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 import { test } from 'node:test';
-import { builds, makeClip, Stabilizer, stabilize } from './node_support.mjs';
+import { fileURLToPath } from 'node:url';
+import { builds, makeClip, packageUrl, Stabilizer, stabilize } from './node_support.mjs';
 
 const nv12 = [[1, 0, 0], [2, 1, 1]];
 const size = { width: 320, height: 240, format: 'NV12' };
@@ -166,4 +170,18 @@ test('a thousand stabilizers leave no memory behind', async () => {
   };
   const before = await use(200), after = await use(1000);
   assert.ok(after < before + 100, `${before} MB, then ${after} MB`);
+});
+
+test('the npm package has all that it needs, and nothing that runs at its installation', (t) => {
+  const folder = mkdtempSync(join(tmpdir(), 'quorvel-'));
+  t.after(() => rmSync(folder, { recursive: true }));
+  const { dependencies, scripts, version } = JSON.parse(readFileSync(new URL('package.json', packageUrl)));
+  assert.deepEqual([dependencies, scripts], [undefined, undefined]);
+  const tarball = fileURLToPath(new URL(`../quorvel-stabilizer-${version}.tgz`, packageUrl));
+  execFileSync('npm', ['install', '--silent', '--offline', '--no-audit', '--prefix', folder, tarball]);
+  writeFileSync(join(folder, 'program.mjs'), `
+    import { Stabilizer } from 'quorvel-stabilizer';
+    const stabilizer = await Stabilizer.create({ width: 320, height: 240, format: 'RGBA' });
+    console.log((await stabilizer.push(new Uint8Array(stabilizer.frameBytes)))[0].frame.length);`);
+  assert.equal(String(execFileSync(process.execPath, [join(folder, 'program.mjs')])), '307200\n');
 });
