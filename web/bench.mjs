@@ -75,15 +75,17 @@ async function measure(file, width, height, path) {
   }
   const ratio = (a, b) => median(times[a].map((t, i) => t / times[b][i]));
   return {
-    native: median(times.native), simd: median(times.simd), portable: median(times.portable), push: median(times.push),
+    native: median(times.native), simd: median(times.simd), portable: median(times.portable),
+    push: median(times.push),
     simdToNative: ratio('simd', 'native'), simdToPortable: ratio('simd', 'portable'),
   };
 }
 
 const folder = mkdtempSync(join(tmpdir(), 'quorvel-'));
 try {
-  console.log('| NV12 | native, µs | vectors, µs | no vectors, µs | vectors / native | vectors / none | push(), frames/s |');
-  console.log('|---|---|---|---|---|---|---|');
+  const columns = ['NV12', 'native, µs', 'vectors, µs', 'no vectors, µs', 'vectors / native', 'vectors / none',
+    'push(), frames/s'];
+  console.log(`| ${columns.join(' | ')} |\n|${'---|'.repeat(columns.length)}`);
   for (const [width, height] of sizes) {
     const file = join(folder, `${height}.nv21`);
     execFileSync(clipgen, ['--size', `${width}x${height}`, '--frames', String(frames), file]);

@@ -11,4 +11,5 @@ mkdir -p build/release
 cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DQUORVEL_WEB=ON >build/release/configure.log 2>&1 ||
     { cat build/release/configure.log; exit 1; }
 cmake --build build/release --parallel "$(nproc)" --target quorvel_web_native quorvel_clipgen >&2
-node web/bench.mjs build/release/native_frames build/release/quorvel-clipgen "file://$PWD/build/web/package/" "${1:-7}"
+node web/bench.mjs build/release/native_frames build/release/quorvel-clipgen \
+    "file://$PWD/build/web/package/" "${1:-7}"

@@ -100,26 +100,31 @@ export class Stabilizer {
     return this.#instance.calls;
   }
 
+  get #takes() {
+    return `the stabilizer takes ${this.format} of ${this.width}x${this.height}`;
+  }
+
   // What is known of a frame, or an exception before anything has changed.
   #check(frame, info) {
     const { timestamp = frame?.timestamp ?? 0, duration = frame?.duration ?? null } = info;
     const about = { timestamp, duration };
     if (isVideoFrame(frame)) return { ...about, kind: 'video', ...this.#checkVideoFrame(frame) };
     if (isImageData(frame)) {
-      if (!this.format.startsWith('RGB')) throw new TypeError(`ImageData is RGBA, the stabilizer takes ${this.format}`);
+      if (!this.format.startsWith('RGB')) throw new TypeError(`ImageData is RGBA, ${this.#takes}`);
       this.#checkSize('ImageData', frame.width, frame.height);
-      return { ...about, kind: 'image', colorSpace: frame.colorSpace, bytes: bytesOf(frame.data), layout: this.#layout };
+      const { colorSpace, data } = frame;
+      return { ...about, kind: 'image', colorSpace, bytes: bytesOf(data), layout: this.#layout };
     }
     const bytes = bytesOf(frame);
     if (!info.layout && bytes.length !== this.#size)
-      throw new RangeError(`a frame of ${bytes.length} bytes: ${this.format} of ${this.width}x${this.height} has ${this.#size}`);
+      throw new RangeError(`a frame of ${bytes.length} bytes, ${this.#takes}, ${this.#size} bytes`);
     if (info.layout) checkLayout(this.#format, this.width, this.height, info.layout, bytes.length);
     return { ...about, kind: 'bytes', bytes, layout: info.layout ?? this.#layout };
   }
 
   #checkSize(what, width, height) {
     if (width !== this.width || height !== this.height)
-      throw new RangeError(`${what} of ${width}x${height}: the stabilizer takes ${this.width}x${this.height}`);
+      throw new RangeError(`${what} of ${width}x${height}, ${this.#takes}`);
   }
 
   #checkVideoFrame(frame) {
@@ -127,7 +132,7 @@ export class Stabilizer {
     this.#checkSize('VideoFrame', frame.visibleRect.width, frame.visibleRect.height);
     const same = frame.format === this.format;
     if (!same && (!frame.format || !this.#format.fromVideoFrames))
-      throw new TypeError(`this VideoFrame is ${frame.format ?? 'of no readable format'}, the stabilizer takes ${this.format}`);
+      throw new TypeError(`this VideoFrame is ${frame.format ?? 'of no readable format'}, ${this.#takes}`);
     const { displayWidth, displayHeight } = frame;
     return { displayWidth, displayHeight, colorSpace: same ? frame.colorSpace?.toJSON() : undefined };
   }
@@ -146,7 +151,8 @@ export class Stabilizer {
       if (result < 0 && !ready.length) throw new Error('not enough memory for the output; none was lost');
       if (result <= 0) return ready;
       const { kind, timestamp, duration, ...rest } = this.#waiting.shift();
-      ready.push({ frame: this.#output(kind, timestamp, duration, rest), timestamp, duration, motion: this.#motion() });
+      const motion = this.#motion(), frame = this.#output(kind, timestamp, duration, rest);
+      ready.push({ frame, timestamp, duration, motion });
     }
   }
 

@@ -38,7 +38,8 @@ export function makeClip(stabilizer, formatShapes, frames) {
       for (let at = offset; at < end; at += sampleBytes) {
         const sample = Math.floor(((at - offset) % stride) / sampleBytes);
         const channel = sample % channels, x = Math.floor(sample / channels) << log2X;
-        const level = luma(frame, Math.min(x, width - 1), Math.min(Math.floor((at - offset) / stride) << log2Y, height - 1));
+        const y = Math.floor((at - offset) / stride) << log2Y;
+        const level = luma(frame, Math.min(x, width - 1), Math.min(y, height - 1));
         const value = level ^ (37 * (i + (channels === 4 ? channel + 3 : channel)));
         if (sampleBytes === 1) bytes[at] = value;
         else [bytes[at], bytes[at + 1]] = [(value << 2) & 255 | frame & 3, value >> 6];
