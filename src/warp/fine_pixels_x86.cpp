@@ -216,6 +216,15 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
 QEL_SSSE3 inline __m128i Words128(int32_t l) { return _mm_set1_epi16((int16_t)l); }
 QEL_SSSE3 inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128((const __m128i *)p); }
 
+// a * b / 32768, rounded. WebAssembly's instruction differs where both are -32768, which none is here.
+QEL_SSSE3 inline __m128i Scale128(__m128i a, __m128i b) {
+#ifdef __wasm__
+    return (__m128i)wasm_i16x8_q15mulr_sat((v128_t)a, (v128_t)b);
+#else
+    return _mm_mulhrs_epi16(a, b);
+#endif
+}
+
 // b where the mask is set, else a.
 QEL_SSSE3 inline __m128i Select128(__m128i a, __m128i b, __m128i vMask) {
     return _mm_xor_si128(a, _mm_and_si128(_mm_xor_si128(a, b), vMask));
@@ -254,7 +263,7 @@ QEL_SSSE3 inline __m128i MixLine128(const uint8_t *p, __m128i vLeft, __m128i vRi
     const __m128i v = Load128(p);
     const __m128i a = _mm_srli_epi16(_mm_shuffle_epi8(v, vLeft), 1);
     const __m128i b = _mm_srli_epi16(_mm_shuffle_epi8(v, vRight), 1);
-    return _mm_add_epi16(a, _mm_mulhrs_epi16(_mm_sub_epi16(b, a), f));
+    return _mm_add_epi16(a, Scale128(_mm_sub_epi16(b, a), f));
 }
 
 QEL_SSSE3 inline __m128i Part128(__m128i vFraction) {
@@ -294,7 +303,7 @@ QEL_SSSE3 void Linear128(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int
                 a = Select128(a, b, vReached);
                 b = Select128(b, MixLine128(p, vLeft, vRight, f), vReached);
             }
-            const __m128i v = _mm_add_epi16(a, _mm_mulhrs_epi16(_mm_sub_epi16(b, a), Part128(vRow)));
+            const __m128i v = _mm_add_epi16(a, Scale128(_mm_sub_epi16(b, a), Part128(vRow)));
             Store128(pOut, _mm_srli_epi16(_mm_add_epi16(v, Words128(64)), 7));
             c += kPixels * (int32_t)(llColStep >> 16);
             r += kPixels * (int32_t)(llRowStep >> 16);
@@ -314,9 +323,9 @@ QEL_SSSE3 inline Weights128 WeightsOf128(__m128i vFraction) {
     const __m128i u = _mm_mullo_epi16(t, s), v = _mm_mullo_epi16(u, Words128(kSharpness));
     const __m128i vLinear = _mm_sub_epi16(_mm_mullo_epi16(t, Words128(16 - kSharpness)), Words128(512));
     Weights128 st;
-    st.v[0] = _mm_mulhrs_epi16(v, s);
-    st.v[1] = _mm_sub_epi16(_mm_mulhrs_epi16(u, vLinear), s);
-    st.v[3] = _mm_mulhrs_epi16(v, t);
+    st.v[0] = Scale128(v, s);
+    st.v[1] = _mm_sub_epi16(Scale128(u, vLinear), s);
+    st.v[3] = Scale128(v, t);
     st.v[2] = _mm_sub_epi16(_mm_sub_epi16(Words128(-64), st.v[1]), _mm_add_epi16(st.v[0], st.v[3]));
     return st;
 }
@@ -336,7 +345,7 @@ template <int32_t kChannels> QEL_SSSE3 inline __m128i SumLine128(const uint8_t *
 }
 
 QEL_SSSE3 inline __m128i Product128(__m128i v, __m128i vWeight) {
-    return _mm_mulhrs_epi16(v, _mm_slli_epi16(vWeight, 9));
+    return Scale128(v, _mm_slli_epi16(vWeight, 9));
 }
 
 template <int32_t kChannels>
