@@ -127,7 +127,7 @@ bool PushStandard() {
     QEL_MVS_StabilizeFrame(context, Pixels(input), Pixels(output));
     QEL_MVS_GetMotion(context, &info);
     if (info.lFrameNumber == before) return false;
-    const int32_t flags = (info.bMeasured ? QEL_MVS_MEASURED : 0) | (before ? 0 : QEL_MVS_NEW_SCENE);
+    const int32_t flags = info.bMeasured ? QEL_MVS_MEASURED : QEL_MVS_NEW_SCENE; // the path starts anew
     record = {flags,           info.lCompRow * 64,   info.lCompCol * 64,   info.lCompTheta * 256,
               65536 / 16 * 14, info.lMotionRow * 64, info.lMotionCol * 64, info.lMotionTheta * 256};
     hasOutput = true;

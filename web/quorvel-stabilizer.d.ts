@@ -60,7 +60,7 @@ export interface Motion {
    * axes that are turned by `roll` radians, clockwise, and enlarged by `zoom`.
    */
   compensation: { dx: number; dy: number; roll: number; zoom: number };
-  /** The first frame of a stream, or after a cut or reset(). */
+  /** The path starts anew: at the first frame, after reset(), at a cut; on the standard path without a motion too. */
   newScene: boolean;
   /** Whether the motion was measured; otherwise it is 0. */
   measured: boolean;
