@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Stabilizes live frames and draws them, away from the page's thread.
+//
+// Messages in:  canvases {before, after}, start {settings, frameRate}, settings {settings},
+//               stream {readable} or frame {frame, skipped}, end, stop
+// Messages out: ready, shape {width, height, rate}, path {dx, ...}, figures {...}, ended, problem {text}
+import { openStabilizer, readable } from './frames.js';
+
+const kTelling = 500; // milliseconds between two messages with figures
+const kGap = 1e6; // microseconds without a frame, after which the path starts anew
+const kRateFrames = 20; // whose distances tell the frame rate
+const kKeptWidth = 960; // of pictures that wait beside a lookahead, for the view of what came in
+
+let before = null, after = null; // drawing contexts
+let settings = null;
+let session = null; // what belongs to one source; null while nothing runs
+
+function newSession(frameRate) {
+    return {
+        stabilizer: null, shape: null, frameRate: frameRate || 30, settled: frameRate > 0, stale: false,
+        waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
+        dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
+    };
+}
+
+// ---- frames in ----
+
+// The newest frame wins: one that still waits when the next one comes is dropped.
+function offer(frame) {
+    if (!session || session.ending) return frame.close();
+    if (session.waiting) {
+        session.waiting.close();
+        session.dropped++;
+    }
+    session.waiting = frame;
+    if (!session.busy) work(session);
+}
+
+async function readStream(readable, mine) {
+    mine.reader = readable.getReader();
+    for (;;) {
+        const { value, done } = await mine.reader.read();
+        if (done) return;
+        if (mine === session) offer(value);
+        else value.close();
+    }
+}
+
+// Lets messages in that came during a frame: else frames that are out of date would be taken.
+const hop = () => new Promise((resolve) => {
+    const { port1, port2 } = new MessageChannel();
+    port1.onmessage = () => { port1.close(); resolve(); };
+    port2.postMessage(0);
+});
+
+async function work(mine) {
+    mine.busy = true;
+    while (mine === session && (mine.waiting || mine.ending)) {
+        const frame = mine.waiting;
+        mine.waiting = null;
+        try {
+            if (frame) await take(mine, frame);
+            else return await finish(mine);
+        } catch (error) {
+            close(mine);
+            return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
+        }
+        tell(mine, false);
+        await hop();
+    }
+    mine.busy = false;
+}
+
+async function finish(mine) {
+    if (mine.stabilizer) show(mine, await mine.stabilizer.flush());
+    tell(mine, true);
+    close(mine);
+    postMessage({ type: 'ended' });
+}
+
+function close(mine) {
+    if (mine === session) session = null;
+    mine.reader?.cancel().catch(() => {});
+    mine.waiting?.close();
+    mine.waiting = null;
+    drop(mine);
+}
+
+// Ends a stabilizer, with the frames that wait in it.
+function drop(mine) {
+    mine.stabilizer?.delete();
+    mine.stabilizer = null;
+    for (const each of mine.kept) each.picture.close();
+    mine.kept = [];
+}
+
+// ---- one frame ----
+
+async function take(mine, given) {
+    const frame = readable(given);
+    learnRate(mine, frame.timestamp);
+    const shape = shapeOf(frame);
+    if (!mine.stabilizer || mine.stale || shape !== mine.shape) await renew(mine, frame, shape);
+    if (mine.last !== null && Math.abs(frame.timestamp - mine.last) > kGap) await mine.stabilizer.reset();
+    mine.last = frame.timestamp;
+    const picture = mine.lookahead ? await reduced(frame) : frame;
+    mine.kept.push({ timestamp: frame.timestamp, picture });
+    const start = performance.now();
+    const outputs = await mine.stabilizer.push(frame);
+    mine.spent += performance.now() - start;
+    mine.done++;
+    show(mine, outputs);
+    if (picture !== frame) frame.close();
+}
+
+const shapeOf = (frame) => [frame.format, frame.visibleRect.width, frame.visibleRect.height, frame.displayWidth,
+    frame.displayHeight].join();
+
+// Cameras and decoders lend few frames, so those that wait beside a lookahead are copied, in a size that
+// is enough for the view.
+function reduced(frame) {
+    const width = Math.min(frame.displayWidth, kKeptWidth);
+    return createImageBitmap(frame, { resizeWidth: width });
+}
+
+async function renew(mine, frame, shape) {
+    drop(mine);
+    mine.stabilizer = await openStabilizer(frame, settings, mine.frameRate);
+    mine.lookahead = mine.stabilizer.delay;
+    mine.shape = shape;
+    mine.stale = false;
+    mine.size = [frame.displayWidth, frame.displayHeight];
+    for (const { canvas } of [before, after]) [canvas.width, canvas.height] = mine.size;
+    postMessage({
+        type: 'shape', width: mine.size[0], height: mine.size[1], lookahead: mine.lookahead, rate: mine.frameRate,
+    });
+}
+
+// A file does not tell its rate: the usual distance of its frames does.
+function learnRate(mine, timestamp) {
+    if (mine.settled) return;
+    mine.stamps.push(timestamp);
+    if (mine.stamps.length <= kRateFrames) return;
+    mine.settled = true;
+    const distances = mine.stamps.slice(1).map((t, i) => t - mine.stamps[i]).sort((a, b) => a - b);
+    const rate = 1e6 / Math.max(distances[kRateFrames >> 1], 1000);
+    if (Math.abs(rate / mine.frameRate - 1) < 0.2) return;
+    mine.frameRate = Math.max(rate, 1);
+    mine.stale = true;
+}
+
+// ---- frames out ----
+
+function show(mine, outputs) {
+    for (const output of outputs) {
+        after.drawImage(output.frame, 0, 0, ...mine.size);
+        output.frame.close();
+        while (mine.kept.length) {
+            const { timestamp, picture } = mine.kept.shift();
+            if (timestamp === output.timestamp) before.drawImage(picture, 0, 0, ...mine.size);
+            picture.close();
+            if (timestamp === output.timestamp) break;
+        }
+        const { dx, dy, roll, newScene, measured } = output.motion;
+        const { dx: shiftX, dy: shiftY } = output.motion.compensation;
+        postMessage({ type: 'path', dx, dy, roll, newScene, measured, shiftX, shiftY });
+    }
+}
+
+function tell(mine, now) {
+    const elapsed = performance.now() - mine.told;
+    if (elapsed < kTelling && !now) return;
+    postMessage({
+        type: 'figures', rate: (mine.done * 1000) / Math.max(elapsed, 1), milliseconds: mine.spent / Math.max(mine.done, 1),
+        dropped: mine.dropped,
+    });
+    mine.told = performance.now();
+    mine.done = mine.spent = 0;
+}
+
+// ---- messages ----
+
+const handlers = {
+    canvases(message) {
+        before = message.before.getContext('2d', { alpha: false });
+        after = message.after.getContext('2d', { alpha: false });
+    },
+    start(message) {
+        if (session) close(session);
+        settings = message.settings;
+        session = newSession(message.frameRate);
+    },
+    settings(message) {
+        settings = message.settings;
+        if (session) session.stale = true;
+    },
+    stream(message) {
+        readStream(message.readable, session).catch((error) => postMessage({ type: 'problem', text: error.message }));
+    },
+    frame(message) {
+        if (session) session.dropped += message.skipped;
+        offer(message.frame);
+    },
+    end() {
+        if (!session) return;
+        session.ending = true;
+        if (!session.busy) work(session);
+    },
+    stop() { if (session) close(session); },
+};
+onmessage = (event) => handlers[event.data.type](event.data);
+postMessage({ type: 'ready' });
