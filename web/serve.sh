@@ -12,8 +12,10 @@ package=build/web/package
 page=build/web/page
 
 [ -e "$package/quorvel-simd.wasm" ] || web/build.sh
-mkdir -p "$page"
-cp web/page/* "$package"/*.js "$package"/*.wasm "$page/"
+rm -rf "$page"
+mkdir -p "$page/module"
+cp web/page/* "$page/"
+cp "$package"/*.js "$package"/*.wasm "$page/module/"
 [ "$port" = --files ] && exit 0
 
 case $port in

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // What the live worker and the one for whole files share.
-import { Stabilizer } from './quorvel-stabilizer.js';
+import { Stabilizer } from './module/quorvel-stabilizer.js';
 
 /** A stabilizer for frames like this VideoFrame, with the page's settings. */
 export function openStabilizer(frame, settings, rate) {

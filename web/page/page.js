@@ -191,7 +191,7 @@ function offerResult({ blob, name }, facts) {
 function startRecording() {
     try {
         recorder = new Recorder($('after'), sound, source.label.replace(/\.[^.]*$/, ''));
-        tell('Recording what the right side shows, as it plays.');
+        tell('Recording the stabilized picture.');
     } catch (error) {
         complain(`This browser cannot record the picture: ${error.message}`);
     }
