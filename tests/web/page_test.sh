@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-2-Clause
+# tests/web/page_test.sh [BUILD]: the page in Chromium, without a window, with a camera that plays a file.
+# BUILD has quorvel-stabilize and quorvel-clipgen, build/release unless told otherwise. 77: something that is
+# needed is not there.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+build=${1:-build/release}
+work=build/web/page-test
+puppeteer=puppeteer-core@25.16.0
+
+skip() { echo "Skipped: $*"; exit 77; }
+for program in chromium node npm ffmpeg ffprobe; do
+    command -v $program >/dev/null || skip "no $program"
+done
+command -v emcmake >/dev/null || [ -e build/web/package/quorvel-simd.wasm ] || skip "no Emscripten"
+for program in quorvel-stabilize quorvel-clipgen; do
+    [ -x "$build/$program" ] || skip "$build has no $program"
+done
+
+for file in web/page/*.js tests/web/page_*js; do
+    # As the browser takes it: a module, whatever its name.
+    node --input-type=module --check <"$file" || { echo "$file is no JavaScript"; exit 1; }
+done
+web/serve.sh --files
+mkdir -p $work
+[ -d $work/node_modules/puppeteer-core ] ||
+    npm install --prefix $work --no-audit --no-fund --silent $puppeteer >$work/npm.log 2>&1 ||
+    skip "npm cannot install $puppeteer"
+cp tests/web/page_* $work/
+
+clip() { "$build/quorvel-clipgen" --shake 8 "${@:2}" "$work/$1" >/dev/null; }
+native() { "$build/quorvel-stabilize" --quiet -y --size 320x240 --format i420 "${@:2}" $work/shaky.i420 "$work/$1"; }
+clip camera.y4m --size 640x480 --frames 60
+clip shaky.i420 --size 320x240 --frames 40
+native standard.i420 --standard
+native live.i420 --live
+native ahead.i420 --lookahead 0.5 --window 87.5 --bilinear
+ffmpeg -v error -y -i $work/camera.y4m -f lavfi -i sine=440:duration=2 -pix_fmt yuv420p -c:v libx264 -bf 2 \
+    -c:a aac -shortest $work/sound.mp4
+head -c 20000 $work/sound.mp4 >$work/broken.mp4
+node $work/page_test.mjs build/web/page $work "$(command -v chromium)"
