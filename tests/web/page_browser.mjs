@@ -40,7 +40,7 @@ export async function launch(chromium, camera) {
         await browser.close();
         rmSync(folder, { recursive: true, force: true });
     };
-    return { browser, close };
+    return { browser, close, folder };
 }
 
 /** Opens the page. What goes wrong, or leaves the served folder, is added to `problems`. */

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # tests/web/page_test.sh [BUILD]: the page in Chromium, without a window, with a camera that plays a file.
-# BUILD has quorvel-stabilize and quorvel-clipgen, build/release unless told otherwise. 77: something that is
-# needed is not there.
+# BUILD is a native build with QUORVEL_WEB=ON, build/release unless told otherwise. 77: something that is needed
+# is not there.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=${1:-build/release}
@@ -14,7 +14,7 @@ for program in chromium node npm ffmpeg ffprobe; do
     command -v $program >/dev/null || skip "no $program"
 done
 command -v emcmake >/dev/null || [ -e build/web/package/quorvel-simd.wasm ] || skip "no Emscripten"
-for program in quorvel-stabilize quorvel-clipgen; do
+for program in quorvel-stabilize quorvel-clipgen native_frames; do
     [ -x "$build/$program" ] || skip "$build has no $program"
 done
 
@@ -29,7 +29,7 @@ mkdir -p $work
     skip "npm cannot install $puppeteer"
 cp tests/web/page_* $work/
 
-clip() { "$build/quorvel-clipgen" --shake 8 "${@:2}" "$work/$1" >/dev/null; }
+clip() { "$build/quorvel-clipgen" -y --shake 8 "${@:2}" "$work/$1" >/dev/null; }
 native() { "$build/quorvel-stabilize" --quiet -y --size 320x240 --format i420 "${@:2}" $work/shaky.i420 "$work/$1"; }
 clip camera.y4m --size 640x480 --frames 60
 clip shaky.i420 --size 320x240 --frames 40
@@ -39,4 +39,7 @@ native ahead.i420 --lookahead 0.5 --window 87.5 --bilinear
 ffmpeg -v error -y -i $work/camera.y4m -f lavfi -i sine=440:duration=2 -pix_fmt yuv420p -c:v libx264 -bf 2 \
     -c:a aac -shortest $work/sound.mp4
 head -c 20000 $work/sound.mp4 >$work/broken.mp4
-node $work/page_test.mjs build/web/page $work "$(command -v chromium)"
+for size in 1280x720 1920x1080; do
+    clip "${size#*x}.nv12" --size $size --frames 8 --format nv21
+done
+node $work/page_checks.mjs build/web/page $work "$(command -v chromium)" "$build/native_frames"

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The page in Chromium. Started by page_test.sh:  node page_test.mjs PAGE CLIPS CHROMIUM
+// The page in Chromium. Started by page_test.sh:
+//     node page_checks.mjs PAGE CLIPS CHROMIUM NATIVE
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { createHash } from 'node:crypto';
-import { readFileSync, writeFileSync } from 'node:fs';
+import { readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { drop, launch, open, serve, until } from './page_browser.mjs';
 
-const [folder, clips, chromium] = process.argv.slice(2);
+const [folder, clips, chromium, native] = process.argv.slice(2);
 const { origin, close: closeServer } = await serve(folder, clips);
-const { browser, close } = await launch(chromium, join(clips, 'camera.y4m'));
+const { browser, close, folder: folderOfBrowser } = await launch(chromium, join(clips, 'camera.y4m'));
 const problems = [];
 
 const text = (page, id) => page.$eval(`#${id}`, (element) => element.textContent);
@@ -156,32 +157,83 @@ async function sizes() {
     await page.close();
 }
 
-const inWorker = (page, job) => page.evaluate((message) => new Promise((resolve, reject) => {
-    const worker = new Worker('clips/page_frames.js', { type: 'module' });
-    worker.onmessage = ({ data }) => { worker.terminate(); resolve(data); };
+/** Sends a message to a worker with page_frames.js, `number` of those on this page, and waits for the answer. */
+const ask = (page, number, message) => page.evaluate((which, question) => new Promise((resolve, reject) => {
+    window.players ||= [];
+    const worker = window.players[which] ||= new Worker('clips/page_frames.js', { type: 'module' });
+    worker.onmessage = ({ data }) => (data.error ? reject(new Error(data.error)) : resolve(data));
     worker.onerror = (event) => reject(new Error(event.message));
-    worker.postMessage(message);
-}), job);
+    worker.postMessage(question);
+}), number, message);
 
 /** The module in a worker gives the bytes of the native library. */
-async function bytes(page) {
-    const jobs = [['standard.i420', { standard: true }], ['live.i420', { cubic: true }], ['ahead.i420', { lookahead: 15 }]];
-    for (const [name, options] of jobs) {
-        const expected = createHash('sha256').update(readFileSync(join(clips, name))).digest('hex');
-        const all = { width: 320, height: 240, format: 'I420', ...options };
-        const { hash, error } = await inWorker(page, { clip: '/clips/shaky.i420', rounds: 1, options: all });
-        assert.equal(error || hash, expected, name);
-    }
-}
-
-async function module() {
+async function bytes() {
     const page = await open(browser, origin, problems);
-    await bytes(page);
+    const jobs = [['standard', { standard: true }], ['live', { cubic: true }], ['ahead', { lookahead: 15 }]];
+    for (const [i, [name, options]] of jobs.entries()) {
+        const expected = createHash('sha256').update(readFileSync(join(clips, `${name}.i420`))).digest('hex');
+        const all = { width: 320, height: 240, format: 'I420', chromaSite: 'center', ...options };
+        const { hash } = await ask(page, i, { clip: '/clips/shaky.i420', options: all });
+        assert.equal(hash, expected, name);
+    }
     await page.close();
 }
 
+// CPU seconds of all workers of the browser, from the first on. Workers have threads of their own.
+function workerSeconds() {
+    let nanoseconds = 0;
+    for (const process of readdirSync('/proc').filter((name) => /^\d+$/.test(name))) {
+        try {
+            if (!readFileSync(`/proc/${process}/cmdline`, 'utf8').includes(folderOfBrowser)) continue;
+            for (const thread of readdirSync(`/proc/${process}/task`)) {
+                const at = `/proc/${process}/task/${thread}`;
+                if (!readFileSync(`${at}/comm`, 'utf8').startsWith('DedicatedWorker')) continue;
+                nanoseconds += Number(readFileSync(`${at}/schedstat`, 'utf8').split(' ')[0]);
+            }
+        } catch { /* it has ended */ }
+    }
+    return nanoseconds / 1e9;
+}
+
+const kRounds = 3; // of a measurement
+const median = (values) => values.sort((a, b) => a - b)[values.length >> 1];
+
+// CPU milliseconds that a worker takes for the frames of a clip, without those for putting them there.
+async function spent(page, number) {
+    const seconds = [];
+    for (const calls of [false, true]) {
+        const before = workerSeconds();
+        await ask(page, number, { rounds: kRounds, calls });
+        seconds.push(workerSeconds() - before);
+    }
+    return ((seconds[1] - seconds[0]) * 1000) / kRounds;
+}
+
+/** CPU time of a frame of the default path: native on one thread, the module with vectors, and without. */
+async function speed() {
+    for (const [width, height] of [[1280, 720], [1920, 1080]]) {
+        const page = await open(browser, origin, problems);
+        const clip = join(clips, `${height}.nv12`), frames = readFileSync(clip).length / (width * height * 1.5);
+        const options = { width, height, format: 'NV12', standard: true };
+        const modules = ['simd', 'portable'];
+        for (const [i, name] of modules.entries())
+            await ask(page, i, { clip: `/clips/${height}.nv12`, options: { ...options, wasm: `/module/quorvel-${name}.wasm` } });
+        const times = { native: [], simd: [], portable: [] };
+        for (let round = 0; round < 5; round++) {
+            const words = ['--time', kRounds, 'NV12', width, height, -1].map(String);
+            times.native.push(execFileSync(native, words, { input: readFileSync(clip) }) / 1000);
+            for (const [i, name] of modules.entries()) times[name].push((await spent(page, i)) / frames);
+        }
+        const [one, simd, portable] = Object.values(times).map(median);
+        console.log(`${height} rows, ms a frame: native ${one.toFixed(2)}, with vectors ${simd.toFixed(2)} ` +
+            `(${(simd / one).toFixed(2)} x native), without ${portable.toFixed(2)} (${(simd / portable).toFixed(2)} of it)`);
+        assert.ok(simd / one <= 3.5 && simd / portable <= 0.35, 'the module is slow');
+        await page.close();
+    }
+}
+
 try {
-    for (const test of [camera, file, troubles, sizes, module]) {
+    for (const test of [camera, file, troubles, sizes, bytes, speed]) {
         const start = Date.now();
         await test();
         console.log(`${test.name}: ${((Date.now() - start) / 1000).toFixed(1)} s`);
