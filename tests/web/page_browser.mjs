@@ -33,7 +33,7 @@ export async function launch(chromium, camera) {
         executablePath: chromium, headless: true, userDataDir: folder, timeout: 20000,
         args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
             '--disable-component-update', '--disable-sync', '--use-fake-ui-for-media-stream', '--mute-audio',
-            '--autoplay-policy=no-user-gesture-required', '--use-fake-device-for-media-stream',
+            '--use-fake-device-for-media-stream',
             `--use-file-for-fake-video-capture=${camera}`],
     });
     const close = async () => {

@@ -81,6 +81,7 @@ async function camera() {
 /** A dropped file to its end; then the whole of it saved: all frames and times, the sound as it was. */
 async function file() {
     const page = await open(browser, origin, problems);
+    await set(page, 'lookahead', 0.5);
     await drop(page, 'sound.mp4');
     await until(page, 'the file does not play', running);
     await until(page, 'the file does not end', shows, 'status', 'to its end');

@@ -78,7 +78,7 @@ async function choose(open) {
     tell('Opening…');
     try {
         const opened = await open();
-        if (source) stop(); // another one was chosen in the meantime
+        await stop(); // of one that was chosen in the meantime
         source = opened;
     } catch (error) {
         tell('Nothing is running.');
@@ -189,6 +189,7 @@ function offerResult({ blob, name }, facts) {
 }
 
 function startRecording() {
+    if (source.video.ended) playOrPause();
     try {
         recorder = new Recorder($('after'), sound, source.label.replace(/\.[^.]*$/, ''));
         tell('Recording the stabilized picture.');
@@ -202,8 +203,9 @@ async function stopRecording(text = '') {
     const old = recorder;
     recorder = null;
     showButtons();
-    offerResult(await old.stop(), ', recorded as it played');
-    tell(text || 'The recording is ready.');
+    const result = await old.stop();
+    if (result.blob.size) offerResult(result, ', recorded as it played');
+    tell(result.blob.size ? text || 'The recording is ready.' : 'There was no picture to record.');
 }
 
 async function saveFile() {

@@ -54,8 +54,7 @@ export class PathPlot {
 
     drawStrip(pen, box, axis, name, colour) {
         const values = this.points.flatMap((p) => [p.before[axis], p.after[axis]]);
-        let least = Math.min(...values, 0), most = Math.max(...values, 0);
-        if (this.points.length) { least = Math.min(...values); most = Math.max(...values); }
+        const [least, most] = values.length ? [Math.min(...values), Math.max(...values)] : [0, 0];
         const middle = (least + most) / 2;
         const span = Math.max(most - least, kLeast) * 1.1;
         const at = (value) => box.top + box.height / 2 + ((value - middle) / span) * box.height;
@@ -67,7 +66,8 @@ export class PathPlot {
         pen.font = '12px system-ui, sans-serif';
         pen.fillStyle = colour('--soft');
         pen.textBaseline = 'top';
-        pen.fillText(`${name}, ${Math.round(span)} pixels high`, box.left + 8, box.top + 6);
+        const height = this.points.length ? `, ${Math.round(span)} pixels high` : '';
+        pen.fillText(name + height, box.left + 8, box.top + 6);
     }
 
     drawLine(pen, box, at, value, colour, width) {

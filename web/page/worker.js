@@ -9,7 +9,7 @@ import { openStabilizer, readable } from './frames.js';
 const kTelling = 500; // milliseconds between two messages with figures
 const kGap = 1e6; // microseconds without a frame, after which the path starts anew
 const kRateFrames = 20; // whose distances tell the frame rate
-const kKeptWidth = 960; // of pictures that wait beside a lookahead, for the view of what came in
+const kEarly = 5; // milliseconds by which a frame may be shown too early
 
 let before = null, after = null; // drawing contexts
 let settings = null;
@@ -19,7 +19,7 @@ function newSession(frameRate) {
     return {
         stabilizer: null, shape: null, frameRate: frameRate || 30, settled: frameRate > 0, stale: false,
         waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
-        dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
+        ready: [], timer: 0, dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
     };
 }
 
@@ -72,7 +72,11 @@ async function work(mine) {
 }
 
 async function finish(mine) {
-    if (mine.stabilizer) show(mine, await mine.stabilizer.flush());
+    if (mine.stabilizer) {
+        const all = new Promise((resolve) => { mine.shown = resolve; });
+        receive(mine, await mine.stabilizer.flush());
+        await all;
+    }
     tell(mine, true);
     close(mine);
     postMessage({ type: 'ended' });
@@ -86,12 +90,17 @@ function close(mine) {
     drop(mine);
 }
 
-// Ends a stabilizer, with the frames that wait in it.
+// Ends a stabilizer, with the frames that wait in it or for their time.
 function drop(mine) {
     mine.stabilizer?.delete();
     mine.stabilizer = null;
-    for (const each of mine.kept) each.picture.close();
+    clearTimeout(mine.timer);
+    for (const { picture, frame } of [...mine.kept, ...mine.ready]) {
+        picture.close();
+        frame?.close();
+    }
     mine.kept = [];
+    mine.ready = [];
 }
 
 // ---- one frame ----
@@ -103,24 +112,29 @@ async function take(mine, given) {
     if (!mine.stabilizer || mine.stale || shape !== mine.shape) await renew(mine, frame, shape);
     if (mine.last !== null && Math.abs(frame.timestamp - mine.last) > kGap) await mine.stabilizer.reset();
     mine.last = frame.timestamp;
-    const picture = mine.lookahead ? await reduced(frame) : frame;
-    mine.kept.push({ timestamp: frame.timestamp, picture });
+    const picture = mine.lookahead ? await copyOf(frame) : frame;
+    mine.kept.push({ picture, due: performance.now() + (mine.lookahead * 1000) / mine.frameRate });
     const start = performance.now();
-    const outputs = await mine.stabilizer.push(frame);
+    const outputs = await mine.stabilizer.push(picture);
     mine.spent += performance.now() - start;
     mine.done++;
-    show(mine, outputs);
-    if (picture !== frame) frame.close();
+    receive(mine, outputs);
 }
 
 const shapeOf = (frame) => [frame.format, frame.visibleRect.width, frame.visibleRect.height, frame.displayWidth,
     frame.displayHeight].join();
 
-// Cameras and decoders lend few frames, so those that wait beside a lookahead are copied, in a size that
-// is enough for the view.
-function reduced(frame) {
-    const width = Math.min(frame.displayWidth, kKeptWidth);
-    return createImageBitmap(frame, { resizeWidth: width });
+// Cameras and decoders lend few frames: those that wait beside a lookahead are copied, and given back.
+async function copyOf(frame) {
+    const { format, timestamp, displayWidth, displayHeight, visibleRect: { width, height } } = frame;
+    const data = new ArrayBuffer(frame.allocationSize());
+    const layout = await frame.copyTo(data);
+    const colorSpace = frame.colorSpace.toJSON();
+    frame.close();
+    return new VideoFrame(data, {
+        format, timestamp, displayWidth, displayHeight, codedWidth: width, codedHeight: height, layout, colorSpace,
+        transfer: [data],
+    });
 }
 
 async function renew(mine, frame, shape) {
@@ -151,20 +165,26 @@ function learnRate(mine, timestamp) {
 
 // ---- frames out ----
 
-function show(mine, outputs) {
-    for (const output of outputs) {
-        after.drawImage(output.frame, 0, 0, ...mine.size);
-        output.frame.close();
-        while (mine.kept.length) {
-            const { timestamp, picture } = mine.kept.shift();
-            if (timestamp === output.timestamp) before.drawImage(picture, 0, 0, ...mine.size);
-            picture.close();
-            if (timestamp === output.timestamp) break;
-        }
-        const { dx, dy, roll, newScene, measured } = output.motion;
-        const { dx: shiftX, dy: shiftY } = output.motion.compensation;
-        postMessage({ type: 'path', dx, dy, roll, newScene, measured, shiftX, shiftY });
+// Outputs come in the order of their frames: after a cut, and at the end, many at once. Each is shown at its
+// own time.
+function receive(mine, outputs) {
+    for (const { frame, motion } of outputs) mine.ready.push({ ...mine.kept.shift(), frame, motion });
+    show(mine);
+}
+
+function show(mine) {
+    clearTimeout(mine.timer);
+    while (mine.ready.length && mine.ready[0].due <= performance.now() + kEarly) {
+        const { picture, frame, motion } = mine.ready.shift();
+        before.drawImage(picture, 0, 0, ...mine.size);
+        after.drawImage(frame, 0, 0, ...mine.size);
+        picture.close();
+        frame.close();
+        const { dx: shiftX, dy: shiftY } = motion.compensation;
+        postMessage({ type: 'path', dx: motion.dx, dy: motion.dy, newScene: motion.newScene, shiftX, shiftY });
     }
+    if (mine.ready.length) mine.timer = setTimeout(show, mine.ready[0].due - performance.now(), mine);
+    else mine.shown?.();
 }
 
 function tell(mine, now) {
