@@ -4,9 +4,9 @@ import { Stabilizer } from './module/quorvel-stabilizer.js';
 
 /** A stabilizer for frames like this VideoFrame, with the page's settings. */
 export function openStabilizer(frame, settings, rate) {
-    const { width, height } = frame.visibleRect;
-    const lookahead = Math.min(Math.round(settings.lookahead * rate), 240);
-    return Stabilizer.create({ ...settings, width, height, format: frame.format, frameRate: rate, lookahead });
+  const { width, height } = frame.visibleRect;
+  const lookahead = Math.min(Math.round(settings.lookahead * rate), 240);
+  return Stabilizer.create({ ...settings, width, height, format: frame.format, frameRate: rate, lookahead });
 }
 
 let canvas = null;
@@ -16,12 +16,12 @@ let canvas = null;
  * frame is closed. Decoders in hardware may keep their pixels to themselves, and phones turn pictures.
  */
 export function readable(frame) {
-    if (Stabilizer.formats.includes(frame.format) && !frame.rotation && !frame.flip) return frame;
-    const { displayWidth: width, displayHeight: height, timestamp } = frame;
-    canvas ||= new OffscreenCanvas(width, height);
-    if (canvas.width !== width) canvas.width = width;
-    if (canvas.height !== height) canvas.height = height;
-    canvas.getContext('2d', { alpha: false, willReadFrequently: true }).drawImage(frame, 0, 0, width, height);
-    frame.close();
-    return new VideoFrame(canvas, { timestamp });
+  if (Stabilizer.formats.includes(frame.format) && !frame.rotation && !frame.flip) return frame;
+  const { displayWidth: width, displayHeight: height, timestamp } = frame;
+  canvas ||= new OffscreenCanvas(width, height);
+  if (canvas.width !== width) canvas.width = width;
+  if (canvas.height !== height) canvas.height = height;
+  canvas.getContext('2d', { alpha: false, willReadFrequently: true }).drawImage(frame, 0, 0, width, height);
+  frame.close();
+  return new VideoFrame(canvas, { timestamp });
 }

@@ -16,151 +16,151 @@ let settings = null;
 let session = null; // what belongs to one source; null while nothing runs
 
 function newSession(frameRate) {
-    return {
-        stabilizer: null, shape: null, frameRate: frameRate || 30, settled: frameRate > 0, stale: false,
-        waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
-        ready: [], timer: 0, dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
-    };
+  return {
+    stabilizer: null, shape: null, frameRate: frameRate || 30, settled: frameRate > 0, stale: false,
+    waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
+    ready: [], timer: 0, dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
+  };
 }
 
 // ---- frames in ----
 
 // The newest frame wins: one that still waits when the next one comes is dropped.
 function offer(frame) {
-    if (!session || session.ending) return frame.close();
-    if (session.waiting) {
-        session.waiting.close();
-        session.dropped++;
-    }
-    session.waiting = frame;
-    if (!session.busy) work(session);
+  if (!session || session.ending) return frame.close();
+  if (session.waiting) {
+    session.waiting.close();
+    session.dropped++;
+  }
+  session.waiting = frame;
+  if (!session.busy) work(session);
 }
 
 async function readStream(readable, mine) {
-    mine.reader = readable.getReader();
-    for (;;) {
-        const { value, done } = await mine.reader.read();
-        if (done) return;
-        if (mine === session) offer(value);
-        else value.close();
-    }
+  mine.reader = readable.getReader();
+  for (;;) {
+    const { value, done } = await mine.reader.read();
+    if (done) return;
+    if (mine === session) offer(value);
+    else value.close();
+  }
 }
 
 // Lets messages in that came during a frame: else frames that are out of date would be taken.
 const hop = () => new Promise((resolve) => {
-    const { port1, port2 } = new MessageChannel();
-    port1.onmessage = () => { port1.close(); resolve(); };
-    port2.postMessage(0);
+  const { port1, port2 } = new MessageChannel();
+  port1.onmessage = () => { port1.close(); resolve(); };
+  port2.postMessage(0);
 });
 
 async function work(mine) {
-    mine.busy = true;
-    while (mine === session && (mine.waiting || mine.ending)) {
-        const frame = mine.waiting;
-        mine.waiting = null;
-        try {
-            if (frame) await take(mine, frame);
-            else return await finish(mine);
-        } catch (error) {
-            close(mine);
-            return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
-        }
-        tell(mine, false);
-        await hop();
+  mine.busy = true;
+  while (mine === session && (mine.waiting || mine.ending)) {
+    const frame = mine.waiting;
+    mine.waiting = null;
+    try {
+      if (frame) await take(mine, frame);
+      else return await finish(mine);
+    } catch (error) {
+      close(mine);
+      return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
     }
-    mine.busy = false;
+    tell(mine, false);
+    await hop();
+  }
+  mine.busy = false;
 }
 
 async function finish(mine) {
-    if (mine.stabilizer) {
-        const all = new Promise((resolve) => { mine.shown = resolve; });
-        receive(mine, await mine.stabilizer.flush());
-        await all;
-    }
-    tell(mine, true);
-    close(mine);
-    postMessage({ type: 'ended' });
+  if (mine.stabilizer) {
+    const all = new Promise((resolve) => { mine.shown = resolve; });
+    receive(mine, await mine.stabilizer.flush());
+    await all;
+  }
+  tell(mine, true);
+  close(mine);
+  postMessage({ type: 'ended' });
 }
 
 function close(mine) {
-    if (mine === session) session = null;
-    mine.reader?.cancel().catch(() => {});
-    mine.waiting?.close();
-    mine.waiting = null;
-    drop(mine);
+  if (mine === session) session = null;
+  mine.reader?.cancel().catch(() => {});
+  mine.waiting?.close();
+  mine.waiting = null;
+  drop(mine);
 }
 
 // Ends a stabilizer, with the frames that wait in it or for their time.
 function drop(mine) {
-    mine.stabilizer?.delete();
-    mine.stabilizer = null;
-    clearTimeout(mine.timer);
-    for (const { picture, frame } of [...mine.kept, ...mine.ready]) {
-        picture.close();
-        frame?.close();
-    }
-    mine.kept = [];
-    mine.ready = [];
+  mine.stabilizer?.delete();
+  mine.stabilizer = null;
+  clearTimeout(mine.timer);
+  for (const { picture, frame } of [...mine.kept, ...mine.ready]) {
+    picture.close();
+    frame?.close();
+  }
+  mine.kept = [];
+  mine.ready = [];
 }
 
 // ---- one frame ----
 
 async function take(mine, given) {
-    const frame = readable(given);
-    learnRate(mine, frame.timestamp);
-    const shape = shapeOf(frame);
-    if (!mine.stabilizer || mine.stale || shape !== mine.shape) await renew(mine, frame, shape);
-    if (mine.last !== null && Math.abs(frame.timestamp - mine.last) > kGap) await mine.stabilizer.reset();
-    mine.last = frame.timestamp;
-    const picture = mine.lookahead ? await copyOf(frame) : frame;
-    mine.kept.push({ picture, due: performance.now() + (mine.lookahead * 1000) / mine.frameRate });
-    const start = performance.now();
-    const outputs = await mine.stabilizer.push(picture);
-    mine.spent += performance.now() - start;
-    mine.done++;
-    receive(mine, outputs);
+  const frame = readable(given);
+  learnRate(mine, frame.timestamp);
+  const shape = shapeOf(frame);
+  if (!mine.stabilizer || mine.stale || shape !== mine.shape) await renew(mine, frame, shape);
+  if (mine.last !== null && Math.abs(frame.timestamp - mine.last) > kGap) await mine.stabilizer.reset();
+  mine.last = frame.timestamp;
+  const picture = mine.lookahead ? await copyOf(frame) : frame;
+  mine.kept.push({ picture, due: performance.now() + (mine.lookahead * 1000) / mine.frameRate });
+  const start = performance.now();
+  const outputs = await mine.stabilizer.push(picture);
+  mine.spent += performance.now() - start;
+  mine.done++;
+  receive(mine, outputs);
 }
 
 const shapeOf = (frame) => [frame.format, frame.visibleRect.width, frame.visibleRect.height, frame.displayWidth,
-    frame.displayHeight].join();
+  frame.displayHeight].join();
 
 // Cameras and decoders lend few frames: those that wait beside a lookahead are copied, and given back.
 async function copyOf(frame) {
-    const { format, timestamp, displayWidth, displayHeight, visibleRect: { width, height } } = frame;
-    const data = new ArrayBuffer(frame.allocationSize());
-    const layout = await frame.copyTo(data);
-    const colorSpace = frame.colorSpace.toJSON();
-    frame.close();
-    return new VideoFrame(data, {
-        format, timestamp, displayWidth, displayHeight, codedWidth: width, codedHeight: height, layout, colorSpace,
-        transfer: [data],
-    });
+  const { format, timestamp, displayWidth, displayHeight, visibleRect: { width, height } } = frame;
+  const data = new ArrayBuffer(frame.allocationSize());
+  const layout = await frame.copyTo(data);
+  const colorSpace = frame.colorSpace.toJSON();
+  frame.close();
+  return new VideoFrame(data, {
+    format, timestamp, displayWidth, displayHeight, codedWidth: width, codedHeight: height, layout, colorSpace,
+    transfer: [data],
+  });
 }
 
 async function renew(mine, frame, shape) {
-    drop(mine);
-    mine.stabilizer = await openStabilizer(frame, settings, mine.frameRate);
-    mine.lookahead = mine.stabilizer.delay;
-    mine.shape = shape;
-    mine.stale = false;
-    mine.size = [frame.displayWidth, frame.displayHeight];
-    for (const { canvas } of [before, after]) [canvas.width, canvas.height] = mine.size;
-    postMessage({
-        type: 'shape', width: mine.size[0], height: mine.size[1], lookahead: mine.lookahead, rate: mine.frameRate,
-    });
+  drop(mine);
+  mine.stabilizer = await openStabilizer(frame, settings, mine.frameRate);
+  mine.lookahead = mine.stabilizer.delay;
+  mine.shape = shape;
+  mine.stale = false;
+  mine.size = [frame.displayWidth, frame.displayHeight];
+  for (const { canvas } of [before, after]) [canvas.width, canvas.height] = mine.size;
+  postMessage({
+    type: 'shape', width: mine.size[0], height: mine.size[1], lookahead: mine.lookahead, rate: mine.frameRate,
+  });
 }
 
 // A file does not tell its rate: the usual distance of its frames does.
 function learnRate(mine, timestamp) {
-    if (mine.settled) return;
-    mine.stamps.push(timestamp);
-    if (mine.stamps.length <= kRateFrames) return;
-    mine.settled = true;
-    const distances = mine.stamps.slice(1).map((t, i) => t - mine.stamps[i]).sort((a, b) => a - b);
-    const rate = 1e6 / Math.max(distances[kRateFrames >> 1], 1000);
-    if (Math.abs(rate / mine.frameRate - 1) < 0.2) return;
-    mine.frameRate = Math.max(rate, 1);
-    mine.stale = true;
+  if (mine.settled) return;
+  mine.stamps.push(timestamp);
+  if (mine.stamps.length <= kRateFrames) return;
+  mine.settled = true;
+  const distances = mine.stamps.slice(1).map((t, i) => t - mine.stamps[i]).sort((a, b) => a - b);
+  const rate = 1e6 / Math.max(distances[kRateFrames >> 1], 1000);
+  if (Math.abs(rate / mine.frameRate - 1) < 0.2) return;
+  mine.frameRate = Math.max(rate, 1);
+  mine.stale = true;
 }
 
 // ---- frames out ----
@@ -168,65 +168,65 @@ function learnRate(mine, timestamp) {
 // Outputs come in the order of their frames: after a cut, and at the end, many at once. Each is shown at its
 // own time.
 function receive(mine, outputs) {
-    for (const { frame, motion } of outputs) mine.ready.push({ ...mine.kept.shift(), frame, motion });
-    show(mine);
+  for (const { frame, motion } of outputs) mine.ready.push({ ...mine.kept.shift(), frame, motion });
+  show(mine);
 }
 
 function show(mine) {
-    clearTimeout(mine.timer);
-    while (mine.ready.length && mine.ready[0].due <= performance.now() + kEarly) {
-        const { picture, frame, motion } = mine.ready.shift();
-        before.drawImage(picture, 0, 0, ...mine.size);
-        after.drawImage(frame, 0, 0, ...mine.size);
-        picture.close();
-        frame.close();
-        const { dx: shiftX, dy: shiftY } = motion.compensation;
-        postMessage({ type: 'path', dx: motion.dx, dy: motion.dy, newScene: motion.newScene, shiftX, shiftY });
-    }
-    if (mine.ready.length) mine.timer = setTimeout(show, mine.ready[0].due - performance.now(), mine);
-    else mine.shown?.();
+  clearTimeout(mine.timer);
+  while (mine.ready.length && mine.ready[0].due <= performance.now() + kEarly) {
+    const { picture, frame, motion } = mine.ready.shift();
+    before.drawImage(picture, 0, 0, ...mine.size);
+    after.drawImage(frame, 0, 0, ...mine.size);
+    picture.close();
+    frame.close();
+    const { dx: shiftX, dy: shiftY } = motion.compensation;
+    postMessage({ type: 'path', dx: motion.dx, dy: motion.dy, newScene: motion.newScene, shiftX, shiftY });
+  }
+  if (mine.ready.length) mine.timer = setTimeout(show, mine.ready[0].due - performance.now(), mine);
+  else mine.shown?.();
 }
 
 function tell(mine, now) {
-    const elapsed = performance.now() - mine.told;
-    if (elapsed < kTelling && !now) return;
-    postMessage({
-        type: 'figures', rate: (mine.done * 1000) / Math.max(elapsed, 1), milliseconds: mine.spent / Math.max(mine.done, 1),
-        dropped: mine.dropped,
-    });
-    mine.told = performance.now();
-    mine.done = mine.spent = 0;
+  const elapsed = performance.now() - mine.told;
+  if (elapsed < kTelling && !now) return;
+  postMessage({
+    type: 'figures', rate: (mine.done * 1000) / Math.max(elapsed, 1), dropped: mine.dropped,
+    milliseconds: mine.spent / Math.max(mine.done, 1),
+  });
+  mine.told = performance.now();
+  mine.done = mine.spent = 0;
 }
 
 // ---- messages ----
 
 const handlers = {
-    canvases(message) {
-        before = message.before.getContext('2d', { alpha: false });
-        after = message.after.getContext('2d', { alpha: false });
-    },
-    start(message) {
-        if (session) close(session);
-        settings = message.settings;
-        session = newSession(message.frameRate);
-    },
-    settings(message) {
-        settings = message.settings;
-        if (session) session.stale = true;
-    },
-    stream(message) {
-        readStream(message.readable, session).catch((error) => postMessage({ type: 'problem', text: error.message }));
-    },
-    frame(message) {
-        if (session) session.dropped += message.skipped;
-        offer(message.frame);
-    },
-    end() {
-        if (!session) return;
-        session.ending = true;
-        if (!session.busy) work(session);
-    },
-    stop() { if (session) close(session); },
+  canvases(message) {
+    before = message.before.getContext('2d', { alpha: false });
+    after = message.after.getContext('2d', { alpha: false });
+  },
+  start(message) {
+    if (session) close(session);
+    settings = message.settings;
+    session = newSession(message.frameRate);
+  },
+  settings(message) {
+    settings = message.settings;
+    if (session) session.stale = true;
+  },
+  stream(message) {
+    readStream(message.readable, session).catch((error) => postMessage({ type: 'problem', text: error.message }));
+  },
+  frame(message) {
+    if (session) session.dropped += message.skipped;
+    offer(message.frame);
+  },
+  end() {
+    if (!session) return;
+    session.ending = true;
+    if (!session.busy) work(session);
+  },
+  stop() { if (session) close(session); },
 };
 onmessage = (event) => handlers[event.data.type](event.data);
 postMessage({ type: 'ready' });
