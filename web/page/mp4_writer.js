@@ -103,11 +103,6 @@ function trackBox(track, number, timescale) {
   return { length, bytes: box('trak', trackHeader(track, number, length), track.edits || u8(), mdia) };
 }
 
-/** A pause in front of a track, both in the units of the file. */
-export function pauseBefore(pause, length) {
-  return box('edts', box('elst', u32(0, 2, pause, -1, 0x10000, length, 0, 0x10000)));
-}
-
 /**
  * The file as a Blob. The tracks are as mp4_reader.js gives them. A sample with `data` holds its bytes;
  * the others are sliced out of the input, which is not loaded.

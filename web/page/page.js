@@ -222,8 +222,8 @@ async function saveFile() {
     offerResult(result, `, ${result.frames} frames`);
     tell('The file is ready.');
   } catch (error) {
-    if (saving.signal.aborted) tell('Saving was cancelled.');
-    else complain(`${error.message} Record saves it as it plays.`);
+    tell(saving.signal.aborted ? 'Saving was cancelled.' : 'Nothing was saved.');
+    if (!saving.signal.aborted) complain(`${error.message} Record saves it as it plays.`);
   }
   saving = null;
   $('saving').hidden = true;

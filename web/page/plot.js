@@ -2,6 +2,8 @@
 // The path of the picture before and after, over the last frames: one strip for each direction.
 
 const kFrames = 300;
+const kFewest = 120; // frames that fill the width: with more the plot becomes denser, until it scrolls
+const kLabel = 18; // pixels above a strip for its name
 const kLeast = 8; // pixels of path that fill a strip at least: a camera at rest must not look shaky
 
 /** The last frames' paths, and the drawing of them. */
@@ -45,9 +47,9 @@ export class PathPlot {
     pen.scale(scale, scale);
     const style = getComputedStyle(document.documentElement);
     const colour = (name) => style.getPropertyValue(name).trim();
-    const strip = (height - 8) / 2;
+    const strip = height / 2;
     ['across', 'down'].forEach((name, axis) => {
-      const box = { left: 0, top: axis * (strip + 8), width, height: strip };
+      const box = { left: 0, top: axis * strip + kLabel, width, height: strip - kLabel };
       this.drawStrip(pen, box, axis, name, colour);
     });
   }
@@ -67,13 +69,13 @@ export class PathPlot {
     pen.fillStyle = colour('--soft');
     pen.textBaseline = 'top';
     const height = this.points.length ? `, ${Math.round(span)} pixels high` : '';
-    pen.fillText(name + height, box.left + 8, box.top + 6);
+    pen.fillText(name + height, box.left, box.top - kLabel + 3);
   }
 
   drawLine(pen, box, at, value, colour, width) {
     pen.beginPath();
     this.points.forEach((point, i) => {
-      const x = box.left + ((kFrames - this.points.length + i + 1) / kFrames) * box.width;
+      const x = box.left + (i / Math.max(this.points.length - 1, kFewest)) * box.width;
       if (i === 0 || point.newScene) pen.moveTo(x, at(value(point)));
       else pen.lineTo(x, at(value(point)));
     });

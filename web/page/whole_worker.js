@@ -4,7 +4,7 @@
 // Message in: {file, settings}. Messages out: progress {part}, done {blob, frames}, failed {text}
 import { openStabilizer, readable } from './frames.js';
 import { decoderConfig, readMp4 } from './mp4_reader.js';
-import { pauseBefore, pictureEntry, writeMp4 } from './mp4_writer.js';
+import { pictureEntry, writeMp4 } from './mp4_writer.js';
 
 const kWaiting = 6; // frames in decoder and encoder
 const kKeyEvery = 2; // seconds from one key frame to the next
@@ -100,21 +100,17 @@ async function settle(job, most) {
   }
 }
 
-/** The track of new pictures, at the times of the old ones. */
-function newTrack(job, times, timescale) {
-  const coded = job.coded.map((each) => ({ ...each, ...times.get(each.stamp) }));
+/** The track of new pictures, at the times of the old ones: so the old list of edits is right for it, too. */
+function newTrack(job, times) {
+  const coded = job.coded.map((each) => ({ ...each, time: times.get(each.stamp) }));
   const shown = [...coded].sort((a, b) => a.time - b.time);
   const first = shown[0].time;
+  const length = job.video.samples.reduce((sum, sample) => sum + sample.duration, 0);
   const samples = coded.map((each, i) => ({
-    ...each, time: each.time - first, decode: shown[i].time - first,
-    duration: i + 1 < shown.length ? shown[i + 1].time - shown[i].time : shown[i].duration,
+    ...each, decode: shown[i].time - first,
+    duration: Math.max((shown[i + 1]?.time ?? first + length) - shown[i].time, 1),
   }));
-  const scale = timescale / job.video.timescale;
-  const pause = Math.round((first - job.video.start) * scale);
-  const last = samples[samples.length - 1];
-  const edits = pause > 0 ? pauseBefore(pause, Math.round((last.decode + last.duration) * scale)) : null;
-  const description = pictureEntry(job.coding, ...job.size, job.colours);
-  return { ...job.video, samples, edits, description };
+  return { ...job.video, samples, description: pictureEntry(job.coding, ...job.size, job.colours) };
 }
 
 async function save(file, settings) {
@@ -125,7 +121,7 @@ async function save(file, settings) {
   await startDecoder(job);
   for (const [i, sample] of video.samples.entries()) {
     const timestamp = Math.round(((sample.time - video.start) * 1e6) / video.timescale);
-    times.set(timestamp, { time: sample.time, duration: sample.duration });
+    times.set(timestamp, sample.time);
     const data = await file.slice(sample.offset, sample.offset + sample.size).arrayBuffer();
     job.decoder.decode(new EncodedVideoChunk({ type: sample.key ? 'key' : 'delta', timestamp, data }));
     await settle(job, kWaiting);
@@ -137,7 +133,7 @@ async function save(file, settings) {
   encode(job, await job.stabilizer.flush());
   await job.encoder.flush();
   if (job.error) throw job.error;
-  const tracks = [newTrack(job, times, timescale), ...sounds];
+  const tracks = [newTrack(job, times), ...sounds];
   return { blob: writeMp4(file, timescale, tracks), frames: job.frames };
 }
 

@@ -65,7 +65,7 @@ async function work(mine) {
       close(mine);
       return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
     }
-    tell(mine, false);
+    tell(mine);
     await hop();
   }
   mine.busy = false;
@@ -77,7 +77,6 @@ async function finish(mine) {
     receive(mine, await mine.stabilizer.flush());
     await all;
   }
-  tell(mine, true);
   close(mine);
   postMessage({ type: 'ended' });
 }
@@ -187,11 +186,11 @@ function show(mine) {
   else mine.shown?.();
 }
 
-function tell(mine, now) {
+function tell(mine) {
   const elapsed = performance.now() - mine.told;
-  if (elapsed < kTelling && !now) return;
+  if (elapsed < kTelling) return;
   postMessage({
-    type: 'figures', rate: (mine.done * 1000) / Math.max(elapsed, 1), dropped: mine.dropped,
+    type: 'figures', rate: (mine.done * 1000) / elapsed, dropped: mine.dropped,
     milliseconds: mine.spent / Math.max(mine.done, 1),
   });
   mine.told = performance.now();
