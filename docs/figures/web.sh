@@ -12,11 +12,11 @@ import { drop, launch, open, serve, until } from './page_browser.mjs';
 
 const { origin, close: closeServer } = await serve('build/web/page', 'examples/clips');
 const { browser, close } = await launch(process.argv[2], '');
-const page = await open(browser, origin, [], { size: [1180, 850] });
+const page = await open(browser, origin, [], { size: [1180, 870] });
 await page.$eval('#lookahead', (input) => { input.value = 1; input.dispatchEvent(new Event('input', { bubbles: true })); });
 await drop(page, 'car.mp4');
 await until(page, 'the clip does not play', () => parseFloat(document.getElementById('rate').textContent) > 20);
-await new Promise((resolve) => setTimeout(resolve, 3100));
+await new Promise((resolve) => setTimeout(resolve, 3700));
 await page.screenshot({ path: process.argv[3] });
 await close();
 closeServer();
