@@ -8,6 +8,10 @@ cd "$(dirname "$0")/.."
 . cmake/debian-packages.sh
 
 port=${1:-8000}
+case $port in
+--files) ;;
+'' | *[!0-9]*) echo "usage: web/serve.sh [PORT | --files]" >&2; exit 2 ;;
+esac
 package=build/web/package
 page=build/web/page
 
@@ -18,10 +22,7 @@ cp web/page/* "$page/"
 cp "$package"/*.js "$package"/*.wasm "$page/module/"
 [ "$port" = --files ] && exit 0
 
-case $port in
-'' | *[!0-9]*) echo "usage: web/serve.sh [PORT | --files]" >&2; exit 2 ;;
-esac
-need_packages python3
+command -v python3 >/dev/null || need_packages python3
 echo "The page: http://localhost:$port/  (Ctrl+C ends it)"
 exec python3 -c '
 import functools, http.server, sys

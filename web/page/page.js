@@ -84,7 +84,8 @@ async function choose(open) {
     tell('Nothing is running.');
     return complain(error.message);
   }
-  if (source.track) source.track.onended = () => end(`The ${source.kind} has ended.`);
+  const ended = { camera: 'The camera gives no more pictures.', screen: 'The screen is no longer shared.' };
+  if (source.track) source.track.onended = () => end(ended[source.kind]);
   else prepareFile();
   start();
 }
@@ -121,7 +122,7 @@ function playOrPause() {
     start();
   }
   sound?.resume();
-  video.play();
+  video.play().catch(() => {}); // what is wrong with a file is told by its onerror
 }
 
 /** Ends what runs, with a sentence on why. */
@@ -271,7 +272,7 @@ function hiddenOrShown() {
   } else if (!document.hidden && source.waits) {
     source.waits = false;
     recorder?.resume();
-    source.video.play();
+    source.video.play().catch(() => {});
   }
 }
 

@@ -17,7 +17,7 @@ let session = null; // what belongs to one source; null while nothing runs
 
 function newSession(frameRate) {
   return {
-    stabilizer: null, shape: null, frameRate: frameRate || 30, settled: frameRate > 0, stale: false,
+    stabilizer: null, shape: null, frameRate: frameRate || 30, settled: false, stale: false,
     waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
     ready: [], timer: 0, dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
   };
@@ -62,6 +62,7 @@ async function work(mine) {
       if (frame) await take(mine, frame);
       else return await finish(mine);
     } catch (error) {
+      frame?.close();
       close(mine);
       return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
     }
@@ -149,7 +150,7 @@ async function renew(mine, frame, shape) {
   });
 }
 
-// A file does not tell its rate: the usual distance of its frames does.
+// A file does not tell its rate, and cameras slow down in the dark: the usual distance of frames tells it.
 function learnRate(mine, timestamp) {
   if (mine.settled) return;
   mine.stamps.push(timestamp);
