@@ -39,10 +39,13 @@ async function download(page, name) {
   return file;
 }
 
-/** Camera: frames, plot, divider, settings while it runs, recording, stop. */
+/** The screen, then the camera: frames, plot, divider, settings while it runs, recording, stop. */
 async function camera() {
   const page = await open(browser, origin, problems);
+  await page.click('#screen');
+  await until(page, 'the screen does not run', () => document.getElementById('size').textContent.includes('×'));
   await page.click('#camera');
+  await until(page, 'the camera does not run', shows, 'status', 'Camera is running');
   await until(page, 'the camera does not run', running);
   assert.equal(await text(page, 'size'), '640 × 480');
   const [plot, after] = [await pixels(page, 'plot'), await pixels(page, 'after')];
@@ -54,7 +57,7 @@ async function camera() {
   await page.focus('#split');
   for (let i = 0; i < 10; i++) await page.keyboard.press('ArrowRight');
   const split = () => page.$eval('#stage', (stage) => stage.style.getPropertyValue('--split'));
-  assert.equal(await split(), '55%');
+  assert.equal(await split(), '60%');
   const box = await (await page.$('#stage')).boundingBox();
   await page.mouse.click(box.x + box.width / 4, box.y + box.height / 2);
   assert.ok(Math.abs(parseFloat(await split()) - 25) <= 1, 'the divider is not where the mouse was');
@@ -157,6 +160,8 @@ async function sizes() {
   await page.click('#camera');
   await until(page, 'an odd size does not run', shows, 'size', '321 × 241');
   await until(page, 'an odd size does not run', running);
+  await set(page, 'lookahead', 0.4);
+  await until(page, 'no delay with an odd size', shows, 'delay', 'frames');
   await page.evaluate(() => window.turn(240, 320));
   await until(page, 'the new size does not run', shows, 'size', '240 × 320');
   await until(page, 'nothing is told', shows, 'status', 'has changed');

@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=${1:-build/release}
 work=build/web/page-test
-puppeteer=puppeteer-core@25.16.0
+puppeteer='puppeteer-core@25.16.0'
 
 skip() { echo "Skipped: $*"; exit 77; }
 for program in chromium node npm ffmpeg ffprobe; do

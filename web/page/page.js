@@ -243,7 +243,6 @@ const answers = {
   figures: showFigures,
   path: (message) => plot.add(message),
   problem: (message) => end(message.text),
-  ready: () => { document.documentElement.dataset.ready = ''; },
   ended() {
     if (!source) return;
     tell(`${source.label} has been played to its end.`);
@@ -288,6 +287,7 @@ function acceptDrops() {
 }
 
 function begin() {
+  $('screen').hidden = !navigator.mediaDevices?.getDisplayMedia; // phones have none
   $('camera').onclick = () => choose(openCamera);
   $('screen').onclick = () => choose(openScreen);
   $('open').onclick = () => $('file').click();

@@ -93,7 +93,7 @@ function loaded(video) {
   const patience = 10000; // milliseconds
   return new Promise((resolve, reject) => {
     const late = setTimeout(() => reject(new Error('late')), patience);
-    video.onloadeddata = () => { clearTimeout(late); resolve(); };
+    video.onloadedmetadata = () => { clearTimeout(late); resolve(); };
     video.onerror = () => { clearTimeout(late); reject(video.error || new Error('unreadable')); };
   });
 }

@@ -3,7 +3,7 @@
 //
 // Messages in:  canvases {before, after}, start {settings, frameRate}, settings {settings},
 //               stream {readable} or frame {frame, skipped}, end, stop
-// Messages out: ready, shape {width, height, rate}, path {dx, ...}, figures {...}, ended, problem {text}
+// Messages out: shape {width, height, rate}, path {dx, ...}, figures {...}, ended, problem {text}
 import { openStabilizer, readable } from './frames.js';
 
 const kTelling = 500; // milliseconds between two messages with figures
@@ -229,4 +229,3 @@ const handlers = {
   stop() { if (session) close(session); },
 };
 onmessage = (event) => handlers[event.data.type](event.data);
-postMessage({ type: 'ready' });
