@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The page in Chromium. Started by page_test.sh:
-//     node page_checks.mjs PAGE CLIPS CHROMIUM NATIVE
+//     node page_checks.mjs PAGE CLIPS CHROMIUM NATIVE [CHECK...]
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { createHash } from 'node:crypto';
@@ -8,7 +8,7 @@ import { readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { drop, launch, open, serve, until } from './page_browser.mjs';
 
-const [folder, clips, chromium, native] = process.argv.slice(2);
+const [folder, clips, chromium, native, ...chosen] = process.argv.slice(2);
 const { origin, close: closeServer } = await serve(folder, clips);
 const { browser, close, folder: folderOfBrowser } = await launch(chromium, join(clips, 'camera.y4m'));
 const problems = [];
@@ -207,7 +207,7 @@ function workerSeconds() {
   return nanoseconds / 1e9;
 }
 
-const kRounds = 3; // of a measurement
+const kRounds = 2; // of a measurement
 const median = (values) => values.sort((a, b) => a - b)[values.length >> 1];
 
 // CPU milliseconds that a worker takes for the frames of a clip, without those for putting them there.
@@ -248,7 +248,8 @@ async function speed() {
 }
 
 try {
-  for (const test of [camera, file, troubles, sizes, bytes, speed]) {
+  const checks = [camera, file, troubles, sizes, bytes, speed];
+  for (const test of checks.filter(({ name }) => !chosen.length || chosen.includes(name))) {
     const start = Date.now();
     await test();
     console.log(`${test.name}: ${((Date.now() - start) / 1000).toFixed(1)} s`);

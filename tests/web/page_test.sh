@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# tests/web/page_test.sh [BUILD]: the page in Chromium, without a window, with a camera that plays a file.
+# tests/web/page_test.sh [BUILD [CHECK...]]: the page in Chromium, without a window, with a camera that plays a
+# file; all checks, or those named: camera, file, troubles, sizes, bytes, speed.
 # BUILD is a native build with QUORVEL_WEB=ON, build/release unless told otherwise. 77: something that is needed
 # is not there.
 set -euo pipefail
@@ -42,4 +43,4 @@ head -c 20000 $work/sound.mp4 >$work/broken.mp4
 for size in 1280x720 1920x1080; do
     clip "${size#*x}.nv12" --size $size --frames 8 --format nv21
 done
-node $work/page_checks.mjs build/web/page $work "$(command -v chromium)" "$build/native_frames"
+node $work/page_checks.mjs build/web/page $work "$(command -v chromium)" "$build/native_frames" "${@:2}"
