@@ -93,7 +93,8 @@ async function file() {
   await page.click('#whole');
   const saved = await download(page, 'saved.mp4');
   const original = join(clips, 'sound.mp4');
-  const fields = ['codec_type', 'width', 'height', 'nb_read_frames', 'r_frame_rate', 'start_time', 'duration'];
+  const fields = ['codec_type', 'width', 'height', 'sample_aspect_ratio', 'nb_read_frames', 'r_frame_rate',
+    'start_time', 'duration'];
   const summary = (path) => about(path).map((stream) => fields.map((field) => stream[field]));
   assert.deepEqual(summary(saved), summary(original));
   const sound = (path) => execFileSync('ffmpeg',
@@ -166,6 +167,34 @@ async function sizes() {
   await until(page, 'the new size does not run', shows, 'size', '240 × 320');
   await until(page, 'nothing is told', shows, 'status', 'has changed');
   await until(page, 'the new size stops', running);
+  await page.close();
+}
+
+/** Frames that come faster than they are taken: the newest is taken, and every one is either shown or counted. */
+async function flood() {
+  const page = await open(browser, origin, problems);
+  const [shown, dropped, last] = await page.evaluate(() => new Promise((resolve) => {
+    const worker = new Worker('worker.js', { type: 'module' });
+    const [before, after, picture] = [0, 1, 2].map(() => new OffscreenCanvas(640, 480));
+    const settings = { window: 0.875, strength: 1, lookahead: 0, roll: true, cubic: false };
+    let paths = 0;
+    worker.onmessage = ({ data }) => {
+      if (data.type === 'path') paths++;
+      if (data.type === 'ended') resolve([paths, data.dropped, data.type]);
+      if (data.type === 'problem') resolve([0, 0, data.text]);
+    };
+    worker.postMessage({ type: 'canvases', before, after }, [before, after]);
+    worker.postMessage({ type: 'start', settings, frameRate: 30 });
+    picture.getContext('2d').fillRect(0, 0, 100, 100);
+    for (let i = 0; i < 40; i++) {
+      const frame = new VideoFrame(picture, { timestamp: i * 33333 });
+      worker.postMessage({ type: 'frame', frame, skipped: 1 }, [frame]);
+    }
+    worker.postMessage({ type: 'end' });
+  }));
+  assert.equal(last, 'ended');
+  assert.equal(shown + dropped, 80);
+  assert.ok(shown > 0 && dropped > 40, `${shown} shown, ${dropped} dropped`);
   await page.close();
 }
 
@@ -248,7 +277,7 @@ async function speed() {
 }
 
 try {
-  const checks = [camera, file, troubles, sizes, bytes, speed];
+  const checks = [camera, file, troubles, sizes, flood, bytes, speed];
   for (const test of checks.filter(({ name }) => !chosen.length || chosen.includes(name))) {
     const start = Date.now();
     await test();

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # tests/web/page_test.sh [BUILD [CHECK...]]: the page in Chromium, without a window, with a camera that plays a
-# file; all checks, or those named: camera, file, troubles, sizes, bytes, speed.
+# file; all checks, or those named: camera, file, troubles, sizes, flood, bytes, speed.
 # BUILD is a native build with QUORVEL_WEB=ON, build/release unless told otherwise. 77: something that is needed
 # is not there.
 set -euo pipefail
@@ -37,8 +37,8 @@ clip shaky.i420 --size 320x240 --frames 40
 native standard.i420 --standard
 native live.i420 --live
 native ahead.i420 --lookahead 0.5 --window 87.5 --bilinear
-ffmpeg -v error -y -i $work/camera.y4m -f lavfi -i sine=440:duration=2 -pix_fmt yuv420p -c:v libx264 -bf 2 \
-    -c:a aac -shortest $work/sound.mp4
+ffmpeg -v error -y -i $work/camera.y4m -f lavfi -i sine=440:duration=2 -pix_fmt yuv420p -vf setsar=4/3 \
+    -c:v libx264 -bf 2 -c:a aac -shortest $work/sound.mp4
 head -c 20000 $work/sound.mp4 >$work/broken.mp4
 for size in 1280x720 1920x1080; do
     clip "${size#*x}.nv12" --size $size --frames 8 --format nv21

@@ -133,7 +133,7 @@ function readTrack(view, box) {
   };
 }
 
-/** What a decoder needs to know: {codec, description, codedWidth, codedHeight}, and the box with the colours. */
+/** What a decoder needs to know, and the boxes with colours and shape of the pixels, for another track. */
 export function decoderConfig(track) {
   const view = new DataView(track.description.buffer, track.description.byteOffset, track.description.byteLength);
   const entry = 16; // after the header of stsd
@@ -143,7 +143,7 @@ export function decoderConfig(track) {
   const hex = (value) => value.toString(16).padStart(2, '0');
   const two = (value) => String(value).padStart(2, '0');
   const config = { codedWidth: view.getUint16(entry + 32), codedHeight: view.getUint16(entry + 34) };
-  const colours = inner.colr && track.description.slice(inner.colr[0].whole, inner.colr[0].end);
+  const kept = [...(inner.colr || []), ...(inner.pasp || [])].map((b) => track.description.slice(b.whole, b.end));
   if (inner.avcC) {
     config.description = bytes(inner.avcC[0]);
     config.codec = `${kind}.${[...config.description.slice(1, 4)].map(hex).join('')}`;
@@ -161,7 +161,7 @@ export function decoderConfig(track) {
   } else {
     throw new Error(`its pictures are of the kind ${kind}`);
   }
-  return { config, colours };
+  return { config, kept };
 }
 
 function hevcName(kind, record) {

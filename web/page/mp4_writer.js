@@ -31,8 +31,8 @@ function runs(values) {
   return entries;
 }
 
-/** The sample entry of pictures, from what the encoder says of itself. */
-export function pictureEntry(config, width, height, colours) {
+/** The sample entry of pictures, from what the encoder says of itself, with boxes of the old one. */
+export function pictureEntry(config, width, height, kept) {
   const fields = [u32(0), u16(0, 1), u32(0, 0, 0, 0), u16(width, height), u32(0x480000, 0x480000, 0), u16(1),
     new Uint8Array(32), u16(24, 0xffff)];
   const kind = config.codec.slice(0, 4);
@@ -43,7 +43,7 @@ export function pictureEntry(config, width, height, colours) {
     const [profile, level, depth] = config.codec.split('.').slice(1).map(Number);
     own = box('vpcC', u32(1 << 24), u8(profile, level, (depth << 4) | 2, 2, 2, 2), u16(0));
   }
-  return box('stsd', u32(0, 1), box(kind, ...fields, own, colours || u8()));
+  return box('stsd', u32(0, 1), box(kind, ...fields, own, ...kept));
 }
 
 /** Cuts a track into pieces of about a second, so that pictures and sound lie close to each other. */

@@ -243,8 +243,9 @@ const answers = {
   figures: showFigures,
   path: (message) => plot.add(message),
   problem: (message) => end(message.text),
-  ended() {
+  ended({ dropped }) {
     if (!source) return;
+    $('dropped').textContent = dropped;
     tell(`${source.label} has been played to its end.`);
     if (recorder) stopRecording();
     showButtons();

@@ -26,10 +26,10 @@ function rateOf(video) {
 }
 
 async function startDecoder(job) {
-  const { config, colours } = decoderConfig(job.video);
+  const { config, kept } = decoderConfig(job.video);
   const { supported } = await VideoDecoder.isConfigSupported(config);
   if (!supported) throw new Error(`this browser does not decode ${config.codec}`);
-  job.colours = colours;
+  job.kept = kept;
   job.decoder = new VideoDecoder({
     output: (frame) => { job.ready.push(frame); job.wake?.(); },
     error: (error) => { job.error = error; job.wake?.(); },
@@ -110,7 +110,7 @@ function newTrack(job, times) {
     ...each, decode: shown[i].time - first,
     duration: Math.max((shown[i + 1]?.time ?? first + length) - shown[i].time, 1),
   }));
-  return { ...job.video, samples, description: pictureEntry(job.coding, ...job.size, job.colours) };
+  return { ...job.video, samples, description: pictureEntry(job.coding, ...job.size, job.kept) };
 }
 
 async function save(file, settings) {

@@ -3,7 +3,7 @@
 //
 // Messages in:  canvases {before, after}, start {settings, frameRate}, settings {settings},
 //               stream {readable} or frame {frame, skipped}, end, stop
-// Messages out: shape {width, height, rate}, path {dx, ...}, figures {...}, ended, problem {text}
+// Messages out: shape {width, height, rate}, path {dx, ...}, figures {...}, ended {dropped}, problem {text}
 import { openStabilizer, readable } from './frames.js';
 
 const kTelling = 500; // milliseconds between two messages with figures
@@ -79,7 +79,7 @@ async function finish(mine) {
     await all;
   }
   close(mine);
-  postMessage({ type: 'ended' });
+  postMessage({ type: 'ended', dropped: mine.dropped });
 }
 
 function close(mine) {
