@@ -5,10 +5,11 @@ endif()
 quorvel_part(GSTREAMER "GStreamer element" "${QUORVEL_GST_FOUND}" "gstreamer-video-1.0"
   "pkg-config libgstreamer-plugins-base1.0-dev")
 if(QUORVEL_HAS_GSTREAMER)
-  quorvel_plugin(gstquorvel
+  quorvel_plugin(quorvel_gstreamer
     plugins/gstreamer/element.cpp
     plugins/gstreamer/flow.cpp
     plugins/gstreamer/picture.cpp
     plugins/gstreamer/plugin.cpp)
-  target_link_libraries(gstquorvel PRIVATE PkgConfig::QUORVEL_GST)
+  set_target_properties(quorvel_gstreamer PROPERTIES OUTPUT_NAME gstquorvel)
+  target_link_libraries(quorvel_gstreamer PRIVATE PkgConfig::QUORVEL_GST)
 endif()
