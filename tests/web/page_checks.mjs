@@ -79,6 +79,13 @@ async function camera() {
   assert.deepEqual([stream.width, stream.height, stream.nb_read_frames > 10], [640, 480, true]);
   await page.click('#stop');
   assert.equal(await text(page, 'rate'), '–');
+  for (let i = 0; i < 4; i++) { // again and again
+    await page.click('#camera');
+    await until(page, 'the camera does not start again', shows, 'size', '×');
+    await page.click('#stop');
+  }
+  await pause(200);
+  assert.equal(await text(page, 'problem'), '');
   await page.close();
 }
 

@@ -62,9 +62,10 @@ async function work(mine) {
       if (frame) await take(mine, frame);
       else return await finish(mine);
     } catch (error) {
+      const text = mine === session && `The stabilizer stopped: ${error.message}`; // else it was told to
       frame?.close();
       close(mine);
-      return postMessage({ type: 'problem', text: `The stabilizer stopped: ${error.message}` });
+      return text && postMessage({ type: 'problem', text });
     }
     tell(mine);
     await hop();
@@ -169,7 +170,8 @@ function learnRate(mine, timestamp) {
 // own time.
 function receive(mine, outputs) {
   for (const { frame, motion } of outputs) mine.ready.push({ ...mine.kept.shift(), frame, motion });
-  show(mine);
+  if (mine === session) show(mine);
+  else drop(mine);
 }
 
 function show(mine) {
