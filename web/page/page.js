@@ -81,7 +81,7 @@ async function choose(open) {
     await stop(); // of one that was chosen in the meantime
     source = opened;
   } catch (error) {
-    tell('Nothing is running.');
+    if (!source) tell('Nothing is running.');
     return complain(error.message);
   }
   const ended = { camera: 'The camera gives no more pictures.', screen: 'The screen is no longer shared.' };
@@ -244,7 +244,6 @@ const answers = {
   path: (message) => plot.add(message),
   problem: (message) => end(message.text),
   ended({ dropped }) {
-    if (!source) return;
     $('dropped').textContent = dropped;
     tell(`${source.label} has been played to its end.`);
     if (recorder) stopRecording();
@@ -254,7 +253,9 @@ const answers = {
 
 function startWorker() {
   worker = new Worker('worker.js', { type: 'module' });
-  worker.onmessage = (event) => answers[event.data.type](event.data);
+  worker.onmessage = ({ data }) => {
+    if (source) answers[data.type](data); // else it is late: the source was stopped
+  };
   worker.onerror = (event) => {
     end(`The stabilizer could not be started: ${event.message || 'its files are missing.'}`);
   };
