@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
 # Processor time for a 1080p frame in a pipeline, beside a scaler that crops and enlarges it: medians of five
-# runs, without the time of a pipeline that only reads.
+# runs, without the time of a pipeline that only reads, and the ratio to the scaler.
 #   plugins/gstreamer/measure.sh [build/release]
 set -eu
 build=${1:-build/release}
@@ -31,9 +31,9 @@ for _ in 1 2 3 4 5; do
         cpu_ms ${pipelines[$i]} >>"$work/$i"
     done
 done
-idle=$(sort -n "$work/0" | sed -n 3p)
+median() { sort -n "$work/$1" | sed -n 3p; }
 for i in "${!pipelines[@]}"; do
-    [ "$i" = 0 ] || sort -n "$work/$i" | sed -n 3p |
-        awk -v idle="$idle" -v n=$frames -v what="${pipelines[$i]}" \
-            '{ printf "%6.2f ms  %s\n", ($1 - idle) / n, what }'
+    [ "$i" = 0 ] || awk -v ms="$(median "$i")" -v idle="$(median 0)" -v scaler="$(median 1)" -v n=$frames \
+        -v what="${pipelines[$i]}" \
+        'BEGIN { printf "%6.2f ms %5.2f  %s\n", (ms - idle) / n, (ms - idle) / (scaler - idle), what }'
 done
