@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "filter.h"
 
-#include <string.h>
-
 #include <algorithm>
 #include <new>
 
@@ -21,6 +19,14 @@ void Say(Filter &filter, int level, const char *what) {
     blog(level, "[quorvel-stabilize] '%s': %s frames of %ux%u %s",
          filter.source ? obs_source_get_name(filter.source) : "", get_video_format_name(filter.format),
          filter.width, filter.height, what);
+}
+
+// A line in the log for the first frame of a kind that passes as it is.
+void Complain(Filter &filter, const char *why) {
+    if (filter.refused == why && filter.refusedFormat == filter.format) return;
+    Say(filter, LOG_WARNING, why);
+    filter.refused = why;
+    filter.refusedFormat = filter.format;
 }
 
 // A frame of the source belongs to its cache, and goes back to it. Without a source it has but one
@@ -73,9 +79,7 @@ void CloseStream(Filter &filter) {
 void Stop(Filter &filter, obs_source_t *parent) {
     DropFrames(filter, parent);
     CloseStream(filter);
-    Release(nullptr, filter.output);
-    filter.output = nullptr;
-    FreePacked(filter.packed);
+    FreePicture(filter.memory);
     filter.rateFrames = filter.rateWindow = 0;
 }
 
@@ -113,7 +117,6 @@ bool NeedsStream(const Filter &filter) {
 }
 
 // Frames of another kind than before, or from another time, have nothing to do with those that wait.
-// With another size these could not be shown at all: the host has made its textures for the new one.
 void FollowSource(Filter &filter, const obs_source_frame &frame) {
     const bool same =
         frame.format == filter.format && frame.width == filter.width && frame.height == filter.height;
@@ -157,65 +160,28 @@ void FollowDelay(Filter &filter) {
 
 // -- The output
 
-// The frame that came is the source's, and filters before this one may have put any memory into it. So
-// the output is a frame of the filter's own. It carries a reference of the filter beside the host's:
-// after use it is not destroyed but written again, and nothing is copied or allocated for the next one.
-// If another filter still keeps it, it is left to that one.
-obs_source_frame *OutputFor(Filter &filter, const obs_source_frame &frame) {
-    obs_source_frame *output = filter.output;
-    if (output && (os_atomic_load_long(&output->refs) > 1 || output->format != frame.format ||
-                   output->width != frame.width || output->height != frame.height)) {
-        Release(nullptr, output);
-        output = nullptr;
-    }
-    if (!output) output = obs_source_frame_create(frame.format, frame.width, frame.height);
-    filter.output = output;
-    if (!output) return nullptr;
-    const obs_source_frame own = *output;
-    *output = frame; // colours, flip and whatever else belongs to the picture
-    memcpy(output->data, own.data, sizeof(own.data));
-    memcpy(output->linesize, own.linesize, sizeof(own.linesize));
-    output->prev_frame = false;
-    os_atomic_store_long(&output->refs, 1);
-    return output;
-}
-
-// Null: the frame cannot be made, and goes out as it came.
-obs_source_frame *MakeOutput(Filter &filter, const HeldFrame &held) {
-    FramePlanes in, out;
-    obs_source_frame *output = OutputFor(filter, *held.frame);
-    if (!output || !DescribeFrame(*held.frame, in) || !DescribeFrame(*output, out)) return nullptr;
-    const bool made =
-        in.packed
-            ? CompensatePacked(filter.handle, held.record, in.plane[0], out.plane[0], filter.packed)
-            : QEL_MVS_CompensateFrame(filter.handle, &held.record, in.plane, out.plane, in.count) != 0;
-    if (!made) return nullptr;
-    if (filter.wanted.split) CopyLeftHalf(in, out);
-    os_atomic_inc_long(&output->refs);
-    return output;
-}
-
 // The oldest frame leaves at the time of the newest. The host derives from it how its clock and the
 // source's differ, and would otherwise delay the sound by as much as the frames, once more or not at
 // all, depending on the kind of source.
 obs_source_frame *Leave(Filter &filter) {
-    const HeldFrame oldest = HeldAt(filter, 0);
+    const MVS_Compensation record = HeldAt(filter, 0).record;
     const bool settled = filter.settled > 0;
-    TakeFirst(filter);
-    obs_source_frame *output = settled ? MakeOutput(filter, oldest) : nullptr;
-    if (output)
-        Release(ParentOf(filter), oldest.frame);
-    else
-        output = oldest.frame;
-    output->timestamp = filter.newest;
-    return output;
+    obs_source_frame *frame = TakeFirst(filter);
+    // The output is made in memory of the filter's own, and copied into the frame. A frame of the
+    // filter's own cannot leave: the host keeps what it gets without a reference, and trusts that the
+    // source's cache has it. Nor can the memory change places with the frame's: another filter may have
+    // put it there.
+    FramePlanes planes;
+    if (!settled || !DescribeFrame(*frame, planes) ||
+        !SteadyPicture(filter.handle, record, planes, filter.wanted.split, filter.memory))
+        Complain(filter, "lack memory, and pass");
+    frame->timestamp = filter.newest;
+    return frame;
 }
 
-// The frame passes, with a line in the log for the first of its kind.
+// Drops what waits, and lets the frame pass.
 obs_source_frame *Refuse(Filter &filter, obs_source_frame *frame, const char *why) {
-    if (filter.refused != why || filter.refusedFormat != filter.format) Say(filter, LOG_WARNING, why);
-    filter.refused = why;
-    filter.refusedFormat = filter.format;
+    Complain(filter, why);
     Stop(filter, ParentOf(filter));
     return frame;
 }

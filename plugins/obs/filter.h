@@ -9,7 +9,7 @@
 
 #include "common/stream.h"
 #include "frame_planes.h"
-#include "packed_frames.h"
+#include "picture.h"
 #include "sound_line.h"
 
 struct FilterSettings {
@@ -43,8 +43,7 @@ struct Filter {
     int32_t first = 0, count = 0, settled = 0; // a ring; the oldest have their records
     int32_t lookahead = 0;                     // frames that wait before one leaves
     bool filled = false;                       // as many wait
-    obs_source_frame *output = nullptr;        // what the last frame was made into
-    PackedMemory packed;
+    PictureMemory memory;
 
     uint64_t newest = 0; // time of the newest frame, all times in nanoseconds
     uint64_t rateStart = 0;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "frame_planes.h"
 
-#include <string.h>
-
 #include "common/stream.h"
 
 namespace {
@@ -52,11 +50,11 @@ const Layout *FindLayout(video_format format) {
 
 bool IsSide(uint32_t pixels) { return pixels > 0 && pixels <= kMostSide; }
 
+} // namespace
+
 int64_t RowBytes(const MVS_Plane &plane) {
     return (int64_t)plane.lWidth * plane.lChannels * plane.lSampleBytes;
 }
-
-} // namespace
 
 bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes) {
     const Layout *layout = FindLayout(frame.format);
@@ -85,15 +83,4 @@ uint64_t FrameBytes(const FramePlanes &planes) {
     for (int i = 0; i < planes.count; i++)
         bytes += (uint64_t)planes.plane[i].llPitch * (uint64_t)planes.plane[i].lHeight;
     return bytes;
-}
-
-void CopyLeftHalf(const FramePlanes &from, const FramePlanes &to) {
-    for (int i = 0; i < from.count; i++) {
-        const MVS_Plane &in = from.plane[i], &out = to.plane[i];
-        // Half of the luma's columns, rounded down to a whole chroma sample.
-        const int32_t columns = (from.plane[0].lWidth / 2 & ~1) >> in.lLog2X;
-        const int64_t bytes = (int64_t)columns * in.lChannels * in.lSampleBytes;
-        for (int64_t row = 0; row < in.lHeight; row++)
-            memcpy(out.pPixels + row * out.llPitch, in.pPixels + row * in.llPitch, (size_t)bytes);
-    }
 }

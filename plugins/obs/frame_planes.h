@@ -12,7 +12,7 @@ const int kMostPlanes = 4;
 
 struct FramePlanes {
     int32_t count;
-    bool packed;                  // 4:2:2 in one plane, see packed_frames.h
+    bool packed;                  // 4:2:2 in one plane, luma and chroma in turn
     MVS_Plane plane[kMostPlanes]; // the first holds the luma
 };
 
@@ -23,5 +23,5 @@ bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes);
 // The bytes of all planes, with the gaps between rows.
 uint64_t FrameBytes(const FramePlanes &planes);
 
-// The left half of the picture, for a comparison. Both have the same size and format.
-void CopyLeftHalf(const FramePlanes &from, const FramePlanes &to);
+// Of a row, without the gap behind it.
+int64_t RowBytes(const MVS_Plane &plane);

@@ -147,19 +147,6 @@ TEST_F(ObsFilter, TheLeftHalfOfASplitViewIsTheInput) {
     GiveBack(out);
 }
 
-TEST_F(ObsFilter, AFrameThatIsStillInUseIsNotWrittenAgain) {
-    Running filter;
-    obs_source_frame *first = filter.Show(0);
-    const Pixels picture = Picture(kNv12, *first);
-    obs_source_frame *second = filter.Show(1);
-    GiveBack(second);
-    EXPECT_EQ(filter.Show(2), second) << "what came back is used again";
-    GiveBack(second);
-    filter.info.hide(filter.filter);
-    EXPECT_EQ(Picture(kNv12, *first), picture);
-    GiveBack(first);
-}
-
 // -- Lookahead
 
 TEST_F(ObsFilter, ALookaheadDelaysFramesAndSoundAlike) {

@@ -258,7 +258,6 @@ TEST_F(ObsHost, WhatWaitsIsDroppedWhenTheFilterIsSwitchedOffHiddenOrRemoved) {
     ExpectOut(8, 23);
 }
 
-// The host filters them field by field, and keeps what it gets.
 TEST_F(ObsHost, InterlacedFramesPass) {
     SetLookahead(6);
     Show(4, mStart);
