@@ -234,28 +234,29 @@ TEST_F(ObsHost, WithoutALookaheadNothingIsDelayed) {
     ExpectDelay(0, false);
 }
 
-TEST_F(ObsHost, WhatWaitsIsDroppedWhenTheFilterIsSwitchedOffHiddenOrRemoved) {
+TEST_F(ObsHost, WhatWaitsIsDroppedByAJumpAndWhenTheFilterIsSwitchedOffHiddenOrRemoved) {
     SetLookahead(6);
     Show(8, mStart);
     ExpectOut(2, 1);
+    Show(6, mStart + 5000000000); // a jump
     obs_source_set_enabled(mFilter, false);
     Show(4, mStart);
-    ExpectOut(6, 11);
+    ExpectOut(6, 17);
     obs_source_set_enabled(mFilter, true);
     Show(4, mStart);
-    ExpectOut(6, 11);
+    ExpectOut(6, 17);
     obs_set_output_source(0, nullptr); // hidden
     os_sleep_ms(200);
     obs_set_output_source(0, mCamera);
     os_sleep_ms(100);
     mStart = os_gettime_ns() - mNumber * kFrameTime;
     Show(6, mStart);
-    ExpectOut(6, 11);
+    ExpectOut(6, 17);
     Show(1, mStart);
-    ExpectOut(7, 16);
+    ExpectOut(7, 22);
     obs_source_filter_remove(mCamera, mFilter);
     Show(1, mStart);
-    ExpectOut(8, 23);
+    ExpectOut(8, 29);
 }
 
 TEST_F(ObsHost, InterlacedFramesPass) {
