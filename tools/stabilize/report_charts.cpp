@@ -16,6 +16,8 @@ const ptrdiff_t kMostSceneLines = 50;
 
 const double kLeastShake = 0.001;
 
+const double kInfinite = INFINITY;
+
 // What a chart shows, in the SVG's coordinates.
 struct Area {
     double left, top, width, height;
@@ -123,7 +125,7 @@ Area AreaOf(const TimeChart &chart, const TimeAxis &axis) {
     const double first = axis.seconds.front();
     Area area = {first, -chart.leastSpan, std::max(axis.seconds.back() - first, 0.1), chart.leastSpan};
     if (chart.wholeRange) return area;
-    double least = INFINITY, most = -INFINITY;
+    double least = kInfinite, most = -kInfinite;
     for (const TimeLine &line : chart.lines) {
         for (double value : *line.values) {
             least = std::min(least, chart.downwards ? value : -value);
@@ -202,7 +204,7 @@ std::string DrawHistogram(const std::vector<double> &shares, const std::string &
 }
 
 std::string DrawSpectrum(const std::vector<ShakeBand> &bands, const std::string &description) {
-    double least = INFINITY, most = -INFINITY;
+    double least = kInfinite, most = -kInfinite;
     std::string before = "M", after = "M", ticks;
     for (const ShakeBand &band : bands) {
         least = std::min({least, Logarithm(band.before), Logarithm(band.after)});

@@ -245,7 +245,7 @@ std::string Spectrum(const Page &page) {
 std::string DoubtText(Doubt kind, bool standard) {
     if (kind == Doubt::NewScene)
         return standard ? "no motion found, the path starts anew" : "a new scene starts";
-    if (kind == Doubt::Held) return "held, it may be a flash";
+    if (kind == Doubt::Held) return "it may be a flash";
     if (kind == Doubt::NotMeasured) return "not measured: dark, plain, or a flash";
     return "in doubt, few parts match";
 }

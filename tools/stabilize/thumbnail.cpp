@@ -109,8 +109,9 @@ Thumbnail MakeThumbnail(const Frame &frame, const PictureShape &shape) {
     auto pixel = [&](int column, int row) {
         int sum[3] = {};
         for (int tap = 0; tap < kTaps * kTaps; tap++) {
-            const double right = (column + (tap % kTaps + 0.5) / kTaps) / size.width;
-            const double down = (row + (tap / kTaps + 0.5) / kTaps) / size.height;
+            const int tapColumn = tap % kTaps, tapRow = tap / kTaps;
+            const double right = (column + (tapColumn + 0.5) / kTaps) / size.width;
+            const double down = (row + (tapRow + 0.5) / kTaps) / size.height;
             const auto [x, y] = Turned(right, down, shape.rotation);
             AddPixel(frame, shape.layout, planes, (int)(x * shape.size.width),
                      (int)(y * shape.size.height), sum);
