@@ -63,12 +63,17 @@ double TimeStep(double span, int most) {
     return ceil(span / most / 3600) * 3600;
 }
 
+// Calls `each` with the multiples of the step from one value to the other.
+template <class Function> void ForMultiples(double step, double from, double to, Function each) {
+    const double rounding = 1e-9;
+    const int64_t last = (int64_t)floor(to / step + rounding);
+    for (int64_t i = (int64_t)ceil(from / step - rounding); i <= last; i++) each((double)i * step);
+}
+
 std::string TimeTicks(const Area &area) {
-    const double step = TimeStep(area.width, 7);
     std::string ticks;
-    for (double at = ceil(area.left / step) * step; at <= area.left + area.width + step / 1e6;
-         at += step)
-        ticks += Tick("x", (at - area.left) / area.width, ClockText(at));
+    ForMultiples(TimeStep(area.width, 7), area.left, area.left + area.width,
+                 [&](double at) { ticks += Tick("x", (at - area.left) / area.width, ClockText(at)); });
     return ticks;
 }
 
@@ -76,9 +81,10 @@ std::string ValueTicks(const Area &area, bool downwards, int most) {
     const double step = RoundStep(area.height, most);
     const int decimals = std::max(0, (int)-floor(log10(step) + 1e-9));
     std::string ticks;
-    for (double at = ceil(area.top / step - 1e-9) * step; at <= area.top + area.height * (1 + 1e-9);
-         at += step)
-        ticks += Tick("y", (at - area.top) / area.height, NumberText(downwards ? at : -at, decimals));
+    ForMultiples(step, area.top, area.top + area.height, [&](double at) {
+        const std::string label = NumberText(downwards ? at : -at, decimals);
+        ticks += Tick("y", (at - area.top) / area.height, label);
+    });
     return ticks;
 }
 

@@ -256,6 +256,17 @@ std::string Picture(const Thumbnail &picture, const char *label, int64_t frame) 
            std::to_string(frame) + "\">" + label + "</span>";
 }
 
+std::string FoundText(const DoubtfulFrames &found, bool standard) {
+    const std::string first = std::to_string(found.first), kind = DoubtText(found.kind, standard);
+    std::string text = "<p><b>" + ClockText(found.seconds) + "</b>, frame";
+    text += found.last > found.first ? "s " + first + " to " + std::to_string(found.last) : " " + first;
+    text += ": " + kind;
+    if (found.blocksValid > 0)
+        text += "; " + std::to_string(found.blocksKept) + " of " + std::to_string(found.blocksValid) +
+                " parts match";
+    return text + "</p>";
+}
+
 std::string Frames(const Page &page) {
     const std::vector<DoubtfulFrames> chosen = page.doubts.Chosen();
     std::string text =
@@ -265,17 +276,10 @@ std::string Frames(const Page &page) {
         text += Paragraph(std::to_string(chosen.size()) + " of " + std::to_string(page.doubts.Count()) +
                           " are shown, evenly chosen. --trace lists every frame.");
     text += "<ol class=\"frames\">\n";
-    for (const DoubtfulFrames &found : chosen) {
-        const std::string last = found.last > found.first ? " to " + std::to_string(found.last) : "";
-        const std::string parts = found.blocksValid > 0
-                                      ? "; " + std::to_string(found.blocksKept) + " of " +
-                                            std::to_string(found.blocksValid) + " parts match"
-                                      : "";
+    for (const DoubtfulFrames &found : chosen)
         text += "<li><div class=\"pair\">" + Picture(found.before, "before", found.first) +
-                Picture(found.after, "after", found.first) + "</div><p><b>" + ClockText(found.seconds) +
-                "</b>, frame" + (last.empty() ? " " : "s ") + std::to_string(found.first) + last +
-                ": " + DoubtText(found.kind, page.facts.standardPath) + parts + "</p></li>\n";
-    }
+                Picture(found.after, "after", found.first) + "</div>" +
+                FoundText(found, page.facts.standardPath) + "</li>\n";
     return text + "</ol></section>\n";
 }
 
