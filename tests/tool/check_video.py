@@ -698,6 +698,13 @@ def report_pages():
     page = ReportPage("r.html")
     check(len(page.found) == 20 and re.search(r"20 of \d+ are shown", page.page), f"{len(page.found)} frames in doubt are shown")
     check(len(page.page) < 5e6 and int(page.found[-1][0]) > 500 > 100 > int(page.found[0][0]), f"not evenly chosen: {page.found}")
+    subprocess.run([CLIPGEN, "-y", "--size", f"{W}x{H}", "--frames", "120", "--motion", "swing", "--frequency", "4", "--shake", "3",
+                    "--roll", "0", "--pan", "0", "swing.y4m"], check=True)
+    run("-y", "--quiet", "--dry-run", "--report", "r.html", "swing.y4m")
+    page = ReportPage("r.html")
+    strongest = re.search(r"strongest near 4 Hz: (\S+) pixels before, (\S+) after", page.page)
+    for before in (float(strongest[1]) if strongest else 0, page.numbers["Shake above 1 Hz"][0]):
+        check(abs(before - 18 ** 0.5) < 0.2, f"a swing of 3 pixels each way at 4 Hz is told as {before} pixels: {strongest}")
     os.link("a.mp4", b"<b>&\"'\xff.mp4")
     run("-y", "--dry-run", "--report", "r.html", b"<b>&\"'\xff.mp4")
     check("<h1>&lt;b&gt;&amp;&quot;'\ufffd.mp4</h1>" in ReportPage("r.html").page, "a name in the page")
