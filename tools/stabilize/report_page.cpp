@@ -67,7 +67,6 @@ std::string TakenOut(double before, double after) {
 struct Page {
     const ReportFacts &facts;
     const Summary &summary;
-    const std::vector<MotionRecord> &records;
     const Doubts &doubts;
     ReportPath path;
     std::vector<bool> doubtful;
@@ -305,8 +304,7 @@ std::string Tables(const Page &page) {
 
 std::string MakeReportPage(const ReportFacts &facts, const Summary &summary,
                            const std::vector<MotionRecord> &records, const Doubts &doubts) {
-    Page page = {
-        facts, summary, records, doubts, FollowPath(records, facts.framesPerSecond, facts.margins), {}};
+    Page page = {facts, summary, doubts, FollowPath(records, facts.framesPerSecond, facts.margins), {}};
     for (const MotionRecord &record : records) {
         const Doubt kind = DoubtOf(record);
         page.doubtful.push_back(kind != Doubt::None && kind != Doubt::NewScene);
