@@ -9,9 +9,9 @@ cd "$(dirname "$0")/.."
 logs=build/hosts
 mkdir -p $logs
 
-build() { # FOLDER TARGET, CMake arguments
+build() { # FOLDER TARGETS, CMake arguments
     cmake -S . -B "$1" -DQUORVEL_TESTS=ON -DQUORVEL_WERROR=ON "${@:3}" &&
-        cmake --build "$1" --target "$2" --parallel "$(nproc)"
+        cmake --build "$1" --parallel "$(nproc)" --target $2
 }
 # All tests of a label; what was installed for them is there, so that none is skipped.
 run() { # FOLDER LABEL
@@ -22,13 +22,18 @@ tests() { # LABEL, CMake arguments
     build build/release all -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON "${@:2}" && run build/release "$1"
 }
 # A plugin's tests again, with every address checked.
-addresses() { # LABEL, CMake arguments
-    build build/hosts-asan "quorvel_$1_tests" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEL_SANITIZE=address,undefined \
-        -DQUORVEL_TOOL=OFF "${@:2}" && run build/hosts-asan "$1"
+addresses() { # LABEL TARGETS, CMake arguments
+    build build/hosts-asan "$2" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEL_SANITIZE=address,undefined \
+        -DQUORVEL_TOOL=OFF "${@:3}" && run build/hosts-asan "$1"
 }
 
-gstreamer() { tests gstreamer -DQUORVEL_GSTREAMER=ON && addresses gstreamer -DQUORVEL_GSTREAMER=ON; }
-obs() { tests obs -DQUORVEL_OBS=ON && addresses obs -DQUORVEL_OBS=ON; }
+gstreamer() {
+    tests gstreamer -DQUORVEL_GSTREAMER=ON && addresses gstreamer quorvel_gstreamer_tests -DQUORVEL_GSTREAMER=ON
+}
+obs() {
+    tests obs -DQUORVEL_OBS=ON &&
+        addresses obs "quorvel_obs quorvel_obs_tests quorvel_obs_host_test" -DQUORVEL_OBS=ON
+}
 web() { tests web -DQUORVEL_WEB=ON; }
 report() { tests report -DQUORVEL_FFMPEG=ON; }
 python() { tests python -DQUORVEL_FFMPEG=ON; }

@@ -80,7 +80,7 @@ void picture_copy_left_half(const Picture *from, const Picture *to) {
     const gint columns = GST_ROUND_DOWN_4(from->frame.info.width / 2); // whole chroma samples
     for (gint i = 0; i < from->count; i++) {
         const MVS_Plane *in = &from->planes[i], *out = &to->planes[i];
-        const gsize bytes = (gsize)((columns >> in->lLog2X) * in->lChannels * in->lSampleBytes);
+        const gsize bytes = (gsize)(columns >> in->lLog2X) * (gsize)(in->lChannels * in->lSampleBytes);
         for (gint row = 0; row < in->lHeight; row++)
             memcpy(out->pPixels + row * out->llPitch, in->pPixels + row * in->llPitch, bytes);
     }
