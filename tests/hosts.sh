@@ -34,7 +34,9 @@ obs() {
     tests obs -DQUORVEL_OBS=ON &&
         addresses obs "quorvel_obs quorvel_obs_tests quorvel_obs_host_test" -DQUORVEL_OBS=ON
 }
-web() { tests web -DQUORVEL_WEB=ON; }
+web() { # npm comes with some builds of node, and cannot be installed beside these
+    { command -v npm || need_packages npm; } && tests web -DQUORVEL_WEB=ON -DQUORVEL_FFMPEG=ON
+}
 report() { tests report -DQUORVEL_FFMPEG=ON; }
 python() { tests python -DQUORVEL_FFMPEG=ON; }
 

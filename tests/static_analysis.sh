@@ -33,7 +33,8 @@ cppcheck() {
     command cppcheck --quiet --error-exitcode=1 -j "$(nproc)" --std=c++17 --library=posix \
         --enable=warning,performance,portability --inline-suppr -I include -I src -I tools -I plugins \
         --suppress=missingIncludeSystem --suppress=shiftNegativeLHS --suppress=useInitializationList \
-        -D__x86_64__ -D__linux__ --template=gcc src tools plugins
+        -D__x86_64__ -D__linux__ '-DOBS_DECLARE_MODULE()=' '-DOBS_MODULE_USE_DEFAULT_LOCALE(a,b)=' \
+        '-DG_DEFINE_TYPE_WITH_CODE(...)=' '-DGST_ELEMENT_REGISTER_DEFINE(...)=' --template=gcc src tools plugins
 }
 
 [ $# -gt 0 ] || set -- format tidy cppcheck
