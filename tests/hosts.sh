@@ -15,8 +15,8 @@ build() { # FOLDER TARGETS, CMake arguments
 }
 # All tests of a label; what was installed for them is there, so that none is skipped.
 run() { # FOLDER LABEL
-    ctest --test-dir "$1" --no-tests=error --output-on-failure --label-regex "^$2\$" | tee $logs/tests
-    ! grep -q 'Skipped' $logs/tests
+    ctest --test-dir "$1" --no-tests=error --output-on-failure --label-regex "^$2\$" | tee $logs/tests &&
+        ! grep -q 'Skipped' $logs/tests
 }
 tests() { # LABEL, CMake arguments
     build build/release all -DCMAKE_BUILD_TYPE=Release -DQUORVEL_TOOL=ON "${@:2}" && run build/release "$1"
