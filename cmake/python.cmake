@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # The Python package of bindings/python needs no build. Its tests, label `python`, load the shared library of this
-# build; those that compare with the tool or need more packages are skipped where these are missing.
+# build; what compares with the tool or needs more packages is skipped where these are missing.
 quorvel_check_version(bindings/python/pyproject.toml "version = \"${PROJECT_VERSION}\"\n")
 quorvel_check_version(bindings/python/quorvel_stabilizer/__init__.py "__version__ = \"${PROJECT_VERSION}\"\n")
 if(QUORVEL_HAS_TESTS AND NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORVEL_LIBRARIES)
@@ -15,7 +15,8 @@ if(QUORVEL_HAS_TESTS AND NOT QUORVEL_SANITIZE AND "quorvel_shared" IN_LIST QUORV
     set(python_environment
       QUORVEL_LIBRARY=$<TARGET_FILE:quorvel_shared>
       PYTHONPATH=${CMAKE_CURRENT_SOURCE_DIR}/bindings/python
-      PYTHONDONTWRITEBYTECODE=1)
+      PYTHONDONTWRITEBYTECODE=1
+      MALLOC_PERTURB_=85) # memory that was freed is overwritten: its use is seen
     if(TARGET quorvel_tool)
       list(APPEND python_environment
         QUORVEL_TOOL=$<TARGET_FILE:quorvel_tool> QUORVEL_CLIPGEN=$<TARGET_FILE:quorvel_clipgen>)

@@ -106,6 +106,8 @@ class Memory(unittest.TestCase):
                      lambda f: f.repeat(2, 1)[:, ::2],
                      lambda f: np.frombuffer(bytes(1) + f.tobytes(), np.uint16, -1, 1).reshape(H, W)):
             self.assertTrue(equal(steady(map(view, frames), "GRAY16"), steady(frames, "GRAY16")))
+            stabilizer = Stabilizer(W, H, "GRAY16")
+            self.assertTrue(equal(stabilizer.measure(map(view, frames)), stabilizer.measure(frames)))
         still = np.broadcast_to(frames[0][:1], (H, W))
         self.assertTrue(equal(steady([still], "GRAY16"), steady([still.copy()], "GRAY16")))
 

@@ -43,15 +43,22 @@ class Handle:
     def call(self, name: str, *arguments: Any) -> bool:
         return bool(getattr(LIBRARY, "QEL_MVS_" + name)(self._pointer, *arguments))
 
-    def push(self, name: str, argument: Any) -> List[Compensation]:
-        """Pushes a frame's luma or motion; returns the records that are ready."""
-        if not self.call(name, argument):
-            raise MemoryError("not enough memory for the motions of a clip of this length")
-        return self._pull()
+    def push_frame(self, frame: View) -> List[Compensation]:
+        """Measures a frame, and returns the records that are ready."""
+        return self._push("PushLuma", frame.planes)
+
+    def push_motion(self, record: Compensation) -> List[Compensation]:
+        """Takes the motion of a record, and returns the records that are ready."""
+        return self._push("PushMotion", record)
 
     def end(self) -> List[Compensation]:
         """Ends the stream; returns the records of all frames that wait."""
         self.call("EndStream")
+        return self._pull()
+
+    def _push(self, name: str, argument: Any) -> List[Compensation]:
+        if not self.call(name, argument):
+            raise MemoryError("not enough memory for the motions of a clip of this length")
         return self._pull()
 
     def _pull(self) -> List[Compensation]:

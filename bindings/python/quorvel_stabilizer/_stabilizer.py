@@ -159,7 +159,7 @@ class Stabilizer:
     def measure(self, frames: Iterable[Frame]) -> Motion:
         """The records of a clip, planned with these settings, without making an output. Changes no stream."""
         handle = Handle(self._settings)
-        return self._path(handle, (handle.push("PushLuma", self._format.read(frame).planes) for frame in frames))
+        return self._path(handle, (handle.push_frame(self._format.read(frame)) for frame in frames))
 
     def plan(self, motion: Motion) -> Motion:
         """The records of a clip planned again with these settings, from its motions. Changes no stream.
@@ -167,7 +167,7 @@ class Stabilizer:
         Flags and motions are read (row, col, theta). Measure with the same frame rate and without a lookahead.
         """
         handle = Handle(self._settings)
-        return self._path(handle, (handle.push("PushMotion", record) for record in to_records(motion)))
+        return self._path(handle, map(handle.push_motion, to_records(motion)))
 
     def compensate(self, frame: Frame, record: Motion, *, out: Optional[Frame] = None) -> Frame:
         """The output of one frame by a record: an element of what `measure`, `plan` or `motion` gave, or edited.
@@ -202,7 +202,7 @@ class Stabilizer:
                 raise ValueError("out: its memory is that of a frame that waits")
         self._frames.append(source)
         try:
-            self._records.extend(handle.push("PushLuma", source.planes))
+            self._records.extend(handle.push_frame(source))
         except MemoryError:
             self._frames.pop()
             raise
