@@ -166,17 +166,17 @@ cp clip.y4m self.y4m
 run 1 1 self.y4m self.y4m
 same clip.y4m self.y4m "the input was overwritten"
 
-# Neither trace nor plot takes the place of the video, whatever the spelling.
+# Neither trace nor plot nor report takes the place of the video, whatever the spelling.
 mkdir -p folder
 for name in ./r.svg "$PWD/r.svg" folder/../r.svg; do
     run 1 1 --trace "$name" clip.y4m r.svg
     run 1 1 --plot "$name" clip.y4m r.svg
+    run 1 1 --report "$name" clip.y4m r.svg
     run 1 1 --trace "$name" --plot r.svg --dry-run clip.y4m
+    run 1 1 --report "$name" --trace r.svg --dry-run clip.y4m
+    run 1 1 --report "$name" --plot r.svg --dry-run clip.y4m
 done
-run 2 1 --report ./clip.y4m --dry-run clip.y4m
-run 2 1 --report folder/../r.svg clip.y4m r.svg
-run 2 1 --report r.svg --trace ./r.svg --dry-run clip.y4m
-run 2 1 --report r.svg --plot ./r.svg --dry-run clip.y4m
+run 1 1 --report ./clip.y4m -y --dry-run clip.y4m
 run 2 1 --report - --json --dry-run clip.y4m
 run 2 1 --report r.html --mode none clip.y4m got.y4m
 [ -e r.svg ] && fail "an output was made beside a report of its name"

@@ -17,7 +17,8 @@ struct DoubtfulFrames {
     Doubt kind = Doubt::None;
     int64_t first = 0;
     int64_t last = 0;
-    double seconds = 0; // of the first of them, as are the parts and the pictures
+    // Of the first of them: time, parts, pictures.
+    double seconds = 0;
     int blocksValid = 0;
     int blocksKept = 0;
     Thumbnail before, after;
@@ -25,7 +26,7 @@ struct DoubtfulFrames {
 
 const size_t kMostShown = 20;
 
-// Keeps some of them, evenly chosen while it is not known how many will come.
+// Keeps a limited number of them with their pictures, evenly spread however many come.
 class Doubts {
   public:
     // True when the frame is one to be shown: Show is called next, with its pictures.

@@ -12,7 +12,6 @@
 #include "stabilize/compose.h"
 #include "stabilize/parse.h"
 #include "stabilize/preview.h"
-#include "video/byte_file.h"
 #include "video/media.h"
 
 namespace {
@@ -307,20 +306,6 @@ void Convert(const CLI::App &app, const RawArguments &raw, Options &options) {
     if (raw.verbose) ShowMediaMessages();
 }
 
-std::string ReportContradiction(const Options &options) {
-    const std::string &report = options.reportPath;
-    if (report.empty()) return "";
-    if (options.json && report == "-") return "--json and the report cannot both go to standard output";
-    if (IsSameFile(options.input, report)) return "--report names the input file, give it another name";
-    const std::pair<const char *, const std::string &> others[] = {{"the output file", options.output},
-                                                                   {"the --trace", options.tracePath},
-                                                                   {"the --plot", options.plotPath}};
-    for (const auto &[what, path] : others)
-        if (!path.empty() && IsSameOutput(path, report))
-            return std::string("--report names ") + what + ", give it another name";
-    return "";
-}
-
 // What the parser's own rules cannot say; empty when all is well.
 std::string Contradiction(const Options &options) {
     if (options.dryRun && !options.output.empty()) return "--dry-run writes no video, leave out OUTPUT";
@@ -330,6 +315,8 @@ std::string Contradiction(const Options &options) {
         return "--json and the video cannot both go to standard output";
     if (options.json && options.tracePath == "-")
         return "--json and the trace cannot both go to standard output";
+    if (options.json && options.reportPath == "-")
+        return "--json and the report cannot both go to standard output";
     if (options.zoom && options.crop <= 0 && !options.outSize)
         return "--zoom needs --crop, --mode shift or --out-size: nothing is cropped otherwise";
     if (options.mode == Mode::None && (options.crop > 0 || options.outSize))
@@ -342,7 +329,7 @@ std::string Contradiction(const Options &options) {
         return "--plot " + options.plotPath + ": the name has to end in .png or .svg";
     if (options.plotPath.find_first_of("\n\r") != std::string::npos)
         return "--plot: gnuplot takes no line break in a name";
-    return ReportContradiction(options);
+    return "";
 }
 
 } // namespace

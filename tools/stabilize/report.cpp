@@ -10,6 +10,8 @@
 
 namespace {
 
+const int kLinesOfBt709 = 720; // of a picture, at least
+
 std::string PixelText(const PixelLayout &layout) {
     const char *chroma = layout.planes == 1  ? "grey"
                          : layout.log2X == 0 ? (layout.log2Y == 0 ? "4:4:4" : "4:4:0")
@@ -47,7 +49,7 @@ void AddRefined(std::vector<ReportRow> &rows, const RefinedSettings &settings, c
 }
 
 void AddStandard(std::vector<ReportRow> &rows, const Options &options) {
-    const char *const names[] = {"none", "shift", "shift and turn (2)", "rotate"};
+    const char *const names[] = {"none", "shift", "2, shift and turn", "rotate"};
     rows.emplace_back("Path", "standard");
     rows.emplace_back("Mode", names[(int)options.mode]);
     if (options.outSize)
@@ -109,8 +111,10 @@ bool Report::Add(const MotionRecord &record) {
 }
 
 void Report::Show(const Worker &worker, const StreamInfo &info) {
-    PictureShape shape = {info.size, info.layout, info.rotation, info.sampleAspect.Value(),
-                          info.fullRange};
+    // By custom: tags are not read. The scaled output has the matrix of the input.
+    const bool bt709 = info.size.height >= kLinesOfBt709;
+    PictureShape shape = {info.size,      info.layout, info.rotation, info.sampleAspect.Value(),
+                          info.fullRange, bt709};
     const Thumbnail before = MakeThumbnail(worker.Input(), shape);
     shape.size = worker.SteadySize();
     shape.sampleAspect = worker.SampleAspect().Value();

@@ -88,7 +88,7 @@ std::string ValueTicks(const Area &area, bool downwards, int most) {
     return ticks;
 }
 
-// Calls `each` for every column of frames: its first, and the first of the next.
+// Calls `each` for every column of frames, with its first frame and the first of the next column.
 template <class Function> void ForColumns(size_t count, Function each) {
     const size_t columns = count > 2 * kColumns ? kColumns : count;
     for (size_t i = 0; i < columns; i++) each(i * count / columns, (i + 1) * count / columns);

@@ -232,7 +232,9 @@ std::string Spectrum(const Page &page) {
     const ShakeBand *strongest = nullptr;
     for (const ShakeBand &band : bands)
         if (band.hertz >= 1 && (!strongest || band.before > strongest->before)) strongest = &band;
-    if (!strongest) return text + Paragraph("Every scene is too short to tell.") + "</section>\n";
+    if (!strongest)
+        return text + Paragraph("Every scene is too short to tell, or has too few frames a second.") +
+               "</section>\n";
     const std::string sentence = "Above 1 Hz, the shake is strongest near " +
                                  NumberText(strongest->hertz, strongest->hertz < 10 ? 1 : 0) +
                                  " Hz: " + NumberText(strongest->before, 2) + " pixels before, " +

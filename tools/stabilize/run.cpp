@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "stabilize/console.h"
 #include "stabilize/pipeline.h"
@@ -36,17 +37,23 @@ void CheckReport(const Options &options, const std::string &path, const std::str
     RefuseToOverwrite(path, options.overwrite, option);
 }
 
+void CheckReports(const Options &options) {
+    const std::pair<const char *, const std::string &> reports[] = {
+        {"--trace", options.tracePath}, {"--plot", options.plotPath}, {"--report", options.reportPath}};
+    for (const auto &[option, path] : reports) CheckReport(options, path, option);
+    for (const auto &[option, path] : reports)
+        for (const auto &[other, otherPath] : reports)
+            if (option != other && !path.empty() && !otherPath.empty() && IsSameOutput(path, otherPath))
+                throw VideoError(std::string(option) + " and " + other +
+                                 " name the same file, give one of them another name");
+}
+
 void CheckPaths(const Options &options) {
     if (!options.output.empty() && IsSameFile(options.input, options.output))
         throw VideoError("input and output are the same file, give OUTPUT another name");
     if (options.refined && options.refined->MeasuredFirst())
         CheckReadTwice(options.input, options.source, *options.refined);
-    CheckReport(options, options.tracePath, "--trace");
-    CheckReport(options, options.plotPath, "--plot");
-    RefuseToOverwrite(options.reportPath, options.overwrite, "--report");
-    if (!options.plotPath.empty() && !options.tracePath.empty() &&
-        IsSameOutput(options.plotPath, options.tracePath))
-        throw VideoError("--trace and --plot name the same file, give one of them another name");
+    CheckReports(options);
     if (options.output == "-" && isatty(STDOUT_FILENO) == 1)
         throw VideoError("the video would go to the terminal, give OUTPUT a name, or send standard "
                          "output to a file or a program");

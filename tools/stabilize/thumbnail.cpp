@@ -9,11 +9,10 @@
 
 namespace {
 
-const int kTaps = 4;           // samples each way whose mean is a pixel: enough for a small picture
-const int kHeaderBytes = 54;   // of a BMP file, before its pixels
-const int kLinesOfLarge = 720; // from here on untagged video is BT.709 by custom
+const int kTaps = 4;         // samples each way whose mean is a pixel: enough for a small picture
+const int kHeaderBytes = 54; // of a BMP file, before its pixels
 
-// In steps of 8 bits; x and y count pixels of the picture.
+// The upper 8 bits; x and y count pixels of the picture.
 int SampleAt(const Frame &frame, const PixelLayout &layout, const PlaneShape &plane, int channel, int x,
              int y) {
     const uint8_t *row =
@@ -42,17 +41,17 @@ void AddPixel(const Frame &frame, const PixelLayout &layout, const std::vector<P
 uint8_t Byte(double value) { return (uint8_t)lround(std::clamp(value, 0.0, 255.0)); }
 
 // Blue, green, red.
-void StoreColour(const int (&sum)[3], bool fullRange, bool large, uint8_t *to) {
+void StoreColour(const int (&sum)[3], bool fullRange, bool bt709, uint8_t *to) {
     const double count = kTaps * kTaps;
     const double luma = fullRange ? sum[0] / count : (sum[0] / count - 16) * 255 / 219;
     const double gain = fullRange ? 1 : 255.0 / 224;
     const double u = (sum[1] / count - 128) * gain, v = (sum[2] / count - 128) * gain;
-    to[0] = Byte(luma + (large ? 1.8556 : 1.772) * u);
-    to[1] = Byte(luma - (large ? 0.1873 : 0.3441) * u - (large ? 0.4681 : 0.7141) * v);
-    to[2] = Byte(luma + (large ? 1.5748 : 1.402) * v);
+    to[0] = Byte(luma + (bt709 ? 1.8556 : 1.772) * u);
+    to[1] = Byte(luma - (bt709 ? 0.1873 : 0.3441) * u - (bt709 ? 0.4681 : 0.7141) * v);
+    to[2] = Byte(luma + (bt709 ? 1.5748 : 1.402) * v);
 }
 
-// From the part of the shown picture to that of the stored one.
+// Where a point of the shown picture lies in the stored one, both as parts of their sides.
 std::pair<double, double> Turned(double right, double down, int rotation) {
     if (rotation == 90) return {down, 1 - right};
     if (rotation == 180) return {1 - right, 1 - down};
@@ -118,7 +117,7 @@ Thumbnail MakeThumbnail(const Frame &frame, const PictureShape &shape) {
         }
         const size_t at =
             kHeaderBytes + (size_t)(size.height - 1 - row) * rowBytes + (size_t)column * 3;
-        StoreColour(sum, shape.fullRange, shape.size.height >= kLinesOfLarge, (uint8_t *)&file[at]);
+        StoreColour(sum, shape.fullRange, shape.bt709, (uint8_t *)&file[at]);
     };
     for (int row = 0; row < size.height; row++)
         for (int column = 0; column < size.width; column++) pixel(column, row);

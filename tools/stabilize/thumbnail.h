@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Small pictures of frames for pages, which need no encoder.
+// Small pictures of frames, for pages: bitmaps, which need no encoder.
 #pragma once
 
 #include <string>
@@ -13,6 +13,7 @@ struct PictureShape {
     int rotation = 0; // clockwise: 0, 90, 180, 270
     double sampleAspect = 1;
     bool fullRange = false;
+    bool bt709 = false; // the matrix of the colours; else that of BT.601
 };
 
 const PictureSize kMostThumbnail = {160, 120};
