@@ -8,7 +8,7 @@
 
 namespace {
 
-const uint64_t kSoundSlack = 40000000;             // earlier or later than that is seen
+const uint64_t kSoundSlack = 40000000;             // nanoseconds; sound that is off by more is noticed
 const uint64_t kMostHeldBytes = (uint64_t)1 << 30; // of the frames that wait
 const int32_t kFirstRateWindow = 4, kRateWindow = 32;
 
@@ -94,7 +94,7 @@ void ChangeLookahead(Filter &filter, int32_t lookahead) {
     DropFrames(filter, ParentOf(filter));
     ClearSound(filter.sound);
     filter.lookahead = lookahead;
-    filter.delay = filter.interval * (uint64_t)lookahead; // till frames of the stream show it
+    filter.delay = filter.interval * (uint64_t)lookahead; // until the frames tell
 }
 
 bool OpenFilter(Filter &filter, const FramePlanes &planes) {
@@ -145,8 +145,8 @@ bool MeasureRate(Filter &filter) {
     return true;
 }
 
-// The sound follows the delay of the frames, but not a single late frame, which stays among those that
-// wait for as long as they do.
+// The sound follows the delay of the frames. A single late frame changes that for as long as it waits,
+// so only a change that lasts longer counts.
 void FollowDelay(Filter &filter) {
     if (filter.lookahead == 0 || filter.count < 2) return;
     const int32_t waiting = filter.count - 1;
@@ -160,9 +160,8 @@ void FollowDelay(Filter &filter) {
 
 // -- The output
 
-// The oldest frame leaves at the time of the newest. The host derives from it how its clock and the
-// source's differ, and would otherwise delay the sound by as much as the frames, once more or not at
-// all, depending on the kind of source.
+// The oldest frame leaves with the time of the newest. The host compares that time with its own clock:
+// with the old one it would delay the sound of some kinds of source once more, and of others not.
 obs_source_frame *Leave(Filter &filter) {
     const MVS_Compensation record = HeldAt(filter, 0).record;
     const bool settled = filter.settled > 0;

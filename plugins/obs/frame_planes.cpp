@@ -61,7 +61,7 @@ bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes) {
     if (!layout || !IsSide(frame.width) || !IsSide(frame.height)) return false;
     planes.count = 0;
     planes.packed = layout->plane[0].channels == 2;
-    // Two pixels share their chroma: a last column that stands alone has another one behind it.
+    // Two pixels share their chroma: behind an odd last column its unseen partner is stored.
     const int32_t width = planes.packed ? (int32_t)(frame.width + 1) & ~1 : (int32_t)frame.width;
     for (const PlaneKind &kind : layout->plane) {
         if (kind.channels == 0) break;

@@ -16,7 +16,7 @@ struct FramePlanes {
     MVS_Plane plane[kMostPlanes]; // the first holds the luma
 };
 
-// False for a format without planes of its own kind, and for a frame that is damaged: no size, no data,
+// False for a format whose planes the library does not take, and for a damaged frame: no size, no data,
 // or rows that are shorter than the picture.
 bool DescribeFrame(const obs_source_frame &frame, FramePlanes &planes);
 

@@ -72,7 +72,8 @@ void Join(const Parts &from, const MVS_Plane &to, int32_t firstColumn) {
     }
 }
 
-// The library makes no output of luma and chroma in turn: by way of planes of both.
+// The library takes no planes of luma and chroma in turn: each is copied to one of luma and one of
+// pairs, and back.
 bool SteadyPacked(const MVS_Context *handle, const MVS_Compensation &record, const MVS_Plane &plane,
                   int32_t firstColumn, PictureMemory &memory) {
     const int32_t width = plane.lWidth, height = plane.lHeight;

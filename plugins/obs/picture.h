@@ -6,7 +6,7 @@
 
 #include "frame_planes.h"
 
-// Memory between two frames: none, or what the last one needed.
+// Kept from frame to frame.
 struct PictureMemory {
     uint8_t *bytes = nullptr;
     int64_t size = 0;
