@@ -92,7 +92,7 @@ int32_t Lookahead(int32_t wanted, uint64_t frameBytes) {
 
 void ChangeLookahead(Filter &filter, int32_t lookahead) {
     DropFrames(filter, ParentOf(filter));
-    ClearSound(filter.sound);
+    DropSound(filter.sound);
     filter.lookahead = lookahead;
     filter.delay = filter.interval * (uint64_t)lookahead; // until the frames tell
 }
@@ -241,6 +241,7 @@ Filter *CreateFilter(obs_source_t *source, const FilterSettings &settings) {
 void DestroyFilter(Filter *filter) {
     if (!filter) return;
     StopFilter(filter, ParentOf(*filter));
+    ClearSound(filter->sound);
     pthread_mutex_destroy(&filter->mutex);
     delete filter;
 }
@@ -268,11 +269,19 @@ obs_audio_data *FilterSound(Filter *filter, obs_audio_data *sound) {
     return DelaySound(filter->sound, *sound, filter->delay);
 }
 
+// The host locks its frames before it calls the filter with one. So here, where it may be another
+// thread that calls, they are given back after the filter's mutex is.
 void StopFilter(Filter *filter, obs_source_t *parent) {
-    Lock lock(filter);
-    Stop(*filter, parent);
-    ClearSound(filter->sound);
-    filter->format = VIDEO_FORMAT_NONE;
+    obs_source_frame *waiting[kMostLookahead + 1];
+    int32_t count = 0;
+    {
+        Lock lock(filter);
+        while (filter->count > 0) waiting[count++] = TakeFirst(*filter);
+        Stop(*filter, parent);
+        DropSound(filter->sound);
+        filter->format = VIDEO_FORMAT_NONE;
+    }
+    for (int32_t i = 0; i < count; i++) Release(parent, waiting[i]);
 }
 
 int32_t DelayFrames(Filter *filter, int32_t lookahead) {

@@ -58,10 +58,6 @@ void DropFirst(SoundLine &line) {
     free(packet);
 }
 
-void DropAll(SoundLine &line) {
-    while (line.first) DropFirst(line);
-}
-
 // How many samples of each channel can leave together.
 size_t CountDue(const SoundLine &line, uint64_t delay) {
     size_t samples = 0;
@@ -120,13 +116,17 @@ obs_audio_data *TakeDue(SoundLine &line, uint64_t delay) {
 
 obs_audio_data *DelaySound(SoundLine &line, const obs_audio_data &packet, uint64_t delay) {
     if (packet.frames == 0 || ChannelsOf(packet) == 0) return nullptr;
-    if (line.last && IsJump(line.last->timestamp, packet.timestamp)) DropAll(line);
+    if (line.last && IsJump(line.last->timestamp, packet.timestamp)) DropSound(line);
     if (!Append(line, packet)) return nullptr;
     return TakeDue(line, delay);
 }
 
+void DropSound(SoundLine &line) {
+    while (line.first) DropFirst(line);
+}
+
 void ClearSound(SoundLine &line) {
-    DropAll(line);
+    DropSound(line);
     free(line.memory);
     line = {};
 }

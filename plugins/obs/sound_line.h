@@ -26,5 +26,8 @@ struct SoundLine {
 // next call.
 obs_audio_data *DelaySound(SoundLine &line, const obs_audio_data &packet, uint64_t delay);
 
-// Drops what waits and frees all memory.
+// Drops what waits. What was handed out last stays: another thread may be playing it.
+void DropSound(SoundLine &line);
+
+// Drops what waits and frees all memory, that of the last result too.
 void ClearSound(SoundLine &line);

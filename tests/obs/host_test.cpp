@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include <obs-module.h>
@@ -29,12 +31,15 @@ struct Notes {
 };
 
 std::mutex gMutex;
+std::function<void()> gWhileAFrameComes; // called once, before the filter has the frame
 Notes gBefore, gBehind, gPlayed;
 
 uint64_t FirstSample(const uint8_t *plane) { return (uint64_t)(*(const float *)plane * 16777216); }
 
 obs_source_frame *NoteFrame(void *data, obs_source_frame *frame) {
     std::lock_guard<std::mutex> lock(gMutex);
+    if (gWhileAFrameComes) gWhileAFrameComes();
+    gWhileAFrameComes = nullptr;
     ((Notes *)data)
         ->frames.push_back(
             {(uint64_t)frame->color_matrix[0], frame->timestamp, obs_get_video_frame_time()});
@@ -257,6 +262,27 @@ TEST_F(ObsHost, WhatWaitsIsDroppedByAJumpAndWhenTheFilterIsSwitchedOffHiddenOrRe
     obs_source_filter_remove(mCamera, mFilter);
     Show(1, mStart);
     ExpectOut(8, 29);
+}
+
+// The host has looked whether the filter is on, and has its frames locked. The user's thread, which
+// gives back those that wait, must not stop it.
+TEST_F(ObsHost, TheFilterIsSwitchedOffWhileAFrameComes) {
+    SetLookahead(6);
+    Show(4, mStart);
+    std::thread user;
+    gWhileAFrameComes = [&] {
+        user = std::thread([this] {
+            calldata_t call = {};
+            calldata_set_bool(&call, "enabled", false);
+            signal_handler_signal(obs_source_get_signal_handler(mFilter), "enable", &call);
+            calldata_free(&call);
+        });
+        os_sleep_ms(100);
+    };
+    Show(1, mStart);
+    user.join();
+    Show(7, mStart);
+    ExpectOut(2, 5);
 }
 
 TEST_F(ObsHost, InterlacedFramesPass) {
