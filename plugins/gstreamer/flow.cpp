@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Frames wait in a queue until their record can be pulled. Events that have a place between two frames,
-// and no need of their own, wait there too.
+// Frames wait in a queue until their record can be pulled. Events that only accompany the frames wait
+// there too, in their place.
 #include "element.h"
 #include "picture.h"
 
@@ -53,7 +53,8 @@ static gboolean same_path(const StreamSettings *a, const StreamSettings *b) {
            a->strength == b->strength && a->roll == b->roll;
 }
 
-// A change of the path needs another handle. Without one nothing waits.
+// Settings of the path are those of a handle for life, so a change opens another one. Where no handle
+// can be opened, frames pass without delay.
 void quorvel_stabilize_apply_settings(QuorvelStabilize *self) {
     GST_OBJECT_LOCK(self);
     StreamSettings settings = self->settings;
@@ -77,7 +78,7 @@ static gboolean starts_scene(const QuorvelStabilize *self, const GstBuffer *fram
     return self->base.segment.rate < 0 ? pts > last : pts < last;
 }
 
-// Whether the handle has taken the frame. Where it has not, the next one starts a scene.
+// Pushes the frame. False: the handle has not taken it, and the next one starts a scene.
 static gboolean measure(QuorvelStabilize *self, GstBuffer *frame) {
     if (!self->handle) {
         warn(self, "no memory, or a size that the stabilizer does not take");
@@ -96,7 +97,8 @@ static gboolean measure(QuorvelStabilize *self, GstBuffer *frame) {
     return taken;
 }
 
-// A pool with few buffers would run dry while frames wait here, and whoever fills them would stop.
+// The frame itself, or a copy where its pool has too few buffers: it would run dry while frames wait
+// here, and the element in front would block.
 static GstBuffer *keepable(QuorvelStabilize *self, GstBuffer *input) {
     const guint held = (guint)FramesHeld(self->in_use.lookahead), spare = 3;
     if (held == 0 || !input->pool) return input;
@@ -112,8 +114,8 @@ static GstBuffer *keepable(QuorvelStabilize *self, GstBuffer *input) {
 }
 
 void quorvel_stabilize_take_frame(QuorvelStabilize *self, GstBuffer *frame) {
-    // Not left to QEL_MVS_Reset: the base class would mark the first frame that comes out as the one
-    // behind the discontinuity.
+    // QEL_MVS_Reset would not do: the base class sets DISCONT on the next frame that comes out, which
+    // must not be one from before the discontinuity.
     if (starts_scene(self, frame)) quorvel_stabilize_deliver_all(self);
     quorvel_stabilize_apply_settings(self);
     self->last_pts = GST_BUFFER_PTS(frame);
@@ -123,15 +125,22 @@ void quorvel_stabilize_take_frame(QuorvelStabilize *self, GstBuffer *frame) {
 
 // Output ----------------------------------------------------------------------------------------------
 
+// A time of the frame by a function of the segment. Not every segment has times: that of a source of
+// raw bytes may count bytes.
+static guint64 time_by(guint64 (*convert)(const GstSegment *, GstFormat, guint64),
+                       const QuorvelStabilize *self, const GstBuffer *frame) {
+    const GstSegment *segment = &self->base.segment;
+    if (segment->format != GST_FORMAT_TIME) return GST_CLOCK_TIME_NONE;
+    return convert(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(frame));
+}
+
 static void post_motion(QuorvelStabilize *self, const GstBuffer *frame) {
     const MVS_Compensation *record = &self->record;
     const gdouble pixel = 65536, radian = 16777216;
-    const GstClockTime pts = GST_BUFFER_PTS(frame);
-    const GstSegment *segment = &self->base.segment;
     GstStructure *motion = gst_structure_new(
-        "quorvel-motion", "timestamp", G_TYPE_UINT64, pts, "stream-time", G_TYPE_UINT64,
-        gst_segment_to_stream_time(segment, GST_FORMAT_TIME, pts), "running-time", G_TYPE_UINT64,
-        gst_segment_to_running_time(segment, GST_FORMAT_TIME, pts), "dx", G_TYPE_DOUBLE,
+        "quorvel-motion", "timestamp", G_TYPE_UINT64, GST_BUFFER_PTS(frame), "stream-time",
+        G_TYPE_UINT64, time_by(gst_segment_to_stream_time, self, frame), "running-time", G_TYPE_UINT64,
+        time_by(gst_segment_to_running_time, self, frame), "dx", G_TYPE_DOUBLE,
         record->lMotionCol / pixel, "dy", G_TYPE_DOUBLE, record->lMotionRow / pixel, "roll",
         G_TYPE_DOUBLE, record->lMotionTheta / radian, "compensation-dx", G_TYPE_DOUBLE,
         record->lCol / pixel, "compensation-dy", G_TYPE_DOUBLE, record->lRow / pixel,
@@ -141,7 +150,7 @@ static void post_motion(QuorvelStabilize *self, const GstBuffer *frame) {
     gst_element_post_message(GST_ELEMENT(self), gst_message_new_element(GST_OBJECT(self), motion));
 }
 
-// The next element reads this buffer as the caps say, without a GstVideoMeta.
+// Whether the next element reads this buffer rightly: it knows GstVideoMeta, or does not need it.
 static gboolean is_plain(const QuorvelStabilize *self, GstBuffer *buffer) {
     const GstVideoMeta *meta = gst_buffer_get_video_meta(buffer);
     if (!meta || self->takes_video_meta) return TRUE;
@@ -163,22 +172,17 @@ static gboolean copy_picture(const GstVideoInfo *info, GstBuffer *from, GstBuffe
     return copied;
 }
 
-// Takes the frame; hands out the same buffer, unless the next element could not read it.
-static GstFlowReturn pass_on(QuorvelStabilize *self, GstBuffer *frame, GstBuffer **output) {
-    GstBaseTransform *trans = &self->base;
-    *output = frame;
-    if (is_plain(self, frame)) return GST_FLOW_OK;
+// Takes the frame; returns the same buffer, unless the next element needs a copy to read it. Without
+// memory for the copy, it is the frame all the same.
+static GstBuffer *untouched(QuorvelStabilize *self, GstBuffer *frame) {
     GstBuffer *plain = NULL;
-    const GstFlowReturn result =
-        GST_BASE_TRANSFORM_GET_CLASS(self)->prepare_output_buffer(trans, frame, &plain);
-    if (result != GST_FLOW_OK) return GST_FLOW_OK;
-    if (copy_picture(&self->info, frame, plain)) {
-        gst_buffer_unref(frame);
-        *output = plain;
-    } else {
-        gst_buffer_unref(plain);
-    }
-    return GST_FLOW_OK;
+    GstBaseTransformClass *klass = GST_BASE_TRANSFORM_GET_CLASS(self);
+    if (is_plain(self, frame) ||
+        klass->prepare_output_buffer(&self->base, frame, &plain) != GST_FLOW_OK)
+        return frame;
+    const gboolean copied = copy_picture(&self->info, frame, plain);
+    gst_buffer_unref(copied ? frame : plain);
+    return copied ? plain : frame;
 }
 
 static gboolean draw(QuorvelStabilize *self, const Picture *in, const Picture *out) {
@@ -222,20 +226,22 @@ static GstFlowReturn stabilize(QuorvelStabilize *self, GstBuffer *frame, GstBuff
         return result;
     }
     warn(self, "no memory for the output");
-    return pass_on(self, frame, output);
+    *output = untouched(self, frame);
+    return GST_FLOW_OK;
 }
 
-// Takes the frame. Controlled properties have the values of its time.
+// Takes the frame. Properties that are controlled get the values that they have at its time.
 static GstFlowReturn show(QuorvelStabilize *self, GstBuffer *frame, gboolean measured,
                           GstBuffer **output) {
-    const GstClockTime time =
-        gst_segment_to_stream_time(&self->base.segment, GST_FORMAT_TIME, GST_BUFFER_PTS(frame));
+    const GstClockTime time = time_by(gst_segment_to_stream_time, self, frame);
     if (GST_CLOCK_TIME_IS_VALID(time)) gst_object_sync_values(GST_OBJECT(self), time);
     GST_OBJECT_LOCK(self);
     const gboolean enabled = self->enabled, post = self->post_motion;
     GST_OBJECT_UNLOCK(self);
     if (measured && post) post_motion(self, frame);
-    return measured && enabled ? stabilize(self, frame, output) : pass_on(self, frame, output);
+    if (measured && enabled) return stabilize(self, frame, output);
+    *output = untouched(self, frame);
+    return GST_FLOW_OK;
 }
 
 GstFlowReturn quorvel_stabilize_generate_output(GstBaseTransform *trans, GstBuffer **output) {
@@ -254,10 +260,12 @@ GstFlowReturn quorvel_stabilize_generate_output(GstBaseTransform *trans, GstBuff
 
 void quorvel_stabilize_deliver_all(QuorvelStabilize *self) {
     GstBuffer *output = NULL;
+    GstFlowReturn result = GST_FLOW_OK;
     QEL_MVS_EndStream(self->handle);
-    while (quorvel_stabilize_generate_output(&self->base, &output) == GST_FLOW_OK && output)
-        gst_pad_push(self->base.srcpad, output);
-    quorvel_stabilize_drop_all(self); // of a pad that is flushing
+    while (result != GST_FLOW_FLUSHING &&
+           quorvel_stabilize_generate_output(&self->base, &output) == GST_FLOW_OK && output)
+        result = gst_pad_push(self->base.srcpad, output);
+    quorvel_stabilize_drop_all(self); // closes the handle; of a pad that is flushing, drops the rest
 }
 
 // Events ----------------------------------------------------------------------------------------------
@@ -271,7 +279,7 @@ static gboolean changes_caps(const QuorvelStabilize *self, GstEvent *event) {
     return changes;
 }
 
-// Events that say something about the frames, and do not end anything.
+// Events that accompany the frames, before which no frame has to come out.
 static gboolean may_wait(const GstEvent *event) {
     switch (GST_EVENT_TYPE(event)) {
     case GST_EVENT_TAG:

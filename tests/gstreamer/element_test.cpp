@@ -218,6 +218,25 @@ TEST(GstFlow, ScenesStartWhereTimeJumps) {
     EXPECT_EQ(scenes, "S...S..S.S..SS.");
 }
 
+// A source of raw bytes may have a segment that counts bytes: frames have times, the segment has none.
+TEST(GstFlow, SegmentsWithoutTimes) {
+    Element e("post-motion=true");
+    e.SetCaps("I420", 160, 96);
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_BYTES);
+    e.Send(gst_event_new_segment(&segment));
+    e.Push(2);
+    EXPECT_EQ(e.Take(), Range(0, 2));
+    GstMessage *message = gst_bus_pop_filtered(e.bus, GST_MESSAGE_ELEMENT);
+    ASSERT_TRUE(message);
+    guint64 stream = 0, running = 0;
+    gst_structure_get(gst_message_get_structure(message), "stream-time", G_TYPE_UINT64, &stream,
+                      "running-time", G_TYPE_UINT64, &running, NULL);
+    EXPECT_EQ(stream, GST_CLOCK_TIME_NONE);
+    EXPECT_EQ(running, GST_CLOCK_TIME_NONE);
+    gst_message_unref(message);
+}
+
 TEST(GstSettings, ChangeWhilePlaying) {
     Element e("lookahead=10");
     e.SetCaps("I420", 160, 96);
@@ -448,5 +467,6 @@ TEST(GstLife, TakesAnything) {
 int main(int argc, char **argv) {
     testing::InitGoogleTest(&argc, argv);
     gst_init(&argc, &argv);
+    g_log_set_always_fatal((GLogLevelFlags)(G_LOG_FATAL_MASK | G_LOG_LEVEL_CRITICAL)); // a wrong call
     return RUN_ALL_TESTS();
 }
