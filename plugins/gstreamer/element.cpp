@@ -173,8 +173,8 @@ static gboolean quorvel_stabilize_set_caps(GstBaseTransform *trans, GstCaps *in,
     QuorvelStabilize *self = QUORVEL_STABILIZE(trans);
     GstVideoInfo info;
     if (!gst_video_info_from_caps(&info, in)) return FALSE;
-    // Of caps without a colorimetry the record has the site that is usual for the size, whatever they
-    // say.
+    // Where caps have no colorimetry, gst_video_info_from_caps guesses the chroma site too, even if
+    // they have one.
     const gchar *site = gst_structure_get_string(gst_caps_get_structure(in, 0), "chroma-site");
     if (site) info.chroma_site = gst_video_chroma_site_from_string(site);
     quorvel_stabilize_deliver_all(self);
@@ -204,7 +204,7 @@ static gboolean quorvel_stabilize_sink_event(GstBaseTransform *trans, GstEvent *
 
 // Allocation ------------------------------------------------------------------------------------------
 
-// A pool in front of this element needs the buffers that wait here beside its own.
+// The pool of the element in front needs, beside its own buffers, those that wait here.
 static gboolean quorvel_stabilize_propose_allocation(GstBaseTransform *trans, GstQuery *decide_query,
                                                      GstQuery *query) {
     QuorvelStabilize *self = QUORVEL_STABILIZE(trans);
@@ -247,7 +247,8 @@ static gboolean quorvel_stabilize_decide_allocation(GstBaseTransform *trans, Gst
     return GST_BASE_TRANSFORM_CLASS(quorvel_stabilize_parent_class)->decide_allocation(trans, query);
 }
 
-// All but those that describe the memory, which are not asked for here.
+// Keeps all metas. The base class does not ask about those that describe the input's memory, and drops
+// them.
 static gboolean quorvel_stabilize_transform_meta(GstBaseTransform *, GstBuffer *, GstMeta *,
                                                  GstBuffer *) {
     return TRUE;
@@ -257,7 +258,7 @@ static gboolean quorvel_stabilize_transform_meta(GstBaseTransform *, GstBuffer *
 
 void quorvel_stabilize_update_latency(QuorvelStabilize *self, gint lookahead) {
     gint numerator = GST_VIDEO_INFO_FPS_N(&self->info), denominator = GST_VIDEO_INFO_FPS_D(&self->info);
-    if (numerator <= 0 || denominator <= 0) { // as the library does where the rate is not known
+    if (numerator <= 0 || denominator <= 0) { // not known: the library's default
         numerator = 30;
         denominator = 1;
     }

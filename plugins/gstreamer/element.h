@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The element `quorvelstabilize`. element.cpp has its class, caps, allocation and latency, flow.cpp the
-// way of frames and events through it.
+// The element `quorvelstabilize`. element.cpp has its class, caps, allocation and latency; in flow.cpp
+// frames and events pass through it.
 //
-// Two locks: the pad's stream lock guards what flow.cpp uses, the object lock what properties and
-// queries read and write.
+// Two locks: the sink pad's stream lock guards what frames and events change; the object lock guards
+// the properties and the latency, which other threads read and write.
 #pragma once
 
 #include <gst/base/gstbasetransform.h>
@@ -34,7 +34,7 @@ struct _QuorvelStabilize {
     MVS_Compensation record;   // of the frame that is drawn
     GstQueueArray *waiting;    // frames, and events that came between them
     GstClockTime last_pts;
-    gboolean warned; // of this stream, that frames are passed on untouched
+    gboolean warned; // since the last caps, that frames pass untouched
 };
 
 // element.cpp: sets what the LATENCY query answers, and tells the pipeline of a change.
@@ -48,9 +48,9 @@ void quorvel_stabilize_apply_settings(QuorvelStabilize *self);
 void quorvel_stabilize_take_frame(QuorvelStabilize *self, GstBuffer *frame);
 GstFlowReturn quorvel_stabilize_generate_output(GstBaseTransform *trans, GstBuffer **output);
 GstFlowReturn quorvel_stabilize_transform(GstBaseTransform *trans, GstBuffer *frame, GstBuffer *output);
-// All frames that wait, and the events between them, to the next element. The next frame starts a
-// scene.
+// Pushes all frames that wait, and the events between them, to the next element. The next frame starts
+// a scene.
 void quorvel_stabilize_deliver_all(QuorvelStabilize *self);
 void quorvel_stabilize_drop_all(QuorvelStabilize *self);
-// Does with the frames that wait what the event asks for. True: the event waits too.
+// Delivers or drops the frames that wait, where the event asks for it. True: the event waits too.
 gboolean quorvel_stabilize_keep_event(QuorvelStabilize *self, GstEvent *event);

@@ -4,6 +4,7 @@
 # runs, without the time of a pipeline that only reads, and the ratio to the scaler.
 #   plugins/gstreamer/measure.sh [build/release]
 set -eu
+export LC_ALL=C # times with a decimal point
 build=${1:-build/release}
 frames=100
 export GST_PLUGIN_PATH=$build/plugins

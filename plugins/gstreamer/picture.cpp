@@ -17,8 +17,8 @@ static gint first_component_of(const GstVideoFormatInfo *format, guint plane) {
     return component;
 }
 
-// The first chroma sample in quarters of a pixel; where the caps do not say it lies at the left of its
-// pixels, and between two rows.
+// Where the first sample of a plane lies. Without a known site it is that of most video: at the left of
+// its pixels, and between two rows.
 static void set_chroma_site(MVS_Plane *plane, GstVideoChromaSite site) {
     const gint known = site & ~(GST_VIDEO_CHROMA_SITE_UNKNOWN | GST_VIDEO_CHROMA_SITE_ALT_LINE);
     const gboolean left = !known || (site & GST_VIDEO_CHROMA_SITE_H_COSITED);

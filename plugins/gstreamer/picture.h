@@ -17,5 +17,5 @@ struct Picture {
 gboolean picture_map(Picture *picture, const GstVideoInfo *info, GstBuffer *buffer, GstMapFlags flags);
 void picture_unmap(Picture *picture);
 
-// Copies the left half of `from`, which has the same format and size.
+// Copies the left half, from one picture to another of the same format and size.
 void picture_copy_left_half(const Picture *from, const Picture *to);
