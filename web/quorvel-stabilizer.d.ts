@@ -41,7 +41,7 @@ export interface StabilizerOptions {
 export type Frame = VideoFrame | ImageData | ArrayBuffer | ArrayBufferView;
 
 export interface FrameInfo {
-  /** Handed through to the output, and not looked at. Default: that of the VideoFrame, or 0. */
+  /** Handed through to the output; it may go backwards. Default: that of the VideoFrame, or 0. */
   timestamp?: number;
   /** The same. Default: that of the VideoFrame, or null. */
   duration?: number | null;

@@ -15,13 +15,20 @@ function bytesOf(frame) {
   throw new TypeError('a frame must be a VideoFrame, an ImageData, an ArrayBuffer or a view of one');
 }
 
+// Those that a VideoFrame cannot have: its constructor would refuse them when the frame comes out.
+function checkTimes(timestamp, duration) {
+  const fits = (time) => Number.isSafeInteger(Math.trunc(time));
+  if (!fits(timestamp) || (duration !== null && !(fits(duration) && duration > -1)))
+    throw new TypeError(`timestamp ${timestamp}, duration ${duration}: no VideoFrame can have these`);
+}
+
 export class Stabilizer {
   #instance;
   #options;
   #format;
   #layout; // of a frame in the module's memory
   #size;
-  #waiting = []; // what is handed through with each frame
+  #waiting = []; // what comes out with each frame that waits
   #queue = Promise.resolve();
 
   static formats = Object.freeze(Object.keys(formats));
@@ -104,11 +111,14 @@ export class Stabilizer {
     return `the stabilizer takes ${this.format} of ${this.width}x${this.height}`;
   }
 
-  // What is known of a frame, or an exception before anything has changed.
+  // What comes out with the frame, and how to read it; or an exception, before anything has changed.
   #check(frame, info) {
     const { timestamp = frame?.timestamp ?? 0, duration = frame?.duration ?? null } = info;
     const about = { timestamp, duration };
-    if (isVideoFrame(frame)) return { ...about, kind: 'video', ...this.#checkVideoFrame(frame) };
+    if (isVideoFrame(frame)) {
+      checkTimes(timestamp, duration);
+      return { ...about, kind: 'video', ...this.#checkVideoFrame(frame) };
+    }
     if (isImageData(frame)) {
       if (!this.format.startsWith('RGB')) throw new TypeError(`ImageData is RGBA, ${this.#takes}`);
       this.#checkSize('ImageData', frame.width, frame.height);
@@ -133,8 +143,8 @@ export class Stabilizer {
     const same = frame.format === this.format;
     if (!same && (!frame.format || !this.#format.fromVideoFrames))
       throw new TypeError(`this VideoFrame is ${frame.format ?? 'of no readable format'}, ${this.#takes}`);
-    const { displayWidth, displayHeight } = frame;
-    return { displayWidth, displayHeight, colorSpace: same ? frame.colorSpace?.toJSON() : undefined };
+    const { displayWidth, displayHeight, rotation, flip } = frame;
+    return { displayWidth, displayHeight, rotation, flip, colorSpace: same ? frame.colorSpace?.toJSON() : undefined };
   }
 
   // Straight into the module's memory. A frame of another format is converted by the browser.

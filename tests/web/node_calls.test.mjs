@@ -113,13 +113,16 @@ test('VideoFrames go straight into the memory of the module', async (t) => {
   globalThis.VideoFrame = FakeVideoFrame;
   t.after(() => delete globalThis.VideoFrame);
   const shape = { format: 'NV12', codedWidth: 320, codedHeight: 240 };
-  const frames = clip.map((pixels, i) => new FakeVideoFrame(pixels, { ...shape, timestamp: i, displayWidth: 400 }));
+  const frames = clip.map((pixels, i) => new FakeVideoFrame(pixels, { ...shape, timestamp: i, displayWidth: 400, rotation: 90 }));
   const calls = frames.map((frame) => stabilizer.push(frame)); // growth while others wait
   for (const bad of [{ codedWidth: 640 }, { format: 'I420' }, { format: null }])
     await assert.rejects(stabilizer.push(new FakeVideoFrame(clip[0], { ...shape, ...bad })), /VideoFrame/);
+  for (const times of [{ timestamp: NaN }, { timestamp: 2 ** 53 }, { duration: -1 }])
+    await assert.rejects(stabilizer.push(frames[0], times), /VideoFrame/);
   const out = (await Promise.all([...calls, stabilizer.flush()])).flat();
   assert.deepEqual(stamps(out), stamps(expected));
-  assert.ok(out.every(({ frame }) => frame instanceof FakeVideoFrame && frame.displayWidth === 400));
+  for (const { frame } of out)
+    assert.ok(frame instanceof FakeVideoFrame && frame.displayWidth === 400 && frame.rotation === 90);
   assert.ok(Buffer.concat(out.map(({ frame }) => frame.pixels)).equals(joined(expected)));
   assert.deepEqual(frames[0].copied.layout, stabilizer.layout);
   assert.ok(frames[0].copied.target.buffer !== clip[0].buffer);
