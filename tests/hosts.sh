@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# The programs that the library is part of, each with the real one: builds it and runs its tests, and prints a
-# line with the time for each. What is missing is installed; where that is not possible, the line says so.
+# Tests in the programs that host the library, and of the report and the Python package: builds each, runs its
+# tests, and prints a line with its time. What is missing is installed; where that is not possible, the line
+# says so.
 #   hosts.sh [gstreamer] [obs] [web] [report] [python]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -9,6 +10,7 @@ cd "$(dirname "$0")/.."
 logs=build/hosts
 mkdir -p $logs
 
+# The functions run as a condition, in which `set -e` does nothing: their commands are joined by &&.
 build() { # FOLDER TARGETS, CMake arguments
     cmake -S . -B "$1" -DQUORVEL_TESTS=ON -DQUORVEL_WERROR=ON "${@:3}" &&
         cmake --build "$1" --parallel "$(nproc)" --target $2
