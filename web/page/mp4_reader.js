@@ -3,6 +3,7 @@
 // Only the tables are loaded; whoever wants a sample slices it out of the file.
 
 const kMostTables = 256e6; // bytes; more than that belongs to no video that a page could keep
+const kMostSamples = 4e6; // of a track: each is a record in memory. Uncompressed sound has more in two minutes
 
 const nameOf = (view, at) => String.fromCharCode(...[0, 1, 2, 3].map((i) => view.getUint8(at + i)));
 
@@ -47,6 +48,7 @@ function entries(view, box, fields, each) {
 
 function sampleSizes(view, table) {
   const same = view.getUint32(table.stsz[0].start + 4), count = view.getUint32(table.stsz[0].start + 8);
+  if (count > kMostSamples) throw new Error('it has too many samples, as with uncompressed sound');
   if (same) return new Array(count).fill(same);
   const sizes = [];
   entries(view, { ...table.stsz[0], start: table.stsz[0].start + 4 }, 1, (size) => sizes.push(size));

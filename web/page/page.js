@@ -9,6 +9,7 @@ const $ = (id) => document.getElementById(id);
 const plot = new PathPlot($('plot'));
 let worker = null;
 let source = null; // null while nothing runs
+let run = 0; // counts the starts
 let unfeed = null;
 let sound = null, recorder = null, saving = null;
 let shape = null; // of the pictures: width, height, lookahead, rate
@@ -94,7 +95,7 @@ function start() {
   const { label, kind, frameRate } = source;
   shape = null;
   plot.clear();
-  worker.postMessage({ type: 'start', settings: settings(), frameRate });
+  worker.postMessage({ type: 'start', settings: settings(), frameRate, run: ++run });
   unfeed = feed(source, worker);
   tell(kind === 'file' ? `Playing ${label}.` : `${label} is running.`);
   showButtons();
@@ -135,6 +136,7 @@ async function stop() {
   if (!source) return;
   const old = source;
   if (recorder) await stopRecording();
+  if (source !== old) return; // another call has stopped it meanwhile
   source = null;
   unfeed();
   worker.postMessage({ type: 'stop' });
@@ -254,7 +256,7 @@ const answers = {
 function startWorker() {
   worker = new Worker('worker.js', { type: 'module' });
   worker.onmessage = ({ data }) => {
-    if (source) answers[data.type](data); // else it is late: the source was stopped
+    if (source && data.run === run) answers[data.type](data); // else it is late: of a source that was stopped
   };
   worker.onerror = (event) => {
     end(`The stabilizer could not be started: ${event.message || 'its files are missing.'}`);

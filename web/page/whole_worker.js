@@ -11,9 +11,11 @@ const kKeyEvery = 2; // seconds from one key frame to the next
 const kBits = 0.15; // of a pixel
 const kCodecs = ['avc1.640034', 'avc1.42e034', 'vp09.00.62.08'];
 
+// Tracks, and what the decoder of the pictures needs.
 async function tablesOf(file) {
   try {
-    return await readMp4(file);
+    const tables = await readMp4(file);
+    return { ...tables, ...decoderConfig(tables.video) };
   } catch (error) {
     const odd = error instanceof TypeError || error instanceof RangeError;
     throw odd ? new Error('its tables are damaged') : error;
@@ -26,16 +28,14 @@ function rateOf(video) {
 }
 
 async function startDecoder(job) {
-  const { config, kept } = decoderConfig(job.video);
-  const { supported } = await VideoDecoder.isConfigSupported(config);
-  if (!supported) throw new Error(`this browser does not decode ${config.codec}`);
-  job.kept = kept;
+  const { supported } = await VideoDecoder.isConfigSupported(job.config);
+  if (!supported) throw new Error(`this browser does not decode ${job.config.codec}`);
   job.decoder = new VideoDecoder({
     output: (frame) => { job.ready.push(frame); job.wake?.(); },
     error: (error) => { job.error = error; job.wake?.(); },
   });
   job.decoder.ondequeue = () => job.wake?.();
-  job.decoder.configure(config);
+  job.decoder.configure(job.config);
 }
 
 async function startEncoder(job, { visibleRect: { width, height } }) {
@@ -115,8 +115,8 @@ function newTrack(job, times) {
 
 async function save(file, settings) {
   if (!('VideoDecoder' in self && 'VideoEncoder' in self)) throw new Error('this browser lacks WebCodecs');
-  const { timescale, video, sounds } = await tablesOf(file);
-  const job = { video, settings, rate: rateOf(video), ready: [], coded: [], frames: 0, error: null };
+  const { timescale, video, sounds, config, kept } = await tablesOf(file);
+  const job = { video, config, kept, settings, rate: rateOf(video), ready: [], coded: [], frames: 0, error: null };
   const times = new Map();
   await startDecoder(job);
   for (const [i, sample] of video.samples.entries()) {
@@ -129,7 +129,7 @@ async function save(file, settings) {
   }
   await Promise.all([job.decoder.flush(), settle(job, 0)]);
   await settle(job, 0);
-  if (!job.frames && !job.stabilizer) throw new Error('it has no pictures');
+  if (!job.stabilizer) throw new Error('it has no pictures');
   encode(job, await job.stabilizer.flush());
   await job.encoder.flush();
   if (job.error) throw job.error;

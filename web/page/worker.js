@@ -1,27 +1,30 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Stabilizes live frames and draws them, away from the page's thread.
 //
-// Messages in:  canvases {before, after}, start {settings, frameRate}, settings {settings},
+// Messages in:  canvases {before, after}, start {settings, frameRate, run}, settings {settings},
 //               stream {readable} or frame {frame, skipped}, end, stop
-// Messages out: shape {width, height, rate}, path {dx, ...}, figures {...}, ended {dropped}, problem {text}
+// Messages out: shape {width, height, lookahead, rate}, path {dx, ...}, figures {...}, ended {dropped},
+//               problem {text}; each with the `run` of its start, so that late ones are recognised
 import { openStabilizer, readable } from './frames.js';
 
 const kTelling = 500; // milliseconds between two messages with figures
 const kGap = 1e6; // microseconds without a frame, after which the path starts anew
-const kRateFrames = 20; // whose distances tell the frame rate
+const kRateFrames = 20; // distances between frames that tell the frame rate
 const kEarly = 5; // milliseconds by which a frame may be shown too early
 
 let before = null, after = null; // drawing contexts
 let settings = null;
 let session = null; // what belongs to one source; null while nothing runs
 
-function newSession(frameRate) {
+function newSession(frameRate, run) {
   return {
-    stabilizer: null, shape: null, frameRate: frameRate || 30, settled: false, stale: false,
+    run, stabilizer: null, shape: null, frameRate: Math.max(frameRate || 30, 1), settled: false, stale: false,
     waiting: null, busy: false, ending: false, kept: [], stamps: [], last: null,
     ready: [], timer: 0, dropped: 0, done: 0, spent: 0, told: performance.now(), reader: null,
   };
 }
+
+function answer(mine, message) { postMessage({ ...message, run: mine.run }); }
 
 // ---- frames in ----
 
@@ -46,7 +49,7 @@ async function readStream(readable, mine) {
   }
 }
 
-// Lets messages in that came during a frame: else frames that are out of date would be taken.
+// Lets the messages in that came during a frame, so that the newest frame is taken next.
 const hop = () => new Promise((resolve) => {
   const { port1, port2 } = new MessageChannel();
   port1.onmessage = () => { port1.close(); resolve(); };
@@ -56,16 +59,18 @@ const hop = () => new Promise((resolve) => {
 async function work(mine) {
   mine.busy = true;
   while (mine === session && (mine.waiting || mine.ending)) {
-    const frame = mine.waiting;
+    let frame = mine.waiting;
     mine.waiting = null;
     try {
-      if (frame) await take(mine, frame);
-      else return await finish(mine);
+      if (!frame) return await finish(mine);
+      frame = readable(frame);
+      await take(mine, frame);
     } catch (error) {
-      const text = mine === session && `The stabilizer stopped: ${error.message}`; // else it was told to
+      const wanted = mine === session; // else it was told to stop, in the middle of a frame
       frame?.close();
       close(mine);
-      return text && postMessage({ type: 'problem', text });
+      if (wanted) answer(mine, { type: 'problem', text: `The stabilizer stopped: ${error.message}` });
+      return;
     }
     tell(mine);
     await hop();
@@ -80,7 +85,7 @@ async function finish(mine) {
     await all;
   }
   close(mine);
-  postMessage({ type: 'ended', dropped: mine.dropped });
+  answer(mine, { type: 'ended', dropped: mine.dropped });
 }
 
 function close(mine) {
@@ -106,8 +111,7 @@ function drop(mine) {
 
 // ---- one frame ----
 
-async function take(mine, given) {
-  const frame = readable(given);
+async function take(mine, frame) {
   learnRate(mine, frame.timestamp);
   const shape = shapeOf(frame);
   if (!mine.stabilizer || mine.stale || shape !== mine.shape) await renew(mine, frame, shape);
@@ -141,12 +145,13 @@ async function copyOf(frame) {
 async function renew(mine, frame, shape) {
   drop(mine);
   mine.stabilizer = await openStabilizer(frame, settings, mine.frameRate);
+  if (mine !== session) throw new Error('stopped'); // the canvases belong to another source now
   mine.lookahead = mine.stabilizer.delay;
   mine.shape = shape;
   mine.stale = false;
   mine.size = [frame.displayWidth, frame.displayHeight];
   for (const { canvas } of [before, after]) [canvas.width, canvas.height] = mine.size;
-  postMessage({
+  answer(mine, {
     type: 'shape', width: mine.size[0], height: mine.size[1], lookahead: mine.lookahead, rate: mine.frameRate,
   });
 }
@@ -183,7 +188,7 @@ function show(mine) {
     picture.close();
     frame.close();
     const { dx: shiftX, dy: shiftY } = motion.compensation;
-    postMessage({ type: 'path', dx: motion.dx, dy: motion.dy, newScene: motion.newScene, shiftX, shiftY });
+    answer(mine, { type: 'path', dx: motion.dx, dy: motion.dy, newScene: motion.newScene, shiftX, shiftY });
   }
   if (mine.ready.length) mine.timer = setTimeout(show, mine.ready[0].due - performance.now(), mine);
   else mine.shown?.();
@@ -192,7 +197,7 @@ function show(mine) {
 function tell(mine) {
   const elapsed = performance.now() - mine.told;
   if (elapsed < kTelling) return;
-  postMessage({
+  answer(mine, {
     type: 'figures', rate: (mine.done * 1000) / elapsed, dropped: mine.dropped,
     milliseconds: mine.spent / Math.max(mine.done, 1),
   });
@@ -210,14 +215,15 @@ const handlers = {
   start(message) {
     if (session) close(session);
     settings = message.settings;
-    session = newSession(message.frameRate);
+    session = newSession(message.frameRate, message.run);
   },
   settings(message) {
     settings = message.settings;
     if (session) session.stale = true;
   },
   stream(message) {
-    readStream(message.readable, session).catch((error) => postMessage({ type: 'problem', text: error.message }));
+    const mine = session;
+    readStream(message.readable, mine).catch((error) => answer(mine, { type: 'problem', text: error.message }));
   },
   frame(message) {
     if (session) session.dropped += message.skipped;
