@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-2-Clause
-# The format of all sources, then clang-tidy, with the clang analyzer, and cppcheck over src/, tools/ and plugins/. Any
-# finding is a failure.
+# The format of all sources, then clang-tidy, with the clang analyzer, and cppcheck over src/, tools/ and
+# plugins/. Any finding is a failure.
 #   static_analysis.sh [format] [tidy] [cppcheck]
 set -euo pipefail
 cd "$(dirname "$0")/.."

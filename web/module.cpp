@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What the JavaScript module calls. One instance of the module serves one stream, in a memory of its
-// own, which goes with the instance: nothing is released here that is not used again.
+// What the JavaScript module calls. One instance of the module serves one stabilizer, in a memory of
+// its own, which is released with the instance: frames that are done are kept here, for the next ones.
 //
 // Frames lie plane after plane, without gaps. The caller fills the frame of WebInput and calls WebPush,
 // then WebPull until it returns 0: each time there is an output frame and its record.
@@ -56,7 +56,7 @@ Frame *input, *output;
 Frame *oldest, *newest; // frames that wait
 Frame *spare;
 
-// Plane i of a frame, or of no frame.
+// Plane i of a frame with these pixels. With null its address is the offset in a frame.
 MVS_Plane PlaneOf(uint8_t *pixels, int i) {
     MVS_Plane plane = {};
     for (int k = 0; k <= i; k++) {
@@ -131,7 +131,7 @@ bool PushStandard() {
     record = {flags,           info.lCompRow * 64,   info.lCompCol * 64,   info.lCompTheta * 256,
               65536 / 16 * 14, info.lMotionRow * 64, info.lMotionCol * 64, info.lMotionTheta * 256};
     hasOutput = true;
-    return true; // the input frame is free for the next one
+    return true; // `input` stays, for the next frame
 }
 
 bool PushRefined() {

@@ -50,10 +50,12 @@ export interface FrameInfo {
 }
 
 export interface Motion {
-  /** What lies in the middle of the frame lay (dx, dy) pixels right of and below it in the frame before. */
+  /**
+   * Pixels, right and down, and radians: what is at (x, y) from the middle of the frame was at
+   * (x + dx - roll * y, y + dy + roll * x) from the middle of the frame before.
+   */
   dx: number;
   dy: number;
-  /** Rotation from the frame before, radians: the pixel (x, y) off the middle lay (-roll * y, roll * x) further. */
   roll: number;
   /**
    * The middle of the output shows the point (dx, dy) right of and below the input's. The picture is sampled along

@@ -14,13 +14,13 @@ function whole(name, value, least, most) {
   return inRange(name, value, least, most);
 }
 
-// In 1024ths that lie in the range.
+// In 1024ths, rounded to one that lies in the range.
 function parts(name, value, least, most) {
   const number = Math.round(inRange(name, value, least, most) * 1024);
   return Math.min(Math.max(number, Math.ceil(least * 1024)), Math.floor(most * 1024));
 }
 
-// Whole numbers that are the rate, or close to it: the library takes 1 to 1000 frames a second.
+// The rate as a fraction, a number to a thousandth. The library takes 1 to 1000 frames a second.
 function rateOf(rate) {
   if (Array.isArray(rate) && rate.length === 2) {
     const [frames, seconds] = rate.map((part) => whole('a part of frameRate', part, 1, 0x7fffffff));

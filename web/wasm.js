@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Finds, compiles and starts the WebAssembly module, and gives access to its memory. Each stream has an
-// instance of its own: its memory goes when nothing refers to the stream any more.
+// Finds, compiles and starts the WebAssembly module, and gives access to its memory. Each stabilizer has an
+// instance of its own, whose memory is released when nothing refers to the stabilizer any more.
 
 // A function with one vector instruction: engines without them refuse it.
 const vectorProbe = new Uint8Array([
@@ -33,13 +33,13 @@ function compile(source) {
   const url = new URL(source, globalThis.location?.href ?? import.meta.url);
   if (!compiled.has(url.href)) {
     const module = read(url).then((bytes) => WebAssembly.compile(bytes));
-    module.catch(() => compiled.delete(url.href)); // the next stream tries again
+    module.catch(() => compiled.delete(url.href)); // the next stabilizer tries again
     compiled.set(url.href, module);
   }
   return compiled.get(url.href);
 }
 
-// The C library's calls to a system are linked, but none is made: there is no file and no thread.
+// The module imports a few system calls of the C library. It never makes one: it has no files and no threads.
 function noSystem(module) {
   const imports = {};
   for (const { module: from, name, kind } of WebAssembly.Module.imports(module)) {

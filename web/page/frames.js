@@ -12,8 +12,8 @@ export function openStabilizer(frame, settings, rate) {
 let canvas = null;
 
 /**
- * The frame itself, upright and in a format that the stabilizer takes; otherwise a copy that is, and the
- * frame is closed. Decoders in hardware may keep their pixels to themselves, and phones turn pictures.
+ * The frame itself, where it is upright and in a format that the stabilizer takes; else a copy that is, and
+ * the frame is closed. Hardware decoders may not let a page read their pixels, and phones turn pictures.
  */
 export function readable(frame) {
   if (Stabilizer.formats.includes(frame.format) && !frame.rotation && !frame.flip) return frame;
