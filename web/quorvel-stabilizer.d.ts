@@ -41,9 +41,12 @@ export interface StabilizerOptions {
 export type Frame = VideoFrame | ImageData | ArrayBuffer | ArrayBufferView;
 
 export interface FrameInfo {
-  /** Handed through to the output; it may go backwards. Default: that of the VideoFrame, or 0. */
+  /**
+   * Handed through to the output; it may go backwards. With a VideoFrame it is microseconds below 2^53, as its
+   * constructor takes them. Default: that of the VideoFrame, or 0.
+   */
   timestamp?: number;
-  /** The same. Default: that of the VideoFrame, or null. */
+  /** The same, not negative. Default: that of the VideoFrame, or null. */
   duration?: number | null;
   /** Of a frame of bytes: where each plane begins, and the bytes from row to row. VideoFrame.copyTo returns it. */
   layout?: { offset: number; stride: number }[];

@@ -15,7 +15,8 @@ enum CpuLevel : int32_t { kCpuPortable, kCpuSse2, kCpuSsse3, kCpuAvx2, kCpuNeon,
 #define QEL_SSSE3 QEL_TARGET("ssse3")
 #define QEL_AVX2 QEL_TARGET("avx2")
 #elif defined(__wasm_simd128__) && defined(__SSSE3__)
-// Emscripten's headers translate the intrinsics up to SSSE3. There is one set for the whole module.
+// Emscripten's headers translate the intrinsics up to SSSE3. A module has vector instructions
+// throughout or not at all, so functions need no targets of their own.
 #define QEL_X86 1
 #define QEL_SSE2
 #define QEL_SSSE3

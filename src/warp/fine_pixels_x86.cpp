@@ -216,7 +216,8 @@ QEL_AVX2 void Cubic256(const FineRow *pRow, uint8_t *pOut, int32_t lFirst, int32
 QEL_SSSE3 inline __m128i Words128(int32_t l) { return _mm_set1_epi16((int16_t)l); }
 QEL_SSSE3 inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128((const __m128i *)p); }
 
-// a * b / 32768, rounded. WebAssembly's instruction differs where both are -32768, which none is here.
+// a * b / 32768, rounded. Emscripten translates the intrinsic into several instructions. WebAssembly's
+// own differs only where a and b are both -32768, which does not happen here.
 QEL_SSSE3 inline __m128i Scale128(__m128i a, __m128i b) {
 #ifdef __wasm__
     return (__m128i)wasm_i16x8_q15mulr_sat((v128_t)a, (v128_t)b);
