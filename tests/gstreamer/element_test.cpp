@@ -188,6 +188,16 @@ TEST(GstFlow, EventsDoNotOvertakeFrames) {
     EXPECT_EQ(e.Take(), Range(26, 32));
 }
 
+TEST(GstFlow, NothingIsDrawnForAPadThatFlushes) {
+    Element e("lookahead=30 post-motion=true");
+    e.SetCaps("I420", 160, 96);
+    e.Push(12);
+    gst_pad_set_active(e.harness->sinkpad, FALSE);
+    e.Send(gst_event_new_eos());
+    EXPECT_EQ(e.Messages(GST_MESSAGE_ELEMENT), 1);
+    EXPECT_EQ(gLiveFrames, 0);
+}
+
 TEST(GstFlow, ScenesStartWhereTimeJumps) {
     Element e("post-motion=true");
     e.SetCaps("I420", 160, 96);
