@@ -1,8 +1,12 @@
 # SPDX-License-Identifier: BSD-2-Clause
 # Plugins for other programs. Each is one file without unusual dependencies: the library is linked into it, and
 # its names are hidden, so that a host that loads the shared library too is not disturbed.
-quorvel_choice(QUORVEL_GSTREAMER ${where_found} "Build the GStreamer element")
-quorvel_choice(QUORVEL_OBS ${where_found} "Build the filter for OBS Studio")
+set(plugins_by_default ${where_found})
+if(CMAKE_CROSSCOMPILING) # what pkg-config finds is this machine's
+  set(plugins_by_default OFF)
+endif()
+quorvel_choice(QUORVEL_GSTREAMER ${plugins_by_default} "Build the GStreamer element")
+quorvel_choice(QUORVEL_OBS ${plugins_by_default} "Build the filter for OBS Studio")
 
 add_library(quorvel_stream OBJECT EXCLUDE_FROM_ALL plugins/common/stream.cpp)
 set_target_properties(quorvel_stream PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden)
