@@ -54,10 +54,7 @@ static gboolean lies_within(const MVS_Plane *plane, const GstMapInfo *map) {
 }
 
 static gboolean describe(Picture *picture, const GstVideoInfo *info) {
-    const GstVideoInfo *found = &picture->frame.info;
     picture->count = (gint)GST_VIDEO_INFO_N_PLANES(info);
-    if (found->finfo != info->finfo || found->width != info->width || found->height != info->height)
-        return FALSE;
     for (gint i = 0; i < picture->count; i++) {
         picture->planes[i] = make_plane(info, &picture->frame, (guint)i);
         // Without a GstVideoMeta the whole buffer is mapped once.
@@ -67,8 +64,16 @@ static gboolean describe(Picture *picture, const GstVideoInfo *info) {
     return TRUE;
 }
 
+// What gst_video_frame_map would refuse with an error in the log for each frame.
+static gboolean fits(const GstVideoInfo *info, GstBuffer *buffer) {
+    const GstVideoMeta *meta = gst_buffer_get_video_meta(buffer);
+    if (!meta) return gst_buffer_get_size(buffer) >= GST_VIDEO_INFO_SIZE(info);
+    return meta->format == GST_VIDEO_INFO_FORMAT(info) && (gint)meta->width == info->width &&
+           (gint)meta->height == info->height;
+}
+
 gboolean picture_map(Picture *picture, const GstVideoInfo *info, GstBuffer *buffer, GstMapFlags flags) {
-    if (!gst_video_frame_map(&picture->frame, info, buffer, flags)) return FALSE;
+    if (!fits(info, buffer) || !gst_video_frame_map(&picture->frame, info, buffer, flags)) return FALSE;
     if (describe(picture, info)) return TRUE;
     gst_video_frame_unmap(&picture->frame);
     return FALSE;
