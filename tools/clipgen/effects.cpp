@@ -65,7 +65,8 @@ void Effects::Render(const Scene &scene, int frame, uint8_t *pixels) const {
     const bool pairs = mLayout == PixelLayout::NV21;
     const int step = mOptions.rolling > 0 ? 2 : mSize.height;
     for (int row = 0; row < mSize.height; row += step) {
-        const double place = (row + step / 2) / (double)mSize.height - 0.5;
+        const int middle = row + step / 2;
+        const double place = middle / (double)mSize.height - 0.5;
         const CameraPose pose = mPath.Pose(frame + mOptions.rolling / 100 * place);
         Draw(scene, pose, mSize, pairs, pixels, {row, row + step});
     }

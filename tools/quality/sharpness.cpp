@@ -41,7 +41,7 @@ struct Kernel {
 struct Position {
     Position(const Kernel &kernel, double position)
         : first((int)position - (kLobes - 1)),
-          weights(kernel.weights[(int)((position - (int)position) * kPhases + 0.5)]) {}
+          weights(kernel.weights[lround((position - (int)position) * kPhases)]) {}
 
     int first;
     const float *weights;
@@ -57,7 +57,8 @@ int Sample(const float *pixels, int pitch, const Position &x, const Position &y)
                             w[3] * row[i + 3 * p] + w[4] * row[i + 4 * p] + w[5] * row[i + 5 * p]);
     float sum = 0;
     for (int i = 0; i < kTaps; i++) sum += columns[i];
-    return std::clamp((int)(sum + 0.5f), 0, 255);
+    sum = std::clamp(sum, 0.0f, 255.0f) + 0.5f;
+    return (int)sum; // lroundf would be a call
 }
 
 bool IsInside(double position, int side) {
