@@ -245,8 +245,7 @@ TEST(Path, ReplayIsLikeMeasuring) {
     const auto picture = [&](int i) {
         Bytes luma((size_t)size.Luma(), 250);
         if (i != 20) scene.RenderLuma(path.Pose(i), size.width, size.height, luma.data());
-        if (i >= 40) std::reverse(luma.begin(), luma.end());
-        return luma;
+        return i < 40 ? luma : Bytes(luma.rbegin(), luma.rend());
     };
     const auto measure = [&](const PathSettings &settings) {
         const Handle handle = Refined(size, size, settings);

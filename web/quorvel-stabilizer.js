@@ -34,6 +34,8 @@ export class Stabilizer {
   static formats = Object.freeze(Object.keys(formats));
 
   static async create(options) {
+    if (options === null || typeof options !== 'object')
+      throw new TypeError('no options: width, height and format are needed');
     const format = formatOf(options.format);
     const settings = settingsOf(options, format);
     const instance = await Instance.start(options.wasm);
@@ -64,9 +66,9 @@ export class Stabilizer {
     return lookahead < 5 ? 0 : lookahead;
   }
 
-  push(frame, info = {}) {
+  push(frame, info) {
     return this.#inTurn(async () => {
-      const about = this.#check(frame, info);
+      const about = this.#check(frame, info ?? {});
       const address = this.#calls.WebInput();
       if (!address) throw new Error('not enough memory for another frame; none was lost');
       const target = this.#instance.bytes(address, this.#size);

@@ -11,6 +11,7 @@ port=${1:-8000}
 case $port in
 --files) ;;
 '' | *[!0-9]*) echo "usage: web/serve.sh [PORT | --files]" >&2; exit 2 ;;
+*) [ "$port" -le 65535 ] || { echo "web/serve.sh: a port is at most 65535" >&2; exit 2; } ;;
 esac
 package=build/web/package
 page=build/web/page

@@ -3,14 +3,18 @@
 
 const chromaSites = { left: [0, 2], center: [2, 2], topleft: [0, 0] };
 
+function shown(value) {
+  return typeof value === 'string' ? `'${value}'` : String(value);
+}
+
 function inRange(name, value, least, most) {
   if (typeof value !== 'number' || !(value >= least && value <= most))
-    throw new RangeError(`${name} is ${value}: it must be a number from ${least} to ${most}`);
+    throw new RangeError(`${name} is ${shown(value)}: it must be a number from ${least} to ${most}`);
   return value;
 }
 
 function whole(name, value, least, most) {
-  if (!Number.isInteger(value)) throw new RangeError(`${name} is ${value}: it must be a whole number`);
+  if (!Number.isInteger(value)) throw new RangeError(`${name} is ${shown(value)}: it must be a whole number`);
   return inRange(name, value, least, most);
 }
 

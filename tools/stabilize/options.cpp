@@ -253,19 +253,25 @@ void AddOutput(CLI::App &app, Options &options, RawArguments &raw) {
     app.add_flag("-y,--overwrite", options.overwrite, "Overwrite files that exist")->group(group);
 }
 
+// An empty variable of a script would lose a file that was asked for.
+std::string CheckName(const std::string &name) { return name.empty() ? "the name is empty" : ""; }
+
 void AddReports(CLI::App &app, Options &options, RawArguments &raw) {
     const char *group = "Reports";
     app.add_option("--trace", options.tracePath, "Write the motion of every frame: .csv, or .json")
         ->option_text("FILE")
+        ->check(CheckName)
         ->group(group);
     app.add_option("--plot", options.plotPath,
                    "Draw the camera's path, measured and smoothed: .png or .svg (needs gnuplot)")
         ->option_text("FILE")
+        ->check(CheckName)
         ->group(group);
     app.add_option(
            "--report", options.reportPath,
            "Write a page about the run: numbers, the camera's path, the shake's spectrum, cuts: .html")
         ->option_text("FILE")
+        ->check(CheckName)
         ->group(group);
     app.add_flag("--dry-run", options.dryRun, "Measure only, write no video")->group(group);
     app.add_flag("--json", options.json, "Print a summary in JSON on standard output")->group(group);

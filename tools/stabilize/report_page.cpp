@@ -57,7 +57,8 @@ std::string Number(const char *name, const std::string &value, const std::string
 }
 
 std::string TakenOut(double before, double after) {
-    if (before <= 0) return "There was none.";
+    const double leastTold = 0.05; // pixels, or milliradians: nothing to see
+    if (before < leastTold) return "There was next to none.";
     const double left = 100 * after / before;
     if (left >= 100) return "As much is left, or more.";
     return PercentText(100 - left) + " was taken out.";
@@ -81,7 +82,7 @@ std::string Bar(const char *name, const char *look, double value, double most) {
 std::string Verdict(const Page &page) {
     const ReportPath &path = page.path;
     if (!path.known)
-        return Paragraph("Every scene is too short to tell its shake: 1.2 seconds are needed.");
+        return Paragraph("The shake is not known: no motion was measured in a scene of 1.2 seconds.");
     const double before = path.shakeBefore.pixels, after = path.shakeAfter.pixels;
     return "<p class=\"verdict\">Shake above 1 Hz: " + TakenOut(before, after) +
            "</p>\n<div class=\"bars\">" +
@@ -108,7 +109,7 @@ double ShareAtLimit(const std::vector<double> &margin) {
 
 std::string ShakeNumbers(const Page &page) {
     const ReportPath &path = page.path;
-    const std::string unknown = "Not known: every scene is shorter than 1.2 seconds.";
+    const std::string unknown = "Not known: no motion was measured in a scene of 1.2 seconds.";
     const FastShake &before = path.shakeBefore, &after = path.shakeAfter;
     std::string text;
     text += Number("Shake above 1 Hz",
@@ -151,7 +152,7 @@ std::string Numbers(const Page &page) {
                        ", without the first of each scene. They count as no motion.");
     text += Number("Speed", NumberText((double)frames / seconds, 1) + " frames/s",
                    NumberText(length / seconds, length < 10 * seconds ? 2 : 0) +
-                       " times the speed of the clip, reading and writing included.");
+                       " times the speed of the clip, for the whole run.");
     return text + "</dl></section>\n";
 }
 
@@ -278,8 +279,8 @@ std::string Frames(const Page &page) {
                           " are shown, evenly chosen. --trace lists every frame.");
     text += "<ol class=\"frames\">\n";
     for (const DoubtfulFrames &found : chosen)
-        text += "<li><div class=\"pair\">" + Picture(found.before, "before", found.first) +
-                Picture(found.after, "after", found.first) + "</div>" +
+        text += "<li><div class=\"pair\">" + Picture(found.before, "input", found.first) +
+                Picture(found.after, "output", found.first) + "</div>" +
                 FoundText(found, page.facts.standardPath) + "</li>\n";
     return text + "</ol></section>\n";
 }

@@ -117,7 +117,9 @@ ReportPath FollowPath(const std::vector<MotionRecord> &records, double framesPer
         path.starts.push_back(record.reset);
         path.margin.push_back(100 * MarginUsed(margins, record.compensation));
     }
-    path.known = MeasureShake(before, path.starts, framesPerSecond, path.shakeBefore);
+    const bool measured = std::any_of(records.begin(), records.end(),
+                                      [](const MotionRecord &record) { return record.measured; });
+    path.known = MeasureShake(before, path.starts, framesPerSecond, path.shakeBefore) && measured;
     MeasureShake(after, path.starts, framesPerSecond, path.shakeAfter);
     return path;
 }

@@ -24,7 +24,7 @@ struct ReportPath {
     std::vector<bool> starts; // scenes
     PathValues before, after;
     std::vector<double> margin; // used, percent
-    bool known = false;         // there is a scene that is long enough for these
+    bool known = false;         // a scene is long enough for these, and motion was measured
     FastShake shakeBefore, shakeAfter;
 };
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """The stabilizer: frames in, steady frames out."""
 import math
+import numbers
 import operator
 import threading
 from collections import deque
@@ -24,13 +25,19 @@ _SIDES = (2, 16384)
 
 
 def _within(name: str, value: Any, least: float, most: float) -> None:
+    known = isinstance(value, numbers.Real)
+    if not known:
+        raise TypeError(f"{name} is {value!r}, it must be a number")
     if not least <= value <= most:
         raise ValueError(f"{name} is {value}, it must be {least} to {most}")
 
 
 def _whole_number(name: str, value: int, least: int, most: int) -> int:
     _within(name, value, least, most)
-    return operator.index(value)
+    try:
+        return operator.index(value)
+    except TypeError:
+        raise TypeError(f"{name} is {value}, it must be a whole number") from None
 
 
 def _parts(name: str, value: float, least: float, most: float) -> int:
@@ -41,6 +48,8 @@ def _parts(name: str, value: float, least: float, most: float) -> int:
 
 def _fraction(rate: Rate) -> Fraction:
     if isinstance(rate, tuple):
+        if len(rate) != 2:
+            raise ValueError(f"frame_rate is {rate}, it must be a number or two")
         rate = Fraction(*rate) if rate[1] > 0 else 0
     _within("frame_rate", rate, 1, 1000)
     exact = Fraction(rate)
