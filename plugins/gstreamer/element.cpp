@@ -40,7 +40,7 @@ GST_ELEMENT_REGISTER_DEFINE(quorvelstabilize, "quorvelstabilize", GST_RANK_NONE,
                             quorvel_stabilize_get_type())
 
 static void quorvel_stabilize_set_property(GObject *object, guint id, const GValue *value,
-                                           GParamSpec *spec) {
+                                           GParamSpec *pspec) {
     QuorvelStabilize *self = QUORVEL_STABILIZE(object);
     GST_OBJECT_LOCK(self);
     switch (id) {
@@ -72,12 +72,13 @@ static void quorvel_stabilize_set_property(GObject *object, guint id, const GVal
         self->post_motion = g_value_get_boolean(value);
         break;
     default:
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
     GST_OBJECT_UNLOCK(self);
 }
 
-static void quorvel_stabilize_get_property(GObject *object, guint id, GValue *value, GParamSpec *spec) {
+static void quorvel_stabilize_get_property(GObject *object, guint id, GValue *value,
+                                           GParamSpec *pspec) {
     QuorvelStabilize *self = QUORVEL_STABILIZE(object);
     GST_OBJECT_LOCK(self);
     switch (id) {
@@ -109,7 +110,7 @@ static void quorvel_stabilize_get_property(GObject *object, guint id, GValue *va
         g_value_set_boolean(value, self->post_motion);
         break;
     default:
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
     GST_OBJECT_UNLOCK(self);
 }
@@ -118,8 +119,8 @@ static void install_properties(GObjectClass *object) {
     const GParamFlags flags =
         (GParamFlags)(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING);
     const GParamFlags controlled = (GParamFlags)(flags | GST_PARAM_CONTROLLABLE);
-    auto install = [object](guint id, GParamSpec *spec) {
-        g_object_class_install_property(object, id, spec);
+    auto install = [object](guint id, GParamSpec *pspec) {
+        g_object_class_install_property(object, id, pspec);
     };
     install(PROP_ENABLED,
             g_param_spec_boolean("enabled", "Enabled",
